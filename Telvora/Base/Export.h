@@ -1,0 +1,9 @@
+#pragma once
+
+// What a host may link to. Everything else stays inside the library: it is built with hidden
+// visibility, so that a name of ours can never meet one of the host's.
+#if defined(TELVORA_STATIC)
+#define TELVORA_EXPORT
+#else
+#define TELVORA_EXPORT __attribute__((visibility("default")))
+#endif

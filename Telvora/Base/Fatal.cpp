@@ -1,0 +1,22 @@
+#include <Telvora/Base/Fatal.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace telvora {
+
+void fatal(std::string_view message, std::string_view where)
+{
+    std::string line = "Fatal error: ";
+    line += message;
+    line += ": file ";
+    line += where;
+    line += '\n';
+    // One write, so that lines of other threads do not fall between.
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+    std::abort();
+}
+
+} // namespace telvora

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <Telvora/Base/Export.h>
+#include <Telvora/Platform/ScreenHierarchy.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace telvora {
+
+/// A moment in the life of a screen. The raw values are the names of the moments; the library
+/// itself goes by position (index 3: the screen has come to the top, index 5: it has left).
+enum class LifeCycleTraceOccasion {
+    loadView,
+    viewDidLoad,
+    viewWillAppear,
+    viewDidAppear,
+    viewWillDisappear,
+    viewDidDisappear,
+    deinit,
+};
+
+/// Whether the moment is about to be handled by the screen, has been, or was left out.
+enum class LifeCycleTraceState {
+    before,
+    after,
+    skipped,
+};
+
+inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues {
+    "loadView",
+    "viewDidLoad",
+    "viewWillAppear",
+    "viewDidAppear",
+    "viewWillDisappear",
+    "viewDidDisappear",
+    "deinit",
+};
+
+constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
+{
+    return lifeCycleTraceOccasionRawValues[static_cast<std::size_t>(occasion)];
+}
+
+/// Absent for a text that names no moment.
+constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::string_view rawValue)
+{
+    for (std::size_t index = 0; index < lifeCycleTraceOccasionRawValues.size(); ++index) {
+        if (lifeCycleTraceOccasionRawValues[index] == rawValue)
+            return static_cast<LifeCycleTraceOccasion>(index);
+    }
+    return std::nullopt;
+}
+
+/// A rule of the page-lifecycle framework: two numbers and the name of the mark at which a trace
+/// ends. Their meaning is the framework's.
+struct LifeCycleResolveRule {
+    std::array<int, 2> values;
+    std::string end;
+};
+
+/// The rules an adaptor goes by; made from one.
+class LifeCycleResolveRules {
+public:
+    explicit LifeCycleResolveRules(LifeCycleResolveRule rule)
+        : m_rule(std::move(rule))
+    {
+    }
+
+    const LifeCycleResolveRule& rule() const { return m_rule; }
+
+private:
+    LifeCycleResolveRule m_rule;
+};
+
+/// What the page-lifecycle framework drives, one for each scene. All calls come on the main
+/// thread.
+class TELVORA_EXPORT LifeCycleTrace {
+public:
+    virtual ~LifeCycleTrace() = default;
+
+    virtual void setScene(std::weak_ptr<UIViewController> scene) = 0;
+    virtual const LifeCycleResolveRules& occasionRule() const = 0;
+    virtual std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const = 0;
+    virtual void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
+        = 0;
+};
+
+/// The page-lifecycle framework: whoever knows when screens come and go. It makes one adaptor for
+/// each scene from the registered factory, sets its scene and calls it.
+///
+/// Threads: the main thread.
+/// Implementations: Linux/LinuxLifeCycleChecker (driven by the host or its toolkit's
+/// integration), Simulated/ScriptedLifeCycleChecker.
+class TELVORA_EXPORT LifeCycleChecker {
+public:
+    /// Makes the adaptor of the scene of that name.
+    using AdaptorFactory
+        = std::function<std::unique_ptr<LifeCycleTrace>(const std::string& sceneName)>;
+
+    virtual ~LifeCycleChecker() = default;
+
+    virtual void registerAdaptor(AdaptorFactory create) = 0;
+};
+
+} // namespace telvora

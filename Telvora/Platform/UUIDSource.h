@@ -1,0 +1,20 @@
+#pragma once
+
+#include <Telvora/Base/Export.h>
+#include <Telvora/Base/UUIDText.h>
+
+namespace telvora {
+
+/// Where random UUIDs come from.
+///
+/// Threads: any.
+/// Implementations: Linux/LinuxUUIDSource (the kernel's randomness), Simulated/SeededUUIDSource.
+class TELVORA_EXPORT UUIDSource {
+public:
+    virtual ~UUIDSource() = default;
+
+    /// A new version 4 UUID.
+    virtual UUIDBytes next() = 0;
+};
+
+} // namespace telvora
