@@ -14,11 +14,26 @@ namespace telvora {
 
 namespace detail {
 
-inline Value asValue(const std::string& text) { return Value(std::string_view(text)); }
-inline Value asValue(bool flag) { return Value(flag); }
-inline Value asValue(double number) { return Value(number); }
-inline Value asValue(std::int64_t number) { return Value(number); }
-inline Value asValue(const Dictionary& dictionary) { return Value(copy(dictionary)); }
+inline Value asValue(const std::string& text)
+{
+    return Value(std::string_view(text));
+}
+inline Value asValue(bool flag)
+{
+    return Value(flag);
+}
+inline Value asValue(double number)
+{
+    return Value(number);
+}
+inline Value asValue(std::int64_t number)
+{
+    return Value(number);
+}
+inline Value asValue(const Dictionary& dictionary)
+{
+    return Value(copy(dictionary));
+}
 
 inline Value asValue(const StringDictionary& strings)
 {
@@ -48,8 +63,7 @@ template<typename Record> class DataAsDict {
 public:
     Dictionary asDictionary() const
     {
-        using Members
-            = boost::describe::describe_members<Record, boost::describe::mod_public>;
+        using Members = boost::describe::describe_members<Record, boost::describe::mod_public>;
         Dictionary dictionary;
         dictionary.reserve(boost::mp11::mp_size<Members>::value);
         boost::mp11::mp_for_each<Members>([&](auto member) {
@@ -57,8 +71,7 @@ public:
             const bool isNew
                 = dictionary.emplace(member.name, detail::asValue(record.*member.pointer)).second;
             if (!isNew) {
-                fatal(std::string("Duplicate values for key: '") + member.name + "'",
-                    "DataAsDict");
+                fatal(std::string("Duplicate values for key: '") + member.name + "'", "DataAsDict");
             }
         });
         return dictionary;

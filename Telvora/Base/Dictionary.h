@@ -30,7 +30,7 @@ using StringDictionary = std::map<std::string, std::string, std::less<>>;
 enum class EncodeStyle {
     /// No white space.
     compact,
-    /// Four spaces a level, one member a line, " : " between key and value.
+    /// Two spaces a level, one member a line, " : " between key and value.
     pretty,
 };
 

@@ -2,26 +2,30 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 namespace telvora {
 
-void appendNumberText(std::string& out, double number)
+std::size_t writeNumberText(char* out, double number)
 {
-    // 17 digits, sign, point and exponent fit; 1e16 and above are shorter with an exponent.
-    char digits[64];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, number);
-    const std::string_view text(digits, static_cast<std::size_t>(end - digits));
-    out += text;
-    if (std::isfinite(number) && text.find_first_of(".e") == std::string_view::npos)
-        out += ".0";
+    // At most sign, 17 digits, point and a four-character exponent; the text without an exponent is
+    // only chosen where it is no longer than the one with it.
+    const auto [end, error] = std::to_chars(out, out + longestNumberText, number);
+    auto length = static_cast<std::size_t>(end - out);
+    const bool looksWhole
+        = std::string_view(out, length).find_first_of(".e") == std::string_view::npos;
+    if (looksWhole && std::isfinite(number)) {
+        std::memcpy(out + length, ".0", 2);
+        length += 2;
+    }
+    return length;
 }
 
 std::string numberText(double number)
 {
-    std::string text;
-    appendNumberText(text, number);
-    return text;
+    char text[longestNumberText];
+    return std::string(text, writeNumberText(text, number));
 }
 
 } // namespace telvora

@@ -2,16 +2,19 @@
 
 #include <Telvora/Base/Export.h>
 
+#include <cstddef>
 #include <string>
 
 namespace telvora {
 
-/// The shortest decimal text that reads back as `number`, without exponent where the number is
-/// of ordinary size and always with at least one digit after the point: 390.0, 2.5, 1e+300,
-/// nan, inf, -inf.
+/// The shortest decimal text that reads back as `number`, always with a point or an exponent, so
+/// that it is seen to be no integer: 390.0, 2.5, 1e+300; nan, inf, -inf.
 TELVORA_EXPORT std::string numberText(double number);
 
-/// Appends the same to `out`.
-TELVORA_EXPORT void appendNumberText(std::string& out, double number);
+/// No text of writeNumberText() is longer.
+inline constexpr std::size_t longestNumberText = 32;
+
+/// Writes the same to `out`, which has room for longestNumberText, and returns the length.
+TELVORA_EXPORT std::size_t writeNumberText(char* out, double number);
 
 } // namespace telvora

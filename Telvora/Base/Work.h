@@ -23,9 +23,10 @@ public:
     UniqueFunction() = default;
 
     template<typename Callable>
-        requires(!std::is_same_v<std::remove_cvref_t<Callable>, UniqueFunction>
-            && std::is_invocable_r_v<Result, std::remove_cvref_t<Callable>&, Arguments...>)
-    UniqueFunction(Callable&& callable)
+    requires(
+        !std::is_same_v<std::remove_cvref_t<Callable>,
+            UniqueFunction> && std::is_invocable_r_v<Result, std::remove_cvref_t<Callable>&, Arguments...>)
+        UniqueFunction(Callable&& callable)
     {
         using Stored = std::remove_cvref_t<Callable>;
         if constexpr (fits<Stored>) {
@@ -80,8 +81,8 @@ private:
     };
 
     template<typename Stored>
-    static constexpr bool fits = sizeof(Stored) <= inlineBytes
-        && alignof(Stored) <= alignof(std::max_align_t)
+    static constexpr bool fits
+        = sizeof(Stored) <= inlineBytes && alignof(Stored) <= alignof(std::max_align_t)
         && std::is_nothrow_move_constructible_v<Stored>;
 
     template<typename Stored> static Stored& at(std::byte* storage)
@@ -127,9 +128,9 @@ template<typename Signature> class FunctionRef;
 template<typename Result, typename... Arguments> class FunctionRef<Result(Arguments...)> {
 public:
     template<typename Callable>
-        requires(!std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef>
-            && std::is_invocable_r_v<Result, Callable&, Arguments...>)
-    FunctionRef(Callable&& callable)
+    requires(!std::is_same_v<std::remove_cvref_t<Callable>,
+                 FunctionRef> && std::is_invocable_r_v<Result, Callable&, Arguments...>)
+        FunctionRef(Callable&& callable)
         : m_object(const_cast<void*>(static_cast<const void*>(std::addressof(callable))))
         , m_call([](void* object, Arguments... arguments) -> Result {
             return (*static_cast<std::remove_reference_t<Callable>*>(object))(

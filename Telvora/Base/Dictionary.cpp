@@ -1,0 +1,147 @@
+#include <Telvora/Base/Dictionary.h>
+
+#include <Telvora/Base/Encoder.h>
+
+#include <vector>
+
+namespace telvora {
+
+namespace {
+
+using detail::Encoder;
+using detail::NonFinite;
+
+template<typename Source>
+std::optional<std::string> encoded(const Source& source, EncodeStyle style)
+{
+    Encoder encoder(style, NonFinite::refuse);
+    if (!encoder.write(source))
+        return std::nullopt;
+    return encoder.text();
+}
+
+// A container that stands empty in its place and waits for the members of its original.
+struct CopyJob {
+    const Value* from;
+    Value* to;
+};
+
+// A value without children is copied at once; a container is left empty and noted.
+void copyShallow(const Value& from, Value& to, std::vector<CopyJob>& jobs)
+{
+    if (from.is_structured())
+        jobs.push_back({ &from, &to });
+    else
+        to = from;
+}
+
+void copyMembers(const Dictionary& from, Dictionary& to, std::vector<CopyJob>& jobs)
+{
+    // No place moves any more once there is room for all.
+    to.reserve(from.size());
+    for (const auto& member : from)
+        copyShallow(member.value(), to.emplace(member.key(), nullptr).first->value(), jobs);
+}
+
+void copyElements(const Array& from, Array& to, std::vector<CopyJob>& jobs)
+{
+    to.resize(from.size());
+    for (std::size_t index = 0; index < from.size(); ++index)
+        copyShallow(from[index], to[index], jobs);
+}
+
+void runCopyJobs(std::vector<CopyJob>& jobs)
+{
+    while (!jobs.empty()) {
+        const CopyJob job = jobs.back();
+        jobs.pop_back();
+        if (const Dictionary* dictionary = job.from->if_object())
+            copyMembers(*dictionary, job.to->emplace_object(), jobs);
+        else
+            copyElements(job.from->get_array(), job.to->emplace_array(), jobs);
+    }
+}
+
+// Takes the containers out of a container, so that destroying it goes no deeper.
+void takeContainers(Value& value, std::vector<Value>& containers)
+{
+    if (Dictionary* dictionary = value.if_object()) {
+        for (auto& member : *dictionary) {
+            if (member.value().is_structured())
+                containers.push_back(std::move(member.value()));
+        }
+    } else if (Array* array = value.if_array()) {
+        for (auto& element : *array) {
+            if (element.is_structured())
+                containers.push_back(std::move(element));
+        }
+    }
+}
+
+} // namespace
+
+std::optional<std::string> encode(const Dictionary& dictionary, EncodeStyle style)
+{
+    return encoded(dictionary, style);
+}
+
+std::optional<std::string> encode(const Value& value, EncodeStyle style)
+{
+    return encoded(value, style);
+}
+
+std::string describe(const Dictionary& dictionary)
+{
+    Encoder encoder(EncodeStyle::compact, NonFinite::print);
+    encoder.write(dictionary);
+    return encoder.text();
+}
+
+std::string repairedUTF8(std::string_view text)
+{
+    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    encoder.writeRepaired(text);
+    return encoder.text();
+}
+
+Dictionary copy(const Dictionary& dictionary)
+{
+    Dictionary result;
+    std::vector<CopyJob> jobs;
+    copyMembers(dictionary, result, jobs);
+    runCopyJobs(jobs);
+    return result;
+}
+
+Array copy(const Array& array)
+{
+    Array result;
+    std::vector<CopyJob> jobs;
+    copyElements(array, result, jobs);
+    runCopyJobs(jobs);
+    return result;
+}
+
+void dispose(Value&& value) noexcept
+{
+    std::vector<Value> containers;
+    Value current = std::move(value);
+    takeContainers(current, containers);
+    while (!containers.empty()) {
+        current = std::move(containers.back());
+        containers.pop_back();
+        takeContainers(current, containers);
+    }
+}
+
+void dispose(Dictionary&& dictionary) noexcept
+{
+    dispose(Value(std::move(dictionary)));
+}
+
+void dispose(Array&& array) noexcept
+{
+    dispose(Value(std::move(array)));
+}
+
+} // namespace telvora

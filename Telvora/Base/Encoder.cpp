@@ -1,0 +1,281 @@
+#include <Telvora/Base/Encoder.h>
+
+#include <Telvora/Base/NumberText.h>
+#include <Telvora/Base/UTF8.h>
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+namespace telvora::detail {
+
+namespace {
+
+constexpr std::uint64_t everyByte(std::uint8_t byte)
+{
+    return 0x0101010101010101u * byte;
+}
+
+// The high bit of each byte that cannot stand in a JSON string as it is: below 0x20, a quote, a
+// backslash, or not ASCII. A byte above the first marked one may be marked wrongly; the first one
+// never is.
+constexpr std::uint64_t specialBytes(std::uint64_t word)
+{
+    const std::uint64_t quote = word ^ everyByte('"');
+    const std::uint64_t backslash = word ^ everyByte('\\');
+    return (((word - everyByte(0x20)) & ~word) | ((quote - everyByte(1)) & ~quote)
+               | ((backslash - everyByte(1)) & ~backslash) | word)
+        & everyByte(0x80);
+}
+
+static_assert(std::endian::native == std::endian::little, "the first byte is the lowest one");
+
+constexpr bool isSpecial(unsigned char byte)
+{
+    return byte < 0x20 || byte == '"' || byte == '\\' || byte >= 0x80;
+}
+
+// Copies the bytes at the front of `text` that can stand as they are to `out`, which has room for
+// eight bytes more than `text` holds, and returns how many they were.
+std::size_t copyPlain(char* out, std::string_view text)
+{
+    std::size_t index = 0;
+    for (; index + sizeof(std::uint64_t) <= text.size(); index += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + index, sizeof word);
+        std::memcpy(out + index, &word, sizeof word);
+        if (const std::uint64_t special = specialBytes(word))
+            return index + static_cast<std::size_t>(std::countr_zero(special)) / 8;
+    }
+    for (; index < text.size(); ++index) {
+        if (isSpecial(static_cast<unsigned char>(text[index])))
+            break;
+        out[index] = text[index];
+    }
+    return index;
+}
+
+} // namespace
+
+Encoder::Encoder(EncodeStyle style, NonFinite nonFinite)
+    : m_style(style)
+    , m_nonFinite(nonFinite)
+{
+    m_levels.reserve(8);
+}
+
+std::string Encoder::text() const
+{
+    return std::string(m_text.get(), m_size);
+}
+
+bool Encoder::write(const Value& value)
+{
+    return writeValue(value) && finish();
+}
+
+bool Encoder::write(const Dictionary& dictionary)
+{
+    open(dictionary);
+    return finish();
+}
+
+// Writes what is still open, innermost first.
+bool Encoder::finish()
+{
+    while (!m_levels.empty()) {
+        Level& level = m_levels.back();
+        const bool isObject = level.memberEnd != nullptr;
+        const bool isDone
+            = isObject ? level.member == level.memberEnd : level.element == level.elementEnd;
+        if (isDone) {
+            m_levels.pop_back();
+            startLine();
+            append(isObject ? '}' : ']');
+            continue;
+        }
+
+        if (!level.isFirst)
+            append(',');
+        level.isFirst = false;
+        startLine();
+        const Value* value = nullptr;
+        if (isObject) {
+            writeString(level.member->key());
+            append(m_style == EncodeStyle::pretty ? std::string_view(" : ") : ":");
+            value = &level.member->value();
+            ++level.member;
+        } else {
+            value = level.element++;
+        }
+        // May open a level, after which `level` is another one.
+        if (!writeValue(*value))
+            return false;
+    }
+    return true;
+}
+
+bool Encoder::writeValue(const Value& value)
+{
+    switch (value.kind()) {
+    case boost::json::kind::null:
+        append("null");
+        return true;
+    case boost::json::kind::bool_:
+        append(value.get_bool() ? std::string_view("true") : "false");
+        return true;
+    case boost::json::kind::int64: {
+        char* start = room(20);
+        m_size += static_cast<std::size_t>(
+            std::to_chars(start, start + 20, value.get_int64()).ptr - start);
+        return true;
+    }
+    case boost::json::kind::uint64: {
+        char* start = room(20);
+        m_size += static_cast<std::size_t>(
+            std::to_chars(start, start + 20, value.get_uint64()).ptr - start);
+        return true;
+    }
+    case boost::json::kind::double_:
+        return writeDouble(value.get_double());
+    case boost::json::kind::string:
+        writeString(value.get_string());
+        return true;
+    case boost::json::kind::array:
+        open(value.get_array());
+        return true;
+    case boost::json::kind::object:
+        open(value.get_object());
+        return true;
+    }
+    return false;
+}
+
+bool Encoder::writeDouble(double number)
+{
+    if (!std::isfinite(number) && m_nonFinite == NonFinite::refuse)
+        return false;
+    char* start = room(longestNumberText);
+    m_size += writeNumberText(start, number);
+    return true;
+}
+
+void Encoder::open(const Dictionary& dictionary)
+{
+    if (dictionary.empty()) {
+        append("{}");
+        return;
+    }
+    append('{');
+    m_levels.push_back({ .member = dictionary.begin(), .memberEnd = dictionary.end() });
+}
+
+void Encoder::open(const Array& array)
+{
+    if (array.empty()) {
+        append("[]");
+        return;
+    }
+    append('[');
+    m_levels.push_back({ .element = array.begin(), .elementEnd = array.end() });
+}
+
+void Encoder::startLine()
+{
+    if (m_style == EncodeStyle::compact)
+        return;
+    const std::size_t length = 1 + 2 * m_levels.size();
+    char* start = room(length);
+    std::memset(start, ' ', length);
+    *start = '\n';
+    m_size += length;
+}
+
+void Encoder::writeString(std::string_view text)
+{
+    *room(1) = '"';
+    ++m_size;
+    while (true) {
+        const std::size_t plain = copyPlain(room(text.size() + 9), text);
+        m_size += plain;
+        text.remove_prefix(plain);
+        if (text.empty())
+            break;
+
+        const auto first = static_cast<unsigned char>(text.front());
+        if (first < 0x80) {
+            escape(first);
+            text.remove_prefix(1);
+            continue;
+        }
+        const UTF8Sequence sequence = firstUTF8Sequence(text);
+        append(sequence.isValid ? text.substr(0, sequence.length) : replacementCharacter);
+        text.remove_prefix(sequence.length);
+    }
+    append('"');
+}
+
+void Encoder::writeRepaired(std::string_view text)
+{
+    while (!text.empty()) {
+        const UTF8Sequence sequence = firstUTF8Sequence(text);
+        append(sequence.isValid ? text.substr(0, sequence.length) : replacementCharacter);
+        text.remove_prefix(sequence.length);
+    }
+}
+
+void Encoder::escape(unsigned char character)
+{
+    switch (character) {
+    case '"':
+        return append("\\\"");
+    case '\\':
+        return append("\\\\");
+    case '\b':
+        return append("\\b");
+    case '\f':
+        return append("\\f");
+    case '\n':
+        return append("\\n");
+    case '\r':
+        return append("\\r");
+    case '\t':
+        return append("\\t");
+    default:
+        static constexpr std::string_view digits = "0123456789abcdef";
+        append("\\u00");
+        append(digits[character >> 4]);
+        append(digits[character & 0xF]);
+    }
+}
+
+// Doubling keeps the cost of growing proportional to the text.
+char* Encoder::grow(std::size_t bytes)
+{
+    const std::size_t capacity = std::max<std::size_t>(1024, 2 * m_capacity + bytes);
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity);
+    if (m_size > 0)
+        std::memcpy(larger.get(), m_text.get(), m_size);
+    m_text = std::move(larger);
+    m_capacity = capacity;
+    return m_text.get() + m_size;
+}
+
+void Encoder::append(char character)
+{
+    *room(1) = character;
+    ++m_size;
+}
+
+void Encoder::append(std::string_view text)
+{
+    if (text.empty())
+        return;
+    std::memcpy(room(text.size()), text.data(), text.size());
+    m_size += text.size();
+}
+
+} // namespace telvora::detail
