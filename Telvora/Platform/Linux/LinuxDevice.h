@@ -1,0 +1,53 @@
+#pragma once
+
+#include <Telvora/Platform/Device.h>
+#include <Telvora/Platform/Linux/SystemFiles.h>
+
+namespace telvora {
+
+/// The machine as its firmware, kernel and distribution describe it.
+///
+/// Threads: any. Every value is read from the system each time it is asked for.
+///
+/// Failure: a value that the machine does not have is neutral: the model is "Linux", a screen is
+/// zero by zero at one pixel a point.
+class TELVORA_EXPORT LinuxDevice final : public Device {
+public:
+    /// The main screen as the host's toolkit knows it; goes before what the kernel says, which
+    /// knows nothing of scaling, rotation or which screen the user calls the main one.
+    struct Screen {
+        double widthPoints = 0;
+        double heightPoints = 0;
+        double scale = 1;
+        std::optional<std::int64_t> pixelsPerInch;
+    };
+
+    explicit LinuxDevice(SystemFiles files, std::optional<Screen> screen = {});
+
+    /// The maker's name for the machine, "Linux" without one.
+    std::string safeDescription() const override;
+    /// "raspberrypi,4-model-b" from a device tree, "LENOVO,20XW0043US" from a firmware table, else
+    /// the kind of processor, "x86_64".
+    std::string identifier() const override;
+    std::optional<std::int64_t> ppi() const override;
+
+    /// The distribution's version, "12"; of a distribution without versions its build, and without
+    /// a distribution the kernel's.
+    std::string systemVersion() const override;
+    /// Compares the numbers that systemVersion() starts with; one that starts with none is older
+    /// than everything.
+    bool isSystemVersionAtLeast(int major, int minor) const override;
+    UserInterfaceIdiom userInterfaceIdiom() const override;
+
+    Rectangle screenBounds() const override;
+    double screenScale() const override;
+
+    /// The processors that this process may run on now.
+    std::int64_t activeProcessorCount() const override;
+
+private:
+    SystemFiles m_files;
+    std::optional<Screen> m_screen;
+};
+
+} // namespace telvora
