@@ -1,0 +1,25 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/LifeCycleChecker.h>
+
+namespace telvora {
+
+/// Keeps the registered factory for the host, or its toolkit's integration, which knows when
+/// screens come and go: it makes an adaptor for each screen with create(), sets its scene and
+/// calls it on the main thread.
+class TELVORA_EXPORT LinuxLifeCycleChecker final : public LifeCycleChecker {
+public:
+    /// The newest registration counts for the adaptors made from then on.
+    void registerAdaptor(AdaptorFactory create) override TELVORA_EXCLUDES(m_lock);
+
+    /// The adaptor of the scene of that name; null while none is registered.
+    std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const
+        TELVORA_EXCLUDES(m_lock);
+
+private:
+    mutable Mutex m_lock;
+    AdaptorFactory m_factory TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

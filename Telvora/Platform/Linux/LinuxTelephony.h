@@ -1,0 +1,37 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Telephony.h>
+
+#include <memory>
+
+namespace telvora {
+
+/// The cellular services as whoever watches the modems last saw them; absent lists, the answer of
+/// a machine without telephony, until somebody does.
+///
+/// Threads: any may read and any may publish. A reader takes a copy of one consistent snapshot
+/// and never waits for a modem.
+class TELVORA_EXPORT LinuxTelephony final : public Telephony {
+public:
+    struct Snapshot {
+        std::optional<Carriers> carriers;
+        std::optional<RadioTechnologies> radioTechnologies;
+    };
+
+    LinuxTelephony();
+
+    /// Replaces what readers see from now on.
+    void publish(Snapshot snapshot) TELVORA_EXCLUDES(m_lock);
+
+    std::optional<Carriers> serviceSubscriberCellularProviders() const override;
+    std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const override;
+
+private:
+    std::shared_ptr<const Snapshot> current() const TELVORA_EXCLUDES(m_lock);
+
+    mutable Mutex m_lock;
+    std::shared_ptr<const Snapshot> m_snapshot TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora
