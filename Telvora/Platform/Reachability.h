@@ -34,8 +34,9 @@ public:
     virtual bool startNotifier() = 0;
     virtual void stopNotifier() = 0;
 
-    /// Called when the connection changes to Wi-Fi or cellular, and once after the notifier was
-    /// started if that is what it finds.
+    /// Called once for each change of the connection to Wi-Fi or cellular, from one to the other
+    /// too, while the notifier runs. Changes only: what the notifier finds when it is started is
+    /// no change and is not reported.
     virtual void setWhenReachable(Callback callback) = 0;
     /// The same for a change to none.
     virtual void setWhenUnreachable(Callback callback) = 0;
