@@ -8,11 +8,18 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace telvora {
 
 namespace detail {
+
+// A property that would be a keyword carries a trailing underscore, its key does not.
+constexpr std::string_view keyOf(std::string_view name)
+{
+    return name.ends_with('_') ? name.substr(0, name.size() - 1) : name;
+}
 
 inline Value asValue(const std::string& text)
 {
@@ -68,11 +75,11 @@ public:
         dictionary.reserve(boost::mp11::mp_size<Members>::value);
         boost::mp11::mp_for_each<Members>([&](auto member) {
             const auto& record = static_cast<const Record&>(*this);
+            const std::string_view key = detail::keyOf(member.name);
             const bool isNew
-                = dictionary.emplace(member.name, detail::asValue(record.*member.pointer)).second;
-            if (!isNew) {
-                fatal(std::string("Duplicate values for key: '") + member.name + "'", "DataAsDict");
-            }
+                = dictionary.emplace(key, detail::asValue(record.*member.pointer)).second;
+            if (!isNew)
+                fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
         });
         return dictionary;
     }

@@ -1,0 +1,179 @@
+#include <Telvora/Classes/Model/TrackNetworkStatus.h>
+
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Platform/Device.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/Telephony.h>
+
+#include <charconv>
+#include <map>
+
+namespace telvora {
+
+namespace {
+
+using Type = TrackNetworkStatusType;
+using CellularTypes = std::map<std::string, Type, std::less<>>;
+
+CellularTypes makeCellularTypes()
+{
+    CellularTypes types {
+        { "CTRadioAccessTechnologyGPRS", Type::network_2g },
+        { "CTRadioAccessTechnologyEdge", Type::network_2g },
+        { "CTRadioAccessTechnologyWCDMA", Type::network_3g },
+        { "CTRadioAccessTechnologyHSDPA", Type::network_3g },
+        { "CTRadioAccessTechnologyHSUPA", Type::network_3g },
+        { "CTRadioAccessTechnologyCDMA1x", Type::network_3g },
+        { "CTRadioAccessTechnologyCDMAEVDORev0", Type::network_3g },
+        { "CTRadioAccessTechnologyCDMAEVDORevA", Type::network_3g },
+        { "CTRadioAccessTechnologyCDMAEVDORevB", Type::network_3g },
+        { "CTRadioAccessTechnologyeHRPD", Type::network_3g },
+        { "CTRadioAccessTechnologyLTE", Type::network_4g },
+    };
+    if (platform().device.isSystemVersionAtLeast(14, 1) && !isEarlierThanIPhone12()) {
+        types.emplace("CTRadioAccessTechnologyNRNSA", Type::network_5g);
+        types.emplace("CTRadioAccessTechnologyNR", Type::network_5g);
+    }
+    return types;
+}
+
+// "iPhone13,2" -> "13,2" -> "13"; commas alone separate, and empty pieces do not count.
+std::optional<std::string> firstPieceOfModel(std::string identifier)
+{
+    static constexpr std::string_view maker = "iPhone";
+    for (std::size_t at = identifier.find(maker); at != std::string::npos;
+         at = identifier.find(maker, at))
+        identifier.erase(at, maker.size());
+
+    const std::size_t start = identifier.find_first_not_of(',');
+    if (start == std::string::npos)
+        return std::nullopt;
+    return identifier.substr(start, identifier.find(',', start) - start);
+}
+
+bool probeEarlierThanIPhone12()
+{
+    const Device& device = platform().device;
+    if (device.userInterfaceIdiom() != UserInterfaceIdiom::phone)
+        return false;
+    const auto piece = firstPieceOfModel(device.identifier());
+    if (!piece)
+        return false;
+
+    std::int64_t number = 0;
+    const char* end = piece->data() + piece->size();
+    const auto [stop, error] = std::from_chars(piece->data(), end, number);
+    const bool isNumber = error == std::errc() && stop == end;
+    return !isNumber || number < 13;
+}
+
+Type bestCellularType()
+{
+    std::optional<Type> best;
+    const auto technologies = platform().telephony.serviceCurrentRadioAccessTechnology();
+    if (!technologies)
+        return Type::unknown;
+    for (const auto& [service, technology] : *technologies) {
+        const auto type = cellularType(technology);
+        if (!type)
+            continue;
+        if (!best || cellularRank(*best) < cellularRank(*type))
+            best = type;
+    }
+    return best.value_or(Type::unknown);
+}
+
+} // namespace
+
+std::optional<Type> cellularType(std::string_view technology)
+{
+    static const auto& types = *new CellularTypes(makeCellularTypes());
+    const auto found = types.find(technology);
+    return found == types.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<int> cellularRank(Type type)
+{
+    switch (type) {
+    case Type::network_2g:
+        return 0;
+    case Type::network_3g:
+        return 1;
+    case Type::network_4g:
+        return 2;
+    case Type::network_5g:
+        return 3;
+    case Type::network_wifi:
+    case Type::unknown:
+    case Type::none:
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+bool isEarlierThanIPhone12()
+{
+    static const bool isEarlier = probeEarlierThanIPhone12();
+    return isEarlier;
+}
+
+TrackNetworkStatus TrackNetworkStatus::of(Reachability::Connection connection)
+{
+    switch (connection) {
+    case Reachability::Connection::none:
+        return { false, Type::none };
+    case Reachability::Connection::wifi:
+        return { true, Type::network_wifi };
+    case Reachability::Connection::cellular:
+        break;
+    }
+    return { true, bestCellularType() };
+}
+
+std::string TrackNetworkStatus::encode() const
+{
+    Dictionary dictionary;
+    dictionary[NetworkStatusCodingKey::isConnected] = isConnected;
+    dictionary[NetworkStatusCodingKey::networkType] = rawValue(networkType);
+    return *telvora::encode(dictionary);
+}
+
+std::optional<TrackNetworkStatus> TrackNetworkStatus::decode(std::string_view text)
+{
+    const Decoded decoded = telvora::decode(text);
+    const Dictionary* dictionary = decoded.value ? decoded.value->if_object() : nullptr;
+    if (!dictionary)
+        return std::nullopt;
+    const Value* isConnected = dictionary->if_contains(NetworkStatusCodingKey::isConnected);
+    const Value* typeText = dictionary->if_contains(NetworkStatusCodingKey::networkType);
+    if (!isConnected || !isConnected->is_bool() || !typeText || !typeText->is_string())
+        return std::nullopt;
+    const auto type = trackNetworkStatusType(typeText->get_string());
+    if (!type)
+        return std::nullopt;
+    return TrackNetworkStatus { isConnected->get_bool(), *type };
+}
+
+CommonTrackNetworkStatus::CommonTrackNetworkStatus()
+    : m_reachability(platform().reachability.makeReachability(ReachabilityService::Use::held))
+{
+}
+
+CommonTrackNetworkStatus::~CommonTrackNetworkStatus()
+{
+    if (m_reachability)
+        m_reachability->stopNotifier();
+}
+
+void CommonTrackNetworkStatus::onStatusChange(Handler handler)
+{
+    if (!m_reachability || !handler)
+        return;
+    const auto tell = [handler = std::move(handler)](Reachability::Connection connection) {
+        callHost([&] { handler(TrackNetworkStatus::of(connection)); });
+    };
+    m_reachability->setWhenReachable(tell);
+    m_reachability->setWhenUnreachable(tell);
+}
+
+} // namespace telvora

@@ -1,0 +1,162 @@
+#include <Telvora/Classes/TrackerConfig.h>
+
+namespace telvora {
+
+namespace {
+
+// A batch that the host puts into the cache itself: its events are under the channel's own key.
+std::uint32_t eventsIn(const Batch& batch, const std::string& dataListKey)
+{
+    if (!batch)
+        return 0;
+    const Value* list = batch->if_contains(dataListKey);
+    const Array* events = list ? list->if_array() : nullptr;
+    return events ? static_cast<std::uint32_t>(events->size()) : 0;
+}
+
+} // namespace
+
+TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
+    Array apiDatas, bool useOstraReport, URLHook urlHook)
+    : m_index(std::move(index))
+    , m_headers(std::move(headers))
+    , m_maxLimit(maxLimit)
+    , m_useOstraReport(useOstraReport)
+    , m_urlHook(std::move(urlHook))
+    , m_commonData(std::make_shared<TrackerCommonData>())
+    , m_stopHook(std::make_shared<Hook>([] {}))
+    , m_restartHook(m_stopHook)
+    , m_apiDatas(std::move(apiDatas))
+    , m_retryCache([this](LedgerShare share) { m_ledger.droppedWaiting(share); })
+{
+    m_ledger.appended(static_cast<std::int64_t>(m_apiDatas.size()));
+}
+
+TrackerConfig::~TrackerConfig()
+{
+    dispose(std::move(m_apiDatas));
+}
+
+void TrackerConfig::setStartHook(Hook hook)
+{
+    auto shared = std::make_shared<Hook>(std::move(hook));
+    MutexLock locked(m_lock);
+    m_startHook = std::move(shared);
+}
+
+void TrackerConfig::setStopHook(Hook hook)
+{
+    auto shared = std::make_shared<Hook>(std::move(hook));
+    MutexLock locked(m_lock);
+    m_stopHook = std::move(shared);
+}
+
+void TrackerConfig::setRestartHook(Hook hook)
+{
+    auto shared = std::make_shared<Hook>(std::move(hook));
+    MutexLock locked(m_lock);
+    m_restartHook = std::move(shared);
+}
+
+std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::startHook() const
+{
+    MutexLock locked(m_lock);
+    return m_startHook;
+}
+
+std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::stopHook() const
+{
+    MutexLock locked(m_lock);
+    return m_stopHook;
+}
+
+std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::restartHook() const
+{
+    MutexLock locked(m_lock);
+    return m_restartHook;
+}
+
+std::shared_ptr<const TrackerCommonData> TrackerConfig::commonData() const
+{
+    MutexLock locked(m_lock);
+    return m_commonData;
+}
+
+void TrackerConfig::setCommonData(TrackerCommonData commonData)
+{
+    auto shared = std::make_shared<const TrackerCommonData>(std::move(commonData));
+    MutexLock locked(m_lock);
+    m_commonData = std::move(shared);
+}
+
+void TrackerConfig::insert(TrackerRetryEntry retry)
+{
+    const LedgerShare share { eventsIn(retry->data, commonData()->dataListKey), 1 };
+    retry->giveShare(share);
+    m_ledger.insertedByHost(share);
+    m_retryCache.insert(std::move(retry));
+}
+
+TrackerRetryEntry TrackerConfig::popRetryData()
+{
+    auto taken = m_retryCache.take();
+    m_ledger.takenByHost(taken.share);
+    return std::move(taken.entry);
+}
+
+Array TrackerConfig::apiDatas() const
+{
+    MutexLock locked(m_listLock);
+    return copy(m_apiDatas);
+}
+
+bool TrackerConfig::append(Dictionary event)
+{
+    m_ledger.appended(1);
+    MutexLock locked(m_listLock);
+    m_apiDatas.emplace_back(std::move(event));
+    return static_cast<std::int64_t>(m_apiDatas.size()) >= m_maxLimit;
+}
+
+TrackerConfig::Copied TrackerConfig::takeAll()
+{
+    MutexLock locked(m_listLock);
+    const auto fresh = static_cast<std::uint32_t>(m_apiDatas.size() - m_copied);
+    Copied taken { std::move(m_apiDatas), fresh };
+    m_apiDatas = Array();
+    m_copied = 0;
+    return taken;
+}
+
+TrackerConfig::Copied TrackerConfig::copyAll()
+{
+    MutexLock locked(m_listLock);
+    Copied copied { copy(m_apiDatas), static_cast<std::uint32_t>(m_apiDatas.size() - m_copied) };
+    m_copied = m_apiDatas.size();
+    return copied;
+}
+
+void TrackerConfig::clear()
+{
+    Array cleared;
+    std::size_t unsent = 0;
+    {
+        MutexLock locked(m_listLock);
+        unsent = m_apiDatas.size() - m_copied;
+        cleared = std::move(m_apiDatas);
+        m_apiDatas = Array();
+        m_copied = 0;
+    }
+    // What came in after the copy is lost with it; a gap that the design accepts.
+    m_ledger.droppedPending(static_cast<std::int64_t>(unsent));
+    dispose(std::move(cleared));
+}
+
+TrackerRetryCache::Taken TrackerConfig::takeRetryData()
+{
+    auto taken = m_retryCache.take();
+    m_ledger.retried(taken.share);
+    return taken;
+}
+
+} // namespace telvora

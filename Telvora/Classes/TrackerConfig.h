@@ -1,0 +1,129 @@
+#pragma once
+
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Export.h>
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Classes/Domain/TrackerDomainConstant.h>
+#include <Telvora/Classes/TrackerLedger.h>
+#include <Telvora/Classes/TrackerRetryCache.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace telvora {
+
+/// What a channel's batches have in common: the fields beside the event list, and the key of that
+/// list. Always taken as one pair.
+struct TrackerCommonData {
+    Dictionary commonDatas;
+    std::string dataListKey = "data-list";
+};
+
+/// One channel: where its batches go, how many events it collects before it sends at once, what it
+/// adds to them, and the host's hooks.
+///
+/// Life: made by the host, registered with the manager once, and shared by both from then on.
+///
+/// Threads: setters, insert() and popRetryData() from any thread. The event list changes only in
+/// barrier blocks of the manager's queue.
+///
+/// Failure: none. A hook that throws is caught where it is called. A limit of 0 or less is taken as
+/// it is: every event then goes out at once.
+class TELVORA_EXPORT TrackerConfig {
+public:
+    using DefaultIndex = telvora::DefaultIndex;
+    using Hook = std::function<void()>;
+    using URLHook = std::function<std::string()>;
+
+    /// `apiDatas` are events, each a Dictionary, oldest first. `urlHook` is called for every
+    /// request; nothing of it is kept. `useOstraReport` is only kept and readable: whether APM
+    /// reports go to a provider is decided by there being one.
+    TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
+        Array apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
+    ~TrackerConfig();
+
+    TrackerConfig(const TrackerConfig&) = delete;
+    TrackerConfig& operator=(const TrackerConfig&) = delete;
+
+    const std::string& index() const { return m_index; }
+    std::int64_t maxLimit() const { return m_maxLimit; }
+    const StringDictionary& headers() const { return m_headers; }
+    bool useOstraReport() const { return m_useOstraReport; }
+    const URLHook& urlHook() const { return m_urlHook; }
+
+    /// Called by start() for a channel that is not yet running.
+    void setStartHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+    /// Called by stop() and when the application enters the background.
+    void setStopHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+    /// Called when the application returns to the foreground.
+    void setRestartHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+
+    /// Absent until set. Present but empty for an empty closure, which is skipped.
+    std::shared_ptr<const Hook> startHook() const TELVORA_EXCLUDES(m_lock);
+    std::shared_ptr<const Hook> stopHook() const TELVORA_EXCLUDES(m_lock);
+    std::shared_ptr<const Hook> restartHook() const TELVORA_EXCLUDES(m_lock);
+
+    std::shared_ptr<const TrackerCommonData> commonData() const TELVORA_EXCLUDES(m_lock);
+    void setCommonData(TrackerCommonData commonData) TELVORA_EXCLUDES(m_lock);
+
+    /// Puts an entry into the retry cache; returns before it is in.
+    void insert(TrackerRetryEntry retry);
+    /// The entry whose turn it is, or null; it is removed in a second step.
+    TrackerRetryEntry popRetryData();
+
+    const TrackerRetryCache& retryCache() const { return m_retryCache; }
+
+    /// A copy of the pending events as they stand.
+    Array apiDatas() const TELVORA_EXCLUDES(m_listLock);
+
+    LedgerSnapshot ledger() const { return m_ledger.snapshot(); }
+
+private:
+    // Intake and dispatch: the only ones who change the event list.
+    friend class TrackerManager;
+
+    // A list on its way into a batch, and how much of it no earlier copy held.
+    struct Copied {
+        Array events;
+        std::uint32_t fresh = 0;
+    };
+
+    // In a barrier block of the manager's queue. True when the list has reached the limit.
+    bool append(Dictionary event) TELVORA_EXCLUDES(m_listLock);
+    // In a barrier block. Leaves the list empty.
+    Copied takeAll() TELVORA_EXCLUDES(m_listLock);
+    // In a synchronous block. Leaves the list as it is.
+    Copied copyAll() TELVORA_EXCLUDES(m_listLock);
+    // In a barrier block, after a copy was sent.
+    void clear() TELVORA_EXCLUDES(m_listLock);
+
+    TrackerRetryCache::Taken takeRetryData();
+
+    const std::string m_index;
+    const StringDictionary m_headers;
+    const std::int64_t m_maxLimit;
+    const bool m_useOstraReport;
+    const URLHook m_urlHook;
+
+    mutable Mutex m_lock;
+    std::shared_ptr<const TrackerCommonData> m_commonData TELVORA_GUARDED_BY(m_lock);
+    std::shared_ptr<const Hook> m_startHook TELVORA_GUARDED_BY(m_lock);
+    std::shared_ptr<const Hook> m_stopHook TELVORA_GUARDED_BY(m_lock);
+    std::shared_ptr<const Hook> m_restartHook TELVORA_GUARDED_BY(m_lock);
+
+    // The queue orders the changes; the lock is for readers that do not queue up.
+    mutable Mutex m_listLock;
+    Array m_apiDatas TELVORA_GUARDED_BY(m_listLock);
+    // How many events at the front of the list a copy has sent already.
+    std::size_t m_copied TELVORA_GUARDED_BY(m_listLock) = 0;
+
+    ChannelLedger m_ledger;
+    // After the ledger, which hears of its removals.
+    TrackerRetryCache m_retryCache;
+};
+
+} // namespace telvora

@@ -1,0 +1,87 @@
+#include <Telvora/Classes/TrackerRetryCache.h>
+
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/Platform.h>
+
+namespace telvora {
+
+TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
+    : data(std::move(batch))
+    , retryCount(failures)
+    , timestamp(platform().clock.secondsSince1970())
+{
+}
+
+void TrackerRetryData::giveShare(LedgerShare share)
+{
+    m_share.store((static_cast<std::uint64_t>(share.events) << 32) | share.batches,
+        std::memory_order_relaxed);
+}
+
+LedgerShare TrackerRetryData::takeShare()
+{
+    const std::uint64_t share = m_share.exchange(0, std::memory_order_relaxed);
+    return { static_cast<std::uint32_t>(share >> 32), static_cast<std::uint32_t>(share) };
+}
+
+TrackerRetryCache::TrackerRetryCache(RemovedUnseen removedUnseen)
+    : m_state(std::make_unique<State>())
+{
+    m_state->removedUnseen = std::move(removedUnseen);
+}
+
+TrackerRetryCache::~TrackerRetryCache() = default;
+
+TrackerRetryCache::Taken TrackerRetryCache::take()
+{
+    State* state = m_state.get();
+    Taken taken;
+    m_lock.read([&] {
+        if (state->priorityQueue.isEmpty())
+            return;
+        taken.entry = state->priorityQueue[0];
+        // Before the removal can come: what is removed with its share on it was never returned.
+        taken.share = taken.entry->takeShare();
+    });
+    m_lock.write([state] { state->removeFirst(); });
+    return taken;
+}
+
+void TrackerRetryCache::State::removeFirst()
+{
+    if (priorityQueue.isEmpty())
+        return;
+    TrackerRetryEntry removed;
+    {
+        MutexLock locked(changing);
+        removed = *priorityQueue.pop();
+        count.store(priorityQueue.count(), std::memory_order_relaxed);
+    }
+    const LedgerShare share = removed->takeShare();
+    if (!share.isEmpty() && removedUnseen)
+        removedUnseen(share);
+}
+
+void TrackerRetryCache::insert(TrackerRetryEntry data)
+{
+    m_lock.write([state = m_state.get(), entry = std::move(data)]() mutable {
+        MutexLock locked(state->changing);
+        state->priorityQueue.push(std::move(entry));
+        state->count.store(state->priorityQueue.count(), std::memory_order_relaxed);
+    });
+}
+
+std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const
+{
+    const auto copy = [this] {
+        MutexLock locked(m_state->changing);
+        return m_state->priorityQueue;
+    }();
+    std::vector<TrackerRetryEntry> entries;
+    entries.reserve(copy.count());
+    for (const auto& entry : copy)
+        entries.push_back(entry);
+    return entries;
+}
+
+} // namespace telvora

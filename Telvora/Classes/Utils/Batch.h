@@ -1,0 +1,17 @@
+#pragma once
+
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Export.h>
+
+#include <memory>
+
+namespace telvora {
+
+/// The dictionary that one request carries. Made once and never changed, so that the request, its
+/// answer and the retry cache pass one and the same along without copying it.
+using Batch = std::shared_ptr<const Dictionary>;
+
+/// Takes `dictionary` over. It is destroyed without recursion, however deep its events are.
+TELVORA_EXPORT Batch makeBatch(Dictionary dictionary);
+
+} // namespace telvora

@@ -1,0 +1,189 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <ostream>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace telvora {
+
+/// A binary heap in one array, ordered by a comparison given to it: `ordered(a, b)` says that `a`
+/// must sit below `b`, and the root is what comes out next.
+///
+/// A value: copying it copies the array.
+///
+/// Ours instead of the standard heap functions because where equal elements end up is part of the
+/// contract, and the comparison may be non-strict: an element rises above a parent for which
+/// `ordered(parent, element)` holds, and a sink takes the right child only if
+/// `ordered(left, right)` holds. The standard leaves both open and forbids the second.
+///
+/// Threads: like any container; many readers or one writer.
+///
+/// Cost: push and pop O(log n) with no allocation but the array's growth; remove and removeAll
+/// search from the front.
+///
+/// Deliberate: range-for yields the elements in the order they would come out, on a copy;
+/// operator[] yields level order.
+template<typename T, typename Order = std::function<bool(const T&, const T&)>> class PriorityQueue {
+public:
+    /// With `ascending` the smallest element comes out first, else the largest.
+    explicit PriorityQueue(bool ascending,
+        std::vector<T> startingValues
+        = {}) requires std::is_same_v<Order, std::function<bool(const T&, const T&)>>
+        : PriorityQueue(ascending ? Order(std::greater<T>()) : Order(std::less<T>()),
+              std::move(startingValues))
+    {
+    }
+
+    explicit PriorityQueue(Order order, std::vector<T> startingValues = {})
+        : m_heap(std::move(startingValues))
+        , m_ordered(std::move(order))
+    {
+        for (std::size_t index = m_heap.size() / 2; index-- > 0;)
+            sink(index, m_heap.size());
+    }
+
+    std::size_t count() const { return m_heap.size(); }
+    bool isEmpty() const { return m_heap.empty(); }
+
+    void push(T element)
+    {
+        m_heap.push_back(std::move(element));
+        swim(m_heap.size() - 1);
+    }
+
+    std::optional<T> pop()
+    {
+        if (m_heap.empty())
+            return std::nullopt;
+        if (m_heap.size() > 1)
+            fastPop(m_heap.size() - 1);
+        std::optional<T> root(std::move(m_heap.back()));
+        m_heap.pop_back();
+        return root;
+    }
+
+    std::optional<T> peek() const
+    {
+        return m_heap.empty() ? std::nullopt : std::optional<T>(m_heap.front());
+    }
+
+    /// Removes the first element, in level order, that equals `item`, if there is one.
+    void remove(const T& item)
+    {
+        const auto found = std::find(m_heap.begin(), m_heap.end(), item);
+        if (found == m_heap.end())
+            return;
+        const auto index = static_cast<std::size_t>(found - m_heap.begin());
+        std::swap(m_heap[index], m_heap.back());
+        m_heap.pop_back();
+        if (index < m_heap.size()) {
+            swim(index);
+            sink(index, m_heap.size());
+        }
+    }
+
+    /// Removes every element that equals `item`.
+    void removeAll(const T& item)
+    {
+        // Not by reference into the heap: the first removal would change what it refers to.
+        const T wanted = item;
+        std::size_t before = 0;
+        do {
+            before = m_heap.size();
+            remove(wanted);
+        } while (m_heap.size() < before);
+    }
+
+    /// Removes all elements and gives the memory back.
+    void clear() { std::vector<T>().swap(m_heap); }
+
+    /// Level order: index 0 is the root, the children of i are at 2i+1 and 2i+2.
+    const T& operator[](std::size_t index) const { return m_heap[index]; }
+    std::size_t startIndex() const { return 0; }
+    std::size_t endIndex() const { return m_heap.size(); }
+    std::size_t index(std::size_t after) const { return after + 1; }
+    std::size_t underestimatedCount() const { return count(); }
+
+    class Iterator;
+    struct End { };
+    Iterator begin() const { return Iterator(*this); }
+    End end() const { return {}; }
+
+    /// The heap in level order: [a, b, c].
+    friend std::ostream& operator<<(std::ostream& out, const PriorityQueue& queue)
+    {
+        out << '[';
+        for (std::size_t index = 0; index < queue.count(); ++index)
+            out << (index > 0 ? ", " : "") << queue[index];
+        return out << ']';
+    }
+
+private:
+    void swim(std::size_t index)
+    {
+        while (index > 0 && m_ordered(m_heap[(index - 1) / 2], m_heap[index])) {
+            std::swap(m_heap[(index - 1) / 2], m_heap[index]);
+            index = (index - 1) / 2;
+        }
+    }
+
+    // Looks at the first `length` elements only.
+    void sink(std::size_t index, std::size_t length)
+    {
+        while (2 * index + 1 < length) {
+            std::size_t child = 2 * index + 1;
+            if (child < length - 1 && m_ordered(m_heap[child], m_heap[child + 1]))
+                ++child;
+            if (!m_ordered(m_heap[index], m_heap[child]))
+                return;
+            std::swap(m_heap[index], m_heap[child]);
+            index = child;
+        }
+    }
+
+    // Brings the root to the end of the array and the rest into order before it.
+    void fastPop(std::size_t newCount)
+    {
+        std::swap(m_heap[0], m_heap[newCount]);
+        sink(0, newCount);
+    }
+
+    std::vector<T> m_heap;
+    Order m_ordered;
+};
+
+/// Pops its way through a copy of the queue.
+template<typename T, typename Order> class PriorityQueue<T, Order>::Iterator {
+public:
+    using value_type = T;
+    using difference_type = std::ptrdiff_t;
+    using iterator_category = std::input_iterator_tag;
+    using pointer = const T*;
+    using reference = const T&;
+
+    explicit Iterator(PriorityQueue queue)
+        : m_queue(std::move(queue))
+        , m_current(m_queue.pop())
+    {
+    }
+
+    const T& operator*() const { return *m_current; }
+    Iterator& operator++()
+    {
+        m_current = m_queue.pop();
+        return *this;
+    }
+    bool operator==(End) const { return !m_current.has_value(); }
+
+private:
+    PriorityQueue m_queue;
+    std::optional<T> m_current;
+};
+
+} // namespace telvora

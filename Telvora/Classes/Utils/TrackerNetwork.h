@@ -1,0 +1,83 @@
+#pragma once
+
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Export.h>
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Work.h>
+#include <Telvora/Classes/Utils/Batch.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace telvora {
+
+struct HTTPAnswer;
+
+/// Sends one batch as one HTTP POST with a JSON body and says whether the collector took it. The
+/// only place where the library touches the network.
+///
+/// Life: one shared instance, made on first use, never destroyed.
+///
+/// Threads: post() from any thread; it encodes there, never waits for the network, and holds no
+/// lock while it calls out. The handler comes on the HTTP client's thread, at most once.
+///
+/// Failure: see PostEnd. A text that is no address at all is a mistake of the host and stops the
+/// process.
+///
+/// Deliberate: the HTTP status is not looked at, and neither is the value of "success" in the
+/// answer: a member of that name that is a boolean, or a number equal to 0 or 1, means that the
+/// collector has taken the batch, also when it is false.
+/// Deliberate: a batch that cannot be encoded, and one whose answer is JSON but no object, never
+/// reach the handler and are lost.
+class TELVORA_EXPORT TrackerNetwork {
+public:
+    /// Whether the collector took the batch, and the very batch that was posted.
+    using Handler = std::function<void(bool isAccepted, Batch param)>;
+
+    /// Everything that can become of a post. The handler hears of the first two only.
+    enum class PostEnd {
+        accepted,
+        refused,
+        unencodable,
+        answerNotObject,
+    };
+    using EndHandler = UniqueFunction<void(PostEnd, Batch), 80>;
+
+    static TrackerNetwork& shareInstance();
+
+    /// The application's version as the bundle has it now; empty where it has none.
+    static std::string applicationVersion();
+
+    /// Builds the request and starts it. `externHeaders` are the channel's own; fixed ones of the
+    /// same name, in any case of letters, win over them.
+    static void post(const std::string& url, Batch param, const StringDictionary& externHeaders,
+        Handler handler);
+
+    /// The same, telling every end; for whoever keeps account.
+    void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
+        EndHandler handler);
+
+    /// Sent on every request before all other headers, so that a channel's or a fixed one of the
+    /// same name wins.
+    void setAdditionHeaders(std::optional<StringDictionary> headers) TELVORA_EXCLUDES(m_lock);
+
+    /// Where the value of "QVX-UUID" comes from, asked once a request.
+    void setIdentifierSource(std::function<std::optional<std::string>()> source)
+        TELVORA_EXCLUDES(m_lock);
+
+private:
+    TrackerNetwork() = default;
+
+    std::vector<std::pair<std::string, std::string>> headers(const StringDictionary& externHeaders)
+        TELVORA_EXCLUDES(m_lock);
+    static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
+
+    Mutex m_lock;
+    std::shared_ptr<const StringDictionary> m_additionHeaders TELVORA_GUARDED_BY(m_lock);
+    std::shared_ptr<const std::function<std::optional<std::string>()>>
+        m_identifierSource TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

@@ -1,0 +1,12 @@
+#pragma once
+
+/// Everything a host needs. One header of them can be included alone as well.
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Version.h>
+#include <Telvora/Classes/Model/CommonTrackerModel.h>
+#include <Telvora/Classes/Model/TrackerDataExcavator.h>
+#include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
+#include <Telvora/Classes/TrackerManager.h>
+#include <Telvora/LoggableKit/Classes/QuorvexLog.h>
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+#include <Telvora/Platform/Platform.h>
