@@ -1,0 +1,60 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/ThreadAnnotations.h>
+#include <Telvora/Platform/Linux/CurlLoop.h>
+#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
+#include <Telvora/Platform/Linux/ProcessExit.h>
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+namespace telvora {
+
+/// The thread of a LinuxHTTPClient, and the list through which requests reach it.
+///
+/// Life: the thread starts with the first request. If the system refuses it what it needs, it
+/// fails what has arrived and ends, and the next request tries again; if the thread itself is
+/// refused, requests stay on the list until one more comes.
+/// Threads: as LinuxHTTPClient. The loop belongs to the thread, but for its wake().
+class CurlWorker {
+public:
+    explicit CurlWorker(LinuxHTTPOptions options);
+    /// Completes what is left with an error and ends the thread. Requires canStop().
+    ~CurlWorker();
+
+    void send(HTTPRequest request, HTTPClient::Completion completion) TELVORA_EXCLUDES(m_lock);
+    std::size_t inFlight() const { return m_inFlight.load(std::memory_order_acquire); }
+
+    /// False in a forked child, where the thread does not exist, and while the process ends.
+    bool canStop() const;
+
+private:
+    void start() TELVORA_REQUIRES(m_lock);
+    void run() TELVORA_EXCLUDES(m_lock);
+    void serve(CurlLoop& loop, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
+    /// False once the thread is to end.
+    bool takeArrived(std::vector<CurlJob>& arrived) TELVORA_EXCLUDES(m_lock);
+    void publish(CurlLoop* loop) TELVORA_EXCLUDES(m_lock);
+    void complete(std::vector<CurlResult> results, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
+    void fail(std::vector<CurlJob> jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
+    /// Fails what has arrived, and what arrives meanwhile, and declares the thread ended.
+    void failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
+
+    const LinuxHTTPOptions m_options;
+    const pid_t m_process;
+    std::atomic<std::size_t> m_inFlight { 0 };
+
+    Mutex m_lock;
+    std::vector<CurlJob> m_arrived TELVORA_GUARDED_BY(m_lock);
+    CurlLoop* m_loop TELVORA_GUARDED_BY(m_lock) = nullptr;
+    bool m_isRunning TELVORA_GUARDED_BY(m_lock) = false;
+    bool m_isStopping TELVORA_GUARDED_BY(m_lock) = false;
+    std::thread m_thread TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <Telvora/Platform/HTTPClient.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace telvora {
+
+class CurlWorker;
+
+/// What a LinuxHTTPClient does differently from its defaults. Nothing of it is ever read from the
+/// environment: a batch must not take another way because of how the host was started.
+struct LinuxHTTPOptions {
+    /// The certificates to trust (PEM), in place of the system's.
+    std::optional<std::string> authorityFile;
+    /// Who we are, where a server asks (PEM).
+    std::optional<std::string> certificateFile;
+    std::optional<std::string> keyFile;
+    /// Address of a proxy for every request; none when absent.
+    std::optional<std::string> proxy;
+    /// A longer answer is an error and is not read any further.
+    std::size_t answerLimitBytes = 4 * 1024 * 1024;
+    /// How many connections one host gets at most. They are kept and used again.
+    std::size_t connectionsPerHost = 6;
+};
+
+/// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS, which is
+/// always verified. Redirects are followed to http and https only; a POST stays a POST.
+///
+/// Life: its one thread, "telvora-http", starts with the first request and sleeps while there is
+/// nothing to do. Destroying the client (not from a completion) completes what is under way with
+/// an error. When the process ends, the thread is parked outside libcurl and nothing completes
+/// any more. After a fork the child's copy is inert: it drops requests and completes nothing.
+///
+/// Threads: as HTTPClient says. A completion that throws has had its say; what it threw is dropped.
+///
+/// Failure: as HTTPClient says. Refused before anything goes out: a method or a header name that
+/// is no token, and CR, LF or NUL in a header value.
+///
+/// Deliberate: a request's time-out runs from send(), so it covers the wait for a free connection.
+/// A request goes out at most once: if a kept connection dies with no answer, that is an error
+/// even though libcurl would repeat the request, because the server may have acted on it.
+/// Content-Length and Transfer-Encoding are the client's own, whatever the request says.
+class TELVORA_EXPORT LinuxHTTPClient final : public HTTPClient {
+public:
+    explicit LinuxHTTPClient(LinuxHTTPOptions options = {});
+    ~LinuxHTTPClient() override;
+
+    bool canParse(const std::string& url) const override;
+    void send(HTTPRequest request, Completion completion) override;
+
+    /// Requests whose completion has not returned yet.
+    std::size_t inFlight() const;
+
+private:
+    std::unique_ptr<CurlWorker> m_worker;
+};
+
+} // namespace telvora
