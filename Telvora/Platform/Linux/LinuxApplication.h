@@ -3,7 +3,8 @@
 #include <Telvora/Platform/Application.h>
 #include <Telvora/Platform/Linux/SystemFiles.h>
 
-#include <set>
+#include <string>
+#include <vector>
 
 namespace telvora {
 
