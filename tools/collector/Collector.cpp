@@ -1,0 +1,109 @@
+#include "Collector.h"
+
+#include <boost/json/serialize.hpp>
+
+#include <fstream>
+#include <iterator>
+
+namespace telvora::collector {
+namespace {
+
+double nowInSecondsSince1970()
+{
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
+
+Collector::Collector(Options options)
+    : m_options(std::move(options))
+    , m_store(m_options.maximumMemory)
+    , m_eventCounter(m_options.countKey)
+{
+}
+
+std::optional<std::string> Collector::prepare()
+{
+    if (!m_options.rulesFile.empty()) {
+        std::ifstream file(m_options.rulesFile, std::ios::binary);
+        m_initialRules.assign(std::istreambuf_iterator<char>(file), {});
+        if (!file)
+            return "cannot read " + m_options.rulesFile;
+        if (const auto problem = installRules(m_initialRules))
+            return m_options.rulesFile + ": " + *problem;
+    }
+    if (!m_record.open(m_options.recordFile))
+        return "cannot write " + m_options.recordFile;
+    return std::nullopt;
+}
+
+Collector::Reception Collector::receive(Request request, bool keepAlive)
+{
+    if (m_options.isSink) {
+        m_eventCounter.restart();
+        if (!m_options.countKey.empty())
+            m_eventCounter.feed(request.body);
+        countInSink(request.body.size(), m_eventCounter.count());
+        return { plainAnswer(200, R"({"success":true})", keepAlive), std::nullopt };
+    }
+
+    const bool isPost = request.method == "POST";
+    request.secondsSince1970 = nowInSecondsSince1970();
+    request.verdict = judge(request.headers, request.body);
+    if (!isPost)
+        request.verdict.problems.insert(
+            request.verdict.problems.begin(), "method is " + request.method + ", not POST");
+
+    const std::string_view path
+        = std::string_view(request.target).substr(0, request.target.find_first_of("?#"));
+    Answer answer;
+    if (const auto rule = m_rules.take(path, RuleList::Clock::now())) {
+        request.rule = rule->name;
+        answer = ruledAnswer(*rule, keepAlive);
+    } else if (isPost) {
+        answer = plainAnswer(200, R"({"success":true})", keepAlive);
+    } else {
+        answer = plainAnswer(405, R"({"error":"only POST is served here"})", keepAlive);
+    }
+    auto ticket = m_store.add(std::move(request));
+    noteProgress();
+    return { std::move(answer), std::move(ticket) };
+}
+
+void Collector::settle(const Store::Ticket& ticket, Outcome outcome)
+{
+    m_store.settle(ticket, outcome);
+    if (m_record.isOpen())
+        m_record.writeLine(boost::json::serialize(describe(*ticket.request)));
+    noteProgress();
+}
+
+void Collector::reset()
+{
+    m_store.reset();
+    m_sink = {};
+    installRules(m_initialRules);
+}
+
+std::optional<std::string> Collector::installRules(std::string_view text)
+{
+    auto problem = m_rules.install(text, RuleList::Clock::now());
+    if (!problem && onRulesChanged)
+        onRulesChanged();
+    return problem;
+}
+
+boost::json::object Collector::summary() const
+{
+    boost::json::object object = m_store.summary();
+    if (m_options.isSink) {
+        // Every request a sink takes is answered with success.
+        object["total"] = { { "requests", m_sink.requests }, { "events", m_sink.events },
+            { "bytes", m_sink.bytes },
+            { "accepted", { { "batches", m_sink.requests }, { "events", m_sink.events } } } };
+    }
+    return object;
+}
+
+} // namespace telvora::collector

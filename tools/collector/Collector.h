@@ -1,0 +1,99 @@
+#pragma once
+
+#include "Answer.h"
+#include "EventCounter.h"
+#include "Options.h"
+#include "RecordFile.h"
+#include "Rules.h"
+#include "Store.h"
+
+#include <boost/json/value.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace telvora::collector {
+
+/// What sink mode counts.
+struct SinkCounts {
+    std::uint64_t requests = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t events = 0;
+};
+
+/// The collector without its sockets: takes requests, decides how they are answered, keeps the
+/// account.
+///
+/// Thread safety: one thread.
+class Collector {
+public:
+    struct Reception {
+        Answer answer;
+        /// To be settled once the answer is out or has failed. Absent in sink mode.
+        std::optional<Store::Ticket> ticket;
+    };
+
+    explicit Collector(Options options);
+
+    /// Reads the rules file and opens the record. Says what is wrong, if anything.
+    std::optional<std::string> prepare();
+
+    /// `request` carries method, target, headers, body and connection; the rest is filled in.
+    Reception receive(Request request, bool keepAlive);
+    void settle(const Store::Ticket& ticket, Outcome outcome);
+
+    void countInSink(std::uint64_t bytes, std::uint64_t events)
+    {
+        ++m_sink.requests;
+        m_sink.bytes += bytes;
+        m_sink.events += events;
+        noteProgress();
+    }
+
+    /// Forgets requests and counts and goes back to the rules of the start.
+    void reset();
+
+    /// Installs the rules in `text`, or says what is wrong with it.
+    std::optional<std::string> installRules(std::string_view text);
+
+    boost::json::object summary() const;
+
+    std::uint64_t requestCount() const { return m_store.requestCount() + m_sink.requests; }
+    std::uint64_t eventCount() const { return m_store.eventCount() + m_sink.events; }
+    std::uint64_t acceptedEventCount() const
+    {
+        return m_store.acceptedEventCount() + m_sink.events;
+    }
+
+    /// Requests whose outcome is known.
+    std::uint64_t settledCount() const { return m_store.settledCount() + m_sink.requests; }
+
+    const Options& options() const { return m_options; }
+    RuleList& rules() { return m_rules; }
+    Store& store() { return m_store; }
+
+    /// Called after every change of the counts, if set.
+    std::function<void()> onProgress;
+    /// Called after every change of the rules, if set.
+    std::function<void()> onRulesChanged;
+
+private:
+    void noteProgress()
+    {
+        if (onProgress)
+            onProgress();
+    }
+
+    Options m_options;
+    std::string m_initialRules = "[]";
+    RuleList m_rules;
+    Store m_store;
+    RecordFile m_record;
+    SinkCounts m_sink;
+    EventCounter m_eventCounter;
+};
+
+} // namespace telvora::collector

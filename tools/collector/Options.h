@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace telvora::collector {
+
+/// A place to listen at. Port 0 lets the system choose.
+struct Endpoint {
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 0;
+};
+
+/// What the command line says.
+struct Options {
+    Endpoint listen;
+    /// A second place that serves /_telvora/ and is never refused by a rule.
+    std::optional<Endpoint> control;
+    std::string portFile;
+    std::string controlPortFile;
+    std::string rulesFile;
+    std::string recordFile;
+    bool isSink = false;
+    /// Count the elements of this member in sink mode; empty: do not look into bodies.
+    std::string countKey;
+    std::size_t maximumMemory = std::size_t { 256 } << 20U;
+    std::size_t maximumBody = std::size_t { 64 } << 20U;
+    std::chrono::seconds idle { 300 };
+    std::chrono::seconds slow { 30 };
+    bool isHelp = false;
+
+    /// Why the command line cannot be used; empty where it can.
+    std::string problem;
+};
+
+Options readOptions(const std::vector<std::string>& arguments);
+
+std::string usage();
+
+} // namespace telvora::collector

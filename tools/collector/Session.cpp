@@ -1,0 +1,390 @@
+#include "Session.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/beast/http/error.hpp>
+
+namespace telvora::collector {
+namespace {
+
+namespace http = boost::beast::http;
+
+/// How long an answer may find no taker, and how long a closed connection is listened to so that
+/// the close does not overtake the answer.
+constexpr std::chrono::seconds longestWrite { 60 };
+constexpr std::chrono::seconds longestDrain { 5 };
+/// Reads in one go, so that one connection's long body does not keep the others waiting.
+constexpr int readsInOneGo = 16;
+
+std::uint64_t nextConnectionNumber()
+{
+    static std::uint64_t s_number = 0;
+    return ++s_number;
+}
+
+} // namespace
+
+Session::Session(Server& server, Socket socket, Server::Door door)
+    : Connection(server)
+    , m_socket(std::move(socket))
+    , m_door(door)
+    , m_number(nextConnectionNumber())
+{
+}
+
+Session::~Session()
+{
+    settle(Outcome::undelivered);
+    releaseHeldBytes();
+}
+
+void Session::start(std::string received)
+{
+    m_received = std::move(received);
+    deadline = SteadyClock::now() + server().collector().options().idle;
+    pump();
+}
+
+void Session::drop()
+{
+    if (m_state == State::reading && (m_parser || !m_received.empty()))
+        server().collector().store().noteIncomplete();
+    close();
+}
+
+void Session::close()
+{
+    settle(Outcome::undelivered);
+    releaseHeldBytes();
+    m_state = State::closed;
+    deadline = SteadyClock::time_point::max();
+    if (m_timer)
+        m_timer->cancel();
+    ErrorCode ignored;
+    m_socket.close(ignored);
+}
+
+void Session::armRead()
+{
+    if (m_isReadPending || m_isPeerDone || m_state == State::closed)
+        return;
+    m_isReadPending = true;
+    m_socket.async_read_some(
+        asio::buffer(m_buffer), [self = shared_from_this()](ErrorCode error, std::size_t size) {
+            self->m_isReadPending = false;
+            self->onRead(error, size);
+        });
+}
+
+void Session::onRead(ErrorCode error, std::size_t size)
+{
+    if (m_state == State::closed)
+        return;
+    if (error) {
+        onPeerEnded();
+        return;
+    }
+    if (m_state == State::draining) {
+        armRead();
+        return;
+    }
+    m_received.append(m_buffer.data(), size);
+    if (m_state == State::reading)
+        pump();
+}
+
+void Session::onPeerEnded()
+{
+    m_isPeerDone = true;
+    switch (m_state) {
+    case State::reading:
+        drop();
+        break;
+    case State::holding:
+    case State::draining:
+        close();
+        break;
+    case State::writing:
+    case State::closed:
+        // While writing: the other side may have closed its half only; the write will tell.
+        break;
+    }
+}
+
+/// Parses what is here and reads on, until a request is answered later or nothing more is here.
+void Session::pump()
+{
+    for (int reads = 0; m_state == State::reading;) {
+        if (!m_received.empty()) {
+            const std::string data = std::move(m_received);
+            m_received.clear();
+            const std::size_t used = feed(data);
+            m_received.insert(0, data, used);
+            if (m_state != State::reading || (used > 0 && !m_received.empty()))
+                continue;
+        }
+        if (m_isPeerDone) {
+            onPeerEnded();
+        } else if (++reads > readsInOneGo || !readIntoScratch()) {
+            armRead();
+            return;
+        }
+    }
+    if (m_state == State::holding || m_state == State::draining)
+        armRead();
+}
+
+/// One read that does not wait. False where there was nothing to read.
+bool Session::readIntoScratch()
+{
+    if (m_isReadPending)
+        return false;
+    auto& scratch = server().scratch();
+    ErrorCode error;
+    const std::size_t size = m_socket.read_some(asio::buffer(scratch), error);
+    if (error == asio::error::would_block)
+        return false;
+    if (error) {
+        m_isPeerDone = true;
+        return true;
+    }
+    const std::string_view data(scratch.data(), size);
+    if (!m_received.empty()) {
+        m_received.append(data);
+        return true;
+    }
+    m_received.assign(data.substr(feed(data)));
+    return true;
+}
+
+/// Gives the parser what it takes of `data` and handles the request once it is whole. Returns
+/// how much was taken.
+std::size_t Session::feed(std::string_view data)
+{
+    const Options& options = server().collector().options();
+    if (!m_parser) {
+        m_parser.emplace(options.maximumBody);
+        m_isContinueSent = false;
+        // For the head as a whole; within the body every byte of headway counts anew.
+        deadline = SteadyClock::now() + options.slow;
+    }
+    std::size_t used = 0;
+    while (used < data.size() && !m_parser->is_done()) {
+        ErrorCode error;
+        const std::size_t taken
+            = m_parser->put(asio::buffer(data.data() + used, data.size() - used), error);
+        used += taken;
+        if (error && error != http::error::need_more) {
+            const bool isTooLong = error == http::error::body_limit;
+            refuse(isTooLong                             ? 413
+                    : error == http::error::header_limit ? 431
+                                                         : 400,
+                isTooLong ? "body too long" : "malformed request");
+            return data.size();
+        }
+        if (error || taken == 0)
+            break;
+    }
+    noteHeadway();
+    if (m_state == State::reading && m_parser->is_done())
+        handle();
+    return used;
+}
+
+void Session::noteHeadway()
+{
+    if (!m_parser->is_header_done())
+        return;
+    deadline = SteadyClock::now() + server().collector().options().slow;
+    const std::size_t before = m_heldBytes;
+    m_heldBytes = m_parser->bodySize();
+    if (!server().changeHeldBytes(before, m_heldBytes)) {
+        refuse(503, "no room for the body");
+        return;
+    }
+    if (m_parser->wantsContinue() && !m_isContinueSent && !m_parser->is_done()) {
+        m_isContinueSent = true;
+        // A fresh connection's send buffer always has room for it.
+        ErrorCode ignored;
+        m_socket.write_some(
+            asio::buffer(std::string_view("HTTP/1.1 100 Continue\r\n\r\n")), ignored);
+    }
+}
+
+void Session::refuse(int status, const char* why)
+{
+    server().collector().store().noteMalformed();
+    releaseHeldBytes();
+    m_parser.reset();
+    m_received.clear();
+    perform(plainAnswer(status, std::string(R"({"error":")") + why + "\"}", false));
+}
+
+void Session::handle()
+{
+    Request request;
+    request.connection = m_number;
+    request.method = m_parser->method();
+    request.target = m_parser->target();
+    request.headers = m_parser->takeHeaders();
+    request.body = m_parser->takeBody();
+    const bool keepAlive = m_parser->keep_alive();
+    m_parser.reset();
+
+    const bool isControl = request.target.starts_with(controlPrefix);
+    if (!isControl && m_door == Server::Door::control) {
+        perform(plainAnswer(404, R"({"error":"only /_telvora/ is served here"})", keepAlive));
+        return;
+    }
+    if (!isControl) {
+        auto [answer, ticket] = server().collector().receive(std::move(request), keepAlive);
+        m_ticket = std::move(ticket);
+        perform(std::move(answer));
+        return;
+    }
+    ControlReply reply
+        = serveControl(server().collector(), request.method, request.target, request.body);
+    m_answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
+    if (reply.wait)
+        wait(*reply.wait);
+    else
+        perform(plainAnswer(reply.status, std::move(reply.body), keepAlive));
+}
+
+void Session::wait(const WaitCondition& condition)
+{
+    m_wait = condition;
+    holdFor(condition.timeout, &Session::endWait);
+    server().awaken([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self || !self->m_wait)
+            return true;
+        if (!self->m_wait->isMet(self->server().collector()))
+            return false;
+        self->endWait();
+        self->pump();
+        return true;
+    });
+}
+
+void Session::endWait()
+{
+    if (!m_wait || m_state != State::holding)
+        return;
+    m_timer->cancel();
+    ControlReply reply = endedWait(server().collector(), *m_wait);
+    m_wait.reset();
+    const bool keepAlive = m_answer.after == AfterAnswer::keepOpen;
+    perform(plainAnswer(reply.status, std::move(reply.body), keepAlive));
+}
+
+void Session::perform(Answer answer)
+{
+    m_answer = std::move(answer);
+    m_sent = 0;
+    if (m_answer.isNever) {
+        m_state = State::holding;
+        deadline = SteadyClock::time_point::max();
+    } else if (m_answer.delay.count() > 0) {
+        holdFor(m_answer.delay, &Session::send);
+    } else {
+        send();
+    }
+}
+
+void Session::holdFor(std::chrono::milliseconds time, void (Session::*then)())
+{
+    m_state = State::holding;
+    deadline = SteadyClock::time_point::max();
+    if (!m_timer)
+        m_timer.emplace(server().context());
+    m_timer->expires_after(time);
+    m_timer->async_wait([self = shared_from_this(), then](ErrorCode error) {
+        if (error || self->m_state != State::holding)
+            return;
+        (self.get()->*then)();
+        self->pump();
+    });
+}
+
+/// Sends what is left of the answer as far as the socket takes it, or the drip lets it.
+void Session::send()
+{
+    m_state = State::writing;
+    deadline = SteadyClock::now() + longestWrite;
+    while (m_sent < m_answer.bytes.size()) {
+        const std::size_t left = m_answer.bytes.size() - m_sent;
+        const std::size_t piece = m_answer.drip ? std::min(left, m_answer.drip->bytes) : left;
+        ErrorCode error;
+        const std::size_t size
+            = m_socket.write_some(asio::buffer(m_answer.bytes.data() + m_sent, piece), error);
+        if (error == asio::error::would_block) {
+            m_socket.async_wait(Socket::wait_write, [self = shared_from_this()](ErrorCode failure) {
+                if (failure || self->m_state != State::writing)
+                    return;
+                self->send();
+                self->pump();
+            });
+            return;
+        }
+        if (error) {
+            close();
+            return;
+        }
+        m_sent += size;
+        if (m_ticket)
+            m_ticket->request->hasAnswerBegun = true;
+        if (m_answer.drip && m_sent < m_answer.bytes.size()) {
+            holdFor(m_answer.drip->every, &Session::send);
+            return;
+        }
+    }
+    finishAnswer();
+}
+
+void Session::finishAnswer()
+{
+    settle(m_answer.outcome);
+    releaseHeldBytes();
+    switch (m_answer.after) {
+    case AfterAnswer::keepOpen:
+        m_state = State::reading;
+        m_answer.bytes = {};
+        deadline = SteadyClock::now() + server().collector().options().idle;
+        break;
+    case AfterAnswer::close:
+        drain();
+        break;
+    case AfterAnswer::reset:
+        resetSocket(m_socket);
+        close();
+        break;
+    }
+}
+
+void Session::settle(Outcome outcome)
+{
+    if (!m_ticket)
+        return;
+    server().collector().settle(*m_ticket, outcome);
+    m_ticket.reset();
+}
+
+void Session::releaseHeldBytes()
+{
+    server().changeHeldBytes(m_heldBytes, 0);
+    m_heldBytes = 0;
+}
+
+void Session::drain()
+{
+    if (m_isPeerDone) {
+        close();
+        return;
+    }
+    m_state = State::draining;
+    deadline = SteadyClock::now() + longestDrain;
+    ErrorCode ignored;
+    m_socket.shutdown(Socket::shutdown_send, ignored);
+}
+
+} // namespace telvora::collector

@@ -1,0 +1,133 @@
+#pragma once
+
+#include "Answer.h"
+#include "Verdict.h"
+
+#include <boost/json/value.hpp>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace telvora::collector {
+
+/// One request outside /_telvora/, as it came and as it was answered.
+struct Request {
+    std::uint64_t number = 0;
+    double secondsSince1970 = 0;
+    std::uint64_t connection = 0;
+    std::string method;
+    std::string target;
+    Headers headers;
+    std::string body;
+    Verdict verdict;
+    /// The sender's transport sent it anew because no byte came back the first time.
+    bool isResent = false;
+    /// Name of the rule it met, empty where it met none.
+    std::string rule;
+    Outcome outcome = Outcome::pending;
+    /// Whether any byte of an answer went out.
+    bool hasAnswerBegun = false;
+};
+
+boost::json::object describe(const Request& request);
+
+/// The requests that are kept and the counts of all there ever were.
+///
+/// Requests are kept within a bound of memory and forgotten oldest first. The counts forget
+/// nothing but are kept for 1000 paths and 1000 rules a path; what comes beyond is counted
+/// under "*". Trace ids are remembered for the last 262,144 requests.
+///
+/// Thread safety: one thread.
+class Store {
+public:
+    /// Names a request whose outcome is still to come, and keeps it alive until then.
+    struct Ticket {
+        std::shared_ptr<Request> request;
+        std::uint64_t generation = 0;
+    };
+
+    explicit Store(std::size_t maximumBytes);
+
+    /// Takes a request in. Gives it its number and adds to its verdict what only the history
+    /// can tell.
+    Ticket add(Request request);
+
+    /// Settles a request. Counts nothing where a reset came in between.
+    void settle(const Ticket& ticket, Outcome outcome);
+
+    /// Requests with a number above `since`, oldest first, as the text of a JSON object. Not more
+    /// than about `maximumBytes` of them; "more" says whether there are.
+    std::string requestsSince(std::uint64_t since, std::size_t maximumBytes) const;
+
+    boost::json::object summary() const;
+
+    /// Forgets everything and counts from 1 again.
+    void reset();
+
+    /// Roughly what the kept requests hold.
+    std::size_t keptBytes() const { return m_keptBytes; }
+    std::uint64_t requestCount() const { return m_total.requests; }
+    std::uint64_t eventCount() const { return m_total.events; }
+    std::uint64_t acceptedEventCount() const { return tally(m_total, Outcome::accepted).events; }
+
+    std::uint64_t settledCount() const
+    {
+        return m_total.requests - tally(m_total, Outcome::pending).batches;
+    }
+
+    void noteMalformed() { ++m_malformed; }
+    void noteIncomplete() { ++m_incomplete; }
+    void noteConnection() { ++m_connections; }
+    void noteRefusedConnection() { ++m_refusedConnections; }
+
+private:
+    struct Tally {
+        std::uint64_t batches = 0;
+        std::uint64_t events = 0;
+    };
+    struct Counts {
+        std::uint64_t requests = 0;
+        std::uint64_t events = 0;
+        std::uint64_t bytes = 0;
+        std::uint64_t badVerdicts = 0;
+        std::uint64_t resent = 0;
+        std::array<Tally, 5> outcomes {};
+        std::map<std::string, std::uint64_t, std::less<>> faults;
+    };
+    static const Tally& tally(const Counts& counts, Outcome outcome)
+    {
+        return counts.outcomes[static_cast<std::size_t>(outcome)];
+    }
+    static boost::json::object describe(const Counts& counts);
+    Counts& countsOf(std::string_view target);
+    void judgeTraceID(Request& request);
+    void rememberTraceID(const std::string& traceID);
+    void keep(std::shared_ptr<Request> request);
+
+    std::size_t m_maximumBytes;
+    std::uint64_t m_generation = 0;
+
+    std::deque<std::shared_ptr<const Request>> m_kept;
+    std::size_t m_keptBytes = 0;
+    std::uint64_t m_forgotten = 0;
+
+    Counts m_total;
+    std::map<std::string, Counts, std::less<>> m_paths;
+    std::uint64_t m_connections = 0;
+    std::uint64_t m_refusedConnections = 0;
+    std::uint64_t m_malformed = 0;
+    std::uint64_t m_incomplete = 0;
+
+    /// Trace ids seen, and whether the request that bore it last ended without a byte of answer.
+    std::unordered_map<std::string, bool> m_traceIDs;
+    std::deque<std::string> m_traceOrder;
+};
+
+} // namespace telvora::collector
