@@ -94,6 +94,11 @@ private:
 
     // In a barrier block of the manager's queue. True when the list has reached the limit.
     bool append(Dictionary event) TELVORA_EXCLUDES(m_listLock);
+    // In the same barrier block, as long as the list is left alone.
+    const Dictionary& lastEvent() const TELVORA_NO_THREAD_SAFETY_ANALYSIS
+    {
+        return m_apiDatas.back().get_object();
+    }
     // In a barrier block. Leaves the list empty.
     Copied takeAll() TELVORA_EXCLUDES(m_listLock);
     // In a synchronous block. Leaves the list as it is.

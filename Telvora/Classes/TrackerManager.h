@@ -188,8 +188,17 @@ private:
     void applicationBackgroundEnterFront();
 
     void intake(Dictionary event, const std::string& index);
-    void sendNormalData(const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied list);
+    // What went out: the batch, which keeps alive the events in it.
+    struct Sent {
+        Batch batch;
+        const Array& apiDatas;
+    };
+
+    Sent sendNormalData(
+        const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas);
     void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
+    void post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,
+        std::int64_t failures, std::int64_t maxRetryCount, LedgerShare share);
     void trigger(const Dictionary& event, const std::string& index);
 
     Dictionary standardCommonData();

@@ -6,7 +6,7 @@
 namespace telvora {
 
 TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
-    : data(std::move(batch))
+    : data(batch ? std::move(batch) : makeBatch({}))
     , retryCount(failures)
     , timestamp(platform().clock.secondsSince1970())
 {

@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace telvora {
 
@@ -44,6 +46,7 @@ public:
         answerNotObject,
     };
     using EndHandler = UniqueFunction<void(PostEnd, Batch), 80>;
+    using IdentifierSource = std::function<std::optional<std::string>()>;
 
     static TrackerNetwork& shareInstance();
 
@@ -64,8 +67,7 @@ public:
     void setAdditionHeaders(std::optional<StringDictionary> headers) TELVORA_EXCLUDES(m_lock);
 
     /// Where the value of "QVX-UUID" comes from, asked once a request.
-    void setIdentifierSource(std::function<std::optional<std::string>()> source)
-        TELVORA_EXCLUDES(m_lock);
+    void setIdentifierSource(IdentifierSource source) TELVORA_EXCLUDES(m_lock);
 
 private:
     TrackerNetwork() = default;

@@ -1,0 +1,142 @@
+#include <Telvora/Classes/TrackerManager.h>
+
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Utils/TrackerNetwork.h>
+
+namespace telvora {
+
+void TrackerManager::appendTracker(Dictionary event, std::string forIndex)
+{
+    m_queue->barrierAsync([this, event = std::move(event), index = std::move(forIndex)]() mutable {
+        intake(std::move(event), index);
+    });
+}
+
+void TrackerManager::setTriggerCallback(TriggerCallback callback)
+{
+    shared().m_triggerCallback.setValue(
+        std::make_shared<const TriggerCallback>(std::move(callback)));
+}
+
+// In a barrier block of the queue.
+void TrackerManager::intake(Dictionary event, const std::string& index)
+{
+    const auto channel = config(index);
+    if (!channel) {
+        // Nobody collects it: the callback is the only one to see it.
+        m_unknownChannels.droppedUnknown();
+        trigger(event, index);
+        dispose(std::move(event));
+        return;
+    }
+
+    const bool isFull = channel->append(std::move(event));
+    if (!isFull) {
+        sendRetryData(channel);
+        trigger(channel->lastEvent(), index);
+        return;
+    }
+    const Sent sent = sendNormalData(channel, channel->takeAll());
+    trigger(sent.apiDatas.back().get_object(), index);
+}
+
+void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
+{
+    TrackerConfig::Copied copied;
+    m_queue->sync([&] { copied = config->copyAll(); });
+    if (copied.events.empty()) {
+        sendRetryData(config);
+        return;
+    }
+    sendNormalData(config, std::move(copied));
+    m_queue->barrierAsync([config] { config->clear(); });
+}
+
+TrackerManager::Sent TrackerManager::sendNormalData(
+    const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas)
+{
+    const auto common = config->commonData();
+    Dictionary body = copy(common->commonDatas);
+    Value& list = body[common->dataListKey];
+    dispose(std::move(list));
+    list = std::move(apiDatas.events);
+
+    const LedgerShare share { apiDatas.fresh, 1 };
+    config->m_ledger.posted(share);
+    const Batch batch = makeBatch(std::move(body));
+    post(config, batch, 0, TrackerRetryData::defaultMaxRetryCount, share);
+    return { batch, batch->at(common->dataListKey).get_array() };
+}
+
+void TrackerManager::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
+{
+    const auto [entry, share] = config->takeRetryData();
+    if (entry)
+        post(config, entry->data, entry->retryCount, entry->maxRetryCount, share);
+}
+
+void TrackerManager::post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,
+    std::int64_t failures, std::int64_t maxRetryCount, LedgerShare share)
+{
+    auto finish
+        = [config, failures, maxRetryCount, share](TrackerNetwork::PostEnd end, Batch param) {
+              ChannelLedger& ledger = config->m_ledger;
+              switch (end) {
+              case TrackerNetwork::PostEnd::accepted:
+                  return ledger.delivered(share);
+              case TrackerNetwork::PostEnd::unencodable:
+                  return ledger.droppedInFlight(share, DropReason::unencodable);
+              case TrackerNetwork::PostEnd::answerNotObject:
+                  return ledger.droppedInFlight(share, DropReason::answerNotObject);
+              case TrackerNetwork::PostEnd::refused:
+                  break;
+              }
+              if (failures >= maxRetryCount)
+                  return ledger.droppedInFlight(share, DropReason::retriesExhausted);
+              auto retry = std::make_shared<TrackerRetryData>(std::move(param), failures + 1);
+              retry->giveShare(share);
+              ledger.failedIntoRetry(share);
+              config->m_retryCache.insert(std::move(retry));
+          };
+
+    std::string url;
+    const TrackerConfig::URLHook& urlHook = config->urlHook();
+    if (!urlHook || !callHost([&] { url = urlHook(); })) {
+        // Without an address the upload fails like any other, and is tried again.
+        finish(TrackerNetwork::PostEnd::refused, batch);
+        return;
+    }
+    TrackerNetwork::shareInstance().postWithEnds(url, batch, config->headers(), std::move(finish));
+}
+
+void TrackerManager::trigger(const Dictionary& event, const std::string& index)
+{
+    const auto callback = m_triggerCallback.getValue();
+    if (*callback)
+        callHost([&] { (*callback)(event, index); });
+}
+
+std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) const
+{
+    const auto channel = config(index);
+    return channel ? std::optional(channel->ledger()) : std::nullopt;
+}
+
+std::map<std::string, LedgerSnapshot> TrackerManager::ledgers() const
+{
+    std::map<std::string, LedgerSnapshot> ledgers;
+    for (const auto& [index, config] : *configs())
+        ledgers.emplace(index, config->ledger());
+    ledgers[""] = m_unknownChannels.snapshot();
+    return ledgers;
+}
+
+Dictionary TrackerManager::ledgersDictionary() const
+{
+    Dictionary dictionary;
+    for (const auto& [index, snapshot] : ledgers())
+        dictionary[index] = ledgerDictionary(snapshot);
+    return dictionary;
+}
+
+} // namespace telvora

@@ -1,0 +1,195 @@
+#include <Telvora/Classes/TrackerManager.h>
+
+#include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/UUIDText.h>
+#include <Telvora/Classes/Utils/TrackerNetwork.h>
+#include <Telvora/LoggableKit/Classes/QuorvexLog.h>
+#include <Telvora/Platform/NotificationCenter.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/UUIDSource.h>
+
+#include <cstdio>
+
+namespace telvora {
+
+namespace {
+
+using FetchQvxUuid = std::function<std::optional<std::string>()>;
+
+// The debug console of a host that says it is being debugged. A released host's terminal is not
+// ours to write to.
+void showNetworkStatus(const TrackNetworkStatus& status)
+{
+    if (TrackerConfiguration::mode() == TrackerMode::debug)
+        std::fprintf(stderr, "%s\n", status.encode().c_str());
+}
+
+} // namespace
+
+TrackerManager& TrackerManager::shared()
+{
+    static auto& shared = *new TrackerManager;
+    return shared;
+}
+
+TrackerManager::TrackerManager()
+    : m_queue(platform().dispatch.makeConcurrentQueue("com.quorvex.tracker.manager"))
+    , m_configs(std::make_shared<const Configs>())
+    , m_configStatus(std::make_shared<const Statuses>())
+    , m_sessionId(uuidText(platform().uuids.next()))
+    , m_fetchQvxUuid(std::make_shared<const FetchQvxUuid>())
+    , m_triggerCallback(std::make_shared<const TriggerCallback>())
+{
+    // The uploader knows nothing of the facade; it asks whom it is told to ask.
+    TrackerNetwork::shareInstance().setIdentifierSource([] { return uuid(); });
+}
+
+std::optional<std::string> TrackerManager::uuid()
+{
+    const auto fetch = shared().m_fetchQvxUuid.getValue();
+    std::optional<std::string> identifier;
+    if (*fetch)
+        callHost([&] { identifier = (*fetch)(); });
+    return identifier;
+}
+
+void TrackerManager::setQvxUuid(FetchQvxUuid fetch)
+{
+    m_fetchQvxUuid.setValue(std::make_shared<const FetchQvxUuid>(std::move(fetch)));
+}
+
+void TrackerManager::setMode(TrackerMode mode)
+{
+    TrackerConfiguration::setMode(mode);
+}
+
+void TrackerManager::configHeaders(StringDictionary headers)
+{
+    shared();
+    TrackerNetwork::shareInstance().setAdditionHeaders(std::move(headers));
+}
+
+void TrackerManager::setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provider)
+{
+    m_ostraProvider.setValue(std::move(provider));
+}
+
+void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
+{
+    if (!config)
+        return;
+    const std::string& index = config->index();
+    if (configs()->contains(index)) {
+        fatal("TrackerManager: There are 2 same configs - index `" + index + "`", "TrackerManager");
+    }
+    m_configs.modify([&](auto& configs) {
+        auto changed = std::make_shared<Configs>(*configs);
+        changed->insert_or_assign(index, config);
+        configs = std::move(changed);
+    });
+    setStatus(index, ConfigStatus::idle);
+}
+
+void TrackerManager::setupCommonDatas(
+    Dictionary commonDatas, std::string dataListKey, std::string_view forIndex)
+{
+    if (const auto channel = config(forIndex))
+        channel->setCommonData({ std::move(commonDatas), std::move(dataListKey) });
+}
+
+void TrackerManager::start()
+{
+    QuorvexLog::log(QuorvexLog::Category::tracker(), "Tracker Manager Start");
+
+    TrackerManager& manager = shared();
+    NotificationCenter& center = platform().notificationCenter;
+    center.addObserver(&manager, Notification::willEnterForeground,
+        [&manager] { manager.applicationBackgroundEnterFront(); });
+    center.addObserver(&manager, Notification::didEnterBackground,
+        [&manager] { manager.applicationEnterBackground(); });
+
+    manager.m_trackerTimer.start(std::nullopt, [&manager] {
+        for (const auto& [index, config] : *manager.configs())
+            manager.timerEventHandler(config);
+    });
+
+    for (const auto& [index, config] : *manager.configs()) {
+        if (manager.status(index) == ConfigStatus::running)
+            continue;
+        if (const auto startHook = config->startHook()) {
+            manager.callHook(startHook);
+            manager.setStatus(index, ConfigStatus::running);
+        }
+    }
+
+    if (Reachability* reachability = manager.m_networkStatus.reachability()) {
+        // Without the notifier every question is still answered; only the handler stays silent.
+        static_cast<void>(reachability->startNotifier());
+        manager.m_networkStatus.onStatusChange(showNetworkStatus);
+    }
+}
+
+void TrackerManager::stop()
+{
+    TrackerManager& manager = shared();
+    NotificationCenter& center = platform().notificationCenter;
+    center.removeObserver(&manager, Notification::willEnterForeground);
+    center.removeObserver(&manager, Notification::didEnterBackground);
+
+    for (const auto& [index, config] : *manager.configs()) {
+        manager.callHook(config->stopHook());
+        manager.setStatus(index, ConfigStatus::idle);
+    }
+}
+
+void TrackerManager::applicationEnterBackground()
+{
+    m_trackerTimer.suspend();
+    for (const auto& [index, config] : *configs()) {
+        callHook(config->stopHook());
+        setStatus(index, ConfigStatus::idle);
+    }
+    for (const auto& [index, config] : *configs())
+        timerEventHandler(config);
+}
+
+void TrackerManager::applicationBackgroundEnterFront()
+{
+    m_trackerTimer.resume();
+    for (const auto& [index, config] : *configs()) {
+        callHook(config->restartHook());
+        setStatus(index, ConfigStatus::running);
+    }
+}
+
+std::shared_ptr<TrackerConfig> TrackerManager::config(std::string_view index) const
+{
+    const auto registered = configs();
+    const auto found = registered->find(index);
+    return found == registered->end() ? nullptr : found->second;
+}
+
+TrackerManager::ConfigStatus TrackerManager::status(const std::string& index) const
+{
+    const auto statuses = m_configStatus.getValue();
+    const auto found = statuses->find(index);
+    return found == statuses->end() ? ConfigStatus::idle : found->second;
+}
+
+void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
+{
+    m_configStatus.modify([&](auto& statuses) {
+        auto changed = std::make_shared<Statuses>(*statuses);
+        changed->insert_or_assign(index, status);
+        statuses = std::move(changed);
+    });
+}
+
+void TrackerManager::callHook(const std::shared_ptr<const TrackerConfig::Hook>& hook)
+{
+    if (hook && *hook)
+        callHost(*hook);
+}
+
+} // namespace telvora

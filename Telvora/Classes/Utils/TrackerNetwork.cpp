@@ -1,0 +1,188 @@
+#include <Telvora/Classes/Utils/TrackerNetwork.h>
+
+#include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/UUIDText.h>
+#include <Telvora/LoggableKit/Classes/QuorvexLog.h>
+#include <Telvora/Platform/Bundle.h>
+#include <Telvora/Platform/Device.h>
+#include <Telvora/Platform/HTTPClient.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/UUIDSource.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <string_view>
+
+namespace telvora {
+
+namespace {
+
+constexpr std::chrono::seconds requestTimeout { 60 };
+
+using HeaderList = std::vector<std::pair<std::string, std::string>>;
+
+// RFC 9110, 5.1: field names are compared without regard to case, in ASCII.
+bool isSameField(std::string_view one, std::string_view other)
+{
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a))
+            == std::tolower(static_cast<unsigned char>(b));
+    });
+}
+
+void remove(HeaderList& headers, std::string_view field)
+{
+    std::erase_if(headers, [&](const auto& header) { return isSameField(header.first, field); });
+}
+
+void set(HeaderList& headers, std::string_view field, std::string_view value)
+{
+    remove(headers, field);
+    headers.emplace_back(field, repairedUTF8(value));
+}
+
+// Deliberate: the value is not looked at, only whether it could be one of a boolean.
+bool isConvertibleToBoolean(const Value& value)
+{
+    switch (value.kind()) {
+    case boost::json::kind::bool_:
+        return true;
+    case boost::json::kind::int64:
+        return value.get_int64() == 0 || value.get_int64() == 1;
+    case boost::json::kind::uint64:
+        return value.get_uint64() <= 1;
+    case boost::json::kind::double_:
+        return value.get_double() == 0 || value.get_double() == 1;
+    default:
+        return false;
+    }
+}
+
+void logFailure(std::string_view reason)
+{
+    QuorvexLog::log(QuorvexLog::Category::tracker(),
+        [&] { return "Tracker post failed: " + std::string(reason); });
+}
+
+} // namespace
+
+TrackerNetwork& TrackerNetwork::shareInstance()
+{
+    static auto& instance = *new TrackerNetwork;
+    return instance;
+}
+
+std::string TrackerNetwork::applicationVersion()
+{
+    const auto version = platform().bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
+    return version && version->is_string() ? std::string(version->get_string()) : std::string();
+}
+
+void TrackerNetwork::post(
+    const std::string& url, Batch param, const StringDictionary& externHeaders, Handler handler)
+{
+    shareInstance().postWithEnds(url, std::move(param), externHeaders,
+        [handler = std::move(handler)](PostEnd end, Batch posted) {
+            const bool isHeard = end == PostEnd::accepted || end == PostEnd::refused;
+            if (isHeard && handler)
+                callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
+        });
+}
+
+void TrackerNetwork::postWithEnds(
+    const std::string& url, Batch param, const StringDictionary& externHeaders, EndHandler handler)
+{
+    HTTPClient& client = platform().httpClient;
+    if (!client.canParse(url))
+        fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
+
+    HTTPRequest request { url, "POST", headers(externHeaders), {}, requestTimeout };
+    auto body = encode(*param);
+    if (!body) {
+        // A number in it has no text in JSON: the batch is lost, without a word to the host.
+        handler(PostEnd::unencodable, std::move(param));
+        return;
+    }
+    request.body = std::move(*body);
+    client.send(std::move(request),
+        [param = std::move(param), handler = std::move(handler)](HTTPAnswer answer) mutable {
+            finish(std::move(answer), std::move(param), std::move(handler));
+        });
+}
+
+HeaderList TrackerNetwork::headers(const StringDictionary& externHeaders)
+{
+    std::shared_ptr<const StringDictionary> additionHeaders;
+    std::shared_ptr<const IdentifierSource> identifierSource;
+    {
+        MutexLock locked(m_lock);
+        additionHeaders = m_additionHeaders;
+        identifierSource = m_identifierSource;
+    }
+
+    HeaderList headers;
+    if (additionHeaders) {
+        for (const auto& [field, value] : *additionHeaders)
+            set(headers, field, value);
+    }
+    for (const auto& [field, value] : externHeaders)
+        set(headers, field, value);
+
+    set(headers, "clienttype", "ios");
+    set(headers, "versioncode", applicationVersion());
+    set(headers, "system-version", platform().device.systemVersion());
+    const auto identifier = identifierSource ? (*identifierSource)() : std::nullopt;
+    if (identifier)
+        set(headers, "QVX-UUID", *identifier);
+    else
+        remove(headers, "QVX-UUID");
+    set(headers, "Content-Type", "application/json");
+    set(headers, "x-trace-id", uuidText(platform().uuids.next()));
+    return headers;
+}
+
+// On the HTTP client's thread. The handler comes before the log line.
+void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
+{
+    if (!answer.data || answer.error) {
+        handler(PostEnd::refused, std::move(param));
+        return;
+    }
+    const Decoded decoded = decode(*answer.data);
+    if (!decoded.value) {
+        handler(PostEnd::refused, std::move(param));
+        logFailure(decoded.error);
+        return;
+    }
+    const Dictionary* response = decoded.value->if_object();
+    if (!response) {
+        // The collector said something, but not to us: the batch is lost, without a word.
+        handler(PostEnd::answerNotObject, std::move(param));
+        return;
+    }
+    const Value* success = response->if_contains("success");
+    if (success && isConvertibleToBoolean(*success)) {
+        handler(PostEnd::accepted, std::move(param));
+        return;
+    }
+    handler(PostEnd::refused, std::move(param));
+    logFailure("resp result is `failure`");
+}
+
+void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)
+{
+    auto shared = headers ? std::make_shared<const StringDictionary>(std::move(*headers)) : nullptr;
+    MutexLock locked(m_lock);
+    m_additionHeaders = std::move(shared);
+}
+
+void TrackerNetwork::setIdentifierSource(IdentifierSource source)
+{
+    auto shared = std::make_shared<const IdentifierSource>(std::move(source));
+    MutexLock locked(m_lock);
+    m_identifierSource = std::move(shared);
+}
+
+} // namespace telvora
