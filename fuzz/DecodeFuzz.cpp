@@ -1,0 +1,23 @@
+#include <Telvora/Base/Dictionary.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+/// What decode() takes, encode() writes, and reading that again gives the same value.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    auto first = telvora::decode(text);
+    if (!first.value)
+        return 0;
+
+    const auto written = telvora::encode(*first.value);
+    if (!written)
+        std::abort();
+    auto second = telvora::decode(*written);
+    if (!second.value || *second.value != *first.value)
+        std::abort();
+    return 0;
+}

@@ -1,0 +1,62 @@
+# shellcheck shell=bash
+# Sourced by the other scripts: where things are, and how progress is told.
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+jobs="$(nproc)"
+
+say() { printf '%s\n' "$*"; }
+fail() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# The steps of a long script: step TITLE ends the one before and times it.
+stepTitle=""
+stepStart=0
+stepTimes=()
+
+endStep() {
+    [[ -n "$stepTitle" ]] || return 0
+    local seconds=$((SECONDS - stepStart))
+    stepTimes+=("$(printf '%5d s  %s' "$seconds" "$stepTitle")")
+    say "-- $stepTitle: $seconds s"
+    stepTitle=""
+}
+
+step() {
+    endStep
+    stepTitle="$1"
+    stepStart=$SECONDS
+    say ""
+    say "== $stepTitle"
+}
+
+printStepTimes() {
+    endStep
+    say ""
+    say "== Time so far"
+    printf '%s\n' "${stepTimes[@]}"
+}
+
+# Compiled objects are kept between builds where there is a place to keep them.
+useCcache() {
+    command -v ccache >/dev/null || return 0
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    if [[ -z "${CCACHE_DIR:-}" && ! -w "${HOME:-/nonexistent}" ]]; then
+        export CCACHE_DIR="$root/build/ccache"
+    fi
+}
+
+# configure PRESET [ARGUMENT...] and build PRESET [TARGET...]; quiet where nobody watches.
+configure() {
+    local preset="$1"
+    shift
+    (cd "$root" && cmake --preset "$preset" --log-level=NOTICE "$@")
+}
+
+build() {
+    local preset="$1" quiet=()
+    shift
+    [[ -t 1 ]] || quiet=(-- --quiet)
+    (cd "$root" && cmake --build --preset "$preset" -j"$jobs" ${1:+--target "$@"} "${quiet[@]}")
+}
