@@ -1,0 +1,56 @@
+# What `cmake --install` lays down: headers, libraries, the CMake package and pkg-config files.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS telvora telvora_simulated
+    EXPORT TelvoraTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# CMake: find_package(Telvora) gives Telvora::telvora and Telvora::simulated.
+set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
+install(EXPORT TelvoraTargets NAMESPACE Telvora:: DESTINATION ${packageFolder})
+configure_package_config_file(
+    ${CMAKE_CURRENT_LIST_DIR}/TelvoraConfig.cmake.in ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake
+    INSTALL_DESTINATION ${packageFolder}
+    NO_SET_AND_CHECK_MACRO)
+# Before 1.0 a minor version may change what a host compiles against.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TelvoraConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake ${PROJECT_BINARY_DIR}/TelvoraConfigVersion.cmake
+    DESTINATION ${packageFolder})
+
+# pkg-config. The prefix is told from where the file lies, so that the tree can be moved; the other
+# folders are told from the prefix unless they were given as absolute paths.
+set(pkgConfigFolder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(kind IN ITEMS LIBDIR INCLUDEDIR)
+    set(TELVORA_PC_${kind} ${CMAKE_INSTALL_${kind}})
+    cmake_path(IS_ABSOLUTE TELVORA_PC_${kind} isAbsolute)
+    if(NOT isAbsolute)
+        string(PREPEND TELVORA_PC_${kind} "\${prefix}/")
+    endif()
+endforeach()
+cmake_path(IS_ABSOLUTE pkgConfigFolder isAbsolute)
+if(isAbsolute)
+    set(TELVORA_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+else()
+    file(RELATIVE_PATH upToPrefix /prefix/${pkgConfigFolder} /prefix)
+    string(REGEX REPLACE "/$" "" upToPrefix "${upToPrefix}")
+    set(TELVORA_PC_PREFIX "\${pcfiledir}/${upToPrefix}")
+endif()
+
+if(BUILD_SHARED_LIBS)
+    set(TELVORA_PC_CFLAGS "")
+    set(TELVORA_PC_ARCHIVE_LIBS "")
+else()
+    set(TELVORA_PC_CFLAGS " -DTELVORA_STATIC")
+    set(TELVORA_PC_ARCHIVE_LIBS " -lcurl")
+endif()
+foreach(file IN ITEMS telvora telvora-simulated)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${file}.pc.in ${PROJECT_BINARY_DIR}/${file}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${file}.pc DESTINATION ${pkgConfigFolder})
+endforeach()
