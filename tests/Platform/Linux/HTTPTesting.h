@@ -1,0 +1,61 @@
+#pragma once
+
+#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace telvora {
+
+inline HTTPRequest postTo(std::string url, std::string body = "{}",
+    std::chrono::seconds timeout = std::chrono::seconds(10))
+{
+    return { std::move(url), "POST", { { "Content-Type", "application/json" } }, std::move(body),
+        timeout };
+}
+
+/// An answer that is still to come.
+class AnswerToCome {
+public:
+    AnswerToCome(HTTPClient& client, HTTPRequest request)
+    {
+        auto promise = std::make_shared<std::promise<HTTPAnswer>>();
+        m_future = promise->get_future();
+        client.send(std::move(request),
+            [promise](HTTPAnswer answer) { promise->set_value(std::move(answer)); });
+    }
+
+    /// Nothing if it does not come within 20 s.
+    std::optional<HTTPAnswer> wait(std::chrono::seconds limit = std::chrono::seconds(20))
+    {
+        if (m_future.wait_for(limit) != std::future_status::ready)
+            return {};
+        return m_future.get();
+    }
+
+private:
+    std::future<HTTPAnswer> m_future;
+};
+
+inline HTTPAnswer answerTo(HTTPClient& client, HTTPRequest request)
+{
+    HTTPAnswer none;
+    none.error = "No completion came";
+    return AnswerToCome(client, std::move(request)).wait().value_or(none);
+}
+
+/// Until every completion has returned, at most 20 s; false if some has not.
+inline bool settle(const LinuxHTTPClient& client)
+{
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (client.inFlight() > 0 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return client.inFlight() == 0;
+}
+
+} // namespace telvora
