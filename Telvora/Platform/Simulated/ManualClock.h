@@ -1,0 +1,56 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Clock.h>
+
+#include <chrono>
+
+namespace telvora {
+
+/// A Clock that stands still until the test moves it. Always starts at the same instant, so that
+/// a test sees the same timestamps on every run.
+///
+/// The one that SimulatedPlatform owns is moved by SimulatedPlatform::advance(), which also fires
+/// what falls due; its own advance() only moves the hands.
+///
+/// Threads: any.
+class TELVORA_EXPORT ManualClock final : public Clock {
+public:
+    static constexpr double firstSecondsSince1970 = 1700000000.0;
+
+    double secondsSince1970() const override TELVORA_EXCLUDES(m_lock);
+    std::chrono::steady_clock::time_point steadyNow() const override TELVORA_EXCLUDES(m_lock);
+
+    /// Moves both clocks forward together; a negative step moves nothing. The steady clock stops
+    /// at the last instant it can express.
+    void advance(std::chrono::nanoseconds step) TELVORA_EXCLUDES(m_lock);
+
+    /// Moves both clocks so that the steady one shows `instant`; nothing when that has passed.
+    void advanceTo(std::chrono::steady_clock::time_point instant) TELVORA_EXCLUDES(m_lock);
+
+    /// Moves calendar time alone, as when the user sets the date. Any number goes, NaN and the
+    /// infinities too; later steps add to it.
+    void setWallTime(double secondsSince1970) TELVORA_EXCLUDES(m_lock);
+
+private:
+    mutable Mutex m_lock;
+    // Calendar time is kept as where it was set and how far the steady clock has come since:
+    // adding step by step would pile up rounding errors.
+    double m_wallWhenSet TELVORA_GUARDED_BY(m_lock) = firstSecondsSince1970;
+    std::chrono::steady_clock::time_point m_steadyWhenSet TELVORA_GUARDED_BY(m_lock);
+    std::chrono::steady_clock::time_point m_steady TELVORA_GUARDED_BY(m_lock);
+};
+
+/// The nearest number of nanoseconds, as far as they can be expressed; 0 for NaN. For scripts that
+/// write times as numbers.
+TELVORA_EXPORT std::chrono::nanoseconds nanosecondsFromSeconds(double seconds);
+
+namespace detail {
+
+/// `instant` + `step`, at most the last instant that can be expressed. Requires: step >= 0.
+std::chrono::steady_clock::time_point later(
+    std::chrono::steady_clock::time_point instant, std::chrono::nanoseconds step);
+
+} // namespace detail
+
+} // namespace telvora

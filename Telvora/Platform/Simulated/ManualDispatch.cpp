@@ -1,0 +1,149 @@
+#include <Telvora/Platform/Simulated/ManualDispatch.h>
+
+#include <Telvora/Platform/Simulated/ManualDispatchCore.h>
+#include <Telvora/Platform/Simulated/ManualTimerSource.h>
+
+namespace telvora {
+
+namespace {
+
+class ManualDispatchQueue final : public DispatchQueue {
+public:
+    using Core = detail::ManualDispatchCore;
+
+    ManualDispatchQueue(std::shared_ptr<Core> core, std::string label)
+        : m_core(std::move(core))
+        , m_lane(std::make_shared<Core::Lane>(
+              Core::Lane { Core::Order::concurrent, std::move(label) }))
+    {
+    }
+
+    ~ManualDispatchQueue() override { m_core->drain(*m_lane); }
+
+    void async(Work block) override { m_core->submit(m_lane, std::move(block)); }
+    void barrierAsync(Work block) override { m_core->submit(m_lane, std::move(block), true); }
+    void sync(FunctionRef<void()> block) override
+    {
+        m_core->runSynchronously(*m_lane, block, false);
+    }
+    void barrierSync(FunctionRef<void()> block) override
+    {
+        m_core->runSynchronously(*m_lane, block, true);
+    }
+
+private:
+    const std::shared_ptr<Core> m_core;
+    const std::shared_ptr<Core::Lane> m_lane;
+};
+
+} // namespace
+
+ManualDispatch::ManualDispatch(ManualClock& clock, std::uint64_t seed)
+    : m_core(std::make_shared<detail::ManualDispatchCore>(clock, seed))
+{
+}
+
+ManualDispatch::~ManualDispatch()
+{
+    m_core->clear();
+}
+
+std::unique_ptr<DispatchQueue> ManualDispatch::makeConcurrentQueue(std::string label)
+{
+    return std::make_unique<ManualDispatchQueue>(m_core, std::move(label));
+}
+
+std::unique_ptr<TimerSource> ManualDispatch::makeTimerSource()
+{
+    return std::make_unique<detail::ManualTimerSource>(m_core);
+}
+
+void ManualDispatch::globalAsync(Work block)
+{
+    m_core->submit(m_core->globalLane(), std::move(block));
+}
+
+void ManualDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work block)
+{
+    m_core->submitAfter(m_core->globalLane(), delay, std::move(block));
+}
+
+void ManualDispatch::mainAsync(Work block)
+{
+    m_core->submit(m_core->mainLane(), std::move(block));
+}
+
+void ManualDispatch::completionAsync(std::chrono::nanoseconds delay, Work block)
+{
+    m_core->submitAfter(m_core->completionLane(), delay, std::move(block));
+}
+
+void ManualDispatch::runOnOtherThread(FunctionRef<void()> block)
+{
+    m_core->runOnOtherThread(block);
+}
+
+bool ManualDispatch::runNext()
+{
+    return m_core->runNext();
+}
+
+std::size_t ManualDispatch::step(std::size_t count)
+{
+    std::size_t run = 0;
+    while (run < count && m_core->runNext())
+        ++run;
+    return run;
+}
+
+void ManualDispatch::runUntilIdle()
+{
+    m_core->runUntilIdle();
+}
+
+void ManualDispatch::advance(std::chrono::nanoseconds step)
+{
+    m_core->advance(step);
+}
+
+void ManualDispatch::setHold(bool isHeld)
+{
+    m_core->setHold(isHeld);
+}
+
+bool ManualDispatch::isHeld() const
+{
+    return m_core->isHeld();
+}
+
+std::size_t ManualDispatch::readyBlockCount() const
+{
+    return m_core->readyBlockCount(false);
+}
+
+std::size_t ManualDispatch::readyBarrierCount() const
+{
+    return m_core->readyBlockCount(true);
+}
+
+std::optional<std::chrono::steady_clock::time_point> ManualDispatch::nextInstant() const
+{
+    return m_core->nextInstant();
+}
+
+bool ManualDispatch::isRunningBlock() const
+{
+    return m_core->isRunningBlock();
+}
+
+bool ManualDispatch::isOnMainThread() const
+{
+    return m_core->isOnMainThread();
+}
+
+void ManualDispatch::setTimerObserver(TimerObserver observer)
+{
+    m_core->timerObserver().set(std::move(observer));
+}
+
+} // namespace telvora

@@ -1,0 +1,337 @@
+#include <Telvora/Platform/Simulated/ManualDispatchCore.h>
+
+#include <Telvora/Base/Fatal.h>
+
+#include <algorithm>
+#include <tuple>
+
+namespace telvora::detail {
+
+/// Marks a block as running for the length of a scope.
+class ManualDispatchCore::Running {
+public:
+    Running(ManualDispatchCore& core, Frame frame)
+        : m_core(core)
+    {
+        MutexLock lock(m_core.m_lock);
+        count(frame, 1);
+        m_core.m_frames.push_back(frame);
+    }
+
+    ~Running()
+    {
+        MutexLock lock(m_core.m_lock);
+        count(m_core.m_frames.back(), -1);
+        m_core.m_frames.pop_back();
+    }
+
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    static void count(const Frame& frame, int step)
+    {
+        if (!frame.lane)
+            return;
+        frame.lane->runningBlocks += static_cast<std::size_t>(step);
+        if (frame.isBarrier)
+            frame.lane->runningBarriers += static_cast<std::size_t>(step);
+    }
+
+    ManualDispatchCore& m_core;
+};
+
+ManualDispatchCore::ManualDispatchCore(ManualClock& clock, std::uint64_t seed)
+    : m_clock(clock)
+    , m_isSeeded(seed != 0)
+    , m_globalLane(std::make_shared<Lane>(Lane { Order::concurrent, "global" }))
+    , m_mainLane(std::make_shared<Lane>(Lane { Order::serial, "main" }))
+    , m_completionLane(std::make_shared<Lane>(Lane { Order::free, "completions" }))
+    , m_random(seed)
+{
+}
+
+// Submitting
+
+void ManualDispatchCore::submit(const std::shared_ptr<Lane>& lane, Work work, bool isBarrier)
+{
+    MutexLock lock(m_lock);
+    makeReady(lane, { .work = std::move(work), .isBarrier = isBarrier });
+}
+
+void ManualDispatchCore::submitAfter(
+    const std::shared_ptr<Lane>& lane, std::chrono::nanoseconds delay, Work work)
+{
+    if (delay <= std::chrono::nanoseconds(0)) {
+        submit(lane, std::move(work));
+        return;
+    }
+    MutexLock lock(m_lock);
+    const auto deadline = later(m_clock.steadyNow(), delay);
+    m_waiting.emplace(
+        std::pair(deadline, m_nextSequence++), Waiting { .lane = lane, .work = std::move(work) });
+}
+
+void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block block)
+{
+    block.sequence = m_nextSequence++;
+    if (lane->pending.empty())
+        m_activeLanes.push_back(lane);
+    lane->pending.push_back(std::move(block));
+}
+
+void ManualDispatchCore::runSynchronously(Lane& lane, FunctionRef<void()> block, bool isBarrier)
+{
+    requireNoDeadlock(lane, isBarrier);
+    bool isBesideOthers = false;
+    Frame frame { .lane = &lane, .isBarrier = isBarrier, .isOnMainThread = isOnMainThread() };
+    {
+        MutexLock lock(m_lock);
+        isBesideOthers = lane.runningBlocks != 0;
+    }
+    // Beside a running plain block there are only plain blocks pending, and they need not be
+    // first.
+    if (!isBesideOthers)
+        drain(lane);
+    Running running(*this, frame);
+    block();
+}
+
+void ManualDispatchCore::requireNoDeadlock(const Lane& lane, bool isBarrier) const
+{
+    MutexLock lock(m_lock);
+    if (lane.runningBlocks == 0)
+        return;
+    const bool isOwnQueue = m_frames.back().lane == &lane;
+    const bool hasBarrierPending = std::any_of(lane.pending.begin(), lane.pending.end(),
+        [](const Block& pending) { return pending.isBarrier; });
+    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || hasBarrierPending)
+        fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
+            "ManualDispatch");
+}
+
+void ManualDispatchCore::runOnOtherThread(FunctionRef<void()> block)
+{
+    Running running(*this, { .lane = nullptr, .isBarrier = false, .isOnMainThread = false });
+    block();
+}
+
+// Running
+
+void ManualDispatchCore::run(Lane& lane, Block block)
+{
+    Running running(*this,
+        { .lane = &lane,
+            .isBarrier = block.isBarrier,
+            .isOnMainThread = &lane == m_mainLane.get() });
+    try {
+        block.work();
+    } catch (...) {
+        // As at the end of a real thread's block: nobody is there to receive it.
+    }
+    // What the block captured goes away while it still counts as running.
+    block.work.reset();
+}
+
+void ManualDispatchCore::drain(Lane& lane)
+{
+    {
+        MutexLock lock(m_lock);
+        if (lane.runningBlocks != 0)
+            fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
+                "ManualDispatch");
+    }
+    while (auto block = take(lane))
+        run(lane, std::move(*block));
+}
+
+bool ManualDispatchCore::runNext()
+{
+    requireNoRunningBlock("runNext");
+    std::shared_ptr<Lane> lane;
+    Block block;
+    {
+        MutexLock lock(m_lock);
+        if (m_activeLanes.empty())
+            return false;
+        std::size_t index = 0;
+        std::tie(lane, index) = m_isSeeded ? chooseAny() : choose();
+        block = takeAt(*lane, index);
+    }
+    run(*lane, std::move(block));
+    return true;
+}
+
+void ManualDispatchCore::runUntilIdle()
+{
+    requireNoRunningBlock("runUntilIdle");
+    while (!isHeld() && runNext()) { }
+}
+
+void ManualDispatchCore::requireNoRunningBlock(const char* operation) const
+{
+    if (isRunningBlock())
+        fatal(std::string(operation) + " was called from a block", "ManualDispatch");
+}
+
+// How many blocks at the head of the lane may run next, in any order.
+static std::size_t runnable(const ManualDispatchCore::Lane& lane)
+{
+    using Order = ManualDispatchCore::Order;
+    if (lane.order == Order::free)
+        return lane.pending.size();
+    if (lane.order == Order::serial || lane.pending.front().isBarrier)
+        return 1;
+    const auto barrier = std::find_if(lane.pending.begin(), lane.pending.end(),
+        [](const ManualDispatchCore::Block& block) { return block.isBarrier; });
+    return static_cast<std::size_t>(barrier - lane.pending.begin());
+}
+
+std::pair<std::shared_ptr<ManualDispatchCore::Lane>, std::size_t> ManualDispatchCore::choose()
+{
+    auto oldest = std::min_element(
+        m_activeLanes.begin(), m_activeLanes.end(), [](const auto& one, const auto& other) {
+            return one->pending.front().sequence < other->pending.front().sequence;
+        });
+    return { *oldest, 0 };
+}
+
+std::pair<std::shared_ptr<ManualDispatchCore::Lane>, std::size_t> ManualDispatchCore::chooseAny()
+{
+    std::size_t count = 0;
+    for (const auto& lane : m_activeLanes)
+        count += runnable(*lane);
+    std::size_t chosen = m_random.next() % count;
+    for (const auto& lane : m_activeLanes) {
+        const std::size_t ofLane = runnable(*lane);
+        if (chosen < ofLane)
+            return { lane, chosen };
+        chosen -= ofLane;
+    }
+    return { m_activeLanes.front(), 0 };
+}
+
+std::optional<ManualDispatchCore::Block> ManualDispatchCore::take(Lane& lane)
+{
+    MutexLock lock(m_lock);
+    if (lane.pending.empty())
+        return std::nullopt;
+    return takeAt(lane, m_isSeeded ? m_random.next() % runnable(lane) : 0);
+}
+
+ManualDispatchCore::Block ManualDispatchCore::takeAt(Lane& lane, std::size_t index)
+{
+    const auto position = lane.pending.begin() + static_cast<std::ptrdiff_t>(index);
+    Block block = std::move(*position);
+    lane.pending.erase(position);
+    if (lane.pending.empty())
+        std::erase_if(m_activeLanes, [&](const auto& active) { return active.get() == &lane; });
+    return block;
+}
+
+void ManualDispatchCore::clear()
+{
+    std::vector<std::deque<Block>> dropped;
+    decltype(m_waiting) waiting;
+    MutexLock lock(m_lock);
+    for (const auto& lane : m_activeLanes)
+        dropped.push_back(std::exchange(lane->pending, {}));
+    m_activeLanes.clear();
+    m_incessantTimers.clear();
+    waiting.swap(m_waiting);
+}
+
+// Time
+
+void ManualDispatchCore::advance(std::chrono::nanoseconds step)
+{
+    requireNoRunningBlock("advance");
+    const auto last = later(m_clock.steadyNow(), std::max(step, std::chrono::nanoseconds(0)));
+    do
+        runUntilIdle();
+    while (reachNextInstant(last));
+}
+
+bool ManualDispatchCore::reachNextInstant(Instant last)
+{
+    MutexLock lock(m_lock);
+    const Instant now = m_clock.steadyNow();
+    const bool isDue = !m_waiting.empty() && m_waiting.begin()->first.first <= last;
+    if (!isDue && now == last)
+        return false;
+    const Instant next = isDue ? std::max(now, m_waiting.begin()->first.first) : last;
+    m_clock.advanceTo(next);
+    fireDue(next);
+    if (next > now) {
+        for (const auto& timer : m_incessantTimers)
+            makeTickReady(timer);
+    }
+    return true;
+}
+
+void ManualDispatchCore::fireDue(Instant now)
+{
+    while (!m_waiting.empty() && m_waiting.begin()->first.first <= now) {
+        Waiting due = std::move(m_waiting.extract(m_waiting.begin()).mapped());
+        if (!due.timer) {
+            makeReady(due.lane, { .work = std::move(due.work) });
+            continue;
+        }
+        Timer& timer = *due.timer;
+        makeTickReady(due.timer);
+        // At the end of time there is no next deadline.
+        if (*timer.deadline == Instant::max())
+            continue;
+        timer.deadline = later(*timer.deadline, timer.interval);
+        m_waiting.emplace(std::pair(*timer.deadline, timer.sequence), std::move(due));
+    }
+}
+
+// State
+
+void ManualDispatchCore::setHold(bool isHeld)
+{
+    MutexLock lock(m_lock);
+    m_isHeld = isHeld;
+}
+
+bool ManualDispatchCore::isHeld() const
+{
+    MutexLock lock(m_lock);
+    return m_isHeld;
+}
+
+std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
+{
+    MutexLock lock(m_lock);
+    std::size_t count = 0;
+    for (const auto& lane : m_activeLanes) {
+        count += static_cast<std::size_t>(std::count_if(lane->pending.begin(), lane->pending.end(),
+            [&](const Block& block) { return !onlyBarriers || block.isBarrier; }));
+    }
+    return count;
+}
+
+std::optional<ManualDispatchCore::Instant> ManualDispatchCore::nextInstant() const
+{
+    MutexLock lock(m_lock);
+    if (m_waiting.empty())
+        return std::nullopt;
+    return m_waiting.begin()->first.first;
+}
+
+bool ManualDispatchCore::isRunningBlock() const
+{
+    MutexLock lock(m_lock);
+    return !m_frames.empty();
+}
+
+bool ManualDispatchCore::isOnMainThread() const
+{
+    if (std::this_thread::get_id() != m_drivingThread)
+        return false;
+    MutexLock lock(m_lock);
+    return m_frames.empty() || m_frames.back().isOnMainThread;
+}
+
+} // namespace telvora::detail

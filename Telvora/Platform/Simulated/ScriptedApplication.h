@@ -1,0 +1,32 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Application.h>
+#include <Telvora/Platform/Simulated/Observer.h>
+
+#include <functional>
+#include <set>
+#include <string>
+
+namespace telvora {
+
+/// An Application that can open the URLs that the test names, letter for letter; none at the
+/// start.
+///
+/// Threads: any.
+class TELVORA_EXPORT ScriptedApplication final : public Application {
+public:
+    bool canOpenURL(const std::string& url) const override;
+
+    void setOpenableURLs(std::set<std::string> urls);
+
+    /// Told of each question, whatever the answer.
+    void setOpenObserver(std::function<void(const std::string& url)> observer);
+
+private:
+    Observer<const std::string&> m_openObserver;
+    mutable Mutex m_lock;
+    std::set<std::string> m_openable TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Bundle.h>
+#include <Telvora/Platform/Simulated/Observer.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace telvora {
+
+/// A Bundle that says what the test gave it: at the start version "1.0.0" of "com.example.host".
+///
+/// Questions it reports: "infoDictionary:" with the key, "bundleIdentifier".
+///
+/// Threads: any.
+class TELVORA_EXPORT ScriptedBundle final : public Bundle {
+public:
+    std::optional<Value> objectForInfoDictionaryKey(std::string_view key) const override;
+    std::optional<std::string> bundleIdentifier() const override;
+
+    /// Replaces the whole information dictionary.
+    void setInfoDictionary(Dictionary info);
+    void setBundleIdentifier(std::optional<std::string> identifier);
+
+    void setQuestionObserver(QuestionObserver::Function observer);
+
+private:
+    QuestionObserver m_questionObserver;
+    mutable Mutex m_lock;
+    Dictionary m_info TELVORA_GUARDED_BY(m_lock) { { "CFBundleShortVersionString", "1.0.0" } };
+    std::optional<std::string> m_identifier TELVORA_GUARDED_BY(m_lock) = "com.example.host";
+};
+
+} // namespace telvora

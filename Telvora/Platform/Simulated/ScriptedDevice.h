@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Device.h>
+#include <Telvora/Platform/Simulated/Observer.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace telvora {
+
+/// A Device that is what the test says: at the start a phone, an "iPhone 12" with system 15.0.
+///
+/// Questions it reports: "safeDescription", "identifier", "ppi", "systemVersion", "osVersionTest",
+/// "idiom", "screenBounds", "screenScale", "activeProcessorCount".
+///
+/// Threads: any.
+class TELVORA_EXPORT ScriptedDevice final : public Device {
+public:
+    struct Values {
+        std::string safeDescription = "iPhone 12";
+        std::string identifier = "iPhone13,2";
+        std::optional<std::int64_t> ppi = 460;
+        /// Version tests go by the whole numbers at its first two places; a place without one
+        /// counts as 0.
+        std::string systemVersion = "15.0";
+        UserInterfaceIdiom idiom = UserInterfaceIdiom::phone;
+        Rectangle screenBounds { 0, 0, 390, 844 };
+        double screenScale = 3;
+        std::int64_t activeProcessorCount = 6;
+    };
+
+    std::string safeDescription() const override;
+    std::string identifier() const override;
+    std::optional<std::int64_t> ppi() const override;
+    std::string systemVersion() const override;
+    bool isSystemVersionAtLeast(int major, int minor) const override;
+    UserInterfaceIdiom userInterfaceIdiom() const override;
+    Rectangle screenBounds() const override;
+    double screenScale() const override;
+    std::int64_t activeProcessorCount() const override;
+
+    /// What it answers with; not itself a question.
+    Values values() const;
+    void setValues(Values values);
+
+    void setQuestionObserver(QuestionObserver::Function observer);
+
+private:
+    Values asked(const char* question) const;
+
+    QuestionObserver m_questionObserver;
+    mutable Mutex m_lock;
+    Values m_values TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

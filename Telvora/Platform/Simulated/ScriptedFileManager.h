@@ -1,0 +1,46 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/FileManager.h>
+#include <Telvora/Platform/Simulated/Observer.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace telvora {
+
+/// A FileManager over a file system of two lists: the paths that exist and those that can be
+/// written. Nothing is in either at the start. A path that was written exists from then on.
+///
+/// Threads: any.
+class TELVORA_EXPORT ScriptedFileManager final : public FileManager {
+public:
+    bool fileExists(const std::string& path) const override;
+    bool writeAtomically(const std::string& path, std::string_view text) override;
+
+    void setExisting(std::set<std::string> paths);
+    void setWritable(std::set<std::string> paths);
+
+    /// What was last written to `path`; absent when nothing was.
+    std::optional<std::string> writtenText(const std::string& path) const;
+
+    /// Told of each question for a file, whatever the answer.
+    void setProbeObserver(std::function<void(const std::string& path)> observer);
+    /// Told of each attempt to write, failing or not.
+    void setWriteObserver(
+        std::function<void(const std::string& path, const std::string& text)> observer);
+
+private:
+    Observer<const std::string&> m_probeObserver;
+    Observer<const std::string&, const std::string&> m_writeObserver;
+    mutable Mutex m_lock;
+    std::set<std::string> m_existing TELVORA_GUARDED_BY(m_lock);
+    std::set<std::string> m_writable TELVORA_GUARDED_BY(m_lock);
+    std::map<std::string, std::string> m_written TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

@@ -1,0 +1,184 @@
+#include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
+
+#include <curl/curl.h>
+
+#include <iterator>
+#include <memory>
+#include <utility>
+
+namespace telvora {
+
+ScriptedAnswer ScriptedAnswer::body(std::string bytes, int status)
+{
+    return { .kind = Kind::body, .text = std::move(bytes), .status = status };
+}
+
+ScriptedAnswer ScriptedAnswer::error(std::string text)
+{
+    return { .kind = Kind::error, .text = std::move(text) };
+}
+
+ScriptedAnswer ScriptedAnswer::noData()
+{
+    return { .kind = Kind::noData };
+}
+
+ScriptedAnswer ScriptedAnswer::later()
+{
+    return { .kind = Kind::later };
+}
+
+ScriptedAnswer ScriptedAnswer::after(std::chrono::nanoseconds newDelay) const
+{
+    ScriptedAnswer answer = *this;
+    answer.delay = newDelay;
+    return answer;
+}
+
+ScriptedAnswer ScriptedAnswer::inlined() const
+{
+    ScriptedAnswer answer = *this;
+    answer.isInline = true;
+    return answer;
+}
+
+ScriptedHTTPClient::ScriptedHTTPClient(ManualDispatch& dispatch)
+    : m_dispatch(dispatch)
+{
+}
+
+ScriptedHTTPClient::~ScriptedHTTPClient() = default;
+
+bool ScriptedHTTPClient::canParse(const std::string& url) const
+{
+    if (url.empty() || url.find('\0') != std::string::npos)
+        return false;
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parser(curl_url(), curl_url_cleanup);
+    constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME | CURLU_NO_AUTHORITY;
+    return parser && curl_url_set(parser.get(), CURLUPART_URL, url.c_str(), flags) == CURLUE_OK;
+}
+
+void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
+{
+    std::size_t number = 0;
+    {
+        MutexLock lock(m_lock);
+        m_requests.push_back(request);
+        number = m_requests.size();
+        ++m_underWayCount;
+    }
+    m_requestObserver(number, request);
+
+    const ScriptedAnswer answer = take(request.url);
+    if (answer.kind == ScriptedAnswer::Kind::later) {
+        MutexLock lock(m_lock);
+        m_waiting.emplace(number, std::move(completion));
+        return;
+    }
+    complete(std::move(completion), answer);
+}
+
+ScriptedAnswer ScriptedHTTPClient::take(const std::string& url)
+{
+    MutexLock lock(m_lock);
+    const auto own = m_answersByURL.find(url);
+    Answers& answers = own != m_answersByURL.end() ? own->second : m_answers;
+    if (answers.queue.empty())
+        return ScriptedAnswer::error("No answer is scripted");
+    ScriptedAnswer answer = answers.queue.front();
+    if (answers.queue.size() > 1 || !answers.repeats)
+        answers.queue.pop_front();
+    return answer;
+}
+
+void ScriptedHTTPClient::complete(Completion completion, const ScriptedAnswer& answer)
+{
+    HTTPAnswer result;
+    if (answer.kind == ScriptedAnswer::Kind::body) {
+        result.data = answer.text;
+        result.status = answer.status;
+    } else if (answer.kind == ScriptedAnswer::Kind::error) {
+        result.error = answer.text;
+    }
+
+    if (answer.isInline && answer.delay <= std::chrono::nanoseconds(0)) {
+        m_dispatch.runOnOtherThread([&] { finish(completion, std::move(result)); });
+        return;
+    }
+    m_dispatch.completionAsync(answer.delay,
+        [this, completion = std::move(completion), result = std::move(result)]() mutable {
+            finish(completion, std::move(result));
+        });
+}
+
+void ScriptedHTTPClient::finish(Completion& completion, HTTPAnswer answer)
+{
+    {
+        MutexLock lock(m_lock);
+        --m_underWayCount;
+    }
+    if (completion)
+        completion(std::move(answer));
+}
+
+void ScriptedHTTPClient::setAnswers(std::vector<ScriptedAnswer> answers, bool repeats)
+{
+    Answers replacement { { std::make_move_iterator(answers.begin()),
+                              std::make_move_iterator(answers.end()) },
+        repeats };
+    MutexLock lock(m_lock);
+    m_answers = std::move(replacement);
+}
+
+void ScriptedHTTPClient::setAnswers(
+    const std::string& url, std::vector<ScriptedAnswer> answers, bool repeats)
+{
+    Answers replacement { { std::make_move_iterator(answers.begin()),
+                              std::make_move_iterator(answers.end()) },
+        repeats };
+    MutexLock lock(m_lock);
+    m_answersByURL[url] = std::move(replacement);
+}
+
+bool ScriptedHTTPClient::answer(std::size_t number, const ScriptedAnswer& answer)
+{
+    Completion completion;
+    {
+        MutexLock lock(m_lock);
+        const auto waiting = m_waiting.find(number);
+        if (waiting == m_waiting.end())
+            return false;
+        if (answer.kind == ScriptedAnswer::Kind::later)
+            return true;
+        completion = std::move(waiting->second);
+        m_waiting.erase(waiting);
+    }
+    complete(std::move(completion), answer);
+    return true;
+}
+
+std::vector<HTTPRequest> ScriptedHTTPClient::requests() const
+{
+    MutexLock lock(m_lock);
+    return m_requests;
+}
+
+std::size_t ScriptedHTTPClient::requestCount() const
+{
+    MutexLock lock(m_lock);
+    return m_requests.size();
+}
+
+std::size_t ScriptedHTTPClient::underWayCount() const
+{
+    MutexLock lock(m_lock);
+    return m_underWayCount;
+}
+
+void ScriptedHTTPClient::setRequestObserver(
+    std::function<void(std::size_t number, const HTTPRequest& request)> observer)
+{
+    m_requestObserver.set(std::move(observer));
+}
+
+} // namespace telvora

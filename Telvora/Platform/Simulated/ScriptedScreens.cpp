@@ -1,0 +1,253 @@
+#include <Telvora/Platform/Simulated/ScriptedScreens.h>
+
+#include <utility>
+
+namespace telvora {
+
+class ScriptedScreens::Screen final : public UIViewController,
+                                      public TrackerDataLifeCycleControllerDelegate,
+                                      public std::enable_shared_from_this<Screen> {
+public:
+    struct Values {
+        std::string className;
+        std::optional<std::string> sceneName {};
+        Kind kind = Kind::plain;
+        std::weak_ptr<Screen> visible {};
+        std::weak_ptr<Screen> selected {};
+        std::weak_ptr<Screen> presents {};
+        bool delegates = false;
+        std::weak_ptr<Screen> delegatesTo {};
+        StringDictionary delegateParams {};
+    };
+
+    explicit Screen(const ID& id)
+        : m_values { .className = id }
+    {
+    }
+
+    std::string className() const override { return values().className; }
+    std::string sceneName() const override
+    {
+        Values current = values();
+        return current.sceneName.value_or(current.className);
+    }
+    Kind kind() const override { return values().kind; }
+
+    std::shared_ptr<UIViewController> presentedViewController() const override
+    {
+        return values().presents.lock();
+    }
+    std::shared_ptr<UIViewController> visibleViewController() const override
+    {
+        return values().visible.lock();
+    }
+    std::shared_ptr<UIViewController> selectedViewController() const override
+    {
+        return values().selected.lock();
+    }
+
+    ViewControllerInfo trackerViewControllerInfo() const override
+    {
+        Values current = values();
+        if (!current.delegates)
+            return { std::const_pointer_cast<Screen>(shared_from_this()) };
+        return { current.delegatesTo, std::move(current.delegateParams) };
+    }
+
+    Values values() const
+    {
+        MutexLock lock(m_lock);
+        return m_values;
+    }
+
+    template<typename Change> void change(const Change& change)
+    {
+        MutexLock lock(m_lock);
+        change(m_values);
+    }
+
+    void forget(const std::shared_ptr<Screen>& gone)
+    {
+        MutexLock lock(m_lock);
+        for (auto* link :
+            { &m_values.visible, &m_values.selected, &m_values.presents, &m_values.delegatesTo }) {
+            if (link->lock() == gone)
+                link->reset();
+        }
+    }
+
+private:
+    mutable Mutex m_lock;
+    Values m_values TELVORA_GUARDED_BY(m_lock);
+};
+
+class ScriptedScreens::Window final : public UIWindow {
+public:
+    std::shared_ptr<UIViewController> rootViewController() const override
+    {
+        MutexLock lock(m_lock);
+        return m_root.lock();
+    }
+
+    void setRoot(std::weak_ptr<Screen> root)
+    {
+        MutexLock lock(m_lock);
+        m_root = std::move(root);
+    }
+
+    void forget(const std::shared_ptr<Screen>& gone)
+    {
+        MutexLock lock(m_lock);
+        if (m_root.lock() == gone)
+            m_root.reset();
+    }
+
+private:
+    mutable Mutex m_lock;
+    std::weak_ptr<Screen> m_root TELVORA_GUARDED_BY(m_lock);
+};
+
+ScriptedScreens::ScriptedScreens()
+    : m_window(std::make_shared<Window>())
+{
+}
+
+ScriptedScreens::~ScriptedScreens() = default;
+
+std::shared_ptr<UIWindow> ScriptedScreens::keyWindow() const
+{
+    m_questionObserver("keyWindow");
+    MutexLock lock(m_lock);
+    return m_hasWindow ? m_window : nullptr;
+}
+
+bool ScriptedScreens::make(const ID& id)
+{
+    MutexLock lock(m_lock);
+    return m_screens.try_emplace(id, std::make_shared<Screen>(id)).second;
+}
+
+bool ScriptedScreens::contains(const ID& id) const
+{
+    return find(id) != nullptr;
+}
+
+std::shared_ptr<UIViewController> ScriptedScreens::screen(const ID& id) const
+{
+    return find(id);
+}
+
+std::shared_ptr<ScriptedScreens::Screen> ScriptedScreens::find(const ID& id) const
+{
+    MutexLock lock(m_lock);
+    const auto found = m_screens.find(id);
+    return found != m_screens.end() ? found->second : nullptr;
+}
+
+std::optional<std::weak_ptr<ScriptedScreens::Screen>> ScriptedScreens::link(
+    const std::optional<ID>& other) const
+{
+    if (!other)
+        return std::weak_ptr<Screen>();
+    const auto screen = find(*other);
+    return screen ? std::optional<std::weak_ptr<Screen>>(screen) : std::nullopt;
+}
+
+template<typename Change> bool ScriptedScreens::change(const ID& id, const Change& change)
+{
+    const auto screen = find(id);
+    if (!screen)
+        return false;
+    screen->change(change);
+    return true;
+}
+
+bool ScriptedScreens::setClassName(const ID& id, std::string className)
+{
+    return change(id, [&](auto& values) { values.className = std::move(className); });
+}
+
+bool ScriptedScreens::setSceneName(const ID& id, std::string sceneName)
+{
+    return change(id, [&](auto& values) { values.sceneName = std::move(sceneName); });
+}
+
+bool ScriptedScreens::setKind(const ID& id, UIViewController::Kind kind)
+{
+    return change(id, [&](auto& values) { values.kind = kind; });
+}
+
+bool ScriptedScreens::setVisible(const ID& id, const std::optional<ID>& other)
+{
+    const auto target = link(other);
+    return target && change(id, [&](auto& values) { values.visible = *target; });
+}
+
+bool ScriptedScreens::setSelected(const ID& id, const std::optional<ID>& other)
+{
+    const auto target = link(other);
+    return target && change(id, [&](auto& values) { values.selected = *target; });
+}
+
+bool ScriptedScreens::setPresents(const ID& id, const std::optional<ID>& other)
+{
+    const auto target = link(other);
+    return target && change(id, [&](auto& values) { values.presents = *target; });
+}
+
+bool ScriptedScreens::setDelegates(const ID& id, bool delegates)
+{
+    return change(id, [&](auto& values) { values.delegates = delegates; });
+}
+
+bool ScriptedScreens::setDelegatesTo(const ID& id, const std::optional<ID>& other)
+{
+    const auto target = link(other);
+    return target && change(id, [&](auto& values) { values.delegatesTo = *target; });
+}
+
+bool ScriptedScreens::setDelegateParams(const ID& id, StringDictionary params)
+{
+    return change(id, [&](auto& values) { values.delegateParams = std::move(params); });
+}
+
+bool ScriptedScreens::setWindowRoot(const std::optional<ID>& root)
+{
+    auto target = link(root);
+    if (!target)
+        return false;
+    m_window->setRoot(std::move(*target));
+    MutexLock lock(m_lock);
+    m_hasWindow = true;
+    return true;
+}
+
+void ScriptedScreens::removeWindow()
+{
+    m_window->setRoot({});
+    MutexLock lock(m_lock);
+    m_hasWindow = false;
+}
+
+bool ScriptedScreens::release(const ID& id)
+{
+    std::shared_ptr<Screen> gone;
+    MutexLock lock(m_lock);
+    const auto found = m_screens.find(id);
+    if (found == m_screens.end())
+        return false;
+    gone = std::move(found->second);
+    m_screens.erase(found);
+    // Whoever is looking at the screen right now still holds it; nobody else may find it.
+    for (const auto& [otherID, other] : m_screens)
+        other->forget(gone);
+    m_window->forget(gone);
+    return true;
+}
+
+void ScriptedScreens::setQuestionObserver(QuestionObserver::Function observer)
+{
+    m_questionObserver.set(std::move(observer));
+}
+
+} // namespace telvora

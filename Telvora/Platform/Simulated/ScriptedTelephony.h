@@ -1,0 +1,34 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Simulated/Observer.h>
+#include <Telvora/Platform/Telephony.h>
+
+#include <optional>
+
+namespace telvora {
+
+/// A Telephony with the services that the test gives it, in the test's order; without any
+/// telephony at the start.
+///
+/// Questions it reports: "carriers", "radio".
+///
+/// Threads: any.
+class TELVORA_EXPORT ScriptedTelephony final : public Telephony {
+public:
+    std::optional<Carriers> serviceSubscriberCellularProviders() const override;
+    std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const override;
+
+    void setCarriers(std::optional<Carriers> carriers);
+    void setRadioTechnologies(std::optional<RadioTechnologies> technologies);
+
+    void setQuestionObserver(QuestionObserver::Function observer);
+
+private:
+    QuestionObserver m_questionObserver;
+    mutable Mutex m_lock;
+    std::optional<Carriers> m_carriers TELVORA_GUARDED_BY(m_lock);
+    std::optional<RadioTechnologies> m_technologies TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

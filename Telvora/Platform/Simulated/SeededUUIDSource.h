@@ -1,0 +1,25 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Simulated/Random.h>
+#include <Telvora/Platform/UUIDSource.h>
+
+#include <cstdint>
+
+namespace telvora {
+
+/// A UUIDSource that gives the same UUIDs for the same seed, on every machine.
+///
+/// Threads: any; which thread gets which UUID is theirs to settle.
+class TELVORA_EXPORT SeededUUIDSource final : public UUIDSource {
+public:
+    explicit SeededUUIDSource(std::uint64_t seed = 0);
+
+    UUIDBytes next() override;
+
+private:
+    Mutex m_lock;
+    detail::Random m_random TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <Telvora/Base/Export.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/Simulated/ManualClock.h>
+#include <Telvora/Platform/Simulated/ManualDispatch.h>
+#include <Telvora/Platform/Simulated/RecordingNotificationCenter.h>
+#include <Telvora/Platform/Simulated/ScriptedApplication.h>
+#include <Telvora/Platform/Simulated/ScriptedBundle.h>
+#include <Telvora/Platform/Simulated/ScriptedDevice.h>
+#include <Telvora/Platform/Simulated/ScriptedFileManager.h>
+#include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
+#include <Telvora/Platform/Simulated/ScriptedLifeCycleChecker.h>
+#include <Telvora/Platform/Simulated/ScriptedReachability.h>
+#include <Telvora/Platform/Simulated/ScriptedScreens.h>
+#include <Telvora/Platform/Simulated/ScriptedTelephony.h>
+#include <Telvora/Platform/Simulated/SeededUUIDSource.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace telvora {
+
+/// A whole platform under the test's control: time stands still, blocks run when told, and the
+/// network, the device and the screens are what the test says. The same calls with the same seed
+/// give the same run, UUIDs included.
+///
+///     static auto& simulated = *new telvora::SimulatedPlatform;
+///     telvora::installPlatform(simulated.services());
+///     simulated.httpClient().setAnswers({ telvora::ScriptedAnswer::body(R"({"success": 1})") });
+///     telvora::TrackerManager::start();
+///     ...
+///     simulated.advance(60s);
+///
+/// Life: an installed one must live to the end of the process, since the library's shared objects
+/// do; hence the `new` without a delete. One a process.
+///
+/// Threads: the thread that makes it drives it (ManualDispatch has the details).
+///
+/// Failure: none of its own.
+class TELVORA_EXPORT SimulatedPlatform {
+public:
+    /// With a seed other than 0, blocks that may run side by side run in another legal order.
+    explicit SimulatedPlatform(std::uint64_t seed = 0);
+    ~SimulatedPlatform();
+
+    SimulatedPlatform(const SimulatedPlatform&) = delete;
+    SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
+
+    /// For installPlatform().
+    Platform& services() { return m_services; }
+
+    /// These forward to dispatch(), which describes them.
+    void advance(std::chrono::nanoseconds step) { m_dispatch.advance(step); }
+    void runUntilIdle() { m_dispatch.runUntilIdle(); }
+    bool runNext() { return m_dispatch.runNext(); }
+    std::size_t step(std::size_t count = 1) { return m_dispatch.step(count); }
+    void setHold(bool isHeld) { m_dispatch.setHold(isHeld); }
+    /// Sets calendar time alone.
+    void setWallTime(double secondsSince1970) { m_clock.setWallTime(secondsSince1970); }
+
+    ScriptedApplication& application() { return m_application; }
+    ScriptedBundle& bundle() { return m_bundle; }
+    ManualClock& clock() { return m_clock; }
+    ScriptedDevice& device() { return m_device; }
+    ManualDispatch& dispatch() { return m_dispatch; }
+    ScriptedFileManager& fileManager() { return m_fileManager; }
+    ScriptedHTTPClient& httpClient() { return m_httpClient; }
+    ScriptedLifeCycleChecker& lifeCycleChecker() { return m_lifeCycleChecker; }
+    RecordingNotificationCenter& notificationCenter() { return m_notificationCenter; }
+    ScriptedReachability& reachability() { return m_reachability; }
+    ScriptedScreens& screens() { return m_screens; }
+    ScriptedTelephony& telephony() { return m_telephony; }
+    SeededUUIDSource& uuids() { return m_uuids; }
+
+    /// Told of each question that the library puts to any of the services, in order. Replaces the
+    /// question observer of every twin; an empty one ends the observation.
+    void setQuestionObserver(const QuestionObserver::Function& observer);
+
+private:
+    ManualClock m_clock;
+    ManualDispatch m_dispatch;
+    ScriptedApplication m_application;
+    ScriptedBundle m_bundle;
+    ScriptedDevice m_device;
+    ScriptedFileManager m_fileManager;
+    ScriptedHTTPClient m_httpClient;
+    ScriptedLifeCycleChecker m_lifeCycleChecker;
+    RecordingNotificationCenter m_notificationCenter;
+    ScriptedReachability m_reachability;
+    ScriptedScreens m_screens;
+    ScriptedTelephony m_telephony;
+    SeededUUIDSource m_uuids;
+    Platform m_services;
+};
+
+} // namespace telvora
