@@ -98,9 +98,14 @@ public:
 
     // ---- TrackerManager+APM.cpp: APM reports ----
 
-    /// Completes a record with page, network and page parameters, and reports it.
+    /// Completes the record itself with page, network and page parameters, and reports it. A host
+    /// that keeps it and reports it again reports the same page.
     /// Deliberate, here and below: useOstra and immediately change nothing.
-    void enrollAPMReport(TrackerMeta record, bool useOstra = false);
+    void enrollAPMReport(TrackerMeta& record, bool useOstra = false);
+    void enrollAPMReport(TrackerMeta&& record, bool useOstra = false)
+    {
+        enrollAPMReport(record, useOstra);
+    }
 
     /// Completes a dictionary of the host's and reports it; an empty one is dropped.
     void reportAPMDict(Dictionary dict, bool immediately = false, bool useOstra = false);
