@@ -4,6 +4,7 @@
 #include <Telvora/Platform/ScreenHierarchy.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,14 +14,19 @@ namespace telvora {
 /// What is known of the device, the application and the page on top; all of it static.
 ///
 /// Life: what cannot change while the process lives is computed by its first reader and kept; the
-/// rest is read anew each time. Nothing is refreshed.
+/// rest is read anew each time. Nothing is refreshed: a carrier change or a rotation is not seen.
+/// Nothing in the library calls initial() or a setter; both are the host's.
 ///
-/// Threads: any. A first reader computes and others wait for it. Each value of the page has a lock
-/// of its own, held for one access; a test followed by a set is two accesses, deliberately.
+/// Threads: any. A first reader computes, on whatever thread it runs, and others wait for it; later
+/// reads take no lock. Each value of the page has a lock of its own, held for one access; a test
+/// followed by a set is two accesses, deliberately.
 ///
 /// Failure: none; what cannot be had has the fallback that its getter names.
 class TELVORA_EXPORT TrackerDataExcavator {
 public:
+    /// A list that is replaced and never changed, so that a walk over it costs no copy.
+    using WhiteList = std::shared_ptr<const std::vector<std::string>>;
+
     /// Carries no state of its own.
     static TrackerDataExcavator& one();
 
@@ -77,6 +83,10 @@ public:
     /// Adds a parameter to the page on top; without one nothing happens.
     static void addViewControllerInfo(const std::string& key, std::string value);
 
+    /// What the live screen of that info calls its class; absent when there is no info, when the
+    /// screen is gone, and when asking it throws.
+    static std::optional<std::string> topViewControllerClassName();
+
     /// Whether a change of page is under way.
     static bool isTransitioning();
     static void setIsTransitioning(bool value);
@@ -88,6 +98,8 @@ public:
     /// Deliberate: ".TradeViewController" stands in the default list twice.
     static std::vector<std::string> monitorViewControllerWhiteList();
     static void setMonitorViewControllerWhiteList(std::vector<std::string> suffixes);
+    /// The same list, shared.
+    static WhiteList whiteList();
 
 private:
     TrackerDataExcavator() = default;

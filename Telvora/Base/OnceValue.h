@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+namespace telvora::detail {
+
+/// A value that its first reader computes, while others wait for it, and that is read without a
+/// lock from then on. It can be set as well; one that is set before the first read is never
+/// computed.
+///
+/// Life: never destroyed; make it part of something static. What is set over is kept to the end of
+/// the process, since another thread may be reading it: made for values that are set a few times
+/// at most.
+/// Threads: any. `compute` must not read the value it computes: it would wait for itself.
+template<typename T> class OnceValue {
+public:
+    OnceValue() = default;
+    OnceValue(const OnceValue&) = delete;
+    OnceValue& operator=(const OnceValue&) = delete;
+
+    template<typename Compute> const T& get(Compute&& compute) TELVORA_EXCLUDES(m_lock)
+    {
+        if (const Node* node = m_current.load(std::memory_order_acquire))
+            return node->value;
+        MutexLock locked(m_lock);
+        if (!m_newest)
+            publish(std::forward<Compute>(compute)());
+        return m_newest->value;
+    }
+
+    void set(T value) TELVORA_EXCLUDES(m_lock)
+    {
+        MutexLock locked(m_lock);
+        publish(std::move(value));
+    }
+
+private:
+    struct Node {
+        T value;
+        std::unique_ptr<const Node> previous;
+    };
+
+    void publish(T value) TELVORA_REQUIRES(m_lock)
+    {
+        m_newest = std::make_unique<const Node>(Node { std::move(value), std::move(m_newest) });
+        m_current.store(m_newest.get(), std::memory_order_release);
+    }
+
+    std::atomic<const Node*> m_current { nullptr };
+    Mutex m_lock;
+    std::unique_ptr<const Node> m_newest TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora::detail

@@ -1,0 +1,393 @@
+#include <Telvora/Classes/Model/TrackerDataExcavator.h>
+
+#include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/NumberText.h>
+#include <Telvora/Base/OnceValue.h>
+#include <Telvora/Platform/Application.h>
+#include <Telvora/Platform/Bundle.h>
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/Device.h>
+#include <Telvora/Platform/FileManager.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/Reachability.h>
+#include <Telvora/Platform/Telephony.h>
+
+#include <array>
+#include <cmath>
+#include <utility>
+
+namespace telvora {
+
+namespace {
+
+using Excavator = TrackerDataExcavator;
+using detail::OnceValue;
+
+struct Size {
+    double width;
+    double height;
+};
+
+// The page on top, each of its values behind a lock of its own.
+template<typename T> class Guarded {
+public:
+    explicit Guarded(T value = T())
+        : m_value(std::move(value))
+    {
+    }
+
+    T get() TELVORA_EXCLUDES(m_lock)
+    {
+        MutexLock locked(m_lock);
+        return m_value;
+    }
+
+    void set(T value) TELVORA_EXCLUDES(m_lock)
+    {
+        MutexLock locked(m_lock);
+        std::swap(m_value, value);
+        // The old value goes when `value` does, after the lock.
+    }
+
+    template<typename Change> void change(Change&& change) TELVORA_EXCLUDES(m_lock)
+    {
+        MutexLock locked(m_lock);
+        change(m_value);
+    }
+
+private:
+    Mutex m_lock;
+    T m_value TELVORA_GUARDED_BY(m_lock);
+};
+
+Excavator::WhiteList defaultWhiteList()
+{
+    return std::make_shared<const std::vector<std::string>>(std::vector<std::string> {
+        ".TradeViewController",
+        ".QuarterlyMarketsViewController",
+        ".PerpetualMarketViewController",
+        ".QuarterlyMarketViewController",
+        ".FeatureTradeViewController",
+        ".OptionsTradeViewController",
+        ".TradeViewController",
+        ".HorizontalTradeViewController",
+        ".MarginTradeViewController",
+        ".MarginHorizontalTradeViewController",
+        ".FuturesFavoriteMarketsViewController",
+        ".MarketsViewController",
+        ".MarketsZonesConceptController",
+        ".CoinsMarketsViewController",
+        ".GridTradeViewController",
+        ".FuturesGridTradeViewController",
+    });
+}
+
+// Everything the excavator keeps; one for the process, never destroyed.
+struct Kept {
+    OnceValue<std::string> mobileName;
+    OnceValue<std::optional<std::string>> modelName;
+    OnceValue<std::optional<std::string>> systemVersion;
+    OnceValue<std::optional<std::string>> appVersion;
+    OnceValue<Rectangle> screenRect;
+    OnceValue<Size> deviceScreenSize;
+    OnceValue<std::string> screenResolution;
+    OnceValue<std::int64_t> screenPpi;
+    OnceValue<std::string> screenSize;
+    OnceValue<bool> jailbreaked;
+    OnceValue<std::string> mobileOperator;
+    OnceValue<double> startTimestamp;
+
+    Guarded<std::optional<ViewControllerInfo>> topViewControllerInfo;
+    Guarded<bool> isTransitioning { false };
+    Guarded<bool> isTransitioningControl { false };
+    Guarded<Excavator::WhiteList> whiteList { defaultWhiteList() };
+};
+
+Kept& kept()
+{
+    static auto& kept = *new Kept;
+    return kept;
+}
+
+std::optional<std::string> readAppVersion()
+{
+    const auto version = platform().bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
+    if (!version || !version->is_string())
+        return std::nullopt;
+    return std::string(std::string_view(version->get_string()));
+}
+
+// Resolution and size come from this one reading, so that they agree however the screen turns.
+Size deviceScreenSize()
+{
+    return kept().deviceScreenSize.get([] {
+        const Rectangle rect
+            = kept().screenRect.get([] { return platform().device.screenBounds(); });
+        return Size { rect.width, rect.height };
+    });
+}
+
+std::string sizeText(double width, double height)
+{
+    return numberText(width) + "*" + numberText(height);
+}
+
+bool probeJailbreaked()
+{
+    static constexpr std::array signs {
+        "/Applications/Cydia.app",
+        "/Library/MobileSubstrate/MobileSubstrate.dylib",
+        "/bin/bash",
+        "/usr/sbin/sshd",
+        "/etc/apt",
+        "/private/var/lib/apt/",
+    };
+    for (const char* path : signs) {
+        if (platform().fileManager.fileExists(path))
+            return true;
+    }
+    if (platform().application.canOpenURL("cydia://package/com.example.package"))
+        return true;
+    return platform().fileManager.writeAtomically("/private/JailbreakTest.txt", "Jailbreak Test");
+}
+
+std::string readMobileOperator()
+{
+    static constexpr const char* none = "None";
+    const auto carriers = platform().telephony.serviceSubscriberCellularProviders();
+    if (!carriers || carriers->empty())
+        return none;
+    // With two SIMs the system's own order decides which one is first.
+    const Carrier& carrier = carriers->front().second;
+    if (!carrier.isoCountryCode)
+        return none;
+    return carrier.carrierName.value_or(none);
+}
+
+} // namespace
+
+TrackerDataExcavator& TrackerDataExcavator::one()
+{
+    static auto& one = *new TrackerDataExcavator;
+    return one;
+}
+
+void TrackerDataExcavator::initial()
+{
+    mobileName();
+    systemVersion();
+    appVersion();
+    modelName();
+    screenResolution();
+    screenPpi();
+    screenSize();
+    jailbreaked();
+    mobileOperator();
+    startTimestamp();
+}
+
+std::string TrackerDataExcavator::mobileName()
+{
+    return kept().mobileName.get([] { return platform().device.safeDescription(); });
+}
+
+std::optional<std::string> TrackerDataExcavator::modelName()
+{
+    return kept().modelName.get([] { return platform().device.safeDescription(); });
+}
+
+std::optional<std::string> TrackerDataExcavator::systemVersion()
+{
+    return kept().systemVersion.get([] { return platform().device.systemVersion(); });
+}
+
+std::optional<std::string> TrackerDataExcavator::appVersion()
+{
+    return kept().appVersion.get(readAppVersion);
+}
+
+std::string TrackerDataExcavator::screenResolution()
+{
+    return kept().screenResolution.get([] {
+        const Size size = deviceScreenSize();
+        const double scale = platform().device.screenScale();
+        return sizeText(scale * size.width, scale * size.height);
+    });
+}
+
+std::int64_t TrackerDataExcavator::screenPpi()
+{
+    return kept().screenPpi.get([] { return platform().device.ppi().value_or(-1); });
+}
+
+std::string TrackerDataExcavator::screenSize()
+{
+    return kept().screenSize.get([] {
+        const Size size = deviceScreenSize();
+        return sizeText(size.width, size.height);
+    });
+}
+
+bool TrackerDataExcavator::jailbreaked()
+{
+    return kept().jailbreaked.get(probeJailbreaked);
+}
+
+std::string TrackerDataExcavator::mobileOperator()
+{
+    return kept().mobileOperator.get(readMobileOperator);
+}
+
+double TrackerDataExcavator::startTimestamp()
+{
+    return kept().startTimestamp.get([] { return platform().clock.secondsSince1970(); });
+}
+
+void TrackerDataExcavator::setMobileName(std::string value)
+{
+    kept().mobileName.set(std::move(value));
+}
+
+void TrackerDataExcavator::setModelName(std::optional<std::string> value)
+{
+    kept().modelName.set(std::move(value));
+}
+
+void TrackerDataExcavator::setSystemVersion(std::optional<std::string> value)
+{
+    kept().systemVersion.set(std::move(value));
+}
+
+void TrackerDataExcavator::setAppVersion(std::optional<std::string> value)
+{
+    kept().appVersion.set(std::move(value));
+}
+
+void TrackerDataExcavator::setScreenResolution(std::string value)
+{
+    kept().screenResolution.set(std::move(value));
+}
+
+void TrackerDataExcavator::setScreenPpi(std::int64_t value)
+{
+    kept().screenPpi.set(value);
+}
+
+void TrackerDataExcavator::setScreenSize(std::string value)
+{
+    kept().screenSize.set(std::move(value));
+}
+
+void TrackerDataExcavator::setJailbreaked(bool value)
+{
+    kept().jailbreaked.set(value);
+}
+
+void TrackerDataExcavator::setMobileOperator(std::string value)
+{
+    kept().mobileOperator.set(std::move(value));
+}
+
+void TrackerDataExcavator::setStartTimestamp(double value)
+{
+    kept().startTimestamp.set(value);
+}
+
+std::int64_t TrackerDataExcavator::timestamp()
+{
+    const double now = platform().clock.secondsSince1970();
+    // False for NaN as well.
+    if (!(now >= -0x1p63 && now < 0x1p63))
+        fatal("The current time is no number of 64 bits", "TrackerDataExcavator");
+    return static_cast<std::int64_t>(now);
+}
+
+std::int64_t TrackerDataExcavator::cpuCount()
+{
+    return platform().device.activeProcessorCount();
+}
+
+std::optional<std::string> TrackerDataExcavator::networkStatus()
+{
+    const auto reachability
+        = platform().reachability.makeReachability(ReachabilityService::Use::oneReading);
+    if (!reachability)
+        return std::nullopt;
+    switch (reachability->connection()) {
+    case Reachability::Connection::none:
+        return "No Connection";
+    case Reachability::Connection::wifi:
+        return "WiFi";
+    case Reachability::Connection::cellular:
+        break;
+    }
+    return "Cellular";
+}
+
+std::optional<ViewControllerInfo> TrackerDataExcavator::topViewControllerInfo()
+{
+    return kept().topViewControllerInfo.get();
+}
+
+void TrackerDataExcavator::setTopViewControllerInfo(std::optional<ViewControllerInfo> info)
+{
+    kept().topViewControllerInfo.set(std::move(info));
+}
+
+void TrackerDataExcavator::addViewControllerInfo(const std::string& key, std::string value)
+{
+    kept().topViewControllerInfo.change([&](std::optional<ViewControllerInfo>& info) {
+        if (info)
+            info->params.insert_or_assign(key, std::move(value));
+    });
+}
+
+std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
+{
+    const auto info = topViewControllerInfo();
+    const auto screen = info ? info->vc.lock() : nullptr;
+    if (!screen)
+        return std::nullopt;
+    std::optional<std::string> name;
+    callHost([&] { name = screen->className(); });
+    return name;
+}
+
+bool TrackerDataExcavator::isTransitioning()
+{
+    return kept().isTransitioning.get();
+}
+
+void TrackerDataExcavator::setIsTransitioning(bool value)
+{
+    kept().isTransitioning.set(value);
+}
+
+bool TrackerDataExcavator::isTransitioningControl()
+{
+    return kept().isTransitioningControl.get();
+}
+
+void TrackerDataExcavator::setIsTransitioningControl(bool value)
+{
+    kept().isTransitioningControl.set(value);
+}
+
+std::vector<std::string> TrackerDataExcavator::monitorViewControllerWhiteList()
+{
+    return *whiteList();
+}
+
+void TrackerDataExcavator::setMonitorViewControllerWhiteList(std::vector<std::string> suffixes)
+{
+    kept().whiteList.set(std::make_shared<const std::vector<std::string>>(std::move(suffixes)));
+}
+
+TrackerDataExcavator::WhiteList TrackerDataExcavator::whiteList()
+{
+    return kept().whiteList.get();
+}
+
+} // namespace telvora
