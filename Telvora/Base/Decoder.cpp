@@ -120,14 +120,12 @@ private:
     std::string m_number;
 };
 
-constexpr std::size_t deepestNesting = 512;
-
 } // namespace
 
-Decoded decode(std::string_view text)
+Decoded decode(std::string_view text, std::size_t levels)
 {
     boost::json::parse_options options;
-    options.max_depth = deepestNesting;
+    options.max_depth = levels;
     boost::json::basic_parser<ValueBuilder> parser(options);
 
     error_code error;

@@ -6,6 +6,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -58,9 +59,9 @@ struct Decoded {
     std::string error;
 };
 
-/// Reads one JSON value of any kind (RFC 8259), at most 512 levels deep. Text after it, text that
-/// is not UTF-8 and empty text are errors. Integers stay exact over 64 bits.
-TELVORA_EXPORT Decoded decode(std::string_view text);
+/// Reads one JSON value of any kind (RFC 8259). Text after it, text that is not UTF-8, empty text
+/// and containers nested deeper than `levels` are errors. Integers stay exact over 64 bits.
+TELVORA_EXPORT Decoded decode(std::string_view text, std::size_t levels = 512);
 
 /// A deep copy without recursion.
 TELVORA_EXPORT Dictionary copy(const Dictionary& dictionary);
