@@ -34,19 +34,21 @@ protected:
             std::move(body) };
     }
 
-    /// Sends, settles and gives what came; counts completions.
+    /// Sends, settles and gives what came, which must have come once.
     HTTPAnswer answerTo(HTTPRequest request)
     {
         HTTPAnswer result;
+        int count = 0;
         subject.client().send(std::move(request), [&](HTTPAnswer answer) {
-            ++completions;
+            ++count;
             result = std::move(answer);
         });
         subject.settle();
+        EXPECT_EQ(count, 1);
         return result;
     }
 
-    /// Values of the headers named so, in the order of their arrival.
+    /// Those of the request's header names that are wanted, in the order of their arrival.
     static std::vector<std::string> namesAmong(
         const HTTPRequest& request, const std::vector<std::string>& wanted)
     {
@@ -68,7 +70,6 @@ protected:
     }
 
     Subject subject;
-    std::atomic<int> completions { 0 };
 };
 
 TYPED_TEST_SUITE_P(HTTPClientContract);
@@ -222,17 +223,18 @@ TYPED_TEST_P(HTTPClientContract, CompletionDoesNotRunOnTheCallersStack)
 TYPED_TEST_P(HTTPClientContract, EveryOneOfManyRequestsCompletesOnce)
 {
     constexpr std::size_t count = 100;
+    std::atomic<std::size_t> completions { 0 };
     for (std::size_t number = 0; number < count; ++number)
         this->subject.answerNext(200, "{}");
 
     for (std::size_t number = 0; number < count; ++number)
         this->subject.client().send(this->post(), [&](HTTPAnswer answer) {
             if (answer.data == "{}")
-                ++this->completions;
+                ++completions;
         });
     this->subject.settle();
 
-    EXPECT_EQ(this->completions, static_cast<int>(count));
+    EXPECT_EQ(completions, count);
     EXPECT_EQ(this->subject.received().size(), count);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace telvora {
@@ -122,6 +123,7 @@ std::optional<std::string> CurlTransfer::begin(CurlJob job, std::string lane)
     m_data.clear();
     m_bodyBytesRead = 0;
     m_hasAnswerBegun = false;
+    m_isHeadWhole = false;
     m_isAnswerTooLong = false;
     m_errorText[0] = '\0';
     if (!m_handle)
@@ -132,7 +134,9 @@ std::optional<std::string> CurlTransfer::begin(CurlJob job, std::string lane)
     set(CURLOPT_HTTPHEADER, m_headers.get());
     setMethod();
     // Without any one option the request could go where it must not: it stays here.
-    return errorFor(m_optionError);
+    if (m_optionError != CURLE_OK)
+        return curl_easy_strerror(m_optionError);
+    return {};
 }
 
 CurlResult CurlTransfer::finish(std::optional<std::string> error)
@@ -153,6 +157,9 @@ CurlResult CurlTransfer::finish(std::optional<std::string> error)
 
 std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 {
+    // libcurl is content with an answer that breaks off within its headers.
+    if (code == CURLE_OK && !m_isHeadWhole)
+        return "Answer broken off";
     if (code == CURLE_OK)
         return {};
     if (m_isAnswerTooLong || code == CURLE_FILESIZE_EXCEEDED)
@@ -182,9 +189,15 @@ std::size_t CurlTransfer::takeData(char* data, std::size_t size, std::size_t cou
     return length;
 }
 
-std::size_t CurlTransfer::takeHeader(char*, std::size_t size, std::size_t count, void* self)
+std::size_t CurlTransfer::takeHeader(char* data, std::size_t size, std::size_t count, void* self)
 {
-    static_cast<CurlTransfer*>(self)->m_hasAnswerBegun = true;
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    std::string_view line(data, size * count);
+    transfer.m_hasAnswerBegun = true;
+    if (line.substr(0, 5) == "HTTP/")
+        transfer.m_isHeadWhole = false;
+    else if (line == "\r\n" || line == "\n")
+        transfer.m_isHeadWhole = true;
     return size * count;
 }
 

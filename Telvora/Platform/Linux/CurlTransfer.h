@@ -61,7 +61,9 @@ private:
     std::string m_lane;
     std::string m_data;
     std::size_t m_bodyBytesRead = 0;
+    /// Since the request went out, the first time or after a redirect.
     bool m_hasAnswerBegun = false;
+    bool m_isHeadWhole = false;
     bool m_isAnswerTooLong = false;
 };
 

@@ -3,12 +3,15 @@
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace telvora {
 
@@ -56,6 +59,23 @@ inline bool settle(const LinuxHTTPClient& client)
     while (client.inFlight() > 0 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return client.inFlight() == 0;
+}
+
+/// One entry of a thread's status in /proc, for every thread of that name.
+inline std::vector<std::string> statusOfThreads(const std::string& name, const std::string& entry)
+{
+    std::vector<std::string> values;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        bool isWanted = false;
+        for (std::string line; std::getline(status, line);) {
+            if (line == "Name:\t" + name)
+                isWanted = true;
+            else if (isWanted && line.rfind(entry + ":\t", 0) == 0)
+                values.push_back(line.substr(entry.size() + 2));
+        }
+    }
+    return values;
 }
 
 } // namespace telvora

@@ -1,0 +1,180 @@
+#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
+
+#include <tests/Platform/Linux/HTTPTesting.h>
+#include <tests/Platform/Linux/LoopbackServer.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <vector>
+
+namespace telvora {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(LinuxHTTPClientConnectionTest, OneConnectionServesOneRequestAfterAnother)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    LinuxHTTPClient client;
+
+    for (int number = 0; number < 200; ++number)
+        ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+
+    EXPECT_EQ(server.connections(), 1U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, FiftyRequestsAtOnceShareSixConnections)
+{
+    LoopbackServer server(
+        [](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}").after(10ms); });
+    std::atomic<int> answers { 0 };
+    LinuxHTTPClient client;
+
+    for (int number = 0; number < 50; ++number)
+        client.send(postTo(server.url()), [&](HTTPAnswer answer) { answers += !!answer.data; });
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(answers, 50);
+    EXPECT_EQ(server.connections(), 6U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, EveryConnectionIsUsedAgainAfterAPause)
+{
+    LoopbackServer server(
+        [](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}").after(10ms); });
+    LinuxHTTPClient client;
+
+    for (int round = 0; round < 5; ++round) {
+        for (int number = 0; number < 12; ++number)
+            client.send(postTo(server.url()), [](HTTPAnswer) {});
+        ASSERT_TRUE(settle(client));
+    }
+
+    EXPECT_EQ(server.connections(), 6U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, NumberOfConnectionsIsAnOption)
+{
+    LoopbackServer server(
+        [](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}").after(10ms); });
+    LinuxHTTPOptions options;
+    options.connectionsPerHost = 2;
+    LinuxHTTPClient client(options);
+
+    for (int number = 0; number < 10; ++number)
+        client.send(postTo(server.url()), [](HTTPAnswer) {});
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(server.connections(), 2U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, SlowHostDoesNotHoldAnotherBack)
+{
+    LoopbackServer slow([](const LoopbackRequest&) { return LoopbackReply::silence(); });
+    LoopbackServer quick([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    LinuxHTTPClient client;
+    for (int number = 0; number < 300; ++number)
+        client.send(postTo(slow.url()), [](HTTPAnswer) {});
+    ASSERT_TRUE(slow.waitForRequests(6));
+
+    EXPECT_EQ(answerTo(client, postTo(quick.url())).data, "{}");
+    EXPECT_EQ(slow.connections(), 6U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, TimeoutCoversTheWaitForAConnection)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::silence(); });
+    std::atomic<int> errors { 0 };
+    LinuxHTTPClient client;
+    auto start = std::chrono::steady_clock::now();
+
+    for (int number = 0; number < 50; ++number)
+        client.send(
+            postTo(server.url(), "{}", 1s), [&](HTTPAnswer answer) { errors += !!answer.error; });
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(errors, 50);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+TEST(LinuxHTTPClientConnectionTest, EachRequestKeepsItsOwnTimeout)
+{
+    LoopbackServer server([](const LoopbackRequest& request) {
+        return LoopbackReply::answer(200, "{}").after(request.target == "/slow" ? 2s : 0s);
+    });
+    LinuxHTTPClient client;
+
+    AnswerToCome patient(client, postTo(server.url("/slow"), "{}", 10s));
+    AnswerToCome impatient(client, postTo(server.url("/slow"), "{}", 1s));
+
+    EXPECT_TRUE(impatient.wait()->error);
+    EXPECT_EQ(patient.wait()->data, "{}");
+}
+
+TEST(LinuxHTTPClientConnectionTest, ConnectionThatTheServerClosedIsReplaced)
+{
+    LoopbackServer server(
+        [](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}").thenClose(); });
+    LinuxHTTPClient client;
+
+    for (int number = 0; number < 20; ++number) {
+        ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+        // Long enough for the end of the connection to arrive before the next request leaves.
+        std::this_thread::sleep_for(20ms);
+    }
+
+    EXPECT_EQ(server.connections(), 20U);
+}
+
+TEST(LinuxHTTPClientConnectionQuirk, RequestIsNotRepeatedWhenAKeptConnectionDies)
+{
+    LoopbackServer server([](const LoopbackRequest& request) {
+        return request.number == 0 ? LoopbackReply::answer(200, "{}") : LoopbackReply::close();
+    });
+    LinuxHTTPClient client;
+    ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+
+    HTTPAnswer answer = answerTo(client, postTo(server.url(), "once"));
+
+    EXPECT_TRUE(answer.error);
+    EXPECT_EQ(server.received().size(), 2U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, ManyThreadsMaySendAtOnce)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    std::atomic<int> answers { 0 };
+    LinuxHTTPClient client;
+
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < 4; ++sender)
+        senders.emplace_back([&] {
+            for (int number = 0; number < 100; ++number)
+                client.send(
+                    postTo(server.url()), [&](HTTPAnswer answer) { answers += !!answer.data; });
+        });
+    for (std::thread& sender : senders)
+        sender.join();
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(answers, 400);
+    EXPECT_EQ(server.connections(), 6U);
+}
+
+TEST(LinuxHTTPClientConnectionTest, SendDoesNotWaitForTheNetwork)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::silence(); });
+    LinuxHTTPClient client;
+    auto start = std::chrono::steady_clock::now();
+
+    for (int number = 0; number < 1000; ++number)
+        client.send(postTo(server.url()), [](HTTPAnswer) {});
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+    EXPECT_GT(client.inFlight(), 900U);
+}
+
+} // namespace
+} // namespace telvora

@@ -1,0 +1,360 @@
+#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
+
+#include <tests/Platform/Linux/HTTPTesting.h>
+#include <tests/Platform/Linux/LoopbackServer.h>
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <stdexcept>
+
+namespace telvora {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+LoopbackServer::Script always(LoopbackReply reply)
+{
+    return [reply](const LoopbackRequest&) { return reply; };
+}
+
+/// What the client makes of one reply.
+HTTPAnswer answerFor(LoopbackReply reply, LinuxHTTPOptions options = {})
+{
+    LoopbackServer server(always(std::move(reply)));
+    LinuxHTTPClient client(std::move(options));
+    return answerTo(client, postTo(server.url()));
+}
+
+LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
+{
+    return { std::move(pieces), LoopbackReply::Ending::Close };
+}
+
+/// A port whose queue of newcomers is full, so that connecting neither succeeds nor fails.
+class FullListener {
+public:
+    FullListener()
+    {
+        socklen_t size = sizeof(m_address);
+        m_address.sin_family = AF_INET;
+        m_address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        m_sockets.push_back(socket(AF_INET, SOCK_STREAM, 0));
+        EXPECT_EQ(bind(m_sockets.front(), address(), size), 0);
+        EXPECT_EQ(listen(m_sockets.front(), 0), 0);
+        EXPECT_EQ(getsockname(m_sockets.front(), address(), &size), 0);
+        for (int number = 0; number < 8; ++number) {
+            m_sockets.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+            static_cast<void>(connect(m_sockets.back(), address(), size));
+        }
+    }
+
+    ~FullListener()
+    {
+        for (int socket : m_sockets)
+            close(socket);
+    }
+
+    std::string url() const
+    {
+        return "http://127.0.0.1:" + std::to_string(ntohs(m_address.sin_port));
+    }
+
+private:
+    sockaddr* address() { return reinterpret_cast<sockaddr*>(&m_address); }
+
+    sockaddr_in m_address {};
+    std::vector<int> m_sockets;
+};
+
+TEST(LinuxHTTPClientTest, LateAnswerIsWaitedFor)
+{
+    HTTPAnswer answer = answerFor(LoopbackReply::answer(200, "late").after(300ms));
+
+    EXPECT_EQ(answer.data, "late");
+}
+
+TEST(LinuxHTTPClientTest, DrippingAnswerIsPutTogether)
+{
+    std::vector<LoopbackReply::Piece> drops
+        = { { "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n" } };
+    for (char letter : std::string("drip-drop!"))
+        drops.push_back({ std::string(1, letter), 20ms });
+
+    HTTPAnswer answer = answerFor(raw(drops));
+
+    EXPECT_EQ(answer.data, "drip-drop!");
+}
+
+TEST(LinuxHTTPClientTest, AnswerWithoutALengthEndsWithTheConnection)
+{
+    HTTPAnswer answer = answerFor(raw({ { "HTTP/1.1 200 OK\r\n\r\nwhole" } }));
+
+    EXPECT_EQ(answer.data, "whole");
+}
+
+TEST(LinuxHTTPClientTest, ChunkedAnswerIsPutTogether)
+{
+    HTTPAnswer answer = answerFor(raw({ { "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                          "3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n" } }));
+
+    EXPECT_EQ(answer.data, "abcde");
+}
+
+TEST(LinuxHTTPClientTest, AnswerBeforeTheWholeBodyWasReadCounts)
+{
+    LoopbackServer server(always(LoopbackReply::answer(413, "too long").thenClose()));
+    LinuxHTTPClient client;
+
+    HTTPAnswer answer = answerTo(client, postTo(server.url(), std::string(3'000'000, 'x')));
+
+    EXPECT_EQ(answer.data, "too long");
+    EXPECT_EQ(answer.status, 413);
+}
+
+TEST(LinuxHTTPClientTest, ConnectionClosedBeforeTheAnswerIsAnError)
+{
+    EXPECT_TRUE(answerFor(LoopbackReply::close()).error);
+}
+
+TEST(LinuxHTTPClientTest, ConnectionResetBeforeTheAnswerIsAnError)
+{
+    EXPECT_TRUE(answerFor({ {}, LoopbackReply::Ending::Reset }).error);
+}
+
+TEST(LinuxHTTPClientTest, ConnectionClosedWithinTheHeadersIsAnError)
+{
+    EXPECT_TRUE(answerFor(raw({ { "HTTP/1.1 200 OK\r\nContent-Le" } })).error);
+}
+
+TEST(LinuxHTTPClientTest, TruncatedAnswerIsAnErrorWithoutData)
+{
+    HTTPAnswer answer = answerFor(
+        raw({ { "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{\"success\":true}" } }));
+
+    EXPECT_TRUE(answer.error);
+    EXPECT_FALSE(answer.data);
+}
+
+TEST(LinuxHTTPClientTest, TruncatedChunkIsAnError)
+{
+    EXPECT_TRUE(answerFor(raw({ { "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                  "9\r\nabc" } }))
+                    .error);
+}
+
+TEST(LinuxHTTPClientTest, AnswerThatIsNoHTTPIsAnError)
+{
+    EXPECT_TRUE(answerFor(raw({ { "{\"success\":true}\r\n\r\n" } })).error);
+}
+
+TEST(LinuxHTTPClientTest, AnswerAsLongAsTheLimitIsTaken)
+{
+    LinuxHTTPOptions options;
+    options.answerLimitBytes = 1000;
+
+    HTTPAnswer answer = answerFor(LoopbackReply::answer(200, std::string(1000, 'x')), options);
+
+    EXPECT_EQ(answer.data, std::string(1000, 'x'));
+}
+
+TEST(LinuxHTTPClientTest, AnswerAnnouncedAboveTheLimitIsAnError)
+{
+    LinuxHTTPOptions options;
+    options.answerLimitBytes = 1000;
+
+    HTTPAnswer answer = answerFor(LoopbackReply::answer(200, std::string(1001, 'x')), options);
+
+    EXPECT_THAT(answer.error.value_or(""), HasSubstr("above 1000 bytes"));
+    EXPECT_FALSE(answer.data);
+}
+
+TEST(LinuxHTTPClientTest, AnswerThatGrowsAboveTheLimitIsAnError)
+{
+    LinuxHTTPOptions options;
+    options.answerLimitBytes = 1000;
+
+    HTTPAnswer answer
+        = answerFor(raw({ { "HTTP/1.1 200 OK\r\n\r\n" + std::string(1001, 'x') } }), options);
+
+    EXPECT_THAT(answer.error.value_or(""), HasSubstr("above 1000 bytes"));
+}
+
+TEST(LinuxHTTPClientTest, LimitIsFourMegabytesUnlessTold)
+{
+    std::string limit(4 * 1024 * 1024, 'x');
+
+    EXPECT_EQ(answerFor(LoopbackReply::answer(200, limit)).data, limit);
+    EXPECT_TRUE(answerFor(LoopbackReply::answer(200, limit + 'x')).error);
+}
+
+TEST(LinuxHTTPClientTest, MissingAnswerTimesOut)
+{
+    LoopbackServer server(always(LoopbackReply::silence()));
+    LinuxHTTPClient client;
+    auto start = std::chrono::steady_clock::now();
+
+    HTTPAnswer answer = answerTo(client, postTo(server.url(), "{}", 1s));
+
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_THAT(answer.error.value_or(""), HasSubstr("Timed out"));
+    EXPECT_GE(waited, 1s);
+    EXPECT_LT(waited, 5s);
+}
+
+TEST(LinuxHTTPClientTest, TimeoutCoversTheWholeAnswer)
+{
+    std::vector<LoopbackReply::Piece> drops
+        = { { "HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\n" } };
+    for (int number = 0; number < 99; ++number)
+        drops.push_back({ "x", 100ms });
+    LoopbackServer server(always(raw(drops)));
+    LinuxHTTPClient client;
+
+    HTTPAnswer answer = answerTo(client, postTo(server.url(), "{}", 1s));
+
+    EXPECT_THAT(answer.error.value_or(""), HasSubstr("Timed out"));
+}
+
+TEST(LinuxHTTPClientTest, TimeoutCoversConnecting)
+{
+    FullListener full;
+    LinuxHTTPClient client;
+
+    HTTPAnswer answer = answerTo(client, postTo(full.url(), "{}", 1s));
+
+    EXPECT_THAT(answer.error.value_or(""), HasSubstr("Timed out"));
+}
+
+TEST(LinuxHTTPClientTest, ClosedPortIsAnError)
+{
+    std::string url;
+    {
+        LoopbackServer gone(always(LoopbackReply::silence()));
+        url = gone.url();
+    }
+    LinuxHTTPClient client;
+
+    EXPECT_TRUE(answerTo(client, postTo(url)).error);
+}
+
+TEST(LinuxHTTPClientTest, UnknownHostIsAnError)
+{
+    LinuxHTTPClient client;
+
+    HTTPAnswer answer = answerTo(client, postTo("http://nobody.invalid/", "{}", 10s));
+
+    EXPECT_TRUE(answer.error);
+}
+
+TEST(LinuxHTTPClientTest, RedirectKeepsMethodBodyAndHeaders)
+{
+    for (int status : { 301, 302, 303, 307, 308 }) {
+        LoopbackServer server([&](const LoopbackRequest& request) {
+            return request.target == "/" ? LoopbackReply::redirect(status, "/moved")
+                                         : LoopbackReply::answer(200, "there");
+        });
+        LinuxHTTPClient client;
+        std::string body(200'000, 'b');
+
+        HTTPAnswer answer = answerTo(client, postTo(server.url(), body));
+
+        EXPECT_EQ(answer.data, "there") << status;
+        ASSERT_EQ(server.received().size(), 2U) << status;
+        LoopbackRequest second = server.received()[1];
+        EXPECT_EQ(second.method, "POST") << status;
+        EXPECT_EQ(second.target, "/moved") << status;
+        EXPECT_EQ(second.body, body) << status;
+        EXPECT_EQ(second.header("Content-Type"), "application/json") << status;
+    }
+}
+
+TEST(LinuxHTTPClientTest, RedirectToAnotherSchemeIsAnError)
+{
+    std::string secret = testing::TempDir() + "telvora-redirect-" + std::to_string(getpid());
+    std::ofstream(secret) << "secret";
+
+    for (const std::string& target : { "file://" + secret, std::string("ftp://127.0.0.1/x"),
+             std::string("gopher://127.0.0.1/x") }) {
+        HTTPAnswer answer = answerFor(LoopbackReply::redirect(307, target));
+
+        EXPECT_TRUE(answer.error) << target;
+        EXPECT_FALSE(answer.data) << target;
+    }
+    unlink(secret.c_str());
+}
+
+TEST(LinuxHTTPClientTest, EndlessRedirectIsAnError)
+{
+    LoopbackServer server(always(LoopbackReply::redirect(307, "/again")));
+    LinuxHTTPClient client;
+
+    EXPECT_TRUE(answerTo(client, postTo(server.url())).error);
+    EXPECT_LE(server.received().size(), 20U);
+}
+
+TEST(LinuxHTTPClientTest, RedirectToNowhereIsAnAnswer)
+{
+    HTTPAnswer answer = answerFor(LoopbackReply::answer(302, "{}"));
+
+    EXPECT_EQ(answer.data, "{}");
+    EXPECT_EQ(answer.status, 302);
+}
+
+TEST(LinuxHTTPClientTest, WhatACompletionThrowsIsDropped)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    LinuxHTTPClient client;
+
+    client.send(postTo(server.url()), [](HTTPAnswer) { throw std::runtime_error("mine"); });
+    client.send(postTo(server.url()), [](HTTPAnswer) { throw 7; });
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+}
+
+TEST(LinuxHTTPClientTest, DestructionCompletesWhatIsUnderWayWithAnError)
+{
+    LoopbackServer server(always(LoopbackReply::silence()));
+    int errors = 0;
+    {
+        LinuxHTTPClient client;
+        for (int number = 0; number < 20; ++number)
+            client.send(postTo(server.url()), [&](HTTPAnswer answer) { errors += !!answer.error; });
+        ASSERT_TRUE(server.waitForRequests(6));
+    }
+
+    EXPECT_EQ(errors, 20);
+}
+
+TEST(LinuxHTTPClientTest, DestructionRightAfterSendingCompletesToo)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    int completions = 0;
+
+    for (int round = 0; round < 50; ++round) {
+        LinuxHTTPClient client;
+        for (int number = 0; number < 3; ++number)
+            client.send(postTo(server.url()), [&](HTTPAnswer) { ++completions; });
+    }
+
+    EXPECT_EQ(completions, 150);
+}
+
+TEST(LinuxHTTPClientTest, UnusedClientHasNoThread)
+{
+    LinuxHTTPClient client;
+
+    EXPECT_TRUE(client.canParse("http://127.0.0.1/"));
+    EXPECT_THAT(statusOfThreads("telvora-http", "Pid"), testing::IsEmpty());
+    EXPECT_EQ(client.inFlight(), 0U);
+}
+
+} // namespace
+} // namespace telvora
