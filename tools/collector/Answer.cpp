@@ -1,4 +1,4 @@
-#include "Answer.h"
+#include <tools/collector/Answer.h>
 
 #include <boost/beast/http/status.hpp>
 #include <boost/json/parse.hpp>

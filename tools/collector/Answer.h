@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Rules.h"
+#include <tools/collector/Rules.h>
 
 #include <chrono>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "BatchScan.h"
+#include <tools/collector/BatchScan.h>
 
 #include <boost/json/parse.hpp>
 

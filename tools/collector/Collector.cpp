@@ -1,4 +1,4 @@
-#include "Collector.h"
+#include <tools/collector/Collector.h>
 
 #include <boost/json/serialize.hpp>
 

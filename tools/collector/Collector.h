@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Answer.h"
-#include "EventCounter.h"
-#include "Options.h"
-#include "RecordFile.h"
-#include "Rules.h"
-#include "Store.h"
+#include <tools/collector/Answer.h>
+#include <tools/collector/EventCounter.h>
+#include <tools/collector/Options.h>
+#include <tools/collector/RecordFile.h>
+#include <tools/collector/Rules.h>
+#include <tools/collector/Store.h>
 
 #include <boost/json/value.hpp>
 

@@ -1,4 +1,4 @@
-#include "Control.h"
+#include <tools/collector/Control.h>
 
 #include <boost/json/serialize.hpp>
 

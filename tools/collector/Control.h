@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Answer.h"
-#include "Collector.h"
+#include <tools/collector/Answer.h>
+#include <tools/collector/Collector.h>
 
 #include <chrono>
 #include <cstdint>

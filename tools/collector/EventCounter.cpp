@@ -1,4 +1,4 @@
-#include "EventCounter.h"
+#include <tools/collector/EventCounter.h>
 
 #include <array>
 

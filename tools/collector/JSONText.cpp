@@ -1,6 +1,6 @@
-#include "JSONText.h"
+#include <tools/collector/JSONText.h>
 
-#include "BatchScan.h"
+#include <tools/collector/BatchScan.h>
 
 #include <string>
 

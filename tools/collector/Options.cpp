@@ -1,4 +1,4 @@
-#include "Options.h"
+#include <tools/collector/Options.h>
 
 #include <charconv>
 #include <stdexcept>

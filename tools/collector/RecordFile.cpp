@@ -1,4 +1,4 @@
-#include "RecordFile.h"
+#include <tools/collector/RecordFile.h>
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Verdict.h"
+#include <tools/collector/Verdict.h>
 
 #include <boost/beast/http/basic_parser.hpp>
 

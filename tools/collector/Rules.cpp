@@ -1,4 +1,4 @@
-#include "Rules.h"
+#include <tools/collector/Rules.h>
 
 #include <boost/json/parse.hpp>
 
@@ -117,8 +117,13 @@ private:
         if (!value.is_object())
             throw mustBe(key, "an object of texts");
         std::vector<std::pair<std::string, std::string>> headers;
-        for (const auto& [name, content] : value.get_object())
+        for (const auto& [name, content] : value.get_object()) {
             headers.emplace_back(std::string(name), text(key, content));
+            for (const std::string& part : { headers.back().first, headers.back().second }) {
+                if (part.find_first_of("\r\n") != std::string::npos)
+                    throw mustBe(key, "free of line breaks");
+            }
+        }
         return headers;
     }
 

@@ -1,7 +1,7 @@
-#include "Server.h"
+#include <tools/collector/Server.h>
 
-#include "Session.h"
-#include "SinkSession.h"
+#include <tools/collector/Session.h>
+#include <tools/collector/SinkSession.h>
 
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Collector.h"
-#include "Control.h"
+#include <tools/collector/Collector.h>
+#include <tools/collector/Control.h>
 
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/basic_stream_socket.hpp>

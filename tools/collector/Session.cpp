@@ -1,4 +1,4 @@
-#include "Session.h"
+#include <tools/collector/Session.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/error.hpp>

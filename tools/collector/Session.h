@@ -1,7 +1,7 @@
 #pragma once
 
-#include "RequestParser.h"
-#include "Server.h"
+#include <tools/collector/RequestParser.h>
+#include <tools/collector/Server.h>
 
 #include <array>
 #include <cstdint>

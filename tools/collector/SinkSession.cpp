@@ -1,4 +1,4 @@
-#include "SinkSession.h"
+#include <tools/collector/SinkSession.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/core/string.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Server.h"
+#include <tools/collector/Server.h>
 
 #include <array>
 #include <cstddef>

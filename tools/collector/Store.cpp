@@ -1,7 +1,7 @@
-#include "Store.h"
+#include <tools/collector/Store.h>
 
-#include "BatchScan.h"
-#include "JSONText.h"
+#include <tools/collector/BatchScan.h>
+#include <tools/collector/JSONText.h>
 
 #include <boost/json/serialize.hpp>
 

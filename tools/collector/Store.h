@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Answer.h"
-#include "Verdict.h"
+#include <tools/collector/Answer.h>
+#include <tools/collector/Verdict.h>
 
 #include <boost/json/value.hpp>
 

@@ -1,6 +1,6 @@
-#include "Verdict.h"
+#include <tools/collector/Verdict.h>
 
-#include "BatchScan.h"
+#include <tools/collector/BatchScan.h>
 
 #include <boost/beast/core/string.hpp>
 

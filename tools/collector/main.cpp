@@ -1,7 +1,7 @@
-#include "Collector.h"
-#include "Options.h"
-#include "RecordFile.h"
-#include "Server.h"
+#include <tools/collector/Collector.h>
+#include <tools/collector/Options.h>
+#include <tools/collector/RecordFile.h>
+#include <tools/collector/Server.h>
 
 #include <boost/asio/signal_set.hpp>
 

@@ -1,0 +1,113 @@
+#include <tests/Tools/CollectorProgram.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <vector>
+
+namespace telvora::tests {
+namespace {
+
+constexpr std::string_view success = R"({"success":true})";
+
+void raiseDescriptorLimit()
+{
+    rlimit limit {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::vector<Wire> connections(const CollectorProgram& program, std::size_t count)
+{
+    std::vector<Wire> wires;
+    wires.reserve(count);
+    for (std::size_t i = 0; i < count; ++i)
+        wires.push_back(program.connect());
+    return wires;
+}
+
+TEST(CollectorLoadTest, ServesTwoThousandConnectionsAtOnce)
+{
+    raiseDescriptorLimit();
+    CollectorProgram program;
+    std::vector<Wire> wires = connections(program, 2000);
+
+    for (int round = 0; round < 2; ++round) {
+        for (Wire& wire : wires)
+            ASSERT_TRUE(wire.send(batch("/e2e", eventsBody(3))));
+        for (Wire& wire : wires)
+            ASSERT_EQ(wire.read().body, success);
+    }
+
+    EXPECT_EQ(program.total().at("accepted").at("events"), 12000);
+    EXPECT_EQ(program.summary().at("connections").at("refused"), 0);
+    EXPECT_EQ(program.end(SIGTERM), 0);
+}
+
+TEST(CollectorLoadTest, HoldsTwoThousandUnansweredRequests)
+{
+    raiseDescriptorLimit();
+    CollectorProgram program;
+    program.installRules(R"([{"never":true}])");
+    {
+        std::vector<Wire> wires = connections(program, 2000);
+        for (Wire& wire : wires)
+            wire.send(batch("/e2e", eventsBody(1)));
+        program.await("requests=2000&timeout=20");
+        EXPECT_EQ(program.total().at("pending").at("events"), 2000);
+    }
+    program.await("settled=2000&timeout=20");
+
+    EXPECT_EQ(program.total().at("undelivered").at("events"), 2000);
+}
+
+TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
+{
+    CollectorProgram program({ "--max-memory", "8" });
+    const std::string body = R"({"data":[{"s":")" + std::string(1'000'000, 'x') + "\"}]}";
+    Wire wire = program.connect();
+    for (int i = 0; i < 20; ++i)
+        ASSERT_EQ(wire.exchange(batch("/e2e", body)).body, success);
+    const std::size_t before = program.residentBytes();
+
+    for (int i = 0; i < 180; ++i)
+        ASSERT_EQ(wire.exchange(batch("/e2e", body)).body, success);
+
+    const auto summary = program.summary();
+    EXPECT_EQ(summary.at("total").at("accepted").at("batches"), 200);
+    EXPECT_EQ(summary.at("total").at("bytes"), 200 * body.size());
+    EXPECT_LE(summary.at("keptBytes").as_int64(), 8 << 20);
+    EXPECT_EQ(summary.at("kept").as_int64() + summary.at("forgotten").as_int64(), 200);
+    EXPECT_EQ(program.requests(199).at(0).at("number"), 200);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(program.residentBytes(), before + (std::size_t { 16 } << 20U));
+#endif
+}
+
+TEST(CollectorLoadTest, BodiesUnderWayShareOneBound)
+{
+    CollectorProgram program({ "--max-memory", "4", "--max-body", "4" });
+    const std::string part(1'500'000, 'x');
+    const std::string begun = "POST /x HTTP/1.1\r\nContent-Length: 2000000\r\n\r\n" + part;
+    Wire first = program.connect();
+    Wire second = program.connect();
+    Wire third = program.connect();
+    first.send(begun);
+    second.send(begun);
+    third.send(begun);
+
+    // One of the three finds no room; when it goes, the others have some.
+    std::vector<int> statuses;
+    for (Wire* wire : { &third, &second, &first }) {
+        wire->send(std::string(500'000, 'x'));
+        statuses.push_back(wire->read().status);
+    }
+
+    EXPECT_THAT(statuses, testing::UnorderedElementsAre(503, 200, 200));
+}
+
+} // namespace
+} // namespace telvora::tests
