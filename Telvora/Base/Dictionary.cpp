@@ -90,6 +90,14 @@ std::optional<std::string> encode(const Value& value, EncodeStyle style)
     return encoded(value, style);
 }
 
+std::optional<std::string> encodeMerged(const Dictionary& under, const Dictionary& over)
+{
+    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    if (!encoder.writeMerged(under, over))
+        return std::nullopt;
+    return encoder.text();
+}
+
 std::string describe(const Dictionary& dictionary)
 {
     Encoder encoder(EncodeStyle::compact, NonFinite::print);

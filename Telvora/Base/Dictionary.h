@@ -46,6 +46,11 @@ TELVORA_EXPORT std::optional<std::string> encode(
 TELVORA_EXPORT std::optional<std::string> encode(
     const Value& value, EncodeStyle style = EncodeStyle::compact);
 
+/// Compact JSON text of the members of `under` that `over` lacks, and then of those of `over`:
+/// what encode() would give for the two merged, `over` winning, without merging them.
+TELVORA_EXPORT std::optional<std::string> encodeMerged(
+    const Dictionary& under, const Dictionary& over);
+
 /// A dictionary as a person should see it in a log line: compact JSON, but a number that JSON
 /// cannot carry is printed as nan, inf or -inf instead of spoiling the text.
 TELVORA_EXPORT std::string describe(const Dictionary& dictionary);

@@ -83,6 +83,29 @@ bool Encoder::write(const Dictionary& dictionary)
     return finish();
 }
 
+bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
+{
+    bool isFirst = true;
+    const auto writeMember = [&](const auto& member) {
+        append(isFirst ? '{' : ',');
+        isFirst = false;
+        writeString(member.key());
+        append(':');
+        return write(member.value());
+    };
+
+    for (const auto& member : under) {
+        if (!over.contains(member.key()) && !writeMember(member))
+            return false;
+    }
+    for (const auto& member : over) {
+        if (!writeMember(member))
+            return false;
+    }
+    append(isFirst ? std::string_view("{}") : "}");
+    return true;
+}
+
 // Writes what is still open, innermost first.
 bool Encoder::finish()
 {

@@ -29,6 +29,9 @@ public:
     bool write(const Value& value);
     bool write(const Dictionary& dictionary);
 
+    /// The members of `under` that `over` lacks and those of `over`, as one object. Compact only.
+    bool writeMerged(const Dictionary& under, const Dictionary& over);
+
     /// The text so far.
     std::string text() const;
 
