@@ -102,10 +102,7 @@ public:
     /// that keeps it and reports it again reports the same page.
     /// Deliberate, here and below: useOstra and immediately change nothing.
     void enrollAPMReport(TrackerMeta& record, bool useOstra = false);
-    void enrollAPMReport(TrackerMeta&& record, bool useOstra = false)
-    {
-        enrollAPMReport(record, useOstra);
-    }
+    void enrollAPMReport(TrackerMeta&& record, bool useOstra = false);
 
     /// Completes a dictionary of the host's and reports it; an empty one is dropped.
     void reportAPMDict(Dictionary dict, bool immediately = false, bool useOstra = false);

@@ -1,0 +1,209 @@
+#include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
+
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Model/TrackerDataExcavator.h>
+#include <Telvora/LoggableKit/Classes/QuorvexLog.h>
+#include <Telvora/Platform/DispatchQueue.h>
+#include <Telvora/Platform/Platform.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+
+namespace telvora {
+
+namespace {
+
+using Screen = std::shared_ptr<UIViewController>;
+using Category = QuorvexLog::Category;
+
+// Occasions and states go by position; their names are the framework's.
+constexpr auto cameToTopOccasion = static_cast<LifeCycleTraceOccasion>(3);
+constexpr auto leftOccasion = static_cast<LifeCycleTraceOccasion>(5);
+constexpr auto handledState = static_cast<LifeCycleTraceState>(1);
+
+// A page is still settling when it has come to the top.
+constexpr std::chrono::seconds transitionTail { 2 };
+
+constexpr int mostDelegations = 10;
+// Far above any real tree: only screens in a ring get here.
+constexpr int mostSteps = 10'000;
+
+std::atomic<bool> s_isEnabled { false };
+
+LifeCycleResolveRules resolveRules()
+{
+    return LifeCycleResolveRules({ { 0, 2 }, "Tracker_Data_End" });
+}
+
+bool endsAsListed(std::string_view sceneName)
+{
+    const auto whiteList = TrackerDataExcavator::whiteList();
+    return std::any_of(whiteList->begin(), whiteList->end(),
+        [&](const std::string& suffix) { return sceneName.ends_with(suffix); });
+}
+
+// The screen that stands for `screen`; null when that one is gone.
+Screen afterDelegation(Screen screen)
+{
+    for (int moves = 0; moves < mostDelegations; ++moves) {
+        const auto* delegate
+            = dynamic_cast<const TrackerDataLifeCycleControllerDelegate*>(screen.get());
+        if (!delegate)
+            break;
+        Screen standsForIt = delegate->trackerViewControllerInfo().vc.lock();
+        if (!standsForIt)
+            return nullptr;
+        if (standsForIt == screen)
+            break;
+        screen = std::move(standsForIt);
+    }
+    return screen;
+}
+
+// The screen on top; null where the way ends at nothing.
+Screen topScreen(Screen screen)
+{
+    for (int steps = 0; screen && steps < mostSteps; ++steps) {
+        screen = afterDelegation(std::move(screen));
+        if (!screen || endsAsListed(screen->sceneName()))
+            return screen;
+        if (Screen presented = screen->presentedViewController())
+            screen = std::move(presented);
+        else if (screen->kind() == UIViewController::Kind::navigation)
+            screen = screen->visibleViewController();
+        else if (screen->kind() == UIViewController::Kind::tabBar)
+            screen = screen->selectedViewController();
+        else
+            return screen;
+    }
+    return nullptr;
+}
+
+// Runs a walk over the host's screens; absent when one of them throws.
+template<typename Walk> std::optional<ViewControllerInfo> guardedWalk(Walk&& walk)
+{
+    Screen top;
+    callHost([&] { top = walk(); });
+    return top ? std::optional(toWrapInfo(top)) : std::nullopt;
+}
+
+std::string currentName()
+{
+    return TrackerDataExcavator::topViewControllerClassName().value_or("unknown");
+}
+
+} // namespace
+
+ViewControllerInfo toWrapInfo(const std::shared_ptr<UIViewController>& vc)
+{
+    return { vc, {} };
+}
+
+std::optional<ViewControllerInfo> topViewController_monitorTracker(const UIWindow& window)
+{
+    return guardedWalk([&] { return topScreen(window.rootViewController()); });
+}
+
+std::optional<ViewControllerInfo> trackerTopViewControllerInfo()
+{
+    return guardedWalk([]() -> Screen {
+        const auto window = platform().screens.keyWindow();
+        return window ? topScreen(window->rootViewController()) : nullptr;
+    });
+}
+
+TrackerDataLifeCycleTrace::TrackerDataLifeCycleTrace(std::string sceneName)
+    : m_sceneName(std::move(sceneName))
+    , m_occasionRule(resolveRules())
+{
+}
+
+std::unique_ptr<TrackerDataLifeCycleTrace> TrackerDataLifeCycleTrace::create(
+    const std::string& sceneName)
+{
+    return std::unique_ptr<TrackerDataLifeCycleTrace>(new TrackerDataLifeCycleTrace(sceneName));
+}
+
+std::optional<LifeCycleTraceOccasion> TrackerDataLifeCycleTrace::selectorResolve(
+    std::string_view sel) const
+{
+    return lifeCycleTraceOccasion(sel);
+}
+
+void TrackerDataLifeCycleTrace::activeActionHandler(
+    LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
+{
+    if (state != handledState)
+        return;
+    if (occasion == cameToTopOccasion)
+        cameToTop();
+    else if (occasion == leftOccasion)
+        left();
+}
+
+void TrackerDataLifeCycleTrace::cameToTop()
+{
+    // A listed screen is the page itself, unless it is gone already.
+    const Screen listed = endsAsListed(m_sceneName) ? scene() : nullptr;
+    TrackerDataExcavator::setTopViewControllerInfo(
+        listed ? std::optional(toWrapInfo(listed)) : trackerTopViewControllerInfo());
+    checkAndUpdateTransitioningState(false);
+}
+
+void TrackerDataLifeCycleTrace::left()
+{
+    QuorvexLog::log(Category::trackerData(), [] { return currentName() + " disappear"; });
+    checkAndUpdateTransitioningState(true);
+}
+
+void TrackerDataLifeCycleTrace::checkAndUpdateTransitioningState(bool start)
+{
+    if (start) {
+        QuorvexLog::log(Category::trackerTransition(), "ViewController Transitioning Start");
+        if (TrackerDataExcavator::isTransitioning())
+            return;
+        TrackerDataExcavator::setIsTransitioning(true);
+        TrackerDataExcavator::setIsTransitioningControl(true);
+        return;
+    }
+
+    QuorvexLog::log(
+        Category::trackerData(), [] { return "Top ViewController jump to => " + currentName(); });
+    if (!TrackerDataExcavator::isTransitioningControl() || !TrackerDataExcavator::isTransitioning())
+        return;
+    TrackerDataExcavator::setIsTransitioningControl(false);
+    platform().dispatch.globalAsyncAfter(transitionTail, [] {
+        TrackerDataExcavator::setIsTransitioning(false);
+        QuorvexLog::log(Category::trackerTransition(), "ViewController Transitioning End");
+    });
+}
+
+TrackerDataLifeCycleMonitor& TrackerDataLifeCycleMonitor::shared()
+{
+    static auto& shared = *new TrackerDataLifeCycleMonitor;
+    return shared;
+}
+
+TrackerDataLifeCycleMonitor::TrackerDataLifeCycleMonitor()
+{
+    platform().lifeCycleChecker.registerAdaptor(
+        [](const std::string& sceneName) { return TrackerDataLifeCycleTrace::create(sceneName); });
+}
+
+void TrackerDataLifeCycleMonitor::setup()
+{
+    shared();
+}
+
+bool TrackerDataLifeCycleMonitor::isEnabled()
+{
+    return s_isEnabled.load(std::memory_order_relaxed);
+}
+
+void TrackerDataLifeCycleMonitor::setIsEnabled(bool isEnabled)
+{
+    s_isEnabled.store(isEnabled, std::memory_order_relaxed);
+}
+
+} // namespace telvora

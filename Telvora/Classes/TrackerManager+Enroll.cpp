@@ -1,0 +1,108 @@
+#include <Telvora/Classes/TrackerManager.h>
+
+#include <cmath>
+
+namespace telvora {
+
+namespace {
+
+TrackerMeta makeRecord(std::string_view type)
+{
+    return TrackerMeta(TrackerMeta::T(std::string(type)));
+}
+
+// Slow and frozen frames differ in their type alone.
+TrackerMeta frameRecord(std::string_view type, double frameInterval, double totalInterval,
+    std::string topViewController)
+{
+    TrackerMeta record = makeRecord(type);
+    record.p = std::move(topViewController);
+    record.ct = totalInterval;
+    record.at = frameInterval;
+    return record;
+}
+
+// Half goes away from zero; what is half is decided by the product as a double has it.
+double roundedToTwoDecimals(double number)
+{
+    return std::round(number * 100) / 100;
+}
+
+} // namespace
+
+void TrackerManager::enrollSlowFrameTrack(
+    double slowInterval, double totalInterval, std::string topViewController, bool useOstra)
+{
+    enrollAPMReport(
+        frameRecord("SLOW-FRAME", slowInterval, totalInterval, std::move(topViewController)),
+        useOstra);
+}
+
+void TrackerManager::enrollFrozenFrameTrack(
+    double frozenInterval, double totalInterval, std::string topViewController, bool useOstra)
+{
+    enrollAPMReport(
+        frameRecord("FROZEN-FRAME", frozenInterval, totalInterval, std::move(topViewController)),
+        useOstra);
+}
+
+void TrackerManager::enrollPageViewTrack(std::string topViewController, bool useOstra)
+{
+    TrackerMeta record = makeRecord("PAGE-VIEW");
+    record.p = std::move(topViewController);
+    enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollSkarnTrack(std::string backtrace, std::string cpu, bool useOstra)
+{
+    TrackerMeta record = makeRecord("BLOCK");
+    record.si = std::move(backtrace);
+    record.ci = std::move(cpu);
+    enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollFirstFrameTrack(
+    double frameInterval, std::string topViewController, bool useOstra)
+{
+    TrackerMeta record = makeRecord("FIRST-FRAME");
+    record.f = roundedToTwoDecimals(frameInterval);
+    record.p = std::move(topViewController);
+    enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, double renderTime,
+    double requestTime, double firstFrameTime, double totalTime, std::string pageName,
+    bool useOstra)
+{
+    TrackerMeta record = makeRecord("LCP");
+    record.fcp = initTime;
+    record.pt = renderTime;
+    record.reqt = requestTime;
+    record.ft = firstFrameTime;
+    record.ct = totalTime;
+    record.p = std::move(pageName);
+    enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollLaunchTrack(
+    const std::map<std::string, double, std::less<>>& with, bool useOstra)
+{
+    const auto entry = [&](std::string_view key) {
+        const auto found = with.find(key);
+        return found == with.end() ? 0 : found->second;
+    };
+
+    TrackerMeta record = makeRecord("START");
+    record.fp = entry("fp");
+    record.fpt = entry("fpt");
+    record.dcl = entry("dcl");
+    record.fcp = entry("fcp");
+    record.ct = entry("ct");
+    // The creation time goes even where the host gives none: a launch is dated by the host.
+    record.d = entry("d");
+    record.at = entry("at");
+    record.ht = entry("ht");
+    enrollAPMReport(std::move(record), useOstra);
+}
+
+} // namespace telvora

@@ -1,0 +1,42 @@
+#include <Telvora/Classes/TrackerManager.h>
+
+#include <Telvora/Base/UUIDText.h>
+#include <Telvora/Classes/Model/CommonTrackerModel.h>
+#include <Telvora/Classes/Model/TrackerDataExcavator.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/UUIDSource.h>
+
+namespace telvora {
+
+std::string_view TrackerManager::getCurrentNetWorkStatus()
+{
+    const Reachability* reachability = m_networkStatus.reachability();
+    if (!reachability)
+        return rawValue(TrackNetworkStatusType::unknown);
+    return rawValue(TrackNetworkStatus::of(reachability->connection()).networkType);
+}
+
+void TrackerManager::updateTracker(std::vector<std::string> list)
+{
+    TrackerDataExcavator::setMonitorViewControllerWhiteList(std::move(list));
+}
+
+// What E2E, MP, Sentry and APM batches have in common.
+Dictionary TrackerManager::standardCommonData()
+{
+    Dictionary dictionary = CommonTrackerModel().asDictionary();
+    if (const auto identifier = uuid())
+        dictionary["buid"] = *identifier;
+    dictionary["session"] = uuidText(platform().uuids.next());
+    return dictionary;
+}
+
+void TrackerManager::stampNetwork(Dictionary& event)
+{
+    Value& network = event["network"];
+    // The host's own value goes, however deep it is.
+    dispose(std::move(network));
+    network = getCurrentNetWorkStatus();
+}
+
+} // namespace telvora
