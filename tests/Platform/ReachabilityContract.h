@@ -18,8 +18,6 @@ namespace telvora {
 /// It starts without a connection where it can change it.
 template<typename Subject> class ReachabilityContract : public testing::Test {
 protected:
-    using Connection = Reachability::Connection;
-
     std::unique_ptr<Reachability> make()
     {
         return subject.service().makeReachability(ReachabilityService::Use::held);
@@ -29,13 +27,14 @@ protected:
     std::unique_ptr<Reachability> makeHeard()
     {
         auto object = make();
-        object->setWhenReachable(
-            [this](Connection now) { heard += now == Connection::wifi ? "wifi " : "cellular "; });
-        object->setWhenUnreachable([this](Connection) { heard += "none "; });
+        object->setWhenReachable([this](Reachability::Connection now) {
+            heard += now == Reachability::Connection::wifi ? "wifi " : "cellular ";
+        });
+        object->setWhenUnreachable([this](Reachability::Connection) { heard += "none "; });
         return object;
     }
 
-    void change(Connection connection)
+    void change(Reachability::Connection connection)
     {
         subject.change(connection);
         subject.runMain();
