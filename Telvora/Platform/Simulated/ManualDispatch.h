@@ -33,7 +33,7 @@ class ManualDispatchCore;
 ///
 /// Threads: asynchronous submissions, timers and the questions of state from any thread. What runs
 /// blocks (the run functions, advance(), synchronous submissions, destroying a queue) belongs to
-/// the thread that made the object.
+/// one thread at a time. The thread that made the object counts as the main thread.
 ///
 /// Failure: where the real platform would wait for ever, a synchronous submission onto the queue
 /// whose block is running, the process stops with a message. So it does when a block calls one of

@@ -1,12 +1,25 @@
 #include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
 
-#include <curl/curl.h>
+#include <Telvora/Platform/AddressText.h>
 
+#include <algorithm>
 #include <iterator>
-#include <memory>
+#include <string_view>
 #include <utility>
 
 namespace telvora {
+
+namespace {
+
+// What no client puts on the wire, since the rest of the header would be the host's to choose.
+bool hasLineBreak(const std::pair<std::string, std::string>& header)
+{
+    constexpr std::string_view breaks("\r\n\0", 3);
+    return header.first.find_first_of(breaks) != std::string::npos
+        || header.second.find_first_of(breaks) != std::string::npos;
+}
+
+} // namespace
 
 ScriptedAnswer ScriptedAnswer::body(std::string bytes, int status)
 {
@@ -51,15 +64,20 @@ ScriptedHTTPClient::~ScriptedHTTPClient() = default;
 
 bool ScriptedHTTPClient::canParse(const std::string& url) const
 {
-    if (url.empty() || url.find('\0') != std::string::npos)
-        return false;
-    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parser(curl_url(), curl_url_cleanup);
-    constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME | CURLU_NO_AUTHORITY;
-    return parser && curl_url_set(parser.get(), CURLUPART_URL, url.c_str(), flags) == CURLUE_OK;
+    return isAddressText(url);
 }
 
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
+    if (std::any_of(request.headers.begin(), request.headers.end(), hasLineBreak)) {
+        {
+            MutexLock lock(m_lock);
+            ++m_underWayCount;
+        }
+        complete(std::move(completion), ScriptedAnswer::error("Line break in a header"));
+        return;
+    }
+
     std::size_t number = 0;
     {
         MutexLock lock(m_lock);
