@@ -23,7 +23,7 @@ struct LinuxFileManagerSubject {
     LinuxFileManager manager;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, FileManagerContract, LinuxFileManagerSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxFileManager, FileManagerContract, LinuxFileManagerSubject);
 
 class LinuxFileManagerTest : public testing::Test {
 protected:

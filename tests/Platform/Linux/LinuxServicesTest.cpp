@@ -21,8 +21,10 @@ struct LinuxNotificationCenterSubject {
     LinuxNotificationCenter notifications;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, NotificationCenterContract, LinuxNotificationCenterSubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, NotificationCenterQuirk, LinuxNotificationCenterSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(
+    LinuxNotificationCenter, NotificationCenterContract, LinuxNotificationCenterSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(
+    LinuxNotificationCenterQuirk, NotificationCenterQuirk, LinuxNotificationCenterSubject);
 
 TEST(LinuxNotificationCenterTest, AnObserverRemovedByAnEarlierOneIsNotCalled)
 {

@@ -16,7 +16,7 @@ struct LinuxUUIDSourceSubject {
     LinuxUUIDSource source;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, UUIDSourceContract, LinuxUUIDSourceSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxUUIDSource, UUIDSourceContract, LinuxUUIDSourceSubject);
 
 constexpr std::size_t childUUIDs = 64;
 

@@ -1,0 +1,229 @@
+// How the watching of the network behaves as a guest in somebody else's process.
+
+#include <tests/Platform/Linux/NetworkNamespace.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace telvora {
+namespace {
+
+using namespace std::chrono_literals;
+using Connection = Reachability::Connection;
+
+class LinuxNetworkThreadTest : public testing::Test, protected NetworkFixture {
+protected:
+    /// The folder of the watching thread in /proc, absent without one.
+    static std::optional<std::string> threadFolder()
+    {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::string name;
+            std::getline(std::ifstream(entry.path() / "comm"), name);
+            if (name == "telvora-netlink")
+                return entry.path().string();
+        }
+        return std::nullopt;
+    }
+
+    static std::string statusOf(const std::string& folder, const std::string& key)
+    {
+        std::ifstream status(folder + "/status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.rfind(key + ":", 0) == 0)
+                return line.substr(line.find_first_not_of(": \t", key.size()));
+        }
+        return {};
+    }
+};
+
+TEST_F(LinuxNetworkThreadTest, TheFirstObjectStartsOneThreadForAll)
+{
+    EXPECT_EQ(threadFolder(), std::nullopt);
+
+    const auto first = make();
+    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    const auto folder = threadFolder();
+    const auto second = make();
+
+    EXPECT_EQ(threadFolder(), folder);
+}
+
+TEST_F(LinuxNetworkThreadTest, TheThreadTakesNoSignals)
+{
+    const auto object = make();
+    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+
+    // All but those that nobody can block.
+    const unsigned long long blocked
+        = std::stoull(statusOf(*threadFolder(), "SigBlk"), nullptr, 16);
+    for (int signal = 1; signal <= 31; ++signal) {
+        if (signal == SIGKILL || signal == SIGSTOP)
+            continue;
+        EXPECT_TRUE(blocked & 1ull << (signal - 1)) << signal;
+    }
+}
+
+TEST_F(LinuxNetworkThreadTest, AQuietNetworkWakesNobody)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    const auto object = make();
+    object->startNotifier();
+    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    const std::string folder = *threadFolder();
+    // The cables of the fixture still settle for a moment (IPv6 addresses).
+    std::this_thread::sleep_for(3s);
+
+    const std::string before = statusOf(folder, "voluntary_ctxt_switches");
+    std::this_thread::sleep_for(1s);
+
+    EXPECT_EQ(statusOf(folder, "voluntary_ctxt_switches"), before);
+}
+
+TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
+{
+    ManualDispatch ownDispatch(clock);
+    std::unique_ptr<Reachability> object;
+    {
+        LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
+        object = own.makeReachability(ReachabilityService::Use::held);
+        ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    }
+    object->connection();
+
+    object.reset();
+
+    EXPECT_TRUE(eventually([] { return !threadFolder(); }));
+}
+
+TEST_F(LinuxNetworkThreadTest, WithoutDescriptorsThereIsNoObjectUntilThereAreSome)
+{
+    rlimit before;
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none { 0, before.rlim_max };
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(make(), nullptr);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+
+    EXPECT_NE(make(), nullptr);
+}
+
+TEST_F(LinuxNetworkThreadTest, AForkedChildKeepsTheReadingAndLeavesItsParentAlone)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    change(Connection::cellular);
+    auto object = make();
+    object->startNotifier();
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool isKept = object->connection() == Connection::cellular;
+        object->stopNotifier();
+        object.reset();
+        reachability.~LinuxReachability();
+        ::_exit(isKept ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+
+    EXPECT_EQ(status, 0);
+    change(Connection::wifi);
+    EXPECT_EQ(object->connection(), Connection::wifi);
+}
+
+TEST_F(LinuxNetworkThreadTest, DestroyingAnObjectWaitsForItsRunningCallback)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    auto object = make();
+    std::atomic<bool> isDestroyed { false };
+    std::atomic<bool> wasDestroyedEarly { false };
+    std::thread destroyer;
+    object->setWhenReachable([&](Connection) {
+        destroyer = std::thread([&] {
+            object.reset();
+            isDestroyed = true;
+        });
+        std::this_thread::sleep_for(100ms);
+        wasDestroyedEarly = isDestroyed.load();
+    });
+    object->startNotifier();
+
+    change(Connection::wifi);
+    destroyer.join();
+
+    EXPECT_FALSE(wasDestroyedEarly);
+    EXPECT_TRUE(isDestroyed);
+}
+
+TEST_F(LinuxNetworkThreadTest, ACallbackThatThrowsDoesNotSpoilTheNext)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    const auto object = make();
+    int unreachable = 0;
+    object->setWhenReachable([](Connection) { throw 1; });
+    object->setWhenUnreachable([&](Connection) { ++unreachable; });
+    object->startNotifier();
+
+    change(Connection::wifi);
+    change(Connection::none);
+
+    EXPECT_EQ(unreachable, 1);
+}
+
+TEST_F(LinuxNetworkThreadTest, ObjectsComeAndGoOnManyThreadsWhileTheNetworkChanges)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    std::atomic<bool> isDone { false };
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 3; ++count) {
+        threads.emplace_back([&] {
+            while (!isDone) {
+                const auto object = make();
+                object->setWhenReachable([](Connection) {});
+                object->startNotifier();
+                object->connection();
+                std::this_thread::sleep_for(1ms);
+            }
+        });
+    }
+
+    for (int round = 0; round < 10; ++round) {
+        change(Connection::wifi);
+        change(Connection::none);
+    }
+    isDone = true;
+    for (auto& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(make()->connection(), Connection::none);
+}
+
+using LinuxNetworkThreadDeathTest = LinuxNetworkThreadTest;
+
+TEST_F(LinuxNetworkThreadDeathTest, TheProcessEndsCleanlyWhileTheThreadWatches)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            const auto object = make();
+            object->startNotifier();
+            std::exit(object->connection() == Connection::none || object ? 7 : 8);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+} // namespace
+} // namespace telvora
