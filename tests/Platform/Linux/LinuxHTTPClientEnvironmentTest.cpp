@@ -1,0 +1,95 @@
+#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
+
+#include <tests/Platform/Linux/HTTPTesting.h>
+#include <tests/Platform/Linux/LoopbackServer.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace telvora {
+namespace {
+
+using testing::Contains;
+using testing::IsEmpty;
+using testing::Not;
+
+LoopbackReply ok(const LoopbackRequest&)
+{
+    return LoopbackReply::answer(200, "{}");
+}
+
+class LinuxHTTPClientEnvironmentTest : public testing::Test {
+protected:
+    LoopbackServer server { ok };
+    LoopbackServer proxy { ok };
+};
+
+TEST_F(LinuxHTTPClientEnvironmentTest, ProxyFromTheEnvironmentIsNotUsed)
+{
+    for (const char* name :
+        { "http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY" })
+        setenv(name, proxy.url().c_str(), 1);
+    LinuxHTTPClient client;
+
+    EXPECT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+    EXPECT_TRUE(answerTo(client, postTo("https://nobody.invalid/")).error);
+    EXPECT_THAT(proxy.received(), IsEmpty());
+}
+
+TEST_F(LinuxHTTPClientEnvironmentTest, GivenProxyIsUsedWhateverTheEnvironmentExempts)
+{
+    setenv("no_proxy", "*", 1);
+    setenv("NO_PROXY", "127.0.0.1,nobody.invalid", 1);
+    LinuxHTTPOptions options;
+    options.proxy = proxy.url();
+    LinuxHTTPClient client(options);
+
+    EXPECT_EQ(answerTo(client, postTo("http://nobody.invalid/x")).data, "{}");
+
+    ASSERT_EQ(proxy.received().size(), 1U);
+    EXPECT_EQ(proxy.received()[0].target, "http://nobody.invalid/x");
+}
+
+TEST_F(LinuxHTTPClientEnvironmentTest, HeadersOfASecureRequestAreNotShownToTheProxy)
+{
+    LoopbackServer strict([](const LoopbackRequest&) { return LoopbackReply::answer(403, ""); });
+    LinuxHTTPOptions options;
+    options.proxy = strict.url();
+    LinuxHTTPClient client(options);
+    HTTPRequest request = postTo("https://nobody.invalid/x");
+    request.headers.emplace_back("QVX-UUID", "mine");
+
+    EXPECT_TRUE(answerTo(client, request).error);
+
+    ASSERT_GE(strict.received().size(), 1U);
+    EXPECT_EQ(strict.received()[0].method, "CONNECT");
+    EXPECT_EQ(strict.received()[0].target, "nobody.invalid:443");
+    EXPECT_THAT(strict.received()[0].headerNames(), Not(Contains("QVX-UUID")));
+}
+
+TEST_F(LinuxHTTPClientEnvironmentTest, FilesInTheHomeFolderAreNotRead)
+{
+    std::filesystem::path home
+        = std::filesystem::temp_directory_path() / ("telvora-home-" + server.port());
+    std::filesystem::create_directory(home);
+    std::ofstream(home / ".netrc") << "machine 127.0.0.1 login me password secret\n";
+    std::ofstream(home / ".curlrc") << "proxy = " << proxy.url() << "\nuser-agent = other\n";
+    std::filesystem::permissions(home / ".netrc", std::filesystem::perms::owner_read);
+    setenv("HOME", home.c_str(), 1);
+    setenv("CURL_HOME", home.c_str(), 1);
+    LinuxHTTPClient client;
+
+    EXPECT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+
+    std::filesystem::remove_all(home);
+    EXPECT_THAT(proxy.received(), IsEmpty());
+    EXPECT_EQ(server.received().at(0).header("Authorization"), "");
+    EXPECT_THAT(server.received().at(0).header("User-Agent"), testing::StartsWith("Telvora/"));
+}
+
+} // namespace
+} // namespace telvora
