@@ -1,0 +1,324 @@
+#include <tests/Classes/SimulatedHost.h>
+
+#include <Telvora/Base/HostCall.h>
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+namespace telvora {
+namespace {
+
+using testing::ElementsAre;
+using namespace std::string_view_literals;
+
+class APMProviderTest : public SimulatedHost {
+protected:
+    APMProviderTest() { watchEvents(); }
+
+    static void report(Dictionary dict) { manager().wrapAppendTracker(std::move(dict)); }
+
+    std::size_t eventCount()
+    {
+        simulated.runUntilIdle();
+        return seen.size();
+    }
+};
+using APMProviderQuirk = APMProviderTest;
+
+TEST_F(APMProviderTest, AReportGoesToTheProviderOnTheCallersThread)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+    simulated.setHold(true);
+
+    report({ { "t", "x" }, { "n", nullptr } });
+
+    EXPECT_THAT(provider->names, ElementsAre("vendel-app"));
+    EXPECT_THAT(provider->contents, ElementsAre(R"({"t":"x","n":null})"));
+    EXPECT_EQ(simulated.dispatch().readyBlockCount(), 0u);
+}
+
+TEST_F(APMProviderTest, ItThenEntersNoListAndReachesNoCallback)
+{
+    const auto apm = registerChannel("APM", 1);
+    installProvider();
+
+    report({ { "t", "x" } });
+
+    EXPECT_EQ(eventCount(), 0u);
+    EXPECT_TRUE(apm->apiDatas().empty());
+    EXPECT_EQ(apm->ledger().events.accepted, 0);
+    EXPECT_EQ(simulated.httpClient().requestCount(), 0u);
+}
+
+TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas({ { "os", "A" }, { "brand", "C" } }, "data", "APM");
+    const auto provider = installProvider();
+
+    report({ { "os", "B" } });
+
+    EXPECT_EQ(provider->only(), (Dictionary { { "os", "B" }, { "brand", "C" } }));
+}
+
+TEST_F(APMProviderTest, ANullOfAReportWinsAsWell)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas({ { "network", "A" }, { "p", "B" } }, "data", "APM");
+    const auto provider = installProvider();
+
+    manager().enrollAPMReport(TrackerMeta(TrackerMeta::T("x")));
+
+    EXPECT_EQ(provider->only().size(), 33u);
+    EXPECT_EQ(provider->only().at("network"), nullptr);
+    EXPECT_EQ(provider->only().at("p"), nullptr);
+}
+
+TEST_F(APMProviderTest, TheMergeIsShallow)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas({ { "o", { { "a", 1 } } } }, "data", "APM");
+    const auto provider = installProvider();
+
+    report({ { "o", { { "b", 2 } } } });
+
+    EXPECT_EQ(provider->only(), (Dictionary { { "o", { { "b", 2 } } } }));
+}
+
+TEST_F(APMProviderTest, TheChannelsCommonDataIsNotChanged)
+{
+    const auto apm = registerChannel("APM");
+    manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
+    installProvider();
+
+    report({ { "os", "B" }, { "k", 1 } });
+
+    EXPECT_EQ(apm->commonData()->commonDatas, (Dictionary { { "os", "A" } }));
+}
+
+TEST_F(APMProviderTest, WithoutAnAPMChannelAReportTakesTheIntake)
+{
+    const auto provider = installProvider();
+
+    report({ { "t", "x" } });
+
+    EXPECT_EQ(eventCount(), 1u);
+    EXPECT_TRUE(provider->contents.empty());
+}
+
+TEST_F(APMProviderTest, WithoutAProviderCommonDataIsNotMergedIn)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
+
+    report({ { "t", "x" } });
+
+    EXPECT_EQ(onlyEvent().event, (Dictionary { { "t", "x" } }));
+}
+
+TEST_F(APMProviderTest, OtherChannelsDoNotKnowTheProvider)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+
+    manager().enrollSentryTrack({ { "k", 1 } }, true);
+    manager().enrollE2ETrack({ { "k", 1 } });
+
+    EXPECT_EQ(eventCount(), 2u);
+    EXPECT_TRUE(provider->contents.empty());
+}
+
+TEST_F(APMProviderTest, AProviderThatIsTakenAwayGetsNothingMore)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+    manager().setupOstra(nullptr);
+
+    report({ { "t", "x" } });
+
+    EXPECT_EQ(eventCount(), 1u);
+    EXPECT_TRUE(provider->contents.empty());
+    EXPECT_EQ(provider.use_count(), 1);
+}
+
+TEST_F(APMProviderTest, TheManagerKeepsTheProviderAlive)
+{
+    const std::weak_ptr<RecordingProvider> provider = installProvider();
+
+    EXPECT_FALSE(provider.expired());
+    manager().setupOstra(nullptr);
+    EXPECT_TRUE(provider.expired());
+}
+
+TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
+    installProvider();
+    const auto log = listen();
+
+    report({ { "os", "B" }, { "n", nullptr } });
+
+    EXPECT_THAT(log->lines,
+        ElementsAre(R"([TrackerData] Ostra report data: {"os":"B","n":null})",
+            "[TrackerData] Ostra report succeed!"));
+    EXPECT_THAT(log->levels, ElementsAre(3u, 3u));
+}
+
+TEST_F(APMProviderTest, ANumberThatIsNotFiniteLosesTheReportWithALine)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+    const auto log = listen();
+
+    report({ { "t", "x" }, { "bad", std::numeric_limits<double>::infinity() } });
+
+    EXPECT_THAT(log->lines,
+        ElementsAre(R"([TrackerData] Ostra report data: {"t":"x","bad":inf})",
+            testing::StartsWith("[TrackerData] Ostra Report error, ")));
+    EXPECT_TRUE(provider->contents.empty());
+    EXPECT_EQ(eventCount(), 0u);
+}
+
+TEST_F(APMProviderTest, SuchANumberInCommonDataLosesEveryReportThatDoesNotCoverIt)
+{
+    registerChannel("APM");
+    manager().setupCommonDatas(
+        { { "bad", std::numeric_limits<double>::quiet_NaN() } }, "data", "APM");
+    const auto provider = installProvider();
+
+    report({ { "t", "x" } });
+    report({ { "bad", 1 } });
+
+    EXPECT_THAT(provider->contents, ElementsAre(R"({"bad":1})"));
+}
+
+TEST_F(APMProviderTest, AProviderThatThrowsIsLoggedAndCounted)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+    provider->throws = true;
+    const auto log = listen();
+    const auto exceptions = hostExceptionCount();
+
+    report({ { "t", "x" } });
+
+    EXPECT_THAT(log->lines,
+        ElementsAre(testing::_,
+            "[TrackerData] Ostra Report error, The provider threw: the service is down"));
+    EXPECT_EQ(hostExceptionCount(), exceptions + 1);
+    EXPECT_EQ(eventCount(), 0u);
+}
+
+TEST_F(APMProviderTest, TheNextReportGoesToAProviderThatThrewAllTheSame)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+    provider->throws = true;
+    report({ { "n", 1 } });
+    provider->throws = false;
+
+    report({ { "n", 2 } });
+
+    EXPECT_THAT(provider->contents, ElementsAre(R"({"n":2})"));
+}
+
+TEST_F(APMProviderTest, AProviderMayTakeItselfAway)
+{
+    class Leaving final : public QVXOstraProviderProtocol {
+        void report(const std::string&, const std::string&) override
+        {
+            TrackerManager::shared().setupOstra(nullptr);
+        }
+    };
+    registerChannel("APM");
+    manager().setupOstra(std::make_shared<Leaving>());
+
+    report({ { "n", 1 } });
+    report({ { "n", 2 } });
+
+    EXPECT_EQ(onlyEvent().event, (Dictionary { { "n", 2 } }));
+}
+
+TEST_F(APMProviderTest, AProviderMayReportFromWithinAReport)
+{
+    class Echoing final : public QVXOstraProviderProtocol {
+        void report(const std::string&, const std::string& content) override
+        {
+            contents.push_back(content);
+            if (contents.size() == 1)
+                TrackerManager::shared().wrapAppendTracker({ { "n", 2 } });
+        }
+
+    public:
+        std::vector<std::string> contents;
+    };
+    registerChannel("APM");
+    const auto provider = std::make_shared<Echoing>();
+    manager().setupOstra(provider);
+
+    report({ { "n", 1 } });
+
+    EXPECT_THAT(provider->contents, ElementsAre(R"({"n":1})", R"({"n":2})"));
+}
+
+TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
+{
+    Value deep = "bottom";
+    for (int level = 0; level < 100'000; ++level)
+        deep = Value(Array { std::move(deep) });
+    registerChannel("APM");
+    const auto provider = installProvider();
+    listen();
+
+    report({ { "deep", std::move(deep) } });
+
+    ASSERT_EQ(provider->contents.size(), 1u);
+    EXPECT_EQ(provider->contents.front().size(), 200'000u + R"({"deep":"bottom"})"sv.size());
+}
+
+TEST_F(APMProviderTest, BadBytesReachTheProviderRepaired)
+{
+    registerChannel("APM");
+    const auto provider = installProvider();
+
+    report({ { "t", "a\xFF" } });
+
+    EXPECT_THAT(provider->contents, ElementsAre("{\"t\":\"a\xEF\xBF\xBD\"}"));
+}
+
+TEST_F(APMProviderQuirk, TheChannelsOwnFlagIsNotAskedFor)
+{
+    // Presence of the provider decides, whatever the channel declares.
+    for (const bool useOstraReport : { false, true }) {
+        const std::string index = useOstraReport ? "APM" : "other";
+        manager().register_(std::make_shared<TrackerConfig>(
+            index, 1000, StringDictionary(), Array(), useOstraReport));
+    }
+    report({ { "n", 1 } });
+    EXPECT_EQ(eventCount(), 1u);
+
+    const auto provider = installProvider();
+    report({ { "n", 2 } });
+    EXPECT_EQ(provider->contents.size(), 1u);
+    EXPECT_EQ(eventCount(), 1u);
+}
+
+TEST_F(APMProviderQuirk, SucceedOnlySaysThatTheReportWasHandedOver)
+{
+    class Losing final : public QVXOstraProviderProtocol {
+        void report(const std::string&, const std::string&) override { }
+    };
+    registerChannel("APM");
+    manager().setupOstra(std::make_shared<Losing>());
+    const auto log = listen();
+
+    report({ { "n", 1 } });
+
+    EXPECT_EQ(log->lines.back(), "[TrackerData] Ostra report succeed!");
+}
+
+} // namespace
+} // namespace telvora

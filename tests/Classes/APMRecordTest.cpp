@@ -1,0 +1,181 @@
+#include <tests/Classes/SimulatedHost.h>
+
+#include <Telvora/Base/HostCall.h>
+
+#include <gmock/gmock.h>
+
+namespace telvora {
+namespace {
+
+using testing::ElementsAre;
+
+class APMRecordTest : public SimulatedHost {
+protected:
+    APMRecordTest() { watchEvents(); }
+
+    static TrackerMeta makeRecord() { return TrackerMeta(TrackerMeta::T("CUSTOM")); }
+
+    // What `record` leaves with.
+    Dictionary report(TrackerMeta record)
+    {
+        seen.clear();
+        manager().enrollAPMReport(std::move(record));
+        const auto [index, event] = onlyEvent();
+        EXPECT_EQ(index, "APM");
+        return event;
+    }
+};
+using APMRecordQuirk = APMRecordTest;
+
+TEST_F(APMRecordTest, AbsentPageNetworkAndParametersAreFilledIn)
+{
+    showPage("Live", { { "id", "7" } });
+
+    const Dictionary event = report(makeRecord());
+
+    EXPECT_EQ(event.at("p"), "Live");
+    EXPECT_EQ(event.at("wifi"), true);
+    EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
+}
+
+TEST_F(APMRecordTest, PresentOnesStay)
+{
+    showPage("Live", { { "id", "7" } });
+    TrackerMeta record = makeRecord();
+    record.p = "mine";
+    record.wifi = false;
+    record.pageExpend = StringDictionary();
+
+    const Dictionary event = report(std::move(record));
+
+    EXPECT_EQ(event.at("p"), "mine");
+    EXPECT_EQ(event.at("wifi"), false);
+    EXPECT_EQ(event.at("pageExpend"), Dictionary());
+}
+
+TEST_F(APMRecordTest, WithoutAPageTheKeysAreThereAndNull)
+{
+    const Dictionary event = report(makeRecord());
+
+    EXPECT_EQ(event.at("p"), nullptr);
+    EXPECT_EQ(event.at("pageExpend"), nullptr);
+}
+
+TEST_F(APMRecordTest, APageWithoutParametersLeavesThemNull)
+{
+    showPage("Live");
+
+    EXPECT_EQ(report(makeRecord()).at("pageExpend"), nullptr);
+}
+
+TEST_F(APMRecordTest, APageThatIsGoneHasNoNameButItsParameters)
+{
+    showPage("Live", { { "id", "7" } });
+    simulated.screens().release("Live");
+
+    const Dictionary event = report(makeRecord());
+
+    EXPECT_EQ(event.at("p"), nullptr);
+    EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
+}
+
+TEST_F(APMRecordTest, WifiIsTrueOnWiFiAloneAndFalseWhereNobodyKnows)
+{
+    using Reached = ScriptedReachability::Value;
+    const std::vector<std::pair<Reached, bool>> table {
+        { Reached::wifi, true },
+        { Reached::cellular, false },
+        { Reached::none, false },
+        { Reached::unavailable, false },
+    };
+    for (const auto& [connection, isOnWiFi] : table) {
+        simulated.reachability().setConnection(connection);
+        EXPECT_EQ(report(makeRecord()).at("wifi"), isOnWiFi);
+    }
+}
+
+TEST_F(APMRecordTest, NobodyKnowsTheBattery)
+{
+    EXPECT_EQ(report(makeRecord()).at("batr"), nullptr);
+
+    TrackerMeta record = makeRecord();
+    record.batr = 80;
+    EXPECT_EQ(report(std::move(record)).at("batr"), 80);
+}
+
+TEST_F(APMRecordTest, TheHostsOwnRecordIsCompletedAndKeepsItsPage)
+{
+    showPage("First");
+    TrackerMeta record = makeRecord();
+    manager().enrollAPMReport(record);
+    showPage("Second");
+
+    manager().enrollAPMReport(record);
+
+    simulated.runUntilIdle();
+    EXPECT_EQ(record.p, "First");
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[1].event.at("p"), "First");
+}
+
+TEST_F(APMRecordTest, ALogLineShowsTheReportWithItsNulls)
+{
+    const auto log = listen();
+
+    report(makeRecord());
+
+    ASSERT_EQ(log->lines.size(), 1u);
+    EXPECT_EQ(log->levels.front(), 3u);
+    EXPECT_THAT(log->lines.front(),
+        testing::StartsWith(
+            R"([TrackerData] Telvora report data: {"t":"CUSTOM","d":1.7e+09,"f":null,)"));
+}
+
+TEST_F(APMRecordTest, AScreenWhoseNameThrowsHasNone)
+{
+    class Throwing final : public UIViewController {
+        std::string className() const override { throw std::runtime_error("no name"); }
+        std::string sceneName() const override { return ""; }
+    };
+    const auto screen = std::make_shared<Throwing>();
+    TrackerDataExcavator::setTopViewControllerInfo(ViewControllerInfo { screen });
+    const auto exceptions = hostExceptionCount();
+
+    EXPECT_EQ(report(makeRecord()).at("p"), nullptr);
+    EXPECT_EQ(hostExceptionCount(), exceptions + 1);
+}
+
+TEST_F(APMRecordTest, ExtraOfAnyDepthGoesThrough)
+{
+    Value deep = "bottom";
+    for (int level = 0; level < 100'000; ++level)
+        deep = Value(Array { std::move(deep) });
+    TrackerManager::setTriggerCallback({});
+    TrackerMeta record = makeRecord();
+    record.extra.emplace()["deep"] = std::move(deep);
+
+    manager().enrollAPMReport(std::move(record));
+    simulated.runUntilIdle();
+}
+
+TEST_F(APMRecordQuirk, AReportAlwaysHasAll33Keys)
+{
+    EXPECT_THAT(keysOf(report(makeRecord())),
+        ElementsAre("t", "d", "f", "p", "ci", "batr", "wifi", "scb", "si", "ct", "at", "pageExpend",
+            "fcp", "pt", "reqt", "ft", "fpt", "fp", "dcl", "ht", "u", "wt", "s", "bc", "wt_s",
+            "status", "network", "msg_id", "content_type", "c", "cs", "extra", "ipaMode"));
+}
+
+TEST_F(APMRecordQuirk, TheRuleAboutCSIsForDictionariesOnly)
+{
+    TrackerMeta record = makeRecord();
+    record.cs = "x";
+
+    const Dictionary event = report(std::move(record));
+
+    EXPECT_EQ(event.at("cs"), "x");
+    EXPECT_EQ(event.at("extra"), nullptr);
+}
+
+} // namespace
+} // namespace telvora
