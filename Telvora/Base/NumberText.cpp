@@ -28,4 +28,16 @@ std::string numberText(double number)
     return std::string(text, writeNumberText(text, number));
 }
 
+std::string decimalText(double number)
+{
+    // The longest: sign, "0.", 323 zeros, 17 digits.
+    char text[400];
+    const auto [end, error]
+        = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed);
+    std::string result(text, end);
+    if (std::isfinite(number) && result.find('.') == std::string::npos)
+        result += ".0";
+    return result;
+}
+
 } // namespace telvora

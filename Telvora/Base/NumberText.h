@@ -11,6 +11,9 @@ namespace telvora {
 /// that it is seen to be no integer: 390.0, 2.5, 1e+300; nan, inf, -inf.
 TELVORA_EXPORT std::string numberText(double number);
 
+/// The same without an exponent, however long that gets: 100000.0, not 1e+05.
+TELVORA_EXPORT std::string decimalText(double number);
+
 /// No text of writeNumberText() is longer.
 inline constexpr std::size_t longestNumberText = 32;
 

@@ -131,7 +131,7 @@ Size deviceScreenSize()
 
 std::string sizeText(double width, double height)
 {
-    return numberText(width) + "*" + numberText(height);
+    return decimalText(width) + "*" + decimalText(height);
 }
 
 bool probeJailbreaked()
