@@ -9,8 +9,8 @@ namespace telvora {
 /// Runs `block` between lock() and unlock() of any lock, unlocks also when the block throws, and
 /// gives its result back.
 template<typename Lock, typename Block>
-auto withCriticalSection(Lock& lock, Block&& block)
-    -> decltype(block()) TELVORA_NO_THREAD_SAFETY_ANALYSIS
+TELVORA_NO_THREAD_SAFETY_ANALYSIS auto withCriticalSection(Lock& lock, Block&& block)
+    -> decltype(block())
 {
     class Section {
     public:
