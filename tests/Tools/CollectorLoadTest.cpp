@@ -67,13 +67,13 @@ TEST(CollectorLoadTest, HoldsTwoThousandUnansweredRequests)
 TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
 {
     CollectorProgram program({ "--max-memory", "8" });
-    const std::string body = R"({"data":[{"s":")" + std::string(1'000'000, 'x') + "\"}]}";
+    const std::string body = R"({"data":[{"s":")" + std::string(300'000, 'x') + "\"}]}";
     Wire wire = program.connect();
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 50; ++i)
         ASSERT_EQ(wire.exchange(batch("/e2e", body)).body, success);
     const std::size_t before = program.residentBytes();
 
-    for (int i = 0; i < 180; ++i)
+    for (int i = 0; i < 150; ++i)
         ASSERT_EQ(wire.exchange(batch("/e2e", body)).body, success);
 
     const auto summary = program.summary();
@@ -82,9 +82,9 @@ TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
     EXPECT_LE(summary.at("keptBytes").as_int64(), 8 << 20);
     EXPECT_EQ(summary.at("kept").as_int64() + summary.at("forgotten").as_int64(), 200);
     EXPECT_EQ(program.requests(199).at(0).at("number"), 200);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT(program.residentBytes(), before + (std::size_t { 16 } << 20U));
-#endif
+    // A sanitizer keeps freed memory for a while.
+    const std::size_t slack = std::size_t { TELVORA_SANITIZED ? 400 : 16 } << 20U;
+    EXPECT_LT(program.residentBytes(), before + slack);
 }
 
 TEST(CollectorLoadTest, BodiesUnderWayShareOneBound)

@@ -5,6 +5,17 @@
 namespace telvora::collector {
 namespace {
 
+bool isSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+/// Bytes that stand for themselves in a string: printable ASCII but the quote and the backslash.
+bool isPlain(char c)
+{
+    return static_cast<signed char>(c) >= 0x20 && c != '"' && c != '\\';
+}
+
 bool isDigit(char c)
 {
     return c >= '0' && c <= '9';
@@ -207,25 +218,34 @@ private:
     bool scanString()
     {
         ++m_at;
-        while (m_at < m_text.size()) {
-            const char c = m_text[m_at];
-            if (c == '"') {
+        for (;;) {
+            const char* at = m_text.data() + m_at;
+            const char* const end = m_text.data() + m_text.size();
+            while (at != end && isPlain(*at))
+                ++at;
+            m_at = static_cast<std::size_t>(at - m_text.data());
+            if (at == end)
+                return fail("string does not end");
+            if (*at == '"') {
                 ++m_at;
                 return true;
             }
-            if (c == '\\') {
+            if (*at == '\\') {
                 if (!scanEscape())
                     return false;
-            } else if (static_cast<unsigned char>(c) < 0x20) {
-                return fail("control character in a string");
-            } else {
-                const std::size_t length = utf8SequenceLength(m_text, m_at);
-                if (length == 0)
-                    return fail("not UTF-8");
-                m_at += length;
+            } else if (!scanBeyondASCII()) {
+                return false;
             }
         }
-        return fail("string does not end");
+    }
+
+    bool scanBeyondASCII()
+    {
+        if (static_cast<unsigned char>(m_text[m_at]) < 0x20)
+            return fail("control character in a string");
+        const std::size_t length = utf8SequenceLength(m_text, m_at);
+        m_at += length;
+        return length > 0 || fail("not UTF-8");
     }
 
     bool scanEscape()
@@ -267,8 +287,7 @@ private:
 
     void skipSpace()
     {
-        while (m_at < m_text.size()
-            && std::string_view(" \t\r\n").find(m_text[m_at]) != std::string_view::npos)
+        while (m_at < m_text.size() && isSpace(m_text[m_at]))
             ++m_at;
     }
 

@@ -27,11 +27,14 @@ std::string addressText(const Endpoint& endpoint, std::uint16_t port)
         + std::to_string(port);
 }
 
+/// The file first: who has read the line may count on it.
 bool announce(
     const char* what, const Endpoint& endpoint, std::uint16_t port, const std::string& file)
 {
-    std::cout << what << addressText(endpoint, port) << std::endl;
-    return file.empty() || writeFileAtomically(file, std::to_string(port));
+    const bool isWritten = file.empty() || writeFileAtomically(file, std::to_string(port));
+    if (isWritten)
+        std::cout << what << addressText(endpoint, port) << std::endl;
+    return isWritten;
 }
 
 int run(const Options& options)
