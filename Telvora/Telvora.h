@@ -8,5 +8,4 @@
 #include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
 #include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
-#include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Platform/Platform.h>

@@ -1,0 +1,230 @@
+#include "Session.h"
+
+#include <cstdio>
+#include <thread>
+
+using namespace std::chrono_literals;
+using telvora::Dictionary;
+using telvora::LedgerAccount;
+using telvora::TrackerManager;
+
+namespace {
+
+// No stretch of the script takes longer on a machine that works.
+constexpr auto patience = 15s;
+constexpr auto step = 100ms;
+
+LedgerAccount eventsOf(const std::string& index)
+{
+    return TrackerManager::shared().ledger(index)->events;
+}
+
+bool isAtRest(const LedgerAccount& events)
+{
+    return events.inFlight == 0 && events.waiting == 0;
+}
+
+} // namespace
+
+Session::Session(telvora::LinuxPlatform& platform, CollectorClient& collector, Desk& desk)
+    : m_platform(platform)
+    , m_collector(collector)
+    , m_desk(desk)
+    , m_progress(desk)
+{
+}
+
+void Session::trade(std::chrono::milliseconds howLong)
+{
+    m_progress.begin("trading: three threads, pages, frames, traces");
+    int turn = 0;
+    for (auto left = howLong; left > 0ms; left -= step) {
+        if (turn++ % 8 == 0)
+            m_desk.turnPage();
+        if (turn % 5 == 0)
+            m_desk.measure();
+        m_progress.update();
+        std::this_thread::sleep_for(step);
+    }
+}
+
+void Session::visitBackground()
+{
+    m_progress.begin("to the background: every channel is flushed, the timer sleeps");
+    toBackground();
+    waitUntil([] {
+        for (const Channel& channel : channels) {
+            if (!isAtRest(eventsOf(channel.index)))
+                return false;
+        }
+        return true;
+    });
+    toForeground();
+}
+
+void Session::faults()
+{
+    Dictionary dropped;
+    dropped["close"] = "within";
+    dropped["reset"] = true;
+    Dictionary brokenDown;
+    brokenDown["status"] = 500;
+    brokenDown["body"] = "";
+    Dictionary nonsense;
+    nonsense["body"] = "<html>Please log in</html>";
+
+    fault("fault: connection refused, twice a channel", std::nullopt);
+    fault("fault: connection dropped within the answer", std::move(dropped));
+    fault("fault: status 500 without a body", std::move(brokenDown));
+    fault("fault: an answer that is not JSON", std::move(nonsense));
+}
+
+// Two failures are fewer than a batch is tried, whichever batch they meet.
+void Session::fault(const std::string& title, std::optional<Dictionary> rule)
+{
+    m_progress.begin(title);
+    if (rule)
+        m_collector.misbehave("/", std::move(*rule), 2);
+    else
+        m_desk.loseCollector(2);
+    for (int turn = 0; turn < 8; ++turn) {
+        m_desk.measure();
+        m_progress.update();
+        std::this_thread::sleep_for(step);
+    }
+    // Every new event of a channel gives one waiting batch a chance.
+    waitUntil([this] {
+        m_desk.measure();
+        for (const Channel& channel : channels) {
+            if (eventsOf(channel.index).waiting != 0)
+                return false;
+        }
+        return true;
+    });
+    m_collector.behave();
+}
+
+void Session::outage()
+{
+    m_progress.begin("outage: the Sentry collector stays down for longer than three retries");
+    toBackground();
+    waitUntil([this] {
+        flush();
+        return isAtRest(eventsOf("Sentry")) && eventsOf("Sentry").pending == 0;
+    });
+
+    Dictionary down;
+    down["status"] = 500;
+    down["body"] = "";
+    m_collector.misbehave("/sentry", std::move(down), 0);
+    const std::int64_t before = m_collector.seen("/sentry").requests;
+    const std::int64_t lostBefore = eventsOf("Sentry").dropped.retriesExhausted;
+    // One full batch, and then one event for each of its three retries.
+    const auto limit = TrackerManager::shared().config("Sentry")->maxLimit();
+    for (std::int64_t event = 0; event < limit; ++event)
+        m_desk.complain("outage");
+    for (std::int64_t retry = 1; retry <= 3; ++retry) {
+        waitUntil([&] {
+            return m_collector.seen("/sentry").requests == before + retry
+                && eventsOf("Sentry").waiting == limit;
+        });
+        m_desk.complain("retry");
+    }
+    waitUntil([&] { return eventsOf("Sentry").dropped.retriesExhausted == lostBefore + limit; });
+    m_lostEvents = limit;
+    m_collector.behave();
+    toForeground();
+}
+
+void Session::finish()
+{
+    m_progress.begin("closing: all that is left goes out");
+    toBackground();
+    waitUntil([this] {
+        flush();
+        for (const Channel& channel : channels) {
+            const LedgerAccount events = eventsOf(channel.index);
+            if (!isAtRest(events) || events.pending != 0)
+                return false;
+        }
+        return true;
+    });
+}
+
+bool Session::settleAccounts(std::optional<std::int64_t> providerReports)
+{
+    bool doAgree = m_isOnTime;
+    std::printf("\n  %-8s%10s%10s%10s%10s%12s%11s\n", "channel", "handed", "accepted", "delivered",
+        "dropped", "of retries", "collector");
+    for (const Channel& channel : channels) {
+        const LedgerAccount events = eventsOf(channel.index);
+        const auto seen = m_collector.seen(channel.path);
+        const bool isReportedElsewhere = channel.index == "APM" && providerReports;
+        const std::int64_t handed = isReportedElsewhere ? 0 : m_desk.handedOver(channel.index);
+        const std::int64_t expectedLoss = channel.index == "Sentry" ? m_lostEvents : 0;
+        const bool isRight = events.accepted == handed && events.accepted == events.accountedFor()
+            && events.delivered == seen.acceptedEvents && seen.badVerdicts == 0
+            && events.dropped.retriesExhausted == expectedLoss
+            && events.dropped.total() == expectedLoss
+            && events.accepted == events.delivered + expectedLoss;
+        doAgree = doAgree && isRight;
+        std::printf("  %-8s%10ld%10ld%10ld%10ld%12ld%11ld  %s\n", channel.index.c_str(), handed,
+            events.accepted, events.delivered, events.dropped.total(),
+            events.dropped.retriesExhausted, seen.acceptedEvents, isRight ? "agreed" : "DIFFERS");
+    }
+    if (providerReports) {
+        const std::int64_t handed = m_desk.handedOver("APM");
+        const bool isRight = handed == *providerReports;
+        doAgree = doAgree && isRight;
+        std::printf("  reports %10ld handed to the provider, %ld written  %s\n", handed,
+            *providerReports, isRight ? "agreed" : "DIFFERS");
+    }
+    const char* loss
+        = m_lostEvents > 0 ? "the only loss is the batch of the outage" : "nothing is lost";
+    if (doAgree)
+        std::printf("\nThe ledger and the collector agree to the event; %s.\n", loss);
+    else
+        std::printf("\nThe ledger and the collector do NOT agree.\n");
+    return doAgree;
+}
+
+bool Session::waitUntil(const std::function<bool()>& isDone)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!isDone()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            std::printf("  took too long\n");
+            m_isOnTime = false;
+            return false;
+        }
+        m_progress.update();
+        std::this_thread::sleep_for(step / 5);
+    }
+    m_progress.update();
+    return true;
+}
+
+// An application that goes away stops its work first; what it handed over is then in the lists.
+void Session::toBackground()
+{
+    m_desk.pause();
+    waitUntil([this] {
+        for (const Channel& channel : channels) {
+            if (eventsOf(channel.index).accepted < m_desk.handedOver(channel.index))
+                return false;
+        }
+        return true;
+    });
+    m_platform.notificationCenter().post(telvora::Notification::didEnterBackground);
+}
+
+void Session::toForeground()
+{
+    m_platform.notificationCenter().post(telvora::Notification::willEnterForeground);
+    m_desk.resume();
+}
+
+void Session::flush()
+{
+    m_platform.notificationCenter().post(telvora::Notification::didEnterBackground);
+}

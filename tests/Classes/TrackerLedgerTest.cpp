@@ -1,0 +1,162 @@
+#include "SpineHost.h"
+
+#include <limits>
+
+namespace telvora {
+namespace {
+
+class TrackerLedgerTest : public SpineHost {
+protected:
+    /// Appends from inside the URL hook of a channel, once: between a flush's copy and its
+    /// clearing.
+    static std::shared_ptr<TrackerConfig> addChannelThatAppendsWhilePosting(
+        const std::string& index, std::int64_t maxLimit)
+    {
+        auto appended = std::make_shared<bool>(false);
+        auto config = std::make_shared<TrackerConfig>(
+            index, maxLimit, StringDictionary(), Array(), false, [index, appended] {
+                if (!std::exchange(*appended, true))
+                    manager().appendTracker(event(100), index);
+                return "http://collector.example/" + index;
+            });
+        manager().register_(config);
+        return config;
+    }
+
+    static void tick() { simulated().advance(std::chrono::seconds(60)); }
+};
+
+TEST_F(TrackerLedgerTest, FollowsAnEventFromTheListToItsDelivery)
+{
+    addChannel("APM", 2);
+    answerAll(ScriptedAnswer::later());
+
+    append("APM", 1);
+    EXPECT_EQ(ledgerOf("APM").events.pending, 1);
+    EXPECT_EQ(ledgerOf("APM").batches.accepted, 0);
+
+    append("APM", 2);
+    EXPECT_EQ(ledgerOf("APM").events.pending, 0);
+    EXPECT_EQ(ledgerOf("APM").events.inFlight, 2);
+    EXPECT_EQ(ledgerOf("APM").batches.inFlight, 1);
+
+    simulated().httpClient().answer(1, success());
+    simulated().runUntilIdle();
+    EXPECT_EQ(ledgerOf("APM").events.delivered, 2);
+    EXPECT_EQ(ledgerOf("APM").batches.delivered, 1);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, FollowsABatchThroughItsRetriesToItsLoss)
+{
+    addChannel("APM", 2);
+    answerAll(failure());
+
+    append("APM", 1, 2);
+    EXPECT_EQ(ledgerOf("APM").events.waiting, 2);
+    append("APM", 3);
+    EXPECT_EQ(ledgerOf("APM").events.waiting, 2);
+    TrackerManager::start();
+    // The tick sends the pending event, which fails as well; two more retry the older batch.
+    tick();
+    tick();
+    tick();
+
+    const LedgerSnapshot ledger = ledgerOf("APM");
+    EXPECT_EQ(ledger.events.dropped.retriesExhausted, 2);
+    EXPECT_EQ(ledger.batches.dropped.retriesExhausted, 1);
+    EXPECT_EQ(ledger.events.waiting, 1);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, NamesEventsForUnknownChannels)
+{
+    append("nowhere", 1, 3);
+
+    const auto ledgers = manager().ledgers();
+
+    EXPECT_EQ(ledgers.at("").events.accepted, 3);
+    EXPECT_EQ(ledgers.at("").events.dropped.unknownChannel, 3);
+    EXPECT_FALSE(manager().ledger("nowhere"));
+}
+
+TEST_F(TrackerLedgerTest, NamesBatchesThatCannotBeEncoded)
+{
+    addChannel("APM", 1);
+
+    manager().appendTracker({ { "x", std::numeric_limits<double>::quiet_NaN() } }, "APM");
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(ledgerOf("APM").events.dropped.unencodable, 1);
+    EXPECT_EQ(ledgerOf("APM").batches.dropped.unencodable, 1);
+    EXPECT_EQ(requestCount(), 0u);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, NamesBatchesWhoseAnswerIsNoObject)
+{
+    addChannel("APM", 1);
+    answerAll(ScriptedAnswer::body("[]"));
+
+    append("APM", 1);
+
+    EXPECT_EQ(ledgerOf("APM").events.dropped.answerNotObject, 1);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, NamesWhatCameInBetweenCopyAndClearing)
+{
+    addChannelThatAppendsWhilePosting("APM", 10);
+    answerAll(success());
+    TrackerManager::start();
+    append("APM", 1, 2);
+    tick();
+
+    const LedgerSnapshot ledger = ledgerOf("APM");
+    EXPECT_EQ(ledger.events.accepted, 3);
+    EXPECT_EQ(ledger.events.delivered, 2);
+    EXPECT_EQ(ledger.events.dropped.clearedAfterCopy, 1);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, CountsAnEventOnceThoughAFlushAndAFullListBothSendIt)
+{
+    // The third event comes in between the copy of the first two and the clearing, fills the list
+    // and sends it whole.
+    addChannelThatAppendsWhilePosting("APM", 3);
+    answerAll(success());
+    TrackerManager::start();
+    append("APM", 1, 2);
+
+    tick();
+
+    ASSERT_EQ(requestCount(), 2u);
+    EXPECT_EQ(numbersIn(0), (std::vector<std::int64_t> { 1, 2 }));
+    EXPECT_EQ(numbersIn(1), (std::vector<std::int64_t> { 1, 2, 100 }));
+    const LedgerSnapshot ledger = ledgerOf("APM");
+    EXPECT_EQ(ledger.events.accepted, 3);
+    EXPECT_EQ(ledger.events.delivered, 3);
+    EXPECT_EQ(ledger.batches.delivered, 2);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, ReadsAsADictionaryWithoutWhatABatchCannotHave)
+{
+    addChannel("APM", 1);
+    answerAll(success());
+    append("APM", 1);
+
+    const Dictionary dictionary = manager().ledgersDictionary();
+
+    EXPECT_EQ(encode(dictionary.at("APM")),
+        R"({"events":{"accepted":1,"pending":0,"inFlight":0,"waiting":0,"delivered":1,)"
+        R"("dropped":{"unknownChannel":0,"clearedAfterCopy":0,"unencodable":0,)"
+        R"("answerNotObject":0,"retriesExhausted":0,"removedUnseen":0}},)"
+        R"("batches":{"accepted":1,"inFlight":0,"waiting":0,"delivered":1,)"
+        R"("dropped":{"unencodable":0,"answerNotObject":0,"retriesExhausted":0,)"
+        R"("removedUnseen":0}}})");
+    EXPECT_TRUE(dictionary.contains(""));
+}
+
+} // namespace
+} // namespace telvora
