@@ -70,7 +70,8 @@ protected:
         std::size_t request, const std::string& dataListKey = "data-list")
     {
         std::vector<std::int64_t> numbers;
-        for (const Value& event : body(request).at(dataListKey).as_array())
+        const Dictionary batch = body(request);
+        for (const Value& event : batch.at(dataListKey).as_array())
             numbers.push_back(event.at("number").as_int64());
         return numbers;
     }

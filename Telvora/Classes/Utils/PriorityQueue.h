@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <functional>
 #include <iterator>
@@ -32,7 +33,9 @@ namespace telvora {
 template<typename T, typename Order = std::function<bool(const T&, const T&)>> class PriorityQueue {
 public:
     /// With `ascending` the smallest element comes out first, else the largest.
-    explicit PriorityQueue(bool ascending,
+    // A template, so that a function does not pass for a bool.
+    template<std::same_as<bool> Ascending>
+    explicit PriorityQueue(Ascending ascending,
         std::vector<T> startingValues
         = {}) requires std::is_same_v<Order, std::function<bool(const T&, const T&)>>
         : PriorityQueue(ascending ? Order(std::greater<T>()) : Order(std::less<T>()),

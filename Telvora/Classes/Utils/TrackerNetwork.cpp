@@ -60,10 +60,11 @@ bool isConvertibleToBoolean(const Value& value)
     }
 }
 
+// Given spelling.
 void logFailure(std::string_view reason)
 {
     QuorvexLog::log(QuorvexLog::Category::tracker(),
-        [&] { return "Tracker post failed: " + std::string(reason); });
+        [&] { return "Tracker post failured: " + std::string(reason); });
 }
 
 } // namespace

@@ -59,7 +59,7 @@ TEST_P(PriorityQueueModelTest, AgreesWithASortedVectorAfterEveryRandomStep)
     for (int step = 0; step < 3000; ++step) {
         // Few values, so that many are equal.
         const int value = static_cast<int>(random() % 40);
-        const unsigned action = random() % 100;
+        const auto action = random() % 100;
         if (action < 50) {
             queue.push(value);
             model.push(value);

@@ -1,7 +1,7 @@
 #include <Telvora/Classes/Utils/ReadWriteLock.h>
 #include <Telvora/Classes/Utils/ReadWriteLockWrapper.h>
 
-#include "../SimulatedHost.h"
+#include "../SpineHost.h"
 
 #include <future>
 #include <mutex>
@@ -10,7 +10,7 @@
 namespace telvora {
 namespace {
 
-class ReadWriteLockTest : public SimulatedHost {
+class ReadWriteLockTest : public SpineHost {
 protected:
     ReadWriteLock lock;
 };

@@ -1,6 +1,6 @@
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 
-#include "../SimulatedHost.h"
+#include "../SpineHost.h"
 
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr auto url = "http://collector.example/batch";
 
-class TrackerNetworkTest : public SimulatedHost {
+class TrackerNetworkTest : public SpineHost {
 protected:
     TrackerNetworkTest()
     {
@@ -30,10 +30,10 @@ protected:
     void post(Dictionary param = { { "a", 1 } }, const StringDictionary& headers = {})
     {
         posted = makeBatch(std::move(param));
-        TrackerNetwork::post(url, posted, headers, [this](bool isAccepted, Batch param) {
+        TrackerNetwork::post(url, posted, headers, [this](bool isAccepted, Batch back) {
             outcomes.push_back(isAccepted);
             linesBeforeHandler = log->lines.size();
-            EXPECT_EQ(param, posted);
+            EXPECT_EQ(back, posted);
         });
         simulated().runUntilIdle();
     }
