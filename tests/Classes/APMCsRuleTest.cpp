@@ -1,3 +1,4 @@
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <gmock/gmock.h>
@@ -159,9 +160,7 @@ TEST_F(APMCsRuleTest, TheConsoleLineIsNotALogLine)
 
 TEST_F(APMCsRuleTest, ExtraNestedTooDeeplyToReadStaysItsText)
 {
-    Value deep = "bottom";
-    for (int level = 0; level < 100'000; ++level)
-        deep = Value(Array { std::move(deep) });
+    Value deep = deepArray(100'000);
     Dictionary extra;
     extra["deep"] = std::move(deep);
     const Value text(std::string_view(*encode(extra)));

@@ -1,3 +1,4 @@
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <gmock/gmock.h>
@@ -171,9 +172,7 @@ TEST_F(APMDictTest, ALogLineShowsTheReport)
 
 TEST_F(APMDictTest, ADictionaryOfAnyDepthGoesThrough)
 {
-    Value deep = "bottom";
-    for (int level = 0; level < 100'000; ++level)
-        deep = Value(Array { std::move(deep) });
+    Value deep = deepArray(100'000);
     TrackerManager::setTriggerCallback({});
     listen();
 

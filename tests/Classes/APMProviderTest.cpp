@@ -1,3 +1,4 @@
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/Base/HostCall.h>
@@ -266,9 +267,7 @@ TEST_F(APMProviderTest, AProviderMayReportFromWithinAReport)
 
 TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
 {
-    Value deep = "bottom";
-    for (int level = 0; level < 100'000; ++level)
-        deep = Value(Array { std::move(deep) });
+    Value deep = deepArray(100'000);
     registerChannel("APM");
     const auto provider = installProvider();
     listen();

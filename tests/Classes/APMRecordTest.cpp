@@ -1,3 +1,4 @@
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/Base/HostCall.h>
@@ -147,9 +148,7 @@ TEST_F(APMRecordTest, AScreenWhoseNameThrowsHasNone)
 
 TEST_F(APMRecordTest, ExtraOfAnyDepthGoesThrough)
 {
-    Value deep = "bottom";
-    for (int level = 0; level < 100'000; ++level)
-        deep = Value(Array { std::move(deep) });
+    Value deep = deepArray(100'000);
     TrackerManager::setTriggerCallback({});
     TrackerMeta record = makeRecord();
     record.extra.emplace()["deep"] = std::move(deep);

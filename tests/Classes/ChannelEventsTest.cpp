@@ -1,3 +1,4 @@
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <gmock/gmock.h>
@@ -141,9 +142,7 @@ TEST_F(ChannelEventsTest, AnEventForARegisteredChannelLandsInItsBatch)
 
 TEST_F(ChannelEventsTest, AStampReplacesAValueOfAnyDepth)
 {
-    Value deep = "bottom";
-    for (int level = 0; level < 100'000; ++level)
-        deep = Value(Array { std::move(deep) });
+    Value deep = deepArray(100'000);
     watchEvents();
 
     manager().enrollE2ETrack({ { "network", std::move(deep) } });

@@ -1,0 +1,67 @@
+#include <Telvora/Base/DataAsDict.h>
+
+#include <tests/Base/JSONTesting.h>
+
+#include <boost/describe/class.hpp>
+#include <gtest/gtest.h>
+
+namespace telvora {
+namespace {
+
+struct Record : DataAsDict<Record> {
+    std::string text = "a";
+    bool flag = true;
+    double number = 2;
+    std::int64_t whole = -3;
+    std::optional<std::string> absent;
+    std::optional<double> present = 1.5;
+    std::optional<StringDictionary> strings;
+    std::optional<Dictionary> dictionary;
+    std::string default_ = "keyword";
+    std::string under_score = "kept";
+};
+BOOST_DESCRIBE_STRUCT(Record, (),
+    (text, flag, number, whole, absent, present, strings, dictionary, default_, under_score))
+
+TEST(DataAsDictTest, GivesOneEntryForEachPropertyInTheirOrder)
+{
+    EXPECT_EQ(encode(Record().asDictionary()),
+        R"({"text":"a","flag":true,"number":2.0,"whole":-3,"absent":null,"present":1.5,)"
+        R"("strings":null,"dictionary":null,"default":"keyword","under_score":"kept"})");
+}
+
+TEST(DataAsDictTest, AnAbsentPropertyIsAPresentKey)
+{
+    const Dictionary dictionary = Record().asDictionary();
+
+    ASSERT_TRUE(dictionary.contains("absent"));
+    EXPECT_TRUE(dictionary.at("absent").is_null());
+}
+
+TEST(DataAsDictTest, DictionariesAreCopied)
+{
+    Record record;
+    record.strings = { { "b", "2" }, { "a", "1" } };
+    record.dictionary = Dictionary { { "k", Array { 1 } } };
+
+    const Dictionary dictionary = record.asDictionary();
+    record.dictionary->clear();
+
+    EXPECT_EQ(dictionary.at("strings"), (Value { { "a", "1" }, { "b", "2" } }));
+    EXPECT_EQ(dictionary.at("dictionary"), (Value { { "k", Array { 1 } } }));
+}
+
+TEST(DataAsDictTest, ADictionaryOfAnyDepthIsCopied)
+{
+    Record record;
+    record.dictionary = deepDictionary(200'000);
+
+    Dictionary dictionary = record.asDictionary();
+
+    EXPECT_TRUE(dictionary.at("dictionary").as_object().contains("in"));
+    dispose(std::move(dictionary));
+    dispose(std::move(*record.dictionary));
+}
+
+} // namespace
+} // namespace telvora

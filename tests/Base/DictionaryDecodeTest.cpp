@@ -1,0 +1,90 @@
+#include <Telvora/Base/Dictionary.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace telvora {
+namespace {
+
+void expectRefused(std::string_view text)
+{
+    const Decoded decoded = decode(text);
+    EXPECT_FALSE(decoded.value) << text;
+    EXPECT_NE(decoded.error, "") << text;
+}
+
+std::string nested(std::size_t levels)
+{
+    return std::string(levels, '[') + std::string(levels, ']');
+}
+
+TEST(DictionaryDecodeTest, ReadsEveryKind)
+{
+    EXPECT_EQ(decode("null").value, Value(nullptr));
+    EXPECT_EQ(decode("true").value, Value(true));
+    EXPECT_EQ(decode(" -7 ").value, Value(-7));
+    EXPECT_EQ(decode("1.5").value, Value(1.5));
+    EXPECT_EQ(decode(R"("a\u00e9\n")").value, Value("a\xC3\xA9\n"));
+    EXPECT_EQ(decode("[1,[]]").value, Value(Array { 1, Array() }));
+    EXPECT_EQ(decode(R"({"a":{}})").value, Value(Dictionary { { "a", Dictionary() } }));
+}
+
+TEST(DictionaryDecodeTest, IntegersAreExactOver64Bits)
+{
+    EXPECT_EQ(
+        decode("-9223372036854775808").value, Value(std::numeric_limits<std::int64_t>::min()));
+    EXPECT_EQ(decode("9223372036854775808").value, Value(std::uint64_t(1) << 63));
+    EXPECT_EQ(
+        decode("18446744073709551615").value, Value(std::numeric_limits<std::uint64_t>::max()));
+    EXPECT_TRUE(decode("18446744073709551616").value->is_double());
+    EXPECT_TRUE(decode("1e0").value->is_double());
+    EXPECT_TRUE(decode("1.0").value->is_double());
+}
+
+TEST(DictionaryDecodeTest, DoublesAreTheNearestOnes)
+{
+    // The nearest double of each is known from its exact expansion.
+    EXPECT_EQ(decode("0.1").value, Value(0.1));
+    EXPECT_EQ(decode("9007199254740993.0").value, Value(9007199254740992.0));
+    EXPECT_EQ(decode("1.7976931348623157e308").value, Value(std::numeric_limits<double>::max()));
+    EXPECT_EQ(decode("5e-324").value, Value(5e-324));
+    EXPECT_TRUE(std::signbit(decode("-0.0").value->as_double()));
+}
+
+TEST(DictionaryDecodeTest, TheLastOfTwoMembersOfOneNameCounts)
+{
+    EXPECT_EQ(decode(R"({"a":1,"a":2})").value, Value(Dictionary { { "a", 2 } }));
+}
+
+TEST(DictionaryDecodeTest, WhatIsNotOneValueIsRefused)
+{
+    for (const char* text : { "", " ", "{", "[1,]", "{\"a\":}", "{a:1}", "01", "1.", ".5", "+1",
+             "nan", "NaN", "Infinity", "tru", "'a'", "\"a", "\"\n\"", "{} {}", "1 2", "[1] x",
+             "// c\n1", "\"\\x\"", "\"\\ud800\"" })
+        expectRefused(text);
+}
+
+TEST(DictionaryDecodeTest, BytesThatAreNoTextAreRefused)
+{
+    for (const char* text :
+        { "\"\xFF\"", "\"\xC3\"", "\"\xED\xA0\x80\"", "{\"\x80\":1}", "\xEF\xBB\xBF{}" })
+        expectRefused(text);
+}
+
+TEST(DictionaryDecodeTest, ReadsUpTo512Levels)
+{
+    EXPECT_TRUE(decode(nested(512)).value);
+    expectRefused(nested(513));
+    expectRefused(std::string(1'000'000, '['));
+}
+
+TEST(DictionaryDecodeTest, AHugeTextIsRead)
+{
+    const std::string text = '"' + std::string(10'000'000, 'x') + '"';
+    EXPECT_EQ(decode(text).value->as_string().size(), 10'000'000u);
+}
+
+} // namespace
+} // namespace telvora
