@@ -6,10 +6,16 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <iterator>
 #include <optional>
 #include <thread>
 
-#include <sys/resource.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,6 +37,22 @@ protected:
                 return entry.path().string();
         }
         return std::nullopt;
+    }
+
+    /// As sandboxes do: from now on the process gets no netlink socket.
+    static void forbidNetlink()
+    {
+        sock_filter program[] {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_socket, 0, 3),
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_NETLINK, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAFNOSUPPORT),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        sock_fprog filter { std::size(program), program };
+        ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+        ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
     }
 
     static std::string statusOf(const std::string& folder, const std::string& key)
@@ -105,16 +127,13 @@ TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
     EXPECT_TRUE(eventually([] { return !threadFolder(); }));
 }
 
-TEST_F(LinuxNetworkThreadTest, WithoutDescriptorsThereIsNoObjectUntilThereAreSome)
+TEST_F(LinuxNetworkThreadTest, ASandboxWithoutRoutingMessagesGetsNoObject)
 {
-    rlimit before;
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    rlimit none { 0, before.rlim_max };
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_EQ(make(), nullptr);
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    forbidNetlink();
 
-    EXPECT_NE(make(), nullptr);
+    EXPECT_EQ(make(), nullptr);
+    EXPECT_EQ(reachability.makeReachability(ReachabilityService::Use::oneReading), nullptr);
+    EXPECT_EQ(threadFolder(), std::nullopt);
 }
 
 TEST_F(LinuxNetworkThreadTest, AForkedChildKeepsTheReadingAndLeavesItsParentAlone)

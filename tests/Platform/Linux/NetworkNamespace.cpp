@@ -7,7 +7,10 @@
 #include <sstream>
 #include <thread>
 
+#include <net/if.h>
 #include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace telvora {
@@ -35,6 +38,16 @@ bool enterNamespace()
     writeFile("/proc/self/uid_map", "0 " + user + " 1");
     writeFile("/proc/self/gid_map", "0 " + group + " 1");
     return true;
+}
+
+bool isRunning(const std::string& link)
+{
+    ifreq request {};
+    link.copy(request.ifr_name, IFNAMSIZ - 1);
+    const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isRead = ::ioctl(descriptor, SIOCGIFFLAGS, &request) == 0;
+    ::close(descriptor);
+    return isRead && request.ifr_flags & IFF_RUNNING;
 }
 
 bool hasDefaultRouteInProc()
@@ -92,6 +105,8 @@ NetworkFixture::NetworkFixture()
              "addr add 10.0.0.1/24 dev wire;"
              "addr add 10.0.1.1/24 dev radio;"
              "link set wire up; link set wireEnd up; link set radio up; link set radioEnd up");
+    // The kernel takes its time to notice a carrier.
+    EXPECT_TRUE(eventually([] { return isRunning("wire") && isRunning("radio"); }));
     playLink("radio", "uevent", "DEVTYPE=wwan\nINTERFACE=radio\n");
 }
 
