@@ -1,19 +1,22 @@
-#include <Telvora/Base/Dictionary.h>
-#include <Telvora/Base/Version.h>
 #include <Telvora/Platform/Clock.h>
-#include <Telvora/Platform/Platform.h>
+#include <Telvora/Telvora.h>
 
 #include <cstdio>
+#include <memory>
 
+/// Registers a channel and hands over an event on the real platform.
 int main()
 {
     static_assert(TELVORA_VERSION >= 100);
 
-    telvora::Dictionary event;
-    event["name"] = "package.tried";
+    auto& manager = telvora::TrackerManager::shared();
+    manager.register_(std::make_shared<telvora::TrackerConfig>("Orders", 50));
+    telvora::Dictionary event { { "name", "package.tried" } };
     const auto text = telvora::encode(event);
-    const bool ticks = telvora::platform().clock.secondsSince1970() > 0;
+    manager.appendTracker(std::move(event), "Orders");
 
     std::printf("Telvora %s %s\n", TELVORA_VERSION_TEXT, text.value_or("").c_str());
-    return ticks && text == R"({"name":"package.tried"})" ? 0 : 1;
+    const bool isKnown = manager.ledger("Orders").has_value();
+    const bool ticks = telvora::platform().clock.secondsSince1970() > 0;
+    return isKnown && ticks && text == R"({"name":"package.tried"})" ? 0 : 1;
 }

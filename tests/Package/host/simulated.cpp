@@ -1,12 +1,22 @@
-#include <Telvora/Platform/Simulated/ManualClock.h>
+#include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+#include <Telvora/Telvora.h>
 
-#include <chrono>
+#include <memory>
 
+/// What a host's own test does: an event reaches a collector that is played.
 int main()
 {
-    telvora::ManualClock clock;
-    const auto before = clock.steadyNow();
-    clock.advance(std::chrono::minutes(1));
+    static auto& simulated = *new telvora::SimulatedPlatform;
+    telvora::installPlatform(simulated.services());
+    simulated.httpClient().setAnswers({ telvora::ScriptedAnswer::body(R"({"success": true})") });
 
-    return clock.steadyNow() - before == std::chrono::minutes(1) ? 0 : 1;
+    auto& manager = telvora::TrackerManager::shared();
+    manager.register_(std::make_shared<telvora::TrackerConfig>("Orders", 1,
+        telvora::StringDictionary(), telvora::Array(), false,
+        [] { return std::string("http://collector.example/orders"); }));
+    manager.appendTracker({ { "name", "order.submit" } }, "Orders");
+    simulated.runUntilIdle();
+
+    const auto ledger = manager.ledger("Orders");
+    return ledger && ledger->events.delivered == 1 ? 0 : 1;
 }
