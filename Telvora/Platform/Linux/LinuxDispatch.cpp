@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Linux/LinuxDispatch.h>
 
+#include <Telvora/Platform/Linux/Futex.h>
 #include <Telvora/Platform/Linux/GlobalQueue.h>
 #include <Telvora/Platform/Linux/LinuxDispatchQueue.h>
 #include <Telvora/Platform/Linux/LinuxQueueList.h>
@@ -7,7 +8,6 @@
 #include <Telvora/Platform/Linux/TimerThread.h>
 #include <Telvora/Platform/Linux/WorkerPool.h>
 
-#include <thread>
 #include <utility>
 
 namespace telvora {
@@ -52,6 +52,7 @@ void LinuxDispatch::mainAsync(Work block)
 bool LinuxDispatch::waitUntilIdle(std::chrono::steady_clock::time_point deadline)
 {
     using namespace std::chrono_literals;
+    const FutexWord nobodyWakes { 0 };
     for (auto pause = 50us;; pause = 1000us) {
         // At rest twice and nothing run in between: nothing can have slipped from a queue that
         // was looked at later to one that was looked at before.
@@ -61,7 +62,7 @@ bool LinuxDispatch::waitUntilIdle(std::chrono::steady_clock::time_point deadline
         if (std::chrono::steady_clock::now() >= deadline)
             return false;
         WorkerPool::shared().endNap();
-        std::this_thread::sleep_for(pause);
+        futexWaitUntil(nobodyWakes, 0, std::chrono::steady_clock::now() + pause);
     }
 }
 
