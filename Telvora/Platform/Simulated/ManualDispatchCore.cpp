@@ -59,19 +59,6 @@ void ManualDispatchCore::submit(const std::shared_ptr<Lane>& lane, Work work, bo
     makeReady(lane, { .work = std::move(work), .isBarrier = isBarrier });
 }
 
-void ManualDispatchCore::submitAfter(
-    const std::shared_ptr<Lane>& lane, std::chrono::nanoseconds delay, Work work)
-{
-    if (delay <= std::chrono::nanoseconds(0)) {
-        submit(lane, std::move(work));
-        return;
-    }
-    MutexLock lock(m_lock);
-    const auto deadline = later(m_clock.steadyNow(), delay);
-    m_waiting.emplace(
-        std::pair(deadline, m_nextSequence++), Waiting { .lane = lane, .work = std::move(work) });
-}
-
 void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block block)
 {
     block.sequence = m_nextSequence++;
@@ -241,52 +228,6 @@ void ManualDispatchCore::clear()
     waiting.swap(m_waiting);
 }
 
-// Time
-
-void ManualDispatchCore::advance(std::chrono::nanoseconds step)
-{
-    requireNoRunningBlock("advance");
-    const auto last = later(m_clock.steadyNow(), std::max(step, std::chrono::nanoseconds(0)));
-    do
-        runUntilIdle();
-    while (reachNextInstant(last));
-}
-
-bool ManualDispatchCore::reachNextInstant(Instant last)
-{
-    MutexLock lock(m_lock);
-    const Instant now = m_clock.steadyNow();
-    const bool isDue = !m_waiting.empty() && m_waiting.begin()->first.first <= last;
-    if (!isDue && now == last)
-        return false;
-    const Instant next = isDue ? std::max(now, m_waiting.begin()->first.first) : last;
-    m_clock.advanceTo(next);
-    fireDue(next);
-    if (next > now) {
-        for (const auto& timer : m_incessantTimers)
-            makeTickReady(timer);
-    }
-    return true;
-}
-
-void ManualDispatchCore::fireDue(Instant now)
-{
-    while (!m_waiting.empty() && m_waiting.begin()->first.first <= now) {
-        Waiting due = std::move(m_waiting.extract(m_waiting.begin()).mapped());
-        if (!due.timer) {
-            makeReady(due.lane, { .work = std::move(due.work) });
-            continue;
-        }
-        Timer& timer = *due.timer;
-        makeTickReady(due.timer);
-        // At the end of time there is no next deadline.
-        if (*timer.deadline == Instant::max())
-            continue;
-        timer.deadline = later(*timer.deadline, timer.interval);
-        m_waiting.emplace(std::pair(*timer.deadline, timer.sequence), std::move(due));
-    }
-}
-
 // State
 
 void ManualDispatchCore::setHold(bool isHeld)
@@ -310,14 +251,6 @@ std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
             [&](const Block& block) { return !onlyBarriers || block.isBarrier; }));
     }
     return count;
-}
-
-std::optional<ManualDispatchCore::Instant> ManualDispatchCore::nextInstant() const
-{
-    MutexLock lock(m_lock);
-    if (m_waiting.empty())
-        return std::nullopt;
-    return m_waiting.begin()->first.first;
 }
 
 bool ManualDispatchCore::isRunningBlock() const
