@@ -190,9 +190,13 @@ std::size_t LoopbackServer::connections() const
 
 bool LoopbackServer::waitForRequests(std::size_t count) TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     std::unique_lock lock(m_lock.native());
-    return m_changed.wait_for(
-        lock, std::chrono::seconds(10), [&] { return m_received.size() >= count; });
+    while (m_received.size() < count) {
+        if (m_changed.wait_until(lock, limit) == std::cv_status::timeout)
+            return m_received.size() >= count;
+    }
+    return true;
 }
 
 void LoopbackServer::accept()
@@ -260,8 +264,13 @@ void LoopbackServer::remember(LoopbackRequest& request)
 
 bool LoopbackServer::pass(std::chrono::milliseconds delay) TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
+    auto end = std::chrono::steady_clock::now() + delay;
     std::unique_lock lock(m_lock.native());
-    return !m_changed.wait_for(lock, delay, [this] { return m_isGoing; });
+    while (!m_isGoing) {
+        if (m_changed.wait_until(lock, end) == std::cv_status::timeout)
+            break;
+    }
+    return !m_isGoing;
 }
 
 } // namespace telvora
