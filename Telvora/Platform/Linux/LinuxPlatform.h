@@ -24,27 +24,27 @@ namespace telvora {
 /// What only the host knows. Everything may be left out.
 struct LinuxPlatformOptions {
     /// For people; without one, the name of the running program.
-    std::optional<std::string> applicationName;
+    std::optional<std::string> applicationName {};
     /// "1.4.2"; reported as absent without one.
-    std::optional<std::string> applicationVersion;
+    std::optional<std::string> applicationVersion {};
     /// "com.example.host"; reported as absent without one.
-    std::optional<std::string> applicationIdentifier;
+    std::optional<std::string> applicationIdentifier {};
     /// More entries for Bundle::objectForInfoDictionaryKey(); they go before the three above.
-    Dictionary infoDictionary;
+    Dictionary infoDictionary {};
 
     /// Hands work to the host's main thread, which then runs it in the order it came. Called on any
     /// thread. Without one, that work runs on the global queue.
-    std::function<void(Work)> mainThread;
+    std::function<void(Work)> mainThread {};
     /// The main screen as the host's toolkit knows it; without one, as the kernel does.
-    std::optional<LinuxDevice::Screen> screen;
+    std::optional<LinuxDevice::Screen> screen {};
     /// The window that has the user's input; without one there are no screens to see.
-    LinuxScreenHierarchy::KeyWindowSupplier keyWindow;
+    LinuxScreenHierarchy::KeyWindowSupplier keyWindow {};
 
-    LinuxHTTPOptions http;
+    LinuxHTTPOptions http {};
 
     /// Put before the paths of /sys, /proc, /etc and the desktop's registers when the machine is
     /// read; for tests. Files that the library is asked for are never looked up below it.
-    std::string root;
+    std::string root {};
 };
 
 /// The services of a Linux machine, ready for installPlatform().

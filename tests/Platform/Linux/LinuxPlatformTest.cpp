@@ -1,0 +1,132 @@
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+
+#include <tests/Platform/Linux/TemporaryTree.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <future>
+
+namespace telvora {
+namespace {
+
+using Use = ReachabilityService::Use;
+
+TEST(LinuxPlatformTest, WithoutOptionsTheMachineAnswers)
+{
+    LinuxPlatform machine;
+    const Platform& services = machine.services();
+
+    EXPECT_FALSE(services.device.safeDescription().empty());
+    EXPECT_EQ(services.bundle.bundleIdentifier(), std::nullopt);
+    EXPECT_EQ(
+        services.bundle.objectForInfoDictionaryKey("CFBundleShortVersionString"), std::nullopt);
+    EXPECT_TRUE(services.fileManager.fileExists("/proc/self"));
+    EXPECT_EQ(services.screens.keyWindow(), nullptr);
+    EXPECT_FALSE(services.telephony.serviceSubscriberCellularProviders());
+    EXPECT_NE(services.reachability.makeReachability(Use::oneReading), nullptr);
+    EXPECT_NE(services.uuids.next(), services.uuids.next());
+    EXPECT_GT(services.clock.secondsSince1970(), 0);
+}
+
+TEST(LinuxPlatformTest, AnApplicationIsCalledLikeItsProgramUntilItSaysMore)
+{
+    LinuxPlatform machine;
+    EXPECT_EQ(machine.services().bundle.objectForInfoDictionaryKey("CFBundleName"),
+        Value(std::string(::program_invocation_short_name).substr(0, 15)));
+
+    LinuxPlatform named({ .applicationName = "Host" });
+    EXPECT_EQ(named.services().bundle.objectForInfoDictionaryKey("CFBundleName"), Value("Host"));
+}
+
+TEST(LinuxPlatformTest, TheHostsOptionsReachTheServices)
+{
+    LinuxPlatform machine({
+        .applicationVersion = "1.4.2",
+        .applicationIdentifier = "com.example.host",
+        .infoDictionary = { { "Channel", "beta" } },
+        .screen = LinuxDevice::Screen { 390, 844, 3, 460 },
+    });
+    const Platform& services = machine.services();
+
+    EXPECT_EQ(services.bundle.bundleIdentifier(), "com.example.host");
+    EXPECT_EQ(
+        services.bundle.objectForInfoDictionaryKey("CFBundleShortVersionString"), Value("1.4.2"));
+    EXPECT_EQ(services.bundle.objectForInfoDictionaryKey("Channel"), Value("beta"));
+    EXPECT_EQ(services.device.screenScale(), 3);
+}
+
+TEST(LinuxPlatformTest, TheRootGoesForTheMachineAndNotForFiles)
+{
+    const TemporaryTree tree;
+    tree.write("/etc/os-release", "VERSION_ID=99.1\n");
+    tree.write("/proc/device-tree/model", "A board");
+    tree.write("/only/here", "");
+    LinuxPlatform machine({ .root = tree.path() });
+    const Platform& services = machine.services();
+
+    EXPECT_EQ(services.device.systemVersion(), "99.1");
+    EXPECT_EQ(services.device.safeDescription(), "A board");
+    EXPECT_FALSE(services.fileManager.fileExists("/only/here"));
+}
+
+TEST(LinuxPlatformTest, MainWorkGoesToTheHostsMainThread)
+{
+    std::vector<Work> handed;
+    LinuxPlatform machine({ .mainThread = [&](Work work) { handed.push_back(std::move(work)); } });
+    bool isRun = false;
+
+    machine.services().dispatch.mainAsync([&] { isRun = true; });
+    ASSERT_EQ(handed.size(), 1u);
+    EXPECT_FALSE(isRun);
+    handed.front()();
+
+    EXPECT_TRUE(isRun);
+}
+
+TEST(LinuxPlatformTest, WithoutAMainThreadMainWorkRunsAllTheSame)
+{
+    LinuxPlatform machine;
+    std::promise<void> isRun;
+
+    machine.services().dispatch.mainAsync([&] { isRun.set_value(); });
+
+    EXPECT_EQ(isRun.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+TEST(LinuxPlatformTest, TheLibraryMakesOneUnlessItIsGivenOne)
+{
+    const Platform& first = platform();
+
+    EXPECT_EQ(&platform(), &first);
+    EXPECT_NE(dynamic_cast<LinuxDevice*>(&first.device), nullptr);
+}
+
+TEST(LinuxPlatformTest, AnInstalledPlatformIsTheOneInUse)
+{
+    static LinuxPlatform& s_linux = *new LinuxPlatform({ .applicationName = "Host" });
+
+    installPlatform(s_linux.services());
+
+    EXPECT_EQ(&platform(), &s_linux.services());
+}
+
+TEST(LinuxPlatformDeathTest, TheProcessEndsCleanlyWithEverythingUnderWay)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            Platform& services = platform();
+            static auto s_object = services.reachability.makeReachability(Use::held);
+            s_object->startNotifier();
+            services.httpClient.send(
+                { .url = "http://127.0.0.1:9/", .method = "POST", .headers = {}, .body = "x" },
+                [](HTTPAnswer) {});
+            services.dispatch.globalAsync([] {});
+            std::exit(7);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+} // namespace
+} // namespace telvora
