@@ -64,6 +64,7 @@ void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block bloc
     block.sequence = m_nextSequence++;
     if (lane->pending.empty())
         m_activeLanes.push_back(lane);
+    lane->pendingBarriers += block.isBarrier ? 1 : 0;
     lane->pending.push_back(std::move(block));
 }
 
@@ -90,9 +91,7 @@ void ManualDispatchCore::requireNoDeadlock(const Lane& lane, bool isBarrier) con
     if (lane.runningBlocks == 0)
         return;
     const bool isOwnQueue = m_frames.back().lane == &lane;
-    const bool hasBarrierPending = std::any_of(lane.pending.begin(), lane.pending.end(),
-        [](const Block& pending) { return pending.isBarrier; });
-    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || hasBarrierPending)
+    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || lane.pendingBarriers != 0)
         fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
             "ManualDispatch");
 }
@@ -165,10 +164,10 @@ void ManualDispatchCore::requireNoRunningBlock(const char* operation) const
 static std::size_t runnable(const ManualDispatchCore::Lane& lane)
 {
     using Order = ManualDispatchCore::Order;
-    if (lane.order == Order::free)
-        return lane.pending.size();
     if (lane.order == Order::serial || lane.pending.front().isBarrier)
         return 1;
+    if (lane.pendingBarriers == 0)
+        return lane.pending.size();
     const auto barrier = std::find_if(lane.pending.begin(), lane.pending.end(),
         [](const ManualDispatchCore::Block& block) { return block.isBarrier; });
     return static_cast<std::size_t>(barrier - lane.pending.begin());
@@ -208,9 +207,15 @@ std::optional<ManualDispatchCore::Block> ManualDispatchCore::take(Lane& lane)
 
 ManualDispatchCore::Block ManualDispatchCore::takeAt(Lane& lane, std::size_t index)
 {
-    const auto position = lane.pending.begin() + static_cast<std::ptrdiff_t>(index);
+    auto position = lane.pending.begin() + static_cast<std::ptrdiff_t>(index);
+    if (m_isSeeded) {
+        // Those before it may change places, and the first costs nothing to take out.
+        std::iter_swap(lane.pending.begin(), position);
+        position = lane.pending.begin();
+    }
     Block block = std::move(*position);
     lane.pending.erase(position);
+    lane.pendingBarriers -= block.isBarrier ? 1 : 0;
     if (lane.pending.empty())
         std::erase_if(m_activeLanes, [&](const auto& active) { return active.get() == &lane; });
     return block;
@@ -223,6 +228,8 @@ void ManualDispatchCore::clear()
     MutexLock lock(m_lock);
     for (const auto& lane : m_activeLanes)
         dropped.push_back(std::exchange(lane->pending, {}));
+    for (const auto& lane : m_activeLanes)
+        lane->pendingBarriers = 0;
     m_activeLanes.clear();
     m_incessantTimers.clear();
     waiting.swap(m_waiting);
@@ -246,10 +253,8 @@ std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
 {
     MutexLock lock(m_lock);
     std::size_t count = 0;
-    for (const auto& lane : m_activeLanes) {
-        count += static_cast<std::size_t>(std::count_if(lane->pending.begin(), lane->pending.end(),
-            [&](const Block& block) { return !onlyBarriers || block.isBarrier; }));
-    }
+    for (const auto& lane : m_activeLanes)
+        count += onlyBarriers ? lane->pendingBarriers : lane->pending.size();
     return count;
 }
 

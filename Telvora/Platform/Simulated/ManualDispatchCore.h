@@ -56,6 +56,7 @@ public:
         Order order = Order::concurrent;
         std::string label;
         std::deque<Block> pending {};
+        std::size_t pendingBarriers = 0;
         std::size_t runningBlocks = 0;
         std::size_t runningBarriers = 0;
     };

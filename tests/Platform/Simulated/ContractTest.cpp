@@ -1,4 +1,5 @@
 #include <tests/Platform/ClockContract.h>
+#include <tests/Platform/DispatchContract.h>
 #include <tests/Platform/FileManagerContract.h>
 #include <tests/Platform/HTTPClientContract.h>
 #include <tests/Platform/NotificationCenterContract.h>
@@ -6,6 +7,9 @@
 #include <tests/Platform/UUIDSourceContract.h>
 
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+
+#include <chrono>
+#include <cstdint>
 
 namespace telvora {
 namespace {
@@ -17,6 +21,19 @@ public:
 private:
     SimulatedPlatform m_platform;
 };
+
+template<std::uint64_t seed> class ManualDispatchSubject {
+public:
+    Dispatch& dispatch() { return m_platform.dispatch(); }
+    void settle() { m_platform.runUntilIdle(); }
+    void pass(std::chrono::milliseconds time) { m_platform.advance(time); }
+
+private:
+    SimulatedPlatform m_platform { seed };
+};
+
+using ManualDispatchSubjects = testing::Types<ManualDispatchSubject<0>, ManualDispatchSubject<1>,
+    ManualDispatchSubject<2>, ManualDispatchSubject<3>>;
 
 class ScriptedFileManagerSubject {
 public:
@@ -96,6 +113,7 @@ private:
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualClock, ClockContract, ManualClockSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, DispatchContract, ManualDispatchSubjects);
 INSTANTIATE_TYPED_TEST_SUITE_P(
     ScriptedFileManager, FileManagerContract, ScriptedFileManagerSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedHTTPClient, HTTPClientContract, ScriptedHTTPClientSubject);
