@@ -1,0 +1,76 @@
+#pragma once
+
+#include <Telvora/Base/Dictionary.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace telvora::host {
+
+/// What a value of a line is wanted as. Each throws ScriptError, naming `what`, for a value of
+/// another kind. A whole number serves where a number with fraction is wanted.
+std::string asText(const Value& value, std::string_view what);
+bool asFlag(const Value& value, std::string_view what);
+std::int64_t asInteger(const Value& value, std::string_view what);
+double asNumber(const Value& value, std::string_view what);
+const Dictionary& asDictionary(const Value& value, std::string_view what);
+const Array& asArray(const Value& value, std::string_view what);
+StringDictionary asStrings(const Value& value, std::string_view what);
+std::vector<std::string> asTexts(const Value& value, std::string_view what);
+
+/// Absent for null.
+std::optional<std::string> asOptionalText(const Value& value, std::string_view what);
+
+/// The arguments of one line, by name. Reading one that is missing, or of the wrong kind, throws
+/// ScriptError; one with a default may be missing or null.
+///
+/// Life: looks at a line that somebody else keeps.
+class Arguments {
+public:
+    explicit Arguments(const Dictionary& line)
+        : m_line(line)
+    {
+    }
+
+    /// Present, be it as null.
+    bool has(std::string_view name) const { return m_line.contains(name); }
+
+    /// Present, be it as null; a missing one is an error.
+    const Value& value(std::string_view name) const;
+    /// Null when it is missing, or null.
+    const Value* given(std::string_view name) const;
+
+    std::string text(std::string_view name) const { return asText(value(name), name); }
+    bool flag(std::string_view name) const { return asFlag(value(name), name); }
+    std::int64_t integer(std::string_view name) const { return asInteger(value(name), name); }
+    double number(std::string_view name) const { return asNumber(value(name), name); }
+    const Dictionary& dictionary(std::string_view name) const
+    {
+        return asDictionary(value(name), name);
+    }
+    const Array& array(std::string_view name) const { return asArray(value(name), name); }
+    StringDictionary strings(std::string_view name) const { return asStrings(value(name), name); }
+    std::vector<std::string> texts(std::string_view name) const
+    {
+        return asTexts(value(name), name);
+    }
+    /// Must be there; absent for null.
+    std::optional<std::string> textOrNull(std::string_view name) const
+    {
+        return asOptionalText(value(name), name);
+    }
+
+    bool flag(std::string_view name, bool otherwise) const;
+    std::int64_t integer(std::string_view name, std::int64_t otherwise) const;
+    double number(std::string_view name, double otherwise) const;
+    std::string text(std::string_view name, std::string otherwise) const;
+    std::optional<std::string> optionalText(std::string_view name) const;
+
+private:
+    const Dictionary& m_line;
+};
+
+} // namespace telvora::host

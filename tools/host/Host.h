@@ -1,0 +1,90 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Classes/Model/TrackerMeta.h>
+#include <Telvora/Classes/TrackerConfig.h>
+#include <Telvora/Classes/Utils/ReadWriteLockWrapper.h>
+#include <tools/host/InsideLines.h>
+#include <tools/host/Output.h>
+#include <tools/host/World.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace telvora::host {
+
+/// What the host keeps of a channel that it has registered.
+struct Channel {
+    std::shared_ptr<TrackerConfig> config;
+    std::shared_ptr<lockAtomic<std::string>> url;
+};
+
+/// The host application: what its script has made, and what its closures tell.
+///
+/// Life: one, made by main() and never destroyed, because the library may call a closure until the
+/// process is gone.
+/// Threads: any; lines run inside closures and side by side too.
+class Host {
+public:
+    /// Runs one line inside a closure called `where`.
+    using LineRunner = std::function<void(const Value& line, std::string_view where)>;
+
+    Host(Output& output, World& world)
+        : m_output(output)
+        , m_world(world)
+    {
+    }
+
+    Output& output() { return m_output; }
+    World& world() { return m_world; }
+    InsideLines& insideLines() { return m_insideLines; }
+
+    /// Comes before the first line.
+    void setLineRunner(LineRunner runner) { m_lineRunner = std::move(runner); }
+
+    /// Installs the trigger callback, the first time; TrackerManager's shared object is made by
+    /// that.
+    void touchManager();
+    bool hasTouchedManager() const { return m_hasTouchedManager; }
+
+    void reportTriggers();
+
+    /// A closure named `where` was called: tells `event`, with the thread's name at the end, and
+    /// runs the lines that wait for it.
+    void called(std::string_view where, Dictionary event, const std::string* index = nullptr);
+    /// The same for a closure whose event does not tell the thread.
+    void calledOnAnyThread(std::string_view where, const Dictionary& event);
+
+    void addChannel(const std::string& index, Channel channel) TELVORA_EXCLUDES(m_lock);
+    /// Throws ScriptError when the host has registered no such channel.
+    Channel channel(const std::string& index) const TELVORA_EXCLUDES(m_lock);
+
+    /// Keeps `record` under `name`, in place of an earlier one.
+    void keepRecord(const std::string& name, std::shared_ptr<TrackerMeta> record)
+        TELVORA_EXCLUDES(m_lock);
+    /// Throws ScriptError when there is none.
+    std::shared_ptr<TrackerMeta> record(const std::string& name) const TELVORA_EXCLUDES(m_lock);
+
+    void noteFailedLine() { m_hasFailedLine = true; }
+    bool hasFailedLine() const { return m_hasFailedLine; }
+
+private:
+    Output& m_output;
+    World& m_world;
+    LineRunner m_lineRunner;
+    InsideLines m_insideLines;
+    std::once_flag m_touching;
+    std::atomic<bool> m_hasTouchedManager { false };
+    std::atomic<bool> m_hasFailedLine { false };
+
+    mutable Mutex m_lock;
+    std::map<std::string, Channel> m_channels TELVORA_GUARDED_BY(m_lock);
+    std::map<std::string, std::shared_ptr<TrackerMeta>> m_records TELVORA_GUARDED_BY(m_lock);
+};
+
+} // namespace telvora::host

@@ -1,0 +1,56 @@
+#include <tools/host/Output.h>
+
+#include <tools/host/Markers.h>
+
+#include <cstdio>
+#include <string_view>
+
+namespace telvora::host {
+
+namespace {
+
+// Through stdio, because that is where the library's own line goes: each finds its place.
+void print(std::string_view text)
+{
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+void Output::write(const Dictionary& line)
+{
+    std::string text = lineText(line);
+    text.push_back('\n');
+    MutexLock lock(m_lock);
+    if (m_speaker && *m_speaker != std::this_thread::get_id())
+        m_keptBack.append(text);
+    else
+        print(text);
+}
+
+Output::Precedence::Precedence(Output& output)
+    : m_output(output)
+{
+    MutexLock lock(m_output.m_lock);
+    m_output.m_speaker = std::this_thread::get_id();
+}
+
+Output::Precedence::~Precedence()
+{
+    MutexLock lock(m_output.m_lock);
+    m_output.m_speaker.reset();
+    print(m_output.m_keptBack);
+    m_output.m_keptBack.clear();
+}
+
+void Output::writeKeptBack() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+{
+    if (!m_lock.native().try_lock())
+        return;
+    print(m_keptBack);
+    m_keptBack.clear();
+    m_lock.native().unlock();
+}
+
+} // namespace telvora::host

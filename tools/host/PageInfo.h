@@ -1,0 +1,18 @@
+#pragma once
+
+#include <Telvora/Platform/ScreenHierarchy.h>
+#include <tools/host/Operations.h>
+
+#include <memory>
+#include <string>
+
+namespace telvora::host {
+
+/// {"vc": class name or null, "params"} of the page on top; null without one.
+Value topPage();
+
+/// The screen of that id. Throws ScriptError for an unknown one, and on the real platform, which
+/// has no screens that a script could name.
+std::shared_ptr<UIViewController> screenNamed(Host& host, const std::string& id);
+
+} // namespace telvora::host

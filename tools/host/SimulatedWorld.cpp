@@ -1,0 +1,146 @@
+#include <tools/host/World.h>
+
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+#include <tools/host/Output.h>
+
+#include <limits>
+#include <utility>
+
+namespace telvora::host {
+
+namespace {
+
+using Notification = telvora::Notification;
+
+// A batch holds events that a line may nest as deep as a line may be.
+constexpr std::size_t deepestBody = 4096;
+
+Dictionary requestEvent(std::size_t number, const HTTPRequest& request)
+{
+    Dictionary headers;
+    for (const auto& [name, text] : request.headers)
+        headers[name] = text;
+    Dictionary event { { "event", "request" }, { "number", number }, { "url", request.url },
+        { "method", request.method } };
+    event["headers"] = std::move(headers);
+    Decoded body = decode(request.body, deepestBody);
+    event["body"] = body.value ? std::move(*body.value) : Value(request.body);
+    event["bodyText"] = request.body;
+    event["timeout"] = request.timeout.count();
+    return event;
+}
+
+// A whole number of seconds is written as one.
+Value secondsOf(std::chrono::nanoseconds interval)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(interval);
+    if (seconds == interval)
+        return seconds.count();
+    return std::chrono::duration<double>(interval).count();
+}
+
+const char* nameOf(ManualDispatch::TimerAction action)
+{
+    switch (action) {
+    case ManualDispatch::TimerAction::schedule:
+        return "schedule";
+    case ManualDispatch::TimerAction::suspend:
+        return "suspend";
+    case ManualDispatch::TimerAction::resume:
+        return "resume";
+    }
+    return "";
+}
+
+class SimulatedWorld final : public World {
+public:
+    SimulatedWorld(std::uint64_t seed, Output& output)
+        : m_platform(seed)
+        , m_output(output)
+    {
+        installPlatform(m_platform.services());
+        tellOfRequests();
+        tellOfFiles();
+        tellOfRegistrations();
+    }
+
+    SimulatedPlatform* simulated() override { return &m_platform; }
+
+    NotificationCenter& notificationCenter() override { return m_platform.notificationCenter(); }
+
+    bool isOnMainThread() const override { return m_platform.dispatch().isOnMainThread(); }
+
+    void rest() override { m_platform.runUntilIdle(); }
+
+    // Time does not pass by itself, so what has not come to rest now never does.
+    bool settle(std::chrono::nanoseconds, bool uploads) override
+    {
+        if (m_platform.dispatch().isRunningBlock())
+            return false;
+        m_platform.runUntilIdle();
+        return m_platform.dispatch().readyBlockCount() == 0
+            && (!uploads || m_platform.httpClient().underWayCount() == 0);
+    }
+
+private:
+    void tellOfRequests()
+    {
+        m_platform.httpClient().setRequestObserver(
+            [this](std::size_t number, const HTTPRequest& request) {
+                Dictionary event = requestEvent(number, request);
+                m_output.write(event);
+                dispose(std::move(event));
+            });
+    }
+
+    void tellOfFiles()
+    {
+        m_platform.fileManager().setProbeObserver([this](const std::string& path) {
+            m_output.write({ { "event", "fileProbe" }, { "path", path } });
+        });
+        m_platform.fileManager().setWriteObserver(
+            [this](const std::string& path, const std::string& text) {
+                m_output.write({ { "event", "fileWrite" }, { "path", path }, { "text", text } });
+            });
+        m_platform.application().setOpenObserver([this](const std::string& url) {
+            m_output.write({ { "event", "canOpenURL" }, { "url", url } });
+        });
+    }
+
+    void tellOfRegistrations()
+    {
+        using Action = RecordingNotificationCenter::Action;
+        m_platform.notificationCenter().setObservationObserver(
+            [this](Action action, Notification notification) {
+                m_output.write({
+                    { "event", action == Action::observe ? "observe" : "unobserve" },
+                    { "notification",
+                        notification == Notification::didEnterBackground ? "didEnterBackground"
+                                                                         : "willEnterForeground" },
+                });
+            });
+        m_platform.dispatch().setTimerObserver(
+            [this](ManualDispatch::TimerAction action, std::chrono::nanoseconds interval) {
+                m_output.write({ { "event", "timer" }, { "action", nameOf(action) },
+                    { "interval", secondsOf(interval) } });
+            });
+        m_platform.reachability().setNotifierObserver([this](ScriptedReachability::NotifierAction
+                                                              action) {
+            const bool starts = action == ScriptedReachability::NotifierAction::start;
+            m_output.write({ { "event", "notifier" }, { "action", starts ? "start" : "stop" } });
+        });
+    }
+
+    mutable SimulatedPlatform m_platform;
+    Output& m_output;
+};
+
+} // namespace
+
+std::unique_ptr<World> makeSimulatedWorld(std::uint64_t seed, Output& output)
+{
+    return std::make_unique<SimulatedWorld>(seed, output);
+}
+
+} // namespace telvora::host
