@@ -27,22 +27,6 @@ TEST(ScriptedDeviceTest, IsAnIPhone12AtTheStart)
     EXPECT_EQ(device.activeProcessorCount(), 6);
 }
 
-TEST(ScriptedDeviceTest, ItsVersionAnswersVersionTests)
-{
-    ScriptedDevice device;
-    auto isAtLeast14Point1 = [&](const char* version) {
-        auto values = device.values();
-        values.systemVersion = version;
-        device.setValues(values);
-        return device.isSystemVersionAtLeast(14, 1);
-    };
-
-    for (const char* version : { "14.1", "14.1.9", "14.10", "15", "15.0", "100.0" })
-        EXPECT_TRUE(isAtLeast14Point1(version)) << version;
-    for (const char* version : { "14.0", "14", "14.0.9", "13.9", "9.9", "", "beta", "14." })
-        EXPECT_FALSE(isAtLeast14Point1(version)) << version;
-}
-
 TEST(ScriptedDeviceTest, TellsOfEachQuestionByName)
 {
     ScriptedDevice device;

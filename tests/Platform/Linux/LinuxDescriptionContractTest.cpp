@@ -1,0 +1,124 @@
+// The contracts of the services that describe the device and the application.
+
+#include <tests/Platform/ApplicationContract.h>
+#include <tests/Platform/BundleContract.h>
+#include <tests/Platform/DeviceContract.h>
+#include <tests/Platform/LifeCycleCheckerContract.h>
+#include <tests/Platform/ScreenHierarchyContract.h>
+#include <tests/Platform/TelephonyContract.h>
+
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+#include <tests/Platform/Linux/TemporaryTree.h>
+
+#include <memory>
+#include <utility>
+
+namespace telvora {
+namespace {
+
+class LinuxApplicationSubject {
+public:
+    Application& application() { return m_application; }
+    void install(const std::string& url)
+    {
+        const std::string scheme = url.substr(0, url.find(':'));
+        m_tree.write("/usr/share/applications/handler.desktop",
+            "[Desktop Entry]\nType=Application\nExec=/bin/false\n");
+        m_tree.write("/usr/share/applications/mimeinfo.cache",
+            "[MIME Cache]\nx-scheme-handler/" + scheme + "=handler.desktop\n");
+    }
+
+private:
+    TemporaryTree m_tree;
+    LinuxApplication m_application { SystemFiles(m_tree.path()), { {}, { "/usr/share" }, {} } };
+};
+
+class LinuxBundleSubject {
+public:
+    Bundle& bundle(Dictionary info, std::optional<std::string> identifier)
+    {
+        m_bundle = std::make_unique<LinuxBundle>(
+            LinuxBundle::Options { {}, {}, std::move(identifier), std::move(info) });
+        return *m_bundle;
+    }
+
+private:
+    std::unique_ptr<LinuxBundle> m_bundle;
+};
+
+class LinuxDeviceSubject {
+public:
+    Device& device() { return m_device; }
+    void setSystemVersion(const std::string& version)
+    {
+        m_tree.write("/etc/os-release", "VERSION_ID=\"" + version + "\"\n");
+    }
+
+private:
+    TemporaryTree m_tree;
+    LinuxDevice m_device { SystemFiles(m_tree.path()) };
+};
+
+class LinuxLifeCycleCheckerSubject {
+public:
+    LifeCycleChecker& checker() { return m_checker; }
+    std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName)
+    {
+        return m_checker.create(sceneName);
+    }
+
+private:
+    LinuxLifeCycleChecker m_checker;
+};
+
+class LinuxScreenHierarchySubject {
+public:
+    ScreenHierarchy& screens() { return m_screens; }
+    void open()
+    {
+        m_window->root = std::make_shared<Page>();
+        m_screens.setKeyWindowSupplier([window = m_window] { return window; });
+    }
+    void closeRoot() { m_window->root.reset(); }
+    void close() { m_screens.setKeyWindowSupplier({}); }
+
+private:
+    struct Page final : UIViewController {
+        std::string className() const override { return "Page"; }
+        std::string sceneName() const override { return "Host.Page"; }
+    };
+
+    struct Window final : UIWindow {
+        std::shared_ptr<UIViewController> rootViewController() const override { return root; }
+
+        std::shared_ptr<Page> root;
+    };
+
+    const std::shared_ptr<Window> m_window = std::make_shared<Window>();
+    LinuxScreenHierarchy m_screens;
+};
+
+class LinuxTelephonySubject {
+public:
+    Telephony& telephony() { return m_telephony; }
+    void publish(std::optional<Telephony::Carriers> carriers,
+        std::optional<Telephony::RadioTechnologies> technologies)
+    {
+        m_telephony.publish({ std::move(carriers), std::move(technologies) });
+    }
+
+private:
+    LinuxTelephony m_telephony;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxApplication, ApplicationContract, LinuxApplicationSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxBundle, BundleContract, LinuxBundleSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxDevice, DeviceContract, LinuxDeviceSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(
+    LinuxLifeCycleChecker, LifeCycleCheckerContract, LinuxLifeCycleCheckerSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(
+    LinuxScreenHierarchy, ScreenHierarchyContract, LinuxScreenHierarchySubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxTelephony, TelephonyContract, LinuxTelephonySubject);
+
+} // namespace
+} // namespace telvora
