@@ -125,7 +125,8 @@ std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) con
 std::map<std::string, LedgerSnapshot> TrackerManager::ledgers() const
 {
     std::map<std::string, LedgerSnapshot> ledgers;
-    for (const auto& [index, config] : *configs())
+    const auto registered = configs();
+    for (const auto& [index, config] : *registered)
         ledgers.emplace(index, config->ledger());
     ledgers[""] = m_unknownChannels.snapshot();
     return ledgers;

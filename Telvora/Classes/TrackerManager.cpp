@@ -110,11 +110,13 @@ void TrackerManager::start()
         [&manager] { manager.applicationEnterBackground(); });
 
     manager.m_trackerTimer.start(std::nullopt, [&manager] {
-        for (const auto& [index, config] : *manager.configs())
+        const auto registered = manager.configs();
+        for (const auto& [index, config] : *registered)
             manager.timerEventHandler(config);
     });
 
-    for (const auto& [index, config] : *manager.configs()) {
+    const auto registered = manager.configs();
+    for (const auto& [index, config] : *registered) {
         if (manager.status(index) == ConfigStatus::running)
             continue;
         if (const auto startHook = config->startHook()) {
@@ -137,7 +139,8 @@ void TrackerManager::stop()
     center.removeObserver(&manager, Notification::willEnterForeground);
     center.removeObserver(&manager, Notification::didEnterBackground);
 
-    for (const auto& [index, config] : *manager.configs()) {
+    const auto registered = manager.configs();
+    for (const auto& [index, config] : *registered) {
         manager.callHook(config->stopHook());
         manager.setStatus(index, ConfigStatus::idle);
     }
@@ -146,18 +149,22 @@ void TrackerManager::stop()
 void TrackerManager::applicationEnterBackground()
 {
     m_trackerTimer.suspend();
-    for (const auto& [index, config] : *configs()) {
+    const auto registered = configs();
+    for (const auto& [index, config] : *registered) {
         callHook(config->stopHook());
         setStatus(index, ConfigStatus::idle);
     }
-    for (const auto& [index, config] : *configs())
+    // Those that a hook has just registered as well.
+    const auto registeredSince = configs();
+    for (const auto& [index, config] : *registeredSince)
         timerEventHandler(config);
 }
 
 void TrackerManager::applicationBackgroundEnterFront()
 {
     m_trackerTimer.resume();
-    for (const auto& [index, config] : *configs()) {
+    const auto registered = configs();
+    for (const auto& [index, config] : *registered) {
         callHook(config->restartHook());
         setStatus(index, ConfigStatus::running);
     }
