@@ -41,7 +41,7 @@ TEST(DataAsDictTest, AnAbsentPropertyIsAPresentKey)
 TEST(DataAsDictTest, DictionariesAreCopied)
 {
     Record record;
-    record.strings = { { "b", "2" }, { "a", "1" } };
+    record.strings = StringDictionary { { "b", "2" }, { "a", "1" } };
     record.dictionary = Dictionary { { "k", Array { 1 } } };
 
     const Dictionary dictionary = record.asDictionary();

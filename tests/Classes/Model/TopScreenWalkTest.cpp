@@ -1,0 +1,224 @@
+#include <tests/Classes/SimulatedHost.h>
+
+#include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
+
+#include <initializer_list>
+
+namespace telvora {
+namespace {
+
+using Kind = UIViewController::Kind;
+
+class TopScreenWalkTest : public SimulatedHost {
+protected:
+    void make(std::initializer_list<const char*> ids)
+    {
+        for (const char* id : ids)
+            screens.make(id);
+        screens.setWindowRoot(*ids.begin());
+    }
+
+    // The class of the screen that the walk ends at; absent when it ends at nothing.
+    std::optional<std::string> top()
+    {
+        const auto info = trackerTopViewControllerInfo();
+        const auto screen = info ? info->vc.lock() : nullptr;
+        return screen ? std::optional(screen->className()) : std::nullopt;
+    }
+
+    void delegate(const std::string& id, const std::optional<std::string>& to)
+    {
+        screens.setDelegates(id, true);
+        screens.setDelegatesTo(id, to);
+    }
+
+    ScriptedScreens& screens = simulated.screens();
+};
+using TopScreenWalkQuirk = TopScreenWalkTest;
+
+TEST_F(TopScreenWalkTest, WithoutAWindowOrARootThereIsNone)
+{
+    EXPECT_EQ(top(), std::nullopt);
+    screens.setWindowRoot(std::nullopt);
+    EXPECT_EQ(top(), std::nullopt);
+}
+
+TEST_F(TopScreenWalkTest, APlainRootIsThePage)
+{
+    make({ "Home" });
+    EXPECT_EQ(top(), "Home");
+}
+
+TEST_F(TopScreenWalkTest, ATabBarOverANavigationYieldsWhatIsVisible)
+{
+    make({ "Tabs", "Navigation", "X" });
+    screens.setKind("Tabs", Kind::tabBar);
+    screens.setSelected("Tabs", "Navigation");
+    screens.setKind("Navigation", Kind::navigation);
+    screens.setVisible("Navigation", "X");
+
+    EXPECT_EQ(top(), "X");
+}
+
+TEST_F(TopScreenWalkTest, WhatIsPresentedGoesBeforeWhatIsContained)
+{
+    make({ "Tabs", "Selected", "Presented" });
+    screens.setKind("Tabs", Kind::tabBar);
+    screens.setSelected("Tabs", "Selected");
+    screens.setPresents("Tabs", "Presented");
+
+    EXPECT_EQ(top(), "Presented");
+}
+
+TEST_F(TopScreenWalkTest, AContainerGoesByItsOwnKindOfLinkAlone)
+{
+    make({ "Root", "Other" });
+    screens.setVisible("Root", "Other");
+    screens.setSelected("Root", "Other");
+    EXPECT_EQ(top(), "Root");
+
+    screens.setKind("Root", Kind::tabBar);
+    screens.setSelected("Root", std::nullopt);
+    EXPECT_EQ(top(), std::nullopt);
+
+    screens.setKind("Root", Kind::navigation);
+    EXPECT_EQ(top(), "Other");
+}
+
+TEST_F(TopScreenWalkTest, AnEmptyContainerYieldsNothing)
+{
+    make({ "Root" });
+    for (const Kind kind : { Kind::navigation, Kind::tabBar }) {
+        screens.setKind("Root", kind);
+        EXPECT_EQ(top(), std::nullopt);
+    }
+}
+
+TEST_F(TopScreenWalkTest, AListedScreenIsThePageWhateverItPresentsOrContains)
+{
+    make({ "App.TradeViewController", "Presented", "Visible" });
+    screens.setKind("App.TradeViewController", Kind::navigation);
+    screens.setVisible("App.TradeViewController", "Visible");
+    screens.setPresents("App.TradeViewController", "Presented");
+    EXPECT_EQ(top(), "App.TradeViewController");
+
+    manager().updateTracker({});
+    EXPECT_EQ(top(), "Presented");
+}
+
+TEST_F(TopScreenWalkTest, AnyTradeControllerWithALongerNameIsNotListed)
+{
+    make({ "App.MyTradeViewController", "Presented" });
+    screens.setPresents("App.MyTradeViewController", "Presented");
+
+    EXPECT_EQ(top(), "Presented");
+}
+
+TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsItself)
+{
+    make({ "Home" });
+    delegate("Home", "Home");
+
+    EXPECT_EQ(top(), "Home");
+}
+
+TEST_F(TopScreenWalkTest, ADelegateThatNamesAScreenThatIsGoneYieldsNothing)
+{
+    make({ "Home", "Other" });
+    delegate("Home", std::nullopt);
+    EXPECT_EQ(top(), std::nullopt);
+
+    delegate("Home", "Other");
+    screens.release("Other");
+    EXPECT_EQ(top(), std::nullopt);
+}
+
+TEST_F(TopScreenWalkTest, DelegationGoesBeforeTheListAndBeforeWhatIsPresented)
+{
+    make({ "App.TradeViewController", "Child", "Presented" });
+    screens.setPresents("App.TradeViewController", "Presented");
+    delegate("App.TradeViewController", "Child");
+
+    EXPECT_EQ(top(), "Child");
+}
+
+TEST_F(TopScreenWalkTest, ParametersOfADelegateAreNotTaken)
+{
+    make({ "Home", "Child" });
+    delegate("Home", "Child");
+    screens.setDelegateParams("Home", { { "a", "1" } });
+
+    EXPECT_EQ(top(), "Child");
+    EXPECT_TRUE(trackerTopViewControllerInfo()->params.empty());
+}
+
+TEST_F(TopScreenWalkQuirk, TenMovesOfDelegationAreMade)
+{
+    make({ "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7", "c8", "c9", "c10", "c11" });
+    for (int index = 0; index < 11; ++index)
+        delegate("c" + std::to_string(index), "c" + std::to_string(index + 1));
+
+    EXPECT_EQ(top(), "c10");
+}
+
+TEST_F(TopScreenWalkQuirk, TheMovesAreCountedAnewFromTheNextScreen)
+{
+    make({ "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7", "c8", "c9", "c10", "c11", "d0", "d1" });
+    for (int index = 0; index < 11; ++index)
+        delegate("c" + std::to_string(index), "c" + std::to_string(index + 1));
+    screens.setPresents("c10", "d0");
+    delegate("d0", "d1");
+
+    EXPECT_EQ(top(), "d1");
+}
+
+TEST_F(TopScreenWalkTest, TwoDelegatesThatNameEachOtherEndAfterTenMoves)
+{
+    make({ "a", "b" });
+    delegate("a", "b");
+    delegate("b", "a");
+    EXPECT_EQ(top(), "a");
+
+    screens.setWindowRoot("b");
+    EXPECT_EQ(top(), "b");
+}
+
+TEST_F(TopScreenWalkTest, AScreenThatPresentsItselfEndsTheWalkWithNothing)
+{
+    make({ "Home" });
+    screens.setPresents("Home", "Home");
+
+    EXPECT_EQ(top(), std::nullopt);
+}
+
+TEST_F(TopScreenWalkTest, ARingOfContainersEndsTheWalkWithNothing)
+{
+    make({ "Navigation", "Tabs", "Presenting" });
+    screens.setKind("Navigation", Kind::navigation);
+    screens.setVisible("Navigation", "Tabs");
+    screens.setKind("Tabs", Kind::tabBar);
+    screens.setSelected("Tabs", "Presenting");
+    screens.setPresents("Presenting", "Navigation");
+
+    EXPECT_EQ(top(), std::nullopt);
+}
+
+TEST_F(TopScreenWalkTest, AListedScreenInARingIsThePage)
+{
+    make({ "Home", "App.TradeViewController" });
+    screens.setPresents("Home", "App.TradeViewController");
+    screens.setPresents("App.TradeViewController", "Home");
+
+    EXPECT_EQ(top(), "App.TradeViewController");
+}
+
+TEST_F(TopScreenWalkTest, AWindowOfTheHostsOwnIsWalkedLikewise)
+{
+    make({ "Home" });
+
+    EXPECT_EQ(topViewController_monitorTracker(*simulated.screens().keyWindow())->vc.lock(),
+        screens.screen("Home"));
+}
+
+} // namespace
+} // namespace telvora
