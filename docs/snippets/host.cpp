@@ -15,8 +15,8 @@ void startTelemetry(const std::string& collector)
     manager.setQvxUuid([] { return std::optional<std::string>("installation-42"); });
     for (const std::string index : { "APM", "MP", "E2E", "Sentry" }) {
         const auto url = [=] { return collector + "/" + index; };
-        manager.register_(std::make_shared<TrackerConfig>(
-            index, 20, StringDictionary(), Array(), false, url));
+        manager.register_(
+            std::make_shared<TrackerConfig>(index, 20, StringDictionary(), Array(), false, url));
     }
     manager.setupCommonVendelDatas(); // the common data of "APM"
     manager.setupCommonMPDatas();

@@ -29,6 +29,9 @@ public:
     void misbehave(const std::string& path, telvora::Dictionary rule, int times) const;
     void behave() const;
 
+    /// Starts its counts from zero.
+    void forget() const;
+
 private:
     telvora::Dictionary call(
         const char* method, const std::string& path, const std::string& body) const;

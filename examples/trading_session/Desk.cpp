@@ -27,8 +27,9 @@ std::size_t positionOf(const std::string& index)
 
 } // namespace
 
-Desk::Desk(std::string collector, Navigator& navigator)
+Desk::Desk(std::string collector, Navigator& navigator, bool hasProvider)
     : m_collector(std::move(collector))
+    , m_hasProvider(hasProvider)
     , m_navigator(navigator)
 {
     TrackerManager& manager = TrackerManager::shared();
@@ -60,8 +61,11 @@ Desk::Desk(std::string collector, Navigator& navigator)
         m_traders.emplace_back([this, trader](std::stop_token stop) { trade(stop, trader); });
 }
 
-Desk::~Desk()
+void Desk::close()
 {
+    for (auto& trader : m_traders)
+        trader.request_stop();
+    resume();
     m_traders.clear();
 }
 
@@ -109,7 +113,14 @@ void Desk::complain(const std::string& what)
 
 std::int64_t Desk::handedOver(const std::string& index) const
 {
+    if (m_hasProvider && index == "APM")
+        return 0;
     return m_handedOver[positionOf(index)].load();
+}
+
+std::int64_t Desk::reported() const
+{
+    return m_handedOver[positionOf("APM")].load();
 }
 
 void Desk::trade(std::stop_token stop, int trader)
@@ -118,6 +129,8 @@ void Desk::trade(std::stop_token stop, int trader)
     for (int order = 0; !stop.stop_requested(); ++order) {
         {
             std::shared_lock open(m_open);
+            if (stop.stop_requested())
+                return;
             Dictionary event;
             event["name"] = order % 2 == 0 ? "order.submit" : "order.filled";
             event["trader"] = trader;

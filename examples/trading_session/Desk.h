@@ -29,9 +29,9 @@ inline const std::array<Channel, 4> channels { {
 /// The application's own doings: traders on threads of their own, and pages on the main thread.
 class Desk {
 public:
-    /// Registers the channels, installs the common data and starts the library.
-    Desk(std::string collector, Navigator& navigator);
-    ~Desk();
+    /// Registers the channels, installs the common data and starts the library. With a provider
+    /// installed, APM reports go there and not to a channel.
+    Desk(std::string collector, Navigator& navigator, bool hasProvider);
 
     /// While true, what the application reports to a channel goes to a port where nobody listens;
     /// the next `uploads` of each channel, that is.
@@ -46,18 +46,23 @@ public:
     /// caller.
     void pause() { m_open.lock(); }
     void resume() { m_open.unlock(); }
+    /// Ends a pause by sending the traders home.
+    void close();
 
     /// Hands an event to the Sentry channel from the calling thread.
     void complain(const std::string& what);
 
     /// How many events the application handed to a channel so far.
     std::int64_t handedOver(const std::string& index) const;
+    /// How many APM reports it made, wherever they go.
+    std::int64_t reported() const;
 
 private:
     void trade(std::stop_token stop, int trader);
     void count(const std::string& index);
 
     const std::string m_collector;
+    const bool m_hasProvider;
     Navigator& m_navigator;
     std::array<std::atomic<std::int64_t>, channels.size()> m_handedOver {};
     std::array<std::atomic<int>, channels.size()> m_lostUploads {};

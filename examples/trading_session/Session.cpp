@@ -140,6 +140,7 @@ void Session::finish()
 {
     m_progress.begin("closing: all that is left goes out");
     toBackground();
+    m_desk.close();
     waitUntil([this] {
         flush();
         for (const Channel& channel : channels) {
@@ -159,8 +160,7 @@ bool Session::settleAccounts(std::optional<std::int64_t> providerReports)
     for (const Channel& channel : channels) {
         const LedgerAccount events = eventsOf(channel.index);
         const auto seen = m_collector.seen(channel.path);
-        const bool isReportedElsewhere = channel.index == "APM" && providerReports;
-        const std::int64_t handed = isReportedElsewhere ? 0 : m_desk.handedOver(channel.index);
+        const std::int64_t handed = m_desk.handedOver(channel.index);
         const std::int64_t expectedLoss = channel.index == "Sentry" ? m_lostEvents : 0;
         const bool isRight = events.accepted == handed && events.accepted == events.accountedFor()
             && events.delivered == seen.acceptedEvents && seen.badVerdicts == 0
@@ -173,7 +173,7 @@ bool Session::settleAccounts(std::optional<std::int64_t> providerReports)
             events.dropped.retriesExhausted, seen.acceptedEvents, isRight ? "agreed" : "DIFFERS");
     }
     if (providerReports) {
-        const std::int64_t handed = m_desk.handedOver("APM");
+        const std::int64_t handed = m_desk.reported();
         const bool isRight = handed == *providerReports;
         doAgree = doAgree && isRight;
         std::printf("  reports %10ld handed to the provider, %ld written  %s\n", handed,

@@ -20,6 +20,7 @@ struct Options {
     std::string collector;
     std::optional<std::string> provider;
     bool isLong = false;
+    bool isFresh = false;
 };
 
 std::optional<Options> parse(int count, char** arguments)
@@ -30,6 +31,8 @@ std::optional<Options> parse(int count, char** arguments)
         const bool hasValue = position + 1 < count;
         if (argument == "--long")
             options.isLong = true;
+        else if (argument == "--fresh")
+            options.isFresh = true;
         else if (argument == "--collector" && hasValue)
             options.collector = arguments[++position];
         else if (argument == "--provider" && hasValue)
@@ -59,14 +62,22 @@ bool run(const Options& options)
     }
 
     CollectorClient collector(options.collector);
-    Desk desk(options.collector, navigator);
+    if (options.isFresh)
+        collector.forget();
+    Desk desk(options.collector, navigator, provider != nullptr);
     Session session(platform, collector, desk);
-    session.trade(options.isLong ? 65s : 5s);
-    session.visitBackground();
-    session.faults();
-    session.trade(2s);
-    session.outage();
-    session.trade(2s);
+    if (provider) {
+        // The same host with its reports going elsewhere; the faults have been shown already.
+        session.trade(3s);
+        session.visitBackground();
+    } else {
+        session.trade(options.isLong ? 65s : 8s);
+        session.visitBackground();
+        session.faults();
+        session.trade(2s);
+        session.outage();
+        session.trade(2s);
+    }
     session.finish();
     const bool doAgree
         = session.settleAccounts(provider ? std::optional(provider->count()) : std::nullopt);
@@ -80,7 +91,8 @@ int main(int count, char** arguments)
 {
     const auto options = parse(count, arguments);
     if (!options) {
-        std::fprintf(stderr, "usage: trading_session --collector URL [--provider FILE] [--long]\n");
+        std::fprintf(stderr,
+            "usage: trading_session --collector URL [--provider FILE] [--fresh] [--long]\n");
         return 2;
     }
     try {
