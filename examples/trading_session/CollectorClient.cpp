@@ -68,6 +68,11 @@ void CollectorClient::behave() const
     call("PUT", "/_telvora/rules", "[]");
 }
 
+void CollectorClient::forget() const
+{
+    call("POST", "/_telvora/reset", "");
+}
+
 Dictionary CollectorClient::call(
     const char* method, const std::string& path, const std::string& body) const
 {
