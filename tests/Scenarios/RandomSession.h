@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Telvora/Classes/TrackerManager.h>
+#include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace telvora {
+
+/// A host's life drawn at random: events, ticks, moves of the application, held queues, answers of
+/// every kind in any order, batches that cannot be encoded, URL hooks that append. One a process.
+///
+/// Keeps an account of its own by event identifiers, independent of the ledger.
+class RandomSession {
+public:
+    explicit RandomSession(std::uint64_t seed);
+
+    /// Runs it to the end, when every request has its answer and every channel is flushed. Returns
+    /// what is wrong with the ledger; empty when nothing is.
+    std::vector<std::string> run();
+
+private:
+    struct Channel {
+        std::string index;
+        std::shared_ptr<TrackerConfig> config;
+        std::int64_t appended = 0;
+    };
+
+    void step();
+    void append(Channel& channel);
+    void answerOne();
+    void move();
+    void settle();
+
+    /// Identifiers of the events in a request, by channel.
+    std::pair<std::string, std::vector<std::int64_t>> eventsOf(std::size_t request) const;
+    void check(std::vector<std::string>& wrong);
+    void checkChannel(const Channel& channel, std::vector<std::string>& wrong);
+
+    bool chance(unsigned percent) { return m_random() % 100 < percent; }
+
+    SimulatedPlatform& m_platform;
+    std::mt19937_64 m_random;
+    std::vector<Channel> m_channels;
+    std::vector<std::size_t> m_open;
+    std::map<std::string, std::multiset<std::int64_t>> m_delivered;
+    std::int64_t m_unknown = 0;
+    std::int64_t m_nextEvent = 0;
+    bool m_isAway = false;
+};
+
+} // namespace telvora
