@@ -31,13 +31,17 @@ void spareExitHandlerOfOpenSSL()
         static_cast<void>(reinterpret_cast<SetUp>(setUp)(noExitHandler, nullptr));
 }
 
-/// Once for the process, and never undone: the host or another library may use libcurl too.
+/// Once for the process, and never undone: the host or another library may use libcurl too. Can
+/// fail for want of descriptors, so whoever comes next tries again.
 bool setUpLibcurl()
 {
-    static const bool isSetUp = [] {
+    static auto& lock = *new Mutex;
+    static bool isSetUp = false;
+    MutexLock locked(lock);
+    if (!isSetUp) {
         spareExitHandlerOfOpenSSL();
-        return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    }();
+        isSetUp = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    }
     return isSetUp;
 }
 
@@ -121,16 +125,12 @@ void CurlWorker::run()
 {
     pthread_setname_np(pthread_self(), "telvora-http");
     ProcessExit& exit = ProcessExit::current();
-    std::unique_ptr<CurlLoop> loop;
-    {
-        ProcessExit::Section section(exit);
-        if (setUpLibcurl())
-            loop = std::make_unique<CurlLoop>(m_options);
-        exit.watch();
+    std::unique_ptr<CurlLoop> loop = makeLoop(exit);
+    while (!loop) {
+        if (!failArrived("libcurl does not start"))
+            return;
+        loop = makeLoop(exit);
     }
-    if (!loop || !loop->isUsable())
-        return failArrived("libcurl does not start");
-
     publish(loop.get());
     serve(*loop, exit);
     publish(nullptr);
@@ -141,7 +141,17 @@ void CurlWorker::run()
         loop.reset();
     }
     complete(std::move(left), exit);
-    failArrived("Client destroyed");
+    while (failArrived("Client destroyed")) { }
+}
+
+std::unique_ptr<CurlLoop> CurlWorker::makeLoop(ProcessExit& exit)
+{
+    ProcessExit::Section section(exit);
+    std::unique_ptr<CurlLoop> loop;
+    if (setUpLibcurl())
+        loop = std::make_unique<CurlLoop>(m_options);
+    exit.watch();
+    return loop && loop->isUsable() ? std::move(loop) : nullptr;
 }
 
 void CurlWorker::serve(CurlLoop& loop, ProcessExit& exit)
@@ -205,19 +215,17 @@ void CurlWorker::fail(std::vector<CurlJob> jobs, const char* reason)
     complete(std::move(results), ProcessExit::current());
 }
 
-void CurlWorker::failArrived(const char* reason)
+bool CurlWorker::failArrived(const char* reason)
 {
-    for (;;) {
-        std::vector<CurlJob> arrived;
-        {
-            MutexLock lock(m_lock);
-            arrived.swap(m_arrived);
-            m_isRunning = !arrived.empty();
-            if (!m_isRunning)
-                return;
-        }
-        fail(std::move(arrived), reason);
+    std::vector<CurlJob> arrived;
+    {
+        MutexLock lock(m_lock);
+        arrived.swap(m_arrived);
     }
+    fail(std::move(arrived), reason);
+    MutexLock lock(m_lock);
+    m_isRunning = !m_arrived.empty();
+    return m_isRunning;
 }
 
 } // namespace telvora

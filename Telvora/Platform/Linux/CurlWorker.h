@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -36,14 +37,15 @@ public:
 private:
     void start() TELVORA_REQUIRES(m_lock);
     void run() TELVORA_EXCLUDES(m_lock);
+    std::unique_ptr<CurlLoop> makeLoop(ProcessExit& exit);
     void serve(CurlLoop& loop, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
     /// False once the thread is to end.
     bool takeArrived(std::vector<CurlJob>& arrived) TELVORA_EXCLUDES(m_lock);
     void publish(CurlLoop* loop) TELVORA_EXCLUDES(m_lock);
     void complete(std::vector<CurlResult> results, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
     void fail(std::vector<CurlJob> jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
-    /// Fails what has arrived, and what arrives meanwhile, and declares the thread ended.
-    void failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
+    /// Fails what has arrived. False if nothing arrived meanwhile; the thread counts as ended then.
+    bool failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
 
     const LinuxHTTPOptions m_options;
     const pid_t m_process;

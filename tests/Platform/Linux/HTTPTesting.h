@@ -2,6 +2,8 @@
 
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
+#include <tests/Platform/Linux/LoopbackServer.h>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -50,6 +52,19 @@ inline HTTPAnswer answerTo(HTTPClient& client, HTTPRequest request)
     HTTPAnswer none;
     none.error = "No completion came";
     return AnswerToCome(client, std::move(request)).wait().value_or(none);
+}
+
+inline LoopbackServer::Script always(LoopbackReply reply)
+{
+    return [reply = std::move(reply)](const LoopbackRequest&) { return reply; };
+}
+
+/// What a client makes of one reply.
+inline HTTPAnswer answerFor(LoopbackReply reply, LinuxHTTPOptions options = {})
+{
+    LoopbackServer server(always(std::move(reply)));
+    LinuxHTTPClient client(std::move(options));
+    return answerTo(client, postTo(server.url()));
 }
 
 /// Until every completion has returned, at most 20 s; false if some has not.

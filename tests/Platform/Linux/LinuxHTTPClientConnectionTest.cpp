@@ -83,7 +83,7 @@ TEST(LinuxHTTPClientConnectionTest, SlowHostDoesNotHoldAnotherBack)
     EXPECT_EQ(slow.connections(), 6U);
 }
 
-TEST(LinuxHTTPClientConnectionTest, TimeoutCoversTheWaitForAConnection)
+TEST(LinuxHTTPClientConnectionQuirk, TimeoutCoversTheWaitForAConnection)
 {
     LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::silence(); });
     std::atomic<int> errors { 0 };

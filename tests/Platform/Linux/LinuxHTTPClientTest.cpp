@@ -7,10 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <stdexcept>
 
 namespace telvora {
@@ -18,19 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-
-LoopbackServer::Script always(LoopbackReply reply)
-{
-    return [reply](const LoopbackRequest&) { return reply; };
-}
-
-/// What the client makes of one reply.
-HTTPAnswer answerFor(LoopbackReply reply, LinuxHTTPOptions options = {})
-{
-    LoopbackServer server(always(std::move(reply)));
-    LinuxHTTPClient client(std::move(options));
-    return answerTo(client, postTo(server.url()));
-}
 
 LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
 {
@@ -253,60 +240,6 @@ TEST(LinuxHTTPClientTest, UnknownHostIsAnError)
     EXPECT_TRUE(answer.error);
 }
 
-TEST(LinuxHTTPClientTest, RedirectKeepsMethodBodyAndHeaders)
-{
-    for (int status : { 301, 302, 303, 307, 308 }) {
-        LoopbackServer server([&](const LoopbackRequest& request) {
-            return request.target == "/" ? LoopbackReply::redirect(status, "/moved")
-                                         : LoopbackReply::answer(200, "there");
-        });
-        LinuxHTTPClient client;
-        std::string body(200'000, 'b');
-
-        HTTPAnswer answer = answerTo(client, postTo(server.url(), body));
-
-        EXPECT_EQ(answer.data, "there") << status;
-        ASSERT_EQ(server.received().size(), 2U) << status;
-        LoopbackRequest second = server.received()[1];
-        EXPECT_EQ(second.method, "POST") << status;
-        EXPECT_EQ(second.target, "/moved") << status;
-        EXPECT_EQ(second.body, body) << status;
-        EXPECT_EQ(second.header("Content-Type"), "application/json") << status;
-    }
-}
-
-TEST(LinuxHTTPClientTest, RedirectToAnotherSchemeIsAnError)
-{
-    std::string secret = testing::TempDir() + "telvora-redirect-" + std::to_string(getpid());
-    std::ofstream(secret) << "secret";
-
-    for (const std::string& target : { "file://" + secret, std::string("ftp://127.0.0.1/x"),
-             std::string("gopher://127.0.0.1/x") }) {
-        HTTPAnswer answer = answerFor(LoopbackReply::redirect(307, target));
-
-        EXPECT_TRUE(answer.error) << target;
-        EXPECT_FALSE(answer.data) << target;
-    }
-    unlink(secret.c_str());
-}
-
-TEST(LinuxHTTPClientTest, EndlessRedirectIsAnError)
-{
-    LoopbackServer server(always(LoopbackReply::redirect(307, "/again")));
-    LinuxHTTPClient client;
-
-    EXPECT_TRUE(answerTo(client, postTo(server.url())).error);
-    EXPECT_LE(server.received().size(), 20U);
-}
-
-TEST(LinuxHTTPClientTest, RedirectToNowhereIsAnAnswer)
-{
-    HTTPAnswer answer = answerFor(LoopbackReply::answer(302, "{}"));
-
-    EXPECT_EQ(answer.data, "{}");
-    EXPECT_EQ(answer.status, 302);
-}
-
 TEST(LinuxHTTPClientTest, WhatACompletionThrowsIsDropped)
 {
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
@@ -345,6 +278,23 @@ TEST(LinuxHTTPClientTest, DestructionRightAfterSendingCompletesToo)
     }
 
     EXPECT_EQ(completions, 150);
+}
+
+TEST(LinuxHTTPClientTest, WantOfDescriptorsIsAnErrorAndPasses)
+{
+    LinuxHTTPClient client;
+    rlimit former {};
+    getrlimit(RLIMIT_NOFILE, &former);
+    rlimit none { 0, former.rlim_max };
+
+    setrlimit(RLIMIT_NOFILE, &none);
+    HTTPAnswer during = answerTo(client, postTo("http://127.0.0.1:1/"));
+    setrlimit(RLIMIT_NOFILE, &former);
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    HTTPAnswer after = answerTo(client, postTo(server.url()));
+
+    EXPECT_THAT(during.error.value_or(""), HasSubstr("does not start"));
+    EXPECT_EQ(after.data, "{}");
 }
 
 TEST(LinuxHTTPClientTest, UnusedClientHasNoThread)
