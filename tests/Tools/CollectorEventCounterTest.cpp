@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
+#include <string>
 #include <string_view>
 
 namespace telvora::collector {
@@ -38,6 +41,32 @@ TEST(EventCounterTest, StartsAfreshWithTheSameKey)
     counter.feed(R"({"data":[{}]})");
 
     EXPECT_EQ(counter.count(), 1U);
+}
+
+TEST(EventCounterTest, CountsLongBodiesInOnePieceAsByteByByte)
+{
+    constexpr std::string_view pieces[] { R"({"a":{"b":[{}]}})", R"({"s":"}]"})",
+        R"({"t":"\\\"{["})", R"({"n":12345678901234567890})",
+        R"({"k":"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"})", R"({"u":"\\"})", "{}" };
+    std::mt19937 random(3);
+
+    for (int round = 0; round < 300; ++round) {
+        const std::size_t events = random() % 60;
+        std::string text = R"({"os":"ios","data":[)";
+        for (std::size_t i = 0; i < events; ++i)
+            text += (i > 0 ? "," : "") + std::string(pieces[random() % std::size(pieces)]);
+        text
+            += R"(],"data2":[{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{},{}]})";
+        EventCounter whole("data");
+        EventCounter single("data");
+
+        whole.feed(text);
+        for (const char c : text)
+            single.feed({ &c, 1 });
+
+        ASSERT_EQ(whole.count(), events) << text;
+        ASSERT_EQ(single.count(), events) << text;
+    }
 }
 
 TEST(EventCounterTest, BearsTextThatIsNoJSON)

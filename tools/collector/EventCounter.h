@@ -25,6 +25,8 @@ public:
     void restart();
 
 private:
+    const char* feedBlock(const char* block);
+    const char* feedBytes(const char* at, const char* end);
     const char* feedString(const char* at, const char* end);
     void feedStructure(char c);
 

@@ -24,7 +24,7 @@ public:
         for (const auto& [key, value] : m_object)
             readMember(rule, { key.data(), key.size() }, value);
         if (rule.name.empty())
-            rule.name = "#" + std::to_string(index);
+            rule.name.append("#").append(std::to_string(index));
         if (rule.refuse == Rule::Refuse::connect && rule.left)
             throw bad("\"refuse\": \"connect\" cannot be counted: use \"seconds\"");
         return rule;
