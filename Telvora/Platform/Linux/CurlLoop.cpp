@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <thread>
 #include <utility>
 
 namespace telvora {
@@ -71,7 +72,9 @@ void CurlLoop::wait()
         auto rest = ceil<std::chrono::milliseconds>(m_nextDeadline - steady_clock::now()).count();
         milliseconds = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, milliseconds));
     }
-    curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr);
+    // A poll that fails must not become a thread that spins.
+    if (curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr) != CURLM_OK)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
 }
 
 void CurlLoop::wake()

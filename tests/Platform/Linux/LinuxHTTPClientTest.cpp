@@ -120,6 +120,29 @@ TEST(LinuxHTTPClientTest, ConnectionClosedWithinTheHeadersIsAnError)
     EXPECT_TRUE(answerFor(raw({ { "HTTP/1.1 200 OK\r\nContent-Le" } })).error);
 }
 
+TEST(LinuxHTTPClientTest, ConnectionClosedAfterAnInterimAnswerIsAnError)
+{
+    EXPECT_TRUE(answerFor(raw({ { "HTTP/1.1 100 Continue\r\n\r\n" } })).error);
+    EXPECT_TRUE(answerFor(raw({ { "HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n" } })).error);
+}
+
+TEST(LinuxHTTPClientTest, InterimAnswerIsNotTheAnswer)
+{
+    HTTPAnswer answer = answerFor(raw({ { "HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n" },
+        { "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", 50ms } }));
+
+    EXPECT_EQ(answer.data, "{}");
+    EXPECT_EQ(answer.status, 200);
+}
+
+TEST(LinuxHTTPClientTest, TrailersDoNotMakeAnAnswerBroken)
+{
+    HTTPAnswer answer = answerFor(raw({ { "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                          "2\r\n{}\r\n0\r\nX-After: 1\r\n\r\n" } }));
+
+    EXPECT_EQ(answer.data, "{}");
+}
+
 TEST(LinuxHTTPClientTest, TruncatedAnswerIsAnErrorWithoutData)
 {
     HTTPAnswer answer = answerFor(
