@@ -5,10 +5,10 @@
 #include <Telvora/Platform/Linux/LinuxNetworkWatcher.h>
 
 #include <condition_variable>
-#include <deque>
 #include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace telvora {
 
@@ -112,7 +112,7 @@ private:
             return std::nullopt;
         }
         const Connection change = m_changes.front();
-        m_changes.pop_front();
+        m_changes.erase(m_changes.begin());
         m_caller = std::this_thread::get_id();
         return change == Connection::none ? m_whenUnreachable : m_whenReachable;
     }
@@ -129,7 +129,7 @@ private:
     /// A tell() waits on the main queue or is running.
     bool m_isSubmitted TELVORA_GUARDED_BY(m_lock) = false;
     /// What the connection changed to, oldest first.
-    std::deque<Connection> m_changes TELVORA_GUARDED_BY(m_lock);
+    std::vector<Connection> m_changes TELVORA_GUARDED_BY(m_lock);
     /// The thread inside a callback.
     std::thread::id m_caller TELVORA_GUARDED_BY(m_lock);
 };
