@@ -59,7 +59,7 @@ std::optional<std::string> firmwareModel(const SystemFiles& files)
     // This maker's product name is an order number and its product version the name in the shop.
     const auto vendor = firmwareEntry(files, "sys_vendor");
     if (vendor && equalsIgnoringCase(*vendor, "LENOVO")) {
-        const auto version = firmwareEntry(files, "product_version");
+        auto version = firmwareEntry(files, "product_version");
         if (version && !equalsIgnoringCase(*version, "Lenovo"))
             return version;
     }
