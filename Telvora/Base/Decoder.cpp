@@ -4,6 +4,7 @@
 #include <boost/json/value_stack.hpp>
 
 #include <charconv>
+#include <cmath>
 #include <string>
 
 namespace telvora {
@@ -91,14 +92,18 @@ public:
         return true;
     }
 
-    bool on_double(double nearly, string_view rest, error_code&)
+    bool on_double(double nearly, string_view rest, error_code& error)
     {
         m_number.append(rest.data(), rest.size());
         double exact = nearly;
         const char* end = m_number.data() + m_number.size();
-        // Out of range leaves the parser's own answer: zero or infinity.
+        // Out of range leaves the parser's own answer: zero, or infinity.
         std::from_chars(m_number.data(), end, exact);
         m_number.clear();
+        if (!std::isfinite(exact)) {
+            error = boost::json::error::exponent_overflow;
+            return false;
+        }
         m_stack.push_double(exact);
         return true;
     }
