@@ -288,6 +288,11 @@ TEST_F(QuorvexLogQuirk, TheFilterHoldsNoLineBackAndPrintsNone)
     EXPECT_THAT(service->calls, ElementsAre(Pair(3u, "[c] x"), Pair(3u, "[c] y")));
 }
 
+TEST_F(QuorvexLogQuirk, TheLevelOfTheNetworkKeepsItsSpelling)
+{
+    EXPECT_EQ(static_cast<unsigned>(QuorvexLogLevel::netwrok), 4u);
+}
+
 TEST_F(QuorvexLogQuirk, EndToEndBearsTheNameOfANetworkingCategory)
 {
     EXPECT_EQ(Category::endToEnd().name, "APM-Http");
