@@ -169,8 +169,10 @@ void CommonTrackNetworkStatus::onStatusChange(Handler handler)
 {
     if (!m_reachability || !handler)
         return;
-    const auto tell = [handler = std::move(handler)](Reachability::Connection connection) {
-        callHost([&] { handler(TrackNetworkStatus::of(connection)); });
+    // What is told is the connection of now, which may be a later one than the change's.
+    const auto tell = [&reachability = *m_reachability, handler = std::move(handler)](
+                          Reachability::Connection) {
+        callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); });
     };
     m_reachability->setWhenReachable(tell);
     m_reachability->setWhenUnreachable(tell);
