@@ -187,6 +187,8 @@ Result checkExit(const Call& call)
 
 void exitNow(const Call& call)
 {
+    // The main thread may be in the middle of a line and never come to its reply.
+    call.host.output().writeKeptBack();
     std::exit(static_cast<int>(call.arguments.integer("code", 0)));
 }
 

@@ -109,6 +109,8 @@ Result setLogFilter(const Call& call)
 
 Result logLevel(const Call& call)
 {
+    if (call.arguments.value("rawValue").is_uint64())
+        return Value(nullptr);
     const std::int64_t rawValue = call.arguments.integer("rawValue");
     if (rawValue < 0)
         return Value(nullptr);

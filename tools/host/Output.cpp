@@ -38,13 +38,18 @@ Output::Precedence::Precedence(Output& output)
 
 Output::Precedence::~Precedence()
 {
-    MutexLock lock(m_output.m_lock);
-    m_output.m_speaker.reset();
-    print(m_output.m_keptBack);
-    m_output.m_keptBack.clear();
+    m_output.writeKeptBack();
 }
 
-void Output::writeKeptBack() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+void Output::writeKeptBack()
+{
+    MutexLock lock(m_lock);
+    m_speaker.reset();
+    print(m_keptBack);
+    m_keptBack.clear();
+}
+
+TELVORA_NO_THREAD_SAFETY_ANALYSIS void Output::tryToWriteKeptBack()
 {
     if (!m_lock.native().try_lock())
         return;

@@ -36,9 +36,12 @@ public:
         Output& m_output;
     };
 
-    /// Writes what is being kept back; for a process that ends in the middle of a line. Does
-    /// without it where somebody else is writing.
-    void writeKeptBack();
+    /// Writes what is being kept back, and keeps nothing back any more; for a process that ends in
+    /// the middle of a line.
+    void writeKeptBack() TELVORA_EXCLUDES(m_lock);
+
+    /// The same where nobody may be waited for. Does without it while somebody else is writing.
+    void tryToWriteKeptBack();
 
 private:
     Mutex m_lock;

@@ -31,7 +31,7 @@ Output& output()
 // A fatal error of the library, on some thread, while a line runs on the main one.
 void tellBeforeAbort(int)
 {
-    output().writeKeptBack();
+    output().tryToWriteKeptBack();
 }
 
 int openScript(const Options& options)
