@@ -7,11 +7,24 @@
 
 namespace telvora {
 
+namespace {
+
+// Sizes that people write without an exponent. Below the upper bound every whole number is exact.
+bool isOrdinary(double number)
+{
+    const double size = std::fabs(number);
+    return number == 0 || (size >= 1e-4 && size < 1e16);
+}
+
+} // namespace
+
 std::size_t writeNumberText(char* out, double number)
 {
-    // At most sign, 17 digits, point and a four-character exponent; the text without an exponent is
-    // only chosen where it is no longer than the one with it.
-    const auto [end, error] = std::to_chars(out, out + longestNumberText, number);
+    // Fixed: at most sign, "0.000" and 17 digits. Otherwise a text without an exponent is chosen
+    // only where it is no longer than the one with it.
+    char* limit = out + longestNumberText;
+    char* end = isOrdinary(number) ? std::to_chars(out, limit, number, std::chars_format::fixed).ptr
+                                   : std::to_chars(out, limit, number).ptr;
     auto length = static_cast<std::size_t>(end - out);
     const bool looksWhole
         = std::string_view(out, length).find_first_of(".e") == std::string_view::npos;
