@@ -131,12 +131,12 @@ Result connection(const Call& call)
 {
     ScriptedReachability& reachability = call.simulated().reachability();
     const auto whose = objectsNamed(call.arguments.text("of", "all"));
-    const auto value = call.arguments.optionalText("value");
-    const auto connection = value ? std::optional(connectionNamed(*value)) : std::nullopt;
+    const auto name = call.arguments.optionalText("value");
+    const auto value = connectionNamed(name.value_or("wifi"));
     if (call.arguments.given("notifierFails"))
         reachability.setNotifierFails(call.arguments.flag("notifierFails"));
-    if (connection)
-        reachability.setConnection(*connection, whose);
+    if (name)
+        reachability.setConnection(value, whose);
     return {};
 }
 
