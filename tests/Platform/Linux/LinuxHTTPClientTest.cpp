@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -301,23 +300,6 @@ TEST(LinuxHTTPClientTest, DestructionRightAfterSendingCompletesToo)
     }
 
     EXPECT_EQ(completions, 150);
-}
-
-TEST(LinuxHTTPClientTest, WantOfDescriptorsIsAnErrorAndPasses)
-{
-    LinuxHTTPClient client;
-    rlimit former {};
-    getrlimit(RLIMIT_NOFILE, &former);
-    rlimit none { 0, former.rlim_max };
-
-    setrlimit(RLIMIT_NOFILE, &none);
-    HTTPAnswer during = answerTo(client, postTo("http://127.0.0.1:1/"));
-    setrlimit(RLIMIT_NOFILE, &former);
-    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
-    HTTPAnswer after = answerTo(client, postTo(server.url()));
-
-    EXPECT_THAT(during.error.value_or(""), HasSubstr("does not start"));
-    EXPECT_EQ(after.data, "{}");
 }
 
 TEST(LinuxHTTPClientTest, UnusedClientHasNoThread)

@@ -7,7 +7,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
 
+#include <atomic>
+#include <cerrno>
 #include <string_view>
 
 using namespace std::chrono_literals;
@@ -16,20 +20,44 @@ namespace {
 
 constexpr std::string_view silentHost = "silent.invalid";
 constexpr auto silence = 15s;
+std::atomic<bool> s_areDescriptorsUsedUp { false };
+
+/// The C library's own, whose name ours takes.
+template<typename Function> Function* systems(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 
 } // namespace
 
-// Stands before the C library's, for libcurl too: a resolver whose servers never answer.
+// These stand before the C library's, for libcurl too. A resolver whose servers never answer:
 extern "C" int getaddrinfo(
     const char* name, const char* service, const addrinfo* hints, addrinfo** result)
 {
-    using Resolve = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
     if (name && name == silentHost) {
         std::this_thread::sleep_for(silence);
         return EAI_AGAIN;
     }
-    auto resolve = reinterpret_cast<Resolve>(dlsym(RTLD_NEXT, "getaddrinfo"));
-    return resolve(name, service, hints, result);
+    return systems<decltype(getaddrinfo)>("getaddrinfo")(name, service, hints, result);
+}
+
+// A system without descriptors, as libcurl meets it when it makes its means to be woken:
+extern "C" int socketpair(int domain, int type, int protocol, int* sockets)
+{
+    if (s_areDescriptorsUsedUp) {
+        errno = EMFILE;
+        return -1;
+    }
+    return systems<decltype(socketpair)>("socketpair")(domain, type, protocol, sockets);
+}
+
+extern "C" int eventfd(unsigned int count, int flags)
+{
+    if (s_areDescriptorsUsedUp) {
+        errno = EMFILE;
+        return -1;
+    }
+    return systems<decltype(eventfd)>("eventfd")(count, flags);
 }
 
 namespace telvora {
@@ -37,7 +65,7 @@ namespace {
 
 const std::string silentURL = "http://" + std::string(silentHost) + "/";
 
-TEST(LinuxHTTPClientResolverTest, SilentResolverIsTimedOut)
+TEST(LinuxHTTPClientSystemTest, SilentResolverIsTimedOut)
 {
     LinuxHTTPClient client;
     auto start = std::chrono::steady_clock::now();
@@ -48,7 +76,7 @@ TEST(LinuxHTTPClientResolverTest, SilentResolverIsTimedOut)
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
-TEST(LinuxHTTPClientResolverTest, SilentResolverHoldsNobodyElseBack)
+TEST(LinuxHTTPClientSystemTest, SilentResolverHoldsNobodyElseBack)
 {
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
     LinuxHTTPClient client;
@@ -62,7 +90,7 @@ TEST(LinuxHTTPClientResolverTest, SilentResolverHoldsNobodyElseBack)
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
-TEST(LinuxHTTPClientResolverTest, SilentResolverDoesNotHoldTheClientsEndBack)
+TEST(LinuxHTTPClientSystemTest, SilentResolverDoesNotHoldTheClientsEndBack)
 {
     bool isError = false;
     auto start = std::chrono::steady_clock::now();
@@ -74,6 +102,21 @@ TEST(LinuxHTTPClientResolverTest, SilentResolverDoesNotHoldTheClientsEndBack)
 
     EXPECT_TRUE(isError);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+TEST(LinuxHTTPClientSystemTest, WantOfDescriptorsIsAnErrorAndPasses)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    LinuxHTTPClient client;
+
+    s_areDescriptorsUsedUp = true;
+    HTTPAnswer during = answerTo(client, postTo(server.url()));
+    s_areDescriptorsUsedUp = false;
+    HTTPAnswer after = answerTo(client, postTo(server.url()));
+
+    EXPECT_THAT(during.error.value_or(""), testing::HasSubstr("does not start"));
+    EXPECT_EQ(after.data, "{}");
+    EXPECT_EQ(server.received().size(), 1U);
 }
 
 } // namespace
