@@ -1,0 +1,57 @@
+#include <benchmarks/AnsweringPlatform.h>
+
+#include <utility>
+
+namespace telvora {
+
+AnsweringHTTPClient::AnsweringHTTPClient()
+    : m_thread([this] { answer(); })
+{
+}
+
+AnsweringHTTPClient::~AnsweringHTTPClient()
+{
+    {
+        MutexLock locked(m_lock);
+        m_isEnding = true;
+    }
+    m_arrived.notify_one();
+    m_thread.join();
+}
+
+void AnsweringHTTPClient::send(HTTPRequest /*request*/, Completion completion)
+{
+    {
+        MutexLock locked(m_lock);
+        m_waiting.push_back(std::move(completion));
+    }
+    m_arrived.notify_one();
+}
+
+void AnsweringHTTPClient::answer()
+{
+    std::unique_lock locked(m_lock.native());
+    while (true) {
+        m_arrived.wait(locked, [this] { return m_isEnding || !m_waiting.empty(); });
+        if (m_waiting.empty())
+            return;
+        std::vector<Completion> taken = std::exchange(m_waiting, {});
+        locked.unlock();
+        for (Completion& completion : taken) {
+            completion(HTTPAnswer { R"({"success":true})", {}, 200 });
+            completion.reset();
+        }
+        locked.lock();
+    }
+}
+
+void installAnsweringPlatform(LinuxPlatformOptions options)
+{
+    auto& machine = *new LinuxPlatform(std::move(options));
+    const Platform& set = machine.services();
+    installPlatform(*new Platform { set.application, set.bundle, set.clock, set.device,
+        set.dispatch, set.fileManager, *new AnsweringHTTPClient, set.lifeCycleChecker,
+        set.notificationCenter, set.reachability, set.screens, set.telephony, set.uuids });
+}
+
+} // namespace telvora

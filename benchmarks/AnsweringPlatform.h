@@ -1,0 +1,37 @@
+#pragma once
+
+#include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/HTTPClient.h>
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+
+#include <condition_variable>
+#include <thread>
+#include <vector>
+
+namespace telvora {
+
+/// An HTTPClient that answers success to everything, on a thread of its own, so that a figure
+/// holds what the library costs and nothing of the network.
+class AnsweringHTTPClient final : public HTTPClient {
+public:
+    AnsweringHTTPClient();
+    ~AnsweringHTTPClient() override;
+
+    bool canParse(const std::string&) const override { return true; }
+    void send(HTTPRequest request, Completion completion) override TELVORA_EXCLUDES(m_lock);
+
+private:
+    void answer() TELVORA_NO_THREAD_SAFETY_ANALYSIS;
+
+    Mutex m_lock;
+    std::condition_variable m_arrived;
+    std::vector<Completion> m_waiting TELVORA_GUARDED_BY(m_lock);
+    bool m_isEnding TELVORA_GUARDED_BY(m_lock) = false;
+    std::thread m_thread;
+};
+
+/// Installs the machine's services with an AnsweringHTTPClient among them. `options` are the
+/// machine's.
+void installAnsweringPlatform(LinuxPlatformOptions options = {});
+
+} // namespace telvora
