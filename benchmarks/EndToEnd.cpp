@@ -1,0 +1,115 @@
+// From the first event appended to the last one answered by a collector that looks at nothing:
+// events per second and what they cost this process. One contender a process, so that neither
+// inherits the other's heap. One thread builds and appends; it waits while more events than
+// `mostUnderWay` are neither answered nor refused, the same for both.
+
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+#include <Telvora/Telvora.h>
+
+#include <benchmarks/BareLoop.h>
+#include <benchmarks/Figures.h>
+#include <benchmarks/Percentiles.h>
+#include <benchmarks/SampleEvent.h>
+#include <benchmarks/SinkCollector.h>
+
+#include <iostream>
+#include <sys/resource.h>
+
+namespace telvora {
+namespace {
+
+constexpr int limit = 100;
+constexpr long mostUnderWay = 50'000;
+
+double processorSeconds()
+{
+    rusage used {};
+    ::getrusage(RUSAGE_SELF, &used);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
+class TelvoraContender {
+public:
+    explicit TelvoraContender(const std::string& url)
+    {
+        LinuxPlatformOptions options;
+        options.applicationVersion = "1.4.2";
+        installPlatform((new LinuxPlatform(std::move(options)))->services());
+        TrackerManager& manager = TrackerManager::shared();
+        manager.setQvxUuid([] { return std::optional<std::string>("installation-42"); });
+        manager.register_(std::make_shared<TrackerConfig>(
+            "E2E", limit, StringDictionary(), Array(), false, [url] { return url; }));
+        manager.setupCommonDatas(makeSampleCommonData(), "data", "E2E");
+        TrackerManager::start();
+    }
+    void append(Dictionary event)
+    {
+        TrackerManager::shared().appendTracker(std::move(event), "E2E");
+    }
+    long delivered() const
+    {
+        const LedgerAccount account = TrackerManager::shared().ledger("E2E")->events;
+        if (account.dropped.total() + account.waiting > 0) {
+            std::cerr << "an event was dropped or has to be retried\n";
+            std::_Exit(1);
+        }
+        return account.delivered;
+    }
+};
+
+template<typename Contender>
+void measure(
+    Contender& contender, const std::string& name, const SinkCollector& collector, long events)
+{
+    const double processorBefore = processorSeconds();
+    const std::int64_t start = nanosecondsNow();
+    for (long number = 0; number < events; ++number) {
+        contender.append(makeSampleEvent(static_cast<int>(number)));
+        if (number % 1000 == 0) {
+            waitUntil("the backlog to shrink",
+                [&] { return number - contender.delivered() < mostUnderWay; });
+        }
+    }
+    waitUntil("the last event", [&] { return contender.delivered() == events; });
+    const double seconds = static_cast<double>(nanosecondsNow() - start) / 1e9;
+    const double processor = processorSeconds() - processorBefore;
+
+    const SinkCollector::Counts counts = collector.countsAfter(events / limit);
+    if (counts.requests != events / limit) {
+        std::cerr << "the collector counts " << counts.requests << " requests\n";
+        std::_Exit(1);
+    }
+    rusage used {};
+    ::getrusage(RUSAGE_SELF, &used);
+    printFigure("endToEnd." + name + ".eventsPerSecond", static_cast<double>(events) / seconds);
+    printFigure(
+        "endToEnd." + name + ".processorSeconds", processor * 1e6 / static_cast<double>(events));
+    printFigure("endToEnd." + name + ".peakMemory", static_cast<double>(used.ru_maxrss) / 1024);
+    printFigure("endToEnd." + name + ".bodyBytes",
+        static_cast<double>(counts.bytes) / static_cast<double>(counts.requests));
+}
+
+} // namespace
+} // namespace telvora
+
+int main(int count, char** values)
+{
+    using namespace telvora;
+    const Arguments arguments(count, values);
+    const std::string name = arguments.text("--contender", "telvora");
+    const long events = arguments.number("--events", 300'000) / limit * limit;
+
+    checkSampleEvent();
+    const SinkCollector collector(arguments.text("--collector"));
+    const std::string url = collector.address() + "/e2e";
+    if (name == "bare") {
+        BareLoop bare(url);
+        measure(bare, name, collector, events);
+    } else {
+        TelvoraContender telvora(url);
+        measure(telvora, name, collector, events);
+    }
+}

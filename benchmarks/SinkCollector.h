@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace telvora {
+
+/// A telvora-collector that counts what it is sent and looks at nothing, in a process of its own.
+///
+/// Life: listens when the constructor returns; ended by the destructor. Failure ends the program.
+class SinkCollector {
+public:
+    explicit SinkCollector(const std::string& program);
+    ~SinkCollector();
+
+    SinkCollector(const SinkCollector&) = delete;
+    SinkCollector& operator=(const SinkCollector&) = delete;
+
+    const std::string& address() const { return m_address; }
+
+    struct Counts {
+        long requests = 0;
+        long bytes = 0;
+    };
+    /// Waits until so many requests have come, for ten seconds at most.
+    Counts countsAfter(long requests) const;
+
+private:
+    pid_t m_process = 0;
+    std::string m_address;
+};
+
+} // namespace telvora
