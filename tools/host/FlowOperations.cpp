@@ -167,7 +167,7 @@ void setTrace(SimulatedPlatform& platform, Output& output, bool on)
     if (!on)
         return platform.setQuestionObserver({});
     platform.setQuestionObserver([&output](const std::string& question) {
-        output.write({ { "event", "platform" }, { "call", question } });
+        output.writeEvent({ { "event", "platform" }, { "call", question } });
     });
 }
 

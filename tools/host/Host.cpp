@@ -27,7 +27,7 @@ void Host::reportTriggers()
 void Host::called(std::string_view where, Dictionary event, const std::string* index)
 {
     event["thread"] = m_world.isOnMainThread() ? "main" : "other";
-    m_output.write(event);
+    m_output.writeEvent(event);
     dispose(std::move(event));
     for (const SharedLines& lines : m_insideLines.take(where, index)) {
         for (const Value& line : *lines)
@@ -37,7 +37,7 @@ void Host::called(std::string_view where, Dictionary event, const std::string* i
 
 void Host::calledOnAnyThread(std::string_view where, const Dictionary& event)
 {
-    m_output.write(event);
+    m_output.writeEvent(event);
     for (const SharedLines& lines : m_insideLines.take(where, nullptr)) {
         for (const Value& line : *lines)
             m_lineRunner(line, where);

@@ -12,21 +12,38 @@ namespace {
 // Through stdio, because that is where the library's own line goes: each finds its place.
 void print(std::string_view text)
 {
+    if (text.empty())
+        return;
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);
 }
 
 } // namespace
 
-void Output::write(const Dictionary& line)
+void Output::writeEvent(const Dictionary& event)
+{
+    write(event, true);
+}
+
+void Output::writeReply(const Dictionary& reply)
+{
+    write(reply, false);
+}
+
+void Output::write(const Dictionary& line, bool isEvent)
 {
     std::string text = lineText(line);
     text.push_back('\n');
     MutexLock lock(m_lock);
-    if (m_speaker && *m_speaker != std::this_thread::get_id())
+    if (m_speaker && *m_speaker != std::this_thread::get_id()) {
         m_keptBack.append(text);
-    else
-        print(text);
+        return;
+    }
+    if (isEvent) {
+        print(m_keptBack);
+        m_keptBack.clear();
+    }
+    print(text);
 }
 
 Output::Precedence::Precedence(Output& output)

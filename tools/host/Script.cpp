@@ -81,7 +81,7 @@ void Script::runText(std::string_view text)
     } catch (const ScriptError& error) {
         Dictionary reply = replyTo(line, context);
         fail(reply, error.what());
-        m_host.output().write(reply);
+        m_host.output().writeReply(reply);
     }
     dispose(std::move(line));
     m_host.world().rest();
@@ -91,7 +91,7 @@ void Script::refuse(const std::string& reason)
 {
     Dictionary reply = replyTo(nullptr, {});
     fail(reply, reason);
-    m_host.output().write(reply);
+    m_host.output().writeReply(reply);
 }
 
 void Script::run(const Value& line, const LineContext& context)
@@ -117,7 +117,7 @@ void Script::run(const Value& line, const LineContext& context)
         hasFailed = true;
     }
     if (hasFailed || !context.onlyErrors)
-        m_host.output().write(reply);
+        m_host.output().writeReply(reply);
     precedence.reset();
     dispose(std::move(reply));
     if (!hasFailed && operation->afterReply)

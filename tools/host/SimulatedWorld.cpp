@@ -89,7 +89,7 @@ private:
         m_platform.httpClient().setRequestObserver(
             [this](std::size_t number, const HTTPRequest& request) {
                 Dictionary event = requestEvent(number, request);
-                m_output.write(event);
+                m_output.writeEvent(event);
                 dispose(std::move(event));
             });
     }
@@ -97,14 +97,14 @@ private:
     void tellOfFiles()
     {
         m_platform.fileManager().setProbeObserver([this](const std::string& path) {
-            m_output.write({ { "event", "fileProbe" }, { "path", path } });
+            m_output.writeEvent({ { "event", "fileProbe" }, { "path", path } });
         });
-        m_platform.fileManager().setWriteObserver(
-            [this](const std::string& path, const std::string& text) {
-                m_output.write({ { "event", "fileWrite" }, { "path", path }, { "text", text } });
-            });
+        m_platform.fileManager().setWriteObserver([this](const std::string& path,
+                                                      const std::string& text) {
+            m_output.writeEvent({ { "event", "fileWrite" }, { "path", path }, { "text", text } });
+        });
         m_platform.application().setOpenObserver([this](const std::string& url) {
-            m_output.write({ { "event", "canOpenURL" }, { "url", url } });
+            m_output.writeEvent({ { "event", "canOpenURL" }, { "url", url } });
         });
     }
 
@@ -113,7 +113,7 @@ private:
         using Action = RecordingNotificationCenter::Action;
         m_platform.notificationCenter().setObservationObserver(
             [this](Action action, Notification notification) {
-                m_output.write({
+                m_output.writeEvent({
                     { "event", action == Action::observe ? "observe" : "unobserve" },
                     { "notification",
                         notification == Notification::didEnterBackground ? "didEnterBackground"
@@ -122,14 +122,15 @@ private:
             });
         m_platform.dispatch().setTimerObserver(
             [this](ManualDispatch::TimerAction action, std::chrono::nanoseconds interval) {
-                m_output.write({ { "event", "timer" }, { "action", nameOf(action) },
+                m_output.writeEvent({ { "event", "timer" }, { "action", nameOf(action) },
                     { "interval", secondsOf(interval) } });
             });
-        m_platform.reachability().setNotifierObserver([this](ScriptedReachability::NotifierAction
-                                                              action) {
-            const bool starts = action == ScriptedReachability::NotifierAction::start;
-            m_output.write({ { "event", "notifier" }, { "action", starts ? "start" : "stop" } });
-        });
+        m_platform.reachability().setNotifierObserver(
+            [this](ScriptedReachability::NotifierAction action) {
+                const bool starts = action == ScriptedReachability::NotifierAction::start;
+                m_output.writeEvent(
+                    { { "event", "notifier" }, { "action", starts ? "start" : "stop" } });
+            });
     }
 
     mutable SimulatedPlatform m_platform;
