@@ -26,8 +26,8 @@ enum class DropReason {
 
 /// What became of everything a channel was given. When nothing is under way, `accepted` is the sum
 /// of all the rest.
-struct LedgerAccount {
-    struct Dropped {
+struct TELVORA_EXPORT LedgerAccount {
+    struct TELVORA_EXPORT Dropped {
         std::int64_t unknownChannel = 0;
         std::int64_t clearedAfterCopy = 0;
         std::int64_t unencodable = 0;
