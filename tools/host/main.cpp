@@ -21,7 +21,8 @@ using namespace telvora::host;
 constexpr int commandLineStatus = 1;
 constexpr int failedLineStatus = 2;
 
-// Never destroyed: the library calls the host's closures until the process is gone.
+// Neither this nor what runScript() makes is ever destroyed: the library calls the host's closures
+// until the process is gone.
 Output& output()
 {
     static auto& shared = *new Output;
@@ -46,11 +47,11 @@ int openScript(const Options& options)
 
 int runScript(const Options& options, int descriptor)
 {
-    World& world
+    static World& world
         = *(options.isSimulated ? makeSimulatedWorld(options.seed, output()) : makeLinuxWorld())
                .release();
-    auto& host = *new Host(output(), world);
-    auto& script = *new Script(host);
+    static auto& host = *new Host(output(), world);
+    static auto& script = *new Script(host);
 
     LineReader reader(descriptor);
     while (auto line = reader.next()) {
