@@ -137,7 +137,7 @@ TEST(CollectorHTTPTest, InvitesABodyThatWaitsToBeInvited)
 TEST(CollectorHTTPTest, TakesALongBody)
 {
     const CollectorProgram program;
-    const std::string body = R"({"data":[{"s":")" + std::string(20'000'000, 'x') + "\"}]}";
+    const std::string body = eventsBody(1'500'000);
 
     EXPECT_EQ(program.post("/long", body).body, success);
     EXPECT_EQ(program.total().at("bytes"), body.size());

@@ -19,6 +19,7 @@ pid_t startCollector(std::vector<std::string> arguments, int& output, bool withE
 {
     arguments.insert(arguments.begin(), TELVORA_COLLECTOR_PROGRAM);
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments)
         pointers.push_back(argument.data());
     pointers.push_back(nullptr);

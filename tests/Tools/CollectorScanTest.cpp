@@ -1,4 +1,5 @@
 #include <tools/collector/BatchScan.h>
+#include <tools/collector/UTF8.h>
 
 #include <boost/json/parse.hpp>
 

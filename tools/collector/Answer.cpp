@@ -120,10 +120,11 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
     return answer;
 }
 
-Answer plainAnswer(int status, std::string body, bool keepAlive)
+Answer plainAnswer(int status, std::string_view body, bool keepAlive)
 {
     Answer answer;
-    answer.bytes = head(status, body.size(), keepAlive) + "\r\n" + body;
+    answer.bytes = head(status, body.size(), keepAlive) + "\r\n";
+    answer.bytes += body;
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
     answer.outcome = understood(body);
     return answer;

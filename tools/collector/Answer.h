@@ -49,6 +49,6 @@ struct Answer {
 Answer ruledAnswer(const Rule& rule, bool keepAlive);
 
 /// A whole answer of our own, outside the rules.
-Answer plainAnswer(int status, std::string body, bool keepAlive);
+Answer plainAnswer(int status, std::string_view body, bool keepAlive);
 
 } // namespace telvora::collector

@@ -37,9 +37,4 @@ struct BatchScan {
 /// Reads `text` by the letter of RFC 8259: one value, valid UTF-8, no unpaired surrogates.
 BatchScan scanBatch(std::string_view text);
 
-/// Length in bytes of the well-formed UTF-8 sequence at `at`, or 0.
-std::size_t utf8SequenceLength(std::string_view text, std::size_t at);
-
-bool isUTF8(std::string_view text);
-
 } // namespace telvora::collector

@@ -1,6 +1,6 @@
 #include <tools/collector/JSONText.h>
 
-#include <tools/collector/BatchScan.h>
+#include <tools/collector/UTF8.h>
 
 #include <string>
 

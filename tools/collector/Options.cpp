@@ -68,7 +68,7 @@ Options readOptions(const std::vector<std::string>& arguments)
     Options options;
     try {
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-            std::string option = arguments[i];
+            const std::string& option = arguments[i];
             if (option == "--help" || option == "-h") {
                 options.isHelp = true;
             } else if (option == "--sink") {

@@ -1,7 +1,7 @@
 #include <tools/collector/Store.h>
 
-#include <tools/collector/BatchScan.h>
 #include <tools/collector/JSONText.h>
+#include <tools/collector/UTF8.h>
 
 #include <boost/json/serialize.hpp>
 
