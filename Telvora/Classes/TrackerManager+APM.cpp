@@ -109,16 +109,19 @@ std::string describeMerged(const Dictionary& under, const Dictionary& over)
 std::optional<std::string> reportFailure(
     QVXOstraProviderProtocol& provider, const std::string& content)
 {
-    std::string reason = "The provider threw";
-    const bool isHandedOver = callHost([&] {
+    std::optional<std::string> failure;
+    callHost([&] {
         try {
             provider.report(reportName, content);
         } catch (const std::exception& exception) {
-            reason += std::string(": ") + exception.what();
+            failure = std::string("The provider threw: ") + exception.what();
+            throw;
+        } catch (...) {
+            failure = "The provider threw";
             throw;
         }
     });
-    return isHandedOver ? std::nullopt : std::optional(reason);
+    return failure;
 }
 
 void reportToProvider(
