@@ -9,9 +9,12 @@ namespace telvora {
 /// An in-house reporting service of the host's, which takes APM reports instead of the "APM"
 /// channel.
 ///
-/// Threads: called on the thread that reports, several at once if several report.
-/// Failure: the library does not ask what becomes of a report; what report() throws is caught and
-/// counted.
+/// Life: held by the manager until another one is installed, or none; reports that are under way
+/// then still end in the old one.
+/// Threads: called on the thread that reports, several at once if several report, without a lock
+/// held: it may report again, and install another provider.
+/// Failure: the library does not ask what becomes of a report. What report() throws is caught,
+/// logged and counted (hostExceptionCount()).
 class TELVORA_EXPORT QVXOstraProviderProtocol {
 public:
     virtual ~QVXOstraProviderProtocol() = default;

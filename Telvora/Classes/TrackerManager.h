@@ -104,10 +104,18 @@ public:
     void enrollAPMReport(TrackerMeta& record, bool useOstra = false);
     void enrollAPMReport(TrackerMeta&& record, bool useOstra = false);
 
-    /// Completes a dictionary of the host's and reports it; an empty one is dropped.
+    /// Completes a dictionary of the host's and reports it; an empty one is dropped. "d" and
+    /// "ipaMode" are written over; "p", "wifi", "si" (seconds since the start) and "pageExpend" are
+    /// filled in where the key is missing, a null of the host's being a value; "fpt" of an "FPS"
+    /// report says whether a change of page is under way. A text in "cs" is carried inside "extra"
+    /// as well: as a member of the object there, or of the one that its JSON text is; text that is
+    /// no JSON stays, with a line on standard output.
     void reportAPMDict(Dictionary dict, bool immediately = false, bool useOstra = false);
 
     /// Reports to the provider, when there is one and an "APM" channel, or else to that channel.
+    /// The provider gets the channel's common data with `dict` laid over it, on this thread; such a
+    /// report enters no list and reaches no trigger callback. What cannot be encoded for it, or
+    /// makes it throw, is lost with a log line.
     void wrapAppendTracker(Dictionary dict, bool useOstra = false);
 
     // ---- TrackerManager+Enroll.cpp: one measurement each, in the host's own units ----
@@ -151,10 +159,12 @@ public:
     /// "2G" to "5G", "WIFI", "none" or "unknown", as of now.
     std::string_view getCurrentNetWorkStatus();
 
-    /// Calls `handler` on every change of the network, in place of any earlier handler.
+    /// The long-lived reachability object. A handler installed on it replaces any earlier one, as
+    /// start() does with its own.
     CommonTrackNetworkStatus& networkStatus() { return m_networkStatus; }
 
-    /// Replaces the ends of scene names whose screens count as pages.
+    /// Replaces the ends of scene names whose screens are the page whatever they contain; an empty
+    /// list leaves every screen to the walk.
     void updateTracker(std::vector<std::string> list);
 
     // ---- TrackerManager+Vendel.cpp ----

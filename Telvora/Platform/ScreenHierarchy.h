@@ -13,7 +13,8 @@ namespace telvora {
 /// screens weakly.
 ///
 /// Threads: asked on the thread that calls the page lifecycle, the main thread. className() is
-/// also asked on whatever thread reports.
+/// also asked on whatever thread reports, which keeps the screen for the length of that question:
+/// a screen that goes away meanwhile is destroyed on that thread.
 class TELVORA_EXPORT UIViewController {
 public:
     enum class Kind {
