@@ -1,0 +1,2 @@
+// What the minimal host is compared with: a program that does nothing.
+int main() { }
