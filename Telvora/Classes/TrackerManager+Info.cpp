@@ -33,10 +33,13 @@ Dictionary TrackerManager::standardCommonData()
 
 void TrackerManager::stampNetwork(Dictionary& event)
 {
-    Value& network = event["network"];
+    const std::string_view status = getCurrentNetWorkStatus();
+    const auto [network, isNew] = event.emplace("network", status);
+    if (isNew)
+        return;
     // The host's own value goes, however deep it is.
-    dispose(std::move(network));
-    network = getCurrentNetWorkStatus();
+    dispose(std::move(network->value()));
+    network->value() = status;
 }
 
 } // namespace telvora
