@@ -166,7 +166,7 @@ TEST_F(APMDictTest, ALogLineShowsTheReport)
 
     ASSERT_EQ(log->lines.size(), 1u);
     EXPECT_EQ(log->lines.front(),
-        R"([TrackerData] Telvora report data: {"t":"x","n":null,"bad":nan,"d":1.7e+09,)"
+        R"([TrackerData] Telvora report data: {"t":"x","n":null,"bad":nan,"d":1700000000.0,)"
         R"("wifi":true,"si":0.0,"ipaMode":"RELEASE"})");
 }
 

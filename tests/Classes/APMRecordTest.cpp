@@ -129,7 +129,7 @@ TEST_F(APMRecordTest, ALogLineShowsTheReportWithItsNulls)
     EXPECT_EQ(log->levels.front(), 3u);
     EXPECT_THAT(log->lines.front(),
         testing::StartsWith(
-            R"([TrackerData] Telvora report data: {"t":"CUSTOM","d":1.7e+09,"f":null,)"));
+            R"([TrackerData] Telvora report data: {"t":"CUSTOM","d":1700000000.0,"f":null,)"));
 }
 
 TEST_F(APMRecordTest, AScreenWhoseNameThrowsHasNone)

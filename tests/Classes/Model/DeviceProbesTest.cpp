@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 namespace telvora {
 namespace {
 
@@ -17,6 +19,11 @@ struct CarrierRow {
     std::optional<Telephony::Carriers> carriers;
     std::string expected;
 };
+
+void PrintTo(const CarrierRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 class MobileOperatorTest : public testing::TestWithParam<CarrierRow> { };
 

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <ostream>
 #include <stdexcept>
 
 namespace telvora {
@@ -190,6 +191,11 @@ struct DeviceRow {
     bool isEarlier;
     bool knows5G;
 };
+
+void PrintTo(const DeviceRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 class EarlierThanIPhone12Test : public testing::TestWithParam<DeviceRow> { };
 

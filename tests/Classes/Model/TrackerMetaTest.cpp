@@ -18,7 +18,7 @@ protected:
 TEST_F(TrackerMetaTest, AFreshRecordHas33EntriesInTheirOrder)
 {
     EXPECT_EQ(encode(TrackerMeta(TrackerMeta::T("PAGE-VIEW")).asDictionary()),
-        R"({"t":"PAGE-VIEW","d":1.7e+09,"f":null,"p":null,"ci":null,"batr":null,"wifi":null,)"
+        R"({"t":"PAGE-VIEW","d":1700000000.0,"f":null,"p":null,"ci":null,"batr":null,"wifi":null,)"
         R"("scb":null,"si":null,"ct":0.0,"at":0.0,"pageExpend":null,"fcp":0.0,"pt":0.0,)"
         R"("reqt":0.0,"ft":0.0,"fpt":0.0,"fp":0.0,"dcl":0.0,"ht":0.0,"u":null,"wt":null,)"
         R"("s":null,"bc":null,"wt_s":null,"status":null,"network":null,"msg_id":null,)"
