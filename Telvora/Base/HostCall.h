@@ -11,8 +11,8 @@ namespace detail {
 TELVORA_EXPORT void noteHostException() noexcept;
 }
 
-/// How many exceptions the host's closures have let escape into the library so far. The ledger
-/// shows it.
+/// How many exceptions the host's closures have let escape into the library so far: one count for
+/// the process, beside the ledgers, which are a channel's.
 TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
 
 /// Calls a closure of the host and keeps whatever it throws away from everybody else: on a thread
