@@ -107,7 +107,7 @@ TrackerRetryEntry TrackerConfig::popRetryData()
 Array TrackerConfig::apiDatas() const
 {
     MutexLock locked(m_listLock);
-    return copy(m_apiDatas);
+    return copy(m_leaving ? *m_leaving : m_apiDatas);
 }
 
 bool TrackerConfig::append(Dictionary event)
@@ -122,16 +122,24 @@ TrackerConfig::Copied TrackerConfig::takeAll()
 {
     MutexLock locked(m_listLock);
     const auto fresh = static_cast<std::uint32_t>(m_apiDatas.size() - m_copied);
-    Copied taken { std::move(m_apiDatas), fresh };
+    Copied taken { std::move(m_apiDatas), fresh, true };
     m_apiDatas = Array();
     m_copied = 0;
     return taken;
 }
 
+void TrackerConfig::setLeaving(std::shared_ptr<const Array> list)
+{
+    MutexLock locked(m_listLock);
+    // The old one may be the last of its batch: let it go after the lock.
+    m_leaving.swap(list);
+}
+
 TrackerConfig::Copied TrackerConfig::copyAll()
 {
     MutexLock locked(m_listLock);
-    Copied copied { copy(m_apiDatas), static_cast<std::uint32_t>(m_apiDatas.size() - m_copied) };
+    const auto fresh = static_cast<std::uint32_t>(m_apiDatas.size() - m_copied);
+    Copied copied { copy(m_apiDatas), fresh, false };
     m_copied = m_apiDatas.size();
     return copied;
 }

@@ -90,6 +90,8 @@ private:
     struct Copied {
         Array events;
         std::uint32_t fresh = 0;
+        // Taken, not copied: the list holds nothing of it any more.
+        bool isTaken = false;
     };
 
     // In a barrier block of the manager's queue. True when the list has reached the limit.
@@ -101,6 +103,9 @@ private:
     }
     // In a barrier block. Leaves the list empty.
     Copied takeAll() TELVORA_EXCLUDES(m_listLock);
+    // In the same barrier block. What was taken still shows as pending until its request is out,
+    // as it does while a copy is sent; null once it is.
+    void setLeaving(std::shared_ptr<const Array> list) TELVORA_EXCLUDES(m_listLock);
     // In a synchronous block. Leaves the list as it is.
     Copied copyAll() TELVORA_EXCLUDES(m_listLock);
     // In a barrier block, after a copy was sent.
@@ -125,6 +130,8 @@ private:
     Array m_apiDatas TELVORA_GUARDED_BY(m_listLock);
     // How many events at the front of the list a copy has sent already.
     std::size_t m_copied TELVORA_GUARDED_BY(m_listLock) = 0;
+    // The list taken last, in its batch, while that is being sent.
+    std::shared_ptr<const Array> m_leaving TELVORA_GUARDED_BY(m_listLock);
 
     ChannelLedger m_ledger;
     // After the ledger, which hears of its removals.

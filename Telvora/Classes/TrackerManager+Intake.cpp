@@ -36,8 +36,9 @@ void TrackerManager::intake(Dictionary event, const std::string& index)
         trigger(channel->lastEvent(), index);
         return;
     }
-    const Sent sent = sendNormalData(channel, channel->takeAll());
-    trigger(sent.apiDatas.back().get_object(), index);
+    const auto sent = sendNormalData(channel, channel->takeAll());
+    channel->setLeaving(nullptr);
+    trigger(sent->back().get_object(), index);
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
@@ -52,7 +53,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
     m_queue->barrierAsync([config] { config->clear(); });
 }
 
-TrackerManager::Sent TrackerManager::sendNormalData(
+std::shared_ptr<const Array> TrackerManager::sendNormalData(
     const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas)
 {
     const auto common = config->commonData();
@@ -64,8 +65,11 @@ TrackerManager::Sent TrackerManager::sendNormalData(
     const LedgerShare share { apiDatas.fresh, 1 };
     config->m_ledger.posted(share);
     const Batch batch = makeBatch(std::move(body));
+    std::shared_ptr<const Array> events(batch, &batch->at(common->dataListKey).get_array());
+    if (apiDatas.isTaken)
+        config->setLeaving(events);
     post(config, batch, 0, TrackerRetryData::defaultMaxRetryCount, share);
-    return { batch, batch->at(common->dataListKey).get_array() };
+    return events;
 }
 
 void TrackerManager::sendRetryData(const std::shared_ptr<TrackerConfig>& config)

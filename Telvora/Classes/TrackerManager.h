@@ -200,13 +200,8 @@ private:
     void applicationBackgroundEnterFront();
 
     void intake(Dictionary event, const std::string& index);
-    // What went out: the batch, which keeps alive the events in it.
-    struct Sent {
-        Batch batch;
-        const Array& apiDatas;
-    };
-
-    Sent sendNormalData(
+    // Gives back the events as they stand in the batch.
+    std::shared_ptr<const Array> sendNormalData(
         const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas);
     void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
     void post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,

@@ -113,6 +113,23 @@ TEST_F(TrackerIntakeTest, TheTriggerSeesEveryEventOnceAfterItsEffect)
     EXPECT_EQ(pendingThen, (std::vector<std::size_t> { 1, 0, 0 }));
 }
 
+TEST_F(TrackerIntakeTest, AFullListIsPendingUntilItsRequestIsOut)
+{
+    std::shared_ptr<TrackerConfig> config;
+    std::vector<std::size_t> pendingThen;
+    const auto url = [&] {
+        pendingThen.push_back(config->apiDatas().size());
+        return std::string("http://collector.example/");
+    };
+    config = std::make_shared<TrackerConfig>("APM", 2, StringDictionary(), Array(), false, url);
+    manager().register_(config);
+
+    append("APM", 1, 2);
+
+    EXPECT_EQ(pendingThen, (std::vector<std::size_t> { 2 }));
+    EXPECT_TRUE(config->apiDatas().empty());
+}
+
 TEST_F(TrackerIntakeTest, EventsForUnknownChannelsAreKeptNowhere)
 {
     watchTrigger();
