@@ -1,3 +1,4 @@
+#include <Telvora/Classes/Utils/TrackerTimer.h>
 #include <Telvora/Platform/Linux/LinuxDispatch.h>
 #include <Telvora/Platform/TimerSource.h>
 
@@ -10,6 +11,7 @@
 #include <memory>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace telvora {
@@ -90,6 +92,30 @@ TEST(TimerStressTest, NoHandlerRunsAfterItsSourceIsGone)
     dispatch.waitUntilIdle(std::chrono::steady_clock::now() + 10s);
 
     EXPECT_EQ(late, 0);
+}
+
+TEST(TimerStressTest, StartsAndMovesAtOneMomentNeverLeaveTheTimerForGood)
+{
+    TrackerTimer timer;
+    for (int round = 0; round < 200; ++round) {
+        inThreads(4, [&](int number) {
+            for (int step = 0; step < 20; ++step) {
+                if (number < 2)
+                    timer.start(3600, [] {});
+                else
+                    timer.suspend();
+                timer.resume();
+            }
+        });
+    }
+
+    std::promise<void> ticked;
+    timer.start(0, [&, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false))
+            ticked.set_value();
+    });
+    EXPECT_EQ(ticked.get_future().wait_for(30s), std::future_status::ready);
+    timer.suspend();
 }
 
 TEST(TimerStressTest, EveryDelayedBlockRunsOnce)

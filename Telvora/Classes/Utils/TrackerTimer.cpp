@@ -22,6 +22,7 @@ TrackerTimer::TrackerTimer()
 
 void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
 {
+    MutexLock locked(m_lock);
     // Keeps the source's count of suspends in balance with the resume below.
     if (isRunning())
         m_logTimer->suspend();
@@ -36,6 +37,7 @@ void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function
 
 void TrackerTimer::suspend()
 {
+    MutexLock locked(m_lock);
     if (!isRunning())
         return;
     m_logTimer->suspend();
@@ -44,6 +46,7 @@ void TrackerTimer::suspend()
 
 void TrackerTimer::resume()
 {
+    MutexLock locked(m_lock);
     if (isRunning())
         return;
     m_logTimer->resume();

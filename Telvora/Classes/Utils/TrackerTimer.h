@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/Mutex.h>
 #include <Telvora/Platform/TimerSource.h>
 
 #include <atomic>
@@ -17,9 +18,9 @@ namespace telvora {
 /// Life: not running -> start() -> running <-> suspend()/resume(). Never cancelled; the owner keeps
 /// it for the length of the process.
 ///
-/// Threads: start(), suspend() and resume() belong to the thread that starts the library and posts
-/// the application's moves. The readings may be taken anywhere and can be one step behind. Ticks
-/// come on the global default-priority queue, never two at once.
+/// Threads: any. A change of state is one step, so that suspends and resumes of the source stay in
+/// balance also when a start meets a move of the application; the readings take no lock and can be
+/// one step behind. Ticks come on the global default-priority queue, never two at once.
 ///
 /// Deliberate: the interval does not grow after failed uploads. The retry limit bounds the traffic
 /// already, and a longer interval would delay fresh events too.
@@ -33,12 +34,13 @@ public:
     /// Begins ticking; the first tick comes one full interval from now. A second call replaces the
     /// handler and counts the interval afresh. `timeInterval` is in seconds; without it the current
     /// interval stays.
-    void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler);
+    void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
+        TELVORA_EXCLUDES(m_lock);
 
     /// Stops the ticks if it is running.
-    void suspend();
+    void suspend() TELVORA_EXCLUDES(m_lock);
     /// Lets them go on if it is not. At most one missed tick comes at once.
-    void resume();
+    void resume() TELVORA_EXCLUDES(m_lock);
 
     bool isRunning() const { return m_isRunning.load(std::memory_order_relaxed); }
     std::int64_t postInterval() const { return m_postInterval.load(std::memory_order_relaxed); }
@@ -47,6 +49,7 @@ public:
     std::int64_t failureCount() const { return 0; }
 
 private:
+    Mutex m_lock;
     std::atomic<bool> m_isRunning { false };
     std::atomic<std::int64_t> m_postInterval { defaultPostInterval };
     std::unique_ptr<TimerSource> m_logTimer;
