@@ -12,7 +12,7 @@ TELVORA_EXPORT void noteHostException() noexcept;
 }
 
 /// How many exceptions the host's closures have let escape into the library so far: one count for
-/// the process, beside the ledgers, which are a channel's.
+/// the process. Those of a channel's own closures are on its ledger as well.
 TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
 
 /// Calls a closure of the host and keeps whatever it throws away from everybody else: on a thread

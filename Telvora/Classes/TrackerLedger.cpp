@@ -55,6 +55,8 @@ Dictionary ledgerDictionary(const LedgerSnapshot& snapshot)
     Dictionary dictionary;
     dictionary["events"] = accountDictionary(snapshot.events, true);
     dictionary["batches"] = accountDictionary(snapshot.batches, false);
+    if (snapshot.hostExceptions > 0)
+        dictionary["hostExceptions"] = snapshot.hostExceptions;
     return dictionary;
 }
 
@@ -137,9 +139,15 @@ void ChannelLedger::droppedWaiting(LedgerShare share)
     move(&Counts::waiting, &Counts::removedUnseen, share);
 }
 
+void ChannelLedger::hostThrew()
+{
+    add(m_hostExceptions, 1);
+}
+
 LedgerSnapshot ChannelLedger::snapshot() const
 {
-    return { m_events.account(), m_batches.account() };
+    return { m_events.account(), m_batches.account(),
+        m_hostExceptions.load(std::memory_order_relaxed) };
 }
 
 void ChannelLedger::move(Count Counts::*from, Count Counts::*to, LedgerShare share)

@@ -63,12 +63,15 @@ struct TELVORA_EXPORT LedgerAccount {
 struct LedgerSnapshot {
     LedgerAccount events;
     LedgerAccount batches;
+    /// How often a closure of the host's threw while it was called for this channel: a hook, the
+    /// URL hook, or the trigger callback for one of its events.
+    std::int64_t hostExceptions = 0;
 
     bool operator==(const LedgerSnapshot&) const = default;
 };
 
 /// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount; those that a batch
-/// cannot have are left out.
+/// cannot have are left out. "hostExceptions" is there once there was one.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
 /// What one batch, or one entry of the retry cache, carries of a channel's account.
@@ -101,6 +104,8 @@ public:
     void droppedInFlight(LedgerShare share, DropReason reason);
     void droppedWaiting(LedgerShare share);
 
+    void hostThrew();
+
     LedgerSnapshot snapshot() const;
 
 private:
@@ -126,6 +131,7 @@ private:
 
     Counts m_events;
     Counts m_batches;
+    Count m_hostExceptions { 0 };
 };
 
 } // namespace telvora

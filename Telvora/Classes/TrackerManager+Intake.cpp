@@ -25,7 +25,7 @@ void TrackerManager::intake(Dictionary event, const std::string& index)
     if (!channel) {
         // Nobody collects it: the callback is the only one to see it.
         m_unknownChannels.droppedUnknown();
-        trigger(event, index);
+        trigger(event, index, m_unknownChannels);
         dispose(std::move(event));
         return;
     }
@@ -33,12 +33,12 @@ void TrackerManager::intake(Dictionary event, const std::string& index)
     const bool isFull = channel->append(std::move(event));
     if (!isFull) {
         sendRetryData(channel);
-        trigger(channel->lastEvent(), index);
+        trigger(channel->lastEvent(), index, channel->m_ledger);
         return;
     }
     const auto sent = sendNormalData(channel, channel->takeAll());
     channel->setLeaving(nullptr);
-    trigger(sent->back().get_object(), index);
+    trigger(sent->back().get_object(), index, channel->m_ledger);
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
@@ -105,7 +105,10 @@ void TrackerManager::post(const std::shared_ptr<TrackerConfig>& config, const Ba
 
     std::string url;
     const TrackerConfig::URLHook& urlHook = config->urlHook();
-    if (!urlHook || !callHost([&] { url = urlHook(); })) {
+    const bool isKnown = urlHook && callHost([&] { url = urlHook(); });
+    if (!isKnown) {
+        if (urlHook)
+            config->m_ledger.hostThrew();
         // Without an address the upload fails like any other, and is tried again.
         finish(TrackerNetwork::PostEnd::refused, batch);
         return;
@@ -113,11 +116,12 @@ void TrackerManager::post(const std::shared_ptr<TrackerConfig>& config, const Ba
     TrackerNetwork::shareInstance().postWithEnds(url, batch, config->headers(), std::move(finish));
 }
 
-void TrackerManager::trigger(const Dictionary& event, const std::string& index)
+void TrackerManager::trigger(
+    const Dictionary& event, const std::string& index, ChannelLedger& ledger)
 {
     const auto callback = m_triggerCallback.getValue();
-    if (*callback)
-        callHost([&] { (*callback)(event, index); });
+    if (*callback && !callHost([&] { (*callback)(event, index); }))
+        ledger.hostThrew();
 }
 
 std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) const

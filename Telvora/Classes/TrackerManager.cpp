@@ -96,6 +96,8 @@ void TrackerManager::setupCommonDatas(
 {
     if (const auto channel = config(forIndex))
         channel->setCommonData({ std::move(commonDatas), std::move(dataListKey) });
+    else
+        dispose(std::move(commonDatas));
 }
 
 void TrackerManager::start()
@@ -120,7 +122,7 @@ void TrackerManager::start()
         if (manager.status(index) == ConfigStatus::running)
             continue;
         if (const auto startHook = config->startHook()) {
-            manager.callHook(startHook);
+            callHook(*config, startHook);
             manager.setStatus(index, ConfigStatus::running);
         }
     }
@@ -141,7 +143,7 @@ void TrackerManager::stop()
 
     const auto registered = manager.configs();
     for (const auto& [index, config] : *registered) {
-        manager.callHook(config->stopHook());
+        callHook(*config, config->stopHook());
         manager.setStatus(index, ConfigStatus::idle);
     }
 }
@@ -151,7 +153,7 @@ void TrackerManager::applicationEnterBackground()
     m_trackerTimer.suspend();
     const auto registered = configs();
     for (const auto& [index, config] : *registered) {
-        callHook(config->stopHook());
+        callHook(*config, config->stopHook());
         setStatus(index, ConfigStatus::idle);
     }
     // Those that a hook has just registered as well.
@@ -165,7 +167,7 @@ void TrackerManager::applicationBackgroundEnterFront()
     m_trackerTimer.resume();
     const auto registered = configs();
     for (const auto& [index, config] : *registered) {
-        callHook(config->restartHook());
+        callHook(*config, config->restartHook());
         setStatus(index, ConfigStatus::running);
     }
 }
@@ -193,10 +195,11 @@ void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
     });
 }
 
-void TrackerManager::callHook(const std::shared_ptr<const TrackerConfig::Hook>& hook)
+void TrackerManager::callHook(
+    TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook)
 {
-    if (hook && *hook)
-        callHost(*hook);
+    if (hook && *hook && !callHost(*hook))
+        config.m_ledger.hostThrew();
 }
 
 } // namespace telvora

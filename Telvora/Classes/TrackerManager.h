@@ -31,8 +31,9 @@ namespace telvora {
 /// or for another event; intake runs later, in order, on the manager's own queue.
 ///
 /// Failure: nothing is thrown and nothing returned. Unknown channels and empty closures are
-/// skipped; what the host's closures throw is caught and counted (hostExceptionCount()); what
-/// became of every event is in the ledger. Registering one index twice stops the process.
+/// skipped; what the host's closures throw is caught and counted (hostExceptionCount(), and the
+/// channel's ledger); what became of every event is in the ledger. Registering one index twice
+/// stops the process.
 class TELVORA_EXPORT TrackerManager {
 public:
     static TrackerManager& shared();
@@ -194,7 +195,8 @@ private:
     std::shared_ptr<const Configs> configs() const { return m_configs.getValue(); }
     void setStatus(const std::string& index, ConfigStatus status);
     ConfigStatus status(const std::string& index) const;
-    void callHook(const std::shared_ptr<const TrackerConfig::Hook>& hook);
+    static void callHook(
+        TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook);
 
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
@@ -206,7 +208,7 @@ private:
     void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
     void post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,
         std::int64_t failures, std::int64_t maxRetryCount, LedgerShare share);
-    void trigger(const Dictionary& event, const std::string& index);
+    void trigger(const Dictionary& event, const std::string& index, ChannelLedger& ledger);
 
     Dictionary standardCommonData();
     void setupFEMonitor();

@@ -1,5 +1,7 @@
 #include "SpineHost.h"
 
+#include <stdexcept>
+
 #include <limits>
 
 namespace telvora {
@@ -137,6 +139,27 @@ TEST_F(TrackerLedgerTest, CountsAnEventOnceThoughAFlushAndAFullListBothSendIt)
     EXPECT_EQ(ledger.events.accepted, 3);
     EXPECT_EQ(ledger.events.delivered, 3);
     EXPECT_EQ(ledger.batches.delivered, 2);
+    expectBalanced("APM");
+}
+
+TEST_F(TrackerLedgerTest, CountsWhatTheHostsClosuresThrow)
+{
+    const auto throwing = []() -> std::string { throw std::runtime_error("hook"); };
+    const auto config
+        = std::make_shared<TrackerConfig>("APM", 1, StringDictionary(), Array(), false, throwing);
+    config->setStartHook([&] { throwing(); });
+    manager().register_(config);
+    EXPECT_FALSE(ledgerDictionary(ledgerOf("APM")).contains("hostExceptions"));
+
+    TrackerManager::start();
+    EXPECT_EQ(ledgerOf("APM").hostExceptions, 1);
+    append("APM", 1);
+    EXPECT_EQ(ledgerOf("APM").hostExceptions, 2);
+
+    TrackerManager::setTriggerCallback([](const Dictionary&, const std::string&) { throw 7; });
+    append("nowhere", 2);
+    EXPECT_EQ(ledgerOf("APM").hostExceptions, 2);
+    EXPECT_EQ(manager().ledgersDictionary().at("").at("hostExceptions"), 1);
     expectBalanced("APM");
 }
 
