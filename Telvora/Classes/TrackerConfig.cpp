@@ -37,25 +37,27 @@ TrackerConfig::~TrackerConfig()
     dispose(std::move(m_apiDatas));
 }
 
+// Here and below: what was there before goes after the lock, since it may hold things of the
+// host's.
 void TrackerConfig::setStartHook(Hook hook)
 {
-    auto shared = std::make_shared<Hook>(std::move(hook));
+    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
     MutexLock locked(m_lock);
-    m_startHook = std::move(shared);
+    m_startHook.swap(shared);
 }
 
 void TrackerConfig::setStopHook(Hook hook)
 {
-    auto shared = std::make_shared<Hook>(std::move(hook));
+    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
     MutexLock locked(m_lock);
-    m_stopHook = std::move(shared);
+    m_stopHook.swap(shared);
 }
 
 void TrackerConfig::setRestartHook(Hook hook)
 {
-    auto shared = std::make_shared<Hook>(std::move(hook));
+    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
     MutexLock locked(m_lock);
-    m_restartHook = std::move(shared);
+    m_restartHook.swap(shared);
 }
 
 std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::startHook() const
@@ -84,13 +86,20 @@ std::shared_ptr<const TrackerCommonData> TrackerConfig::commonData() const
 
 void TrackerConfig::setCommonData(TrackerCommonData commonData)
 {
-    auto shared = std::make_shared<const TrackerCommonData>(std::move(commonData));
+    // However deep the host's values are, the last reader destroys them without recursion.
+    std::shared_ptr<const TrackerCommonData> shared(
+        new TrackerCommonData(std::move(commonData)), [](TrackerCommonData* last) {
+            dispose(std::move(last->commonDatas));
+            delete last;
+        });
     MutexLock locked(m_lock);
-    m_commonData = std::move(shared);
+    m_commonData.swap(shared);
 }
 
 void TrackerConfig::insert(TrackerRetryEntry retry)
 {
+    if (!retry)
+        return;
     const LedgerShare share { eventsIn(retry->data, commonData()->dataListKey), 1 };
     retry->giveShare(share);
     m_ledger.insertedByHost(share);

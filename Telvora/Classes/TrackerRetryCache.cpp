@@ -64,6 +64,8 @@ void TrackerRetryCache::State::removeFirst()
 
 void TrackerRetryCache::insert(TrackerRetryEntry data)
 {
+    if (!data)
+        return;
     m_lock.write([state = m_state.get(), entry = std::move(data)]() mutable {
         MutexLock locked(state->changing);
         state->priorityQueue.push(std::move(entry));

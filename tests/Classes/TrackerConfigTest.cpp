@@ -52,6 +52,42 @@ TEST_F(TrackerConfigTest, SetHooksReplaceTheEarlierOnes)
     EXPECT_EQ(called, "start stop restart");
 }
 
+TEST_F(TrackerConfigTest, AHookThatGoesMayCallTheChannel)
+{
+    TrackerConfig config("MP", 7);
+    const auto onceGone = [&](void*) { config.setStopHook({}); };
+    config.setStartHook([held = std::shared_ptr<void>(nullptr, onceGone)] {});
+
+    config.setStartHook({});
+
+    EXPECT_FALSE(*config.stopHook());
+}
+
+TEST_F(TrackerConfigTest, CommonDataMayBeNestedDeeperThanAnyStack)
+{
+    const auto deep = [] {
+        Value value = nullptr;
+        for (int level = 0; level < 200000; ++level) {
+            Array outer;
+            outer.emplace_back(std::move(value));
+            value = std::move(outer);
+        }
+        Dictionary dictionary;
+        dictionary["deep"] = std::move(value);
+        return dictionary;
+    };
+    const auto config = addChannel("MP", 1);
+
+    manager().setupCommonDatas(deep(), "data", "MP");
+    append("MP", 1);
+    manager().setupCommonDatas({}, "data", "MP");
+    manager().setupCommonDatas(deep(), "data", "nowhere");
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(requestCount(), 1u);
+    EXPECT_TRUE(config->commonData()->commonDatas.empty());
+}
+
 TEST_F(TrackerConfigTest, RetryEntriesGoInAndComeOut)
 {
     TrackerConfig config("MP", 7);
@@ -63,6 +99,20 @@ TEST_F(TrackerConfigTest, RetryEntriesGoInAndComeOut)
     ASSERT_NE(popped, nullptr);
     EXPECT_EQ(popped->data, batch);
     EXPECT_EQ(config.popRetryData(), nullptr);
+}
+
+TEST_F(TrackerConfigTest, NoEntryIsNoEntry)
+{
+    TrackerConfig config("MP", 7);
+    TrackerRetryCache cache;
+
+    config.insert(nullptr);
+    cache.insert(nullptr);
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(config.retryCache().size(), 0u);
+    EXPECT_EQ(cache.size(), 0u);
+    EXPECT_EQ(config.ledger(), LedgerSnapshot());
 }
 
 TEST_F(TrackerConfigTest, AnEntryOfTheHostsIsOnTheLedgerUntilTheHostTakesItBack)

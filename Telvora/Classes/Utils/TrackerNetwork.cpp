@@ -100,7 +100,7 @@ void TrackerNetwork::postWithEnds(
         fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     HTTPRequest request { url, "POST", headers(externHeaders), {}, requestTimeout };
-    auto body = encode(*param);
+    auto body = param ? encode(*param) : std::nullopt;
     if (!body) {
         // A number in it has no text in JSON: the batch is lost, without a word to the host.
         handler(PostEnd::unencodable, std::move(param));

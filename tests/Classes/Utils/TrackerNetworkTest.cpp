@@ -268,6 +268,18 @@ TEST_F(TrackerNetworkQuirk, ABatchThatCannotBeEncodedReachesNobody)
     EXPECT_TRUE(log->lines.empty());
 }
 
+TEST_F(TrackerNetworkTest, NoBatchReachesNobody)
+{
+    bool isHeard = false;
+
+    TrackerNetwork::post(
+        "http://collector.example/", nullptr, {}, [&](bool, Batch) { isHeard = true; });
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(requestCount(), 0u);
+    EXPECT_FALSE(isHeard);
+}
+
 TEST_F(TrackerNetworkTest, AnEmptyHandlerIsSkipped)
 {
     answerAll(success());
