@@ -23,9 +23,8 @@ class TimerSource;
 /// thread or another, and must not be called from a block of the same queue: they would wait for
 /// themselves. Submitting from inside a block, of this queue or another, is fine.
 ///
-/// Failure: an exception that leaves an asynchronous block is swallowed at the thread's boundary
-///; one that leaves a synchronous block reaches the
-/// caller.
+/// Failure: an exception that leaves an asynchronous block is swallowed at the thread's boundary;
+/// one that leaves a synchronous block reaches the caller.
 class TELVORA_EXPORT DispatchQueue {
 public:
     virtual ~DispatchQueue() = default;

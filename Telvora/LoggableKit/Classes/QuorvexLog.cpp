@@ -94,8 +94,8 @@ std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
 
 void QuorvexLog::setLogService(std::shared_ptr<LogService> service)
 {
-    s_hasService.store(service != nullptr, std::memory_order_relaxed);
     MutexLock locked(state().lock);
+    s_hasService.store(service != nullptr, std::memory_order_relaxed);
     // The old one may be the last reference to an object of the host: let it go after the lock.
     state().service.swap(service);
 }
