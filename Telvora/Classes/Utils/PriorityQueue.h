@@ -7,6 +7,8 @@
 #include <iterator>
 #include <optional>
 #include <ostream>
+#include <sstream>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -119,6 +121,13 @@ public:
     End end() const { return {}; }
 
     /// The heap in level order: [a, b, c].
+    std::string description() const
+    {
+        std::ostringstream text;
+        text << *this;
+        return text.str();
+    }
+    std::string debugDescription() const { return description(); }
     friend std::ostream& operator<<(std::ostream& out, const PriorityQueue& queue)
     {
         out << '[';

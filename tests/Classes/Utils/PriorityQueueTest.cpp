@@ -101,10 +101,14 @@ TEST(PriorityQueueTest, IndexAccessIsInLevelOrder)
 
 TEST(PriorityQueueTest, PrintsItsLevelOrder)
 {
+    const PriorityQueue<int> queue(true, { 3, 1, 2 });
+
     std::ostringstream text;
-    text << PriorityQueue<int>(true, { 3, 1, 2 });
+    text << queue;
 
     EXPECT_EQ(text.str(), "[1, 3, 2]");
+    EXPECT_EQ(queue.description(), text.str());
+    EXPECT_EQ(queue.debugDescription(), text.str());
 }
 
 TEST(PriorityQueueTest, RemoveTakesOneAndRemoveAllTakesEveryEqualElement)
