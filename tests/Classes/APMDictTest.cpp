@@ -111,7 +111,7 @@ TEST_F(APMDictTest, NothingIsKnownOfTheBattery)
     EXPECT_EQ(report({ { "batr", 80 } }).at("batr"), 80);
 }
 
-TEST_F(APMDictTest, SiIsTheTimeSinceTheStart)
+TEST_F(APMDictQuirk, SiIsTheTimeSinceTheStart)
 {
     TrackerDataExcavator::initial();
     simulated.setWallTime(1700000012.25);

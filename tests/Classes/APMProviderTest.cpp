@@ -64,7 +64,7 @@ TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
     EXPECT_EQ(provider->only(), (Dictionary { { "os", "B" }, { "brand", "C" } }));
 }
 
-TEST_F(APMProviderTest, ANullOfAReportWinsAsWell)
+TEST_F(APMProviderQuirk, ANullOfAReportWinsAsWell)
 {
     registerChannel("APM");
     manager().setupCommonDatas({ { "network", "A" }, { "p", "B" } }, "data", "APM");
@@ -168,7 +168,7 @@ TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
     EXPECT_THAT(log->levels, ElementsAre(3u, 3u));
 }
 
-TEST_F(APMProviderTest, ANumberThatIsNotFiniteLosesTheReportWithALine)
+TEST_F(APMProviderQuirk, ANumberThatIsNotFiniteLosesTheReportWithALine)
 {
     registerChannel("APM");
     const auto provider = installProvider();

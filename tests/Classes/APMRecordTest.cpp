@@ -69,7 +69,7 @@ TEST_F(APMRecordTest, APageWithoutParametersLeavesThemNull)
     EXPECT_EQ(report(makeRecord()).at("pageExpend"), nullptr);
 }
 
-TEST_F(APMRecordTest, APageThatIsGoneHasNoNameButItsParameters)
+TEST_F(APMRecordQuirk, APageThatIsGoneHasNoNameButItsParameters)
 {
     showPage("Live", { { "id", "7" } });
     simulated.screens().release("Live");

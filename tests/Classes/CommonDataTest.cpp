@@ -34,7 +34,7 @@ protected:
 };
 using CommonDataQuirk = CommonDataTest;
 
-TEST_F(CommonDataTest, WithoutAnIdentifierThereAreNineKeys)
+TEST_F(CommonDataQuirk, WithoutAnIdentifierThereAreNineKeys)
 {
     const Dictionary data = manager().getCommonE2EDatas();
 
@@ -117,7 +117,7 @@ TEST_F(CommonDataTest, BuildingChangesNoChannel)
     EXPECT_TRUE(e2e->commonData()->commonDatas.empty());
 }
 
-TEST_F(CommonDataTest, ASessionLastsFromOneSetUpToTheNext)
+TEST_F(CommonDataQuirk, ASessionLastsFromOneSetUpToTheNext)
 {
     const auto e2e = registerChannel("E2E");
 

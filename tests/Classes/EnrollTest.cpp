@@ -42,7 +42,7 @@ protected:
 };
 using EnrollQuirk = EnrollTest;
 
-TEST_F(EnrollTest, EachMeasurementFillsItsOwnFieldsAndNoOther)
+TEST_F(EnrollQuirk, EachMeasurementFillsItsOwnFieldsAndNoOther)
 {
     manager().enrollSlowFrameTrack(0.25, 12, "Page");
     expectReport("SLOW-FRAME", { { "p", "Page" }, { "ct", 12.0 }, { "at", 0.25 } });

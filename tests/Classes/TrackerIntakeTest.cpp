@@ -50,7 +50,7 @@ TEST_F(TrackerIntakeTest, EventsStayPendingBelowTheLimitAndGoOutTogetherAtIt)
     EXPECT_TRUE(config->apiDatas().empty());
 }
 
-TEST_F(TrackerIntakeTest, ALimitOfOneOrLessSendsEveryEventAlone)
+TEST_F(TrackerIntakeQuirk, ALimitOfOneOrLessSendsEveryEventAlone)
 {
     addChannel("one", 1);
     addChannel("zero", 0);
@@ -282,7 +282,7 @@ TEST_F(TrackerIntakeTest, ARetryEntryIsStampedWithTheTimeOfTheFailure)
     EXPECT_EQ(config->retryCache().entries().front()->maxRetryCount, 3);
 }
 
-TEST_F(TrackerIntakeTest, AnEventThatFillsTheListGivesNoRetryAChance)
+TEST_F(TrackerIntakeQuirk, AnEventThatFillsTheListGivesNoRetryAChance)
 {
     const auto config = addChannel("APM", 1);
     simulated().httpClient().setAnswers({ failure(), success(), success() });

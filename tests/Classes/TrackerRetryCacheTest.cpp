@@ -112,6 +112,15 @@ TEST_F(TrackerRetryCacheQuirk, ASinkTakesTheRightOneOfTwoEqualChildren)
     EXPECT_EQ(order, (std::vector<std::int64_t> { 4, 2, 3, 1 }));
 }
 
+TEST_F(TrackerRetryCacheQuirk, APopThatFindsNothingQueuesItsRemovalAllTheSame)
+{
+    simulated().setHold(true);
+
+    EXPECT_EQ(cache.pop(), nullptr);
+
+    EXPECT_EQ(simulated().dispatch().readyBarrierCount(), 1u);
+}
+
 TEST_F(TrackerRetryCacheTest, KeepsAThousandFailedBatches)
 {
     for (int number = 0; number < 1000; ++number)

@@ -25,9 +25,9 @@ void PrintTo(const CarrierRow& row, std::ostream* out)
     *out << row.name;
 }
 
-class MobileOperatorTest : public testing::TestWithParam<CarrierRow> { };
+class MobileOperatorQuirk : public testing::TestWithParam<CarrierRow> { };
 
-TEST_P(MobileOperatorTest, IsTheFirstCarrierThatHasACountry)
+TEST_P(MobileOperatorQuirk, IsTheFirstCarrierThatHasACountry)
 {
     auto& simulated = *new SimulatedPlatform;
     installPlatform(simulated.services());
@@ -39,7 +39,7 @@ TEST_P(MobileOperatorTest, IsTheFirstCarrierThatHasACountry)
     EXPECT_EQ(Excavator::mobileOperator(), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Carriers, MobileOperatorTest,
+INSTANTIATE_TEST_SUITE_P(Carriers, MobileOperatorQuirk,
     testing::Values(CarrierRow { "NoTelephony", std::nullopt, "None" },
         CarrierRow { "NoService", Telephony::Carriers(), "None" },
         CarrierRow { "OneCarrier", { { { "1", { "Blue", "de" } } } }, "Blue" },

@@ -72,7 +72,7 @@ TEST(PriorityQueueTest, PeekLeavesTheElementWhereItIs)
     EXPECT_EQ(queue.count(), 3u);
 }
 
-TEST(PriorityQueueTest, IterationYieldsPriorityOrderEachTimeAndLeavesTheQueue)
+TEST(PriorityQueueQuirk, IterationYieldsPriorityOrderEachTimeAndLeavesTheQueue)
 {
     const PriorityQueue<int> queue(true, { 5, 3, 4, 1, 2 });
 
@@ -86,7 +86,7 @@ TEST(PriorityQueueTest, IterationYieldsPriorityOrderEachTimeAndLeavesTheQueue)
     EXPECT_EQ(queue.underestimatedCount(), 5u);
 }
 
-TEST(PriorityQueueTest, IndexAccessIsInLevelOrder)
+TEST(PriorityQueueQuirk, IndexAccessIsInLevelOrder)
 {
     const PriorityQueue<int> queue(true, { 5, 3, 4, 1, 2 });
 

@@ -6,6 +6,7 @@
 #include <future>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace telvora {
 namespace {
@@ -14,6 +15,8 @@ class ReadWriteLockTest : public SpineHost {
 protected:
     ReadWriteLock lock;
 };
+
+using ReadWriteLockQuirk = ReadWriteLockTest;
 
 TEST_F(ReadWriteLockTest, ReadGivesBackWhatTheBlockReturns)
 {
@@ -35,7 +38,7 @@ TEST_F(ReadWriteLockTest, ReadLetsThroughWhatTheBlockThrows)
     EXPECT_EQ(lock.read([] { return 1; }), 1);
 }
 
-TEST_F(ReadWriteLockTest, WriteReturnsBeforeItsBlockHasRun)
+TEST_F(ReadWriteLockQuirk, WriteReturnsBeforeItsBlockHasRun)
 {
     int value = 0;
 
@@ -73,6 +76,24 @@ TEST(LockAtomicTest, CopiesInAndOut)
     EXPECT_EQ(guarded.wrappedValue(), "b");
     guarded.setWrappedValue("c");
     EXPECT_EQ(guarded.getValue(), "c");
+}
+
+TEST(LockAtomicTest, NeverTearsAValue)
+{
+    using Pair = std::pair<std::string, std::string>;
+    const Pair one { std::string(40, 'a'), std::string(40, 'a') };
+    const Pair other { std::string(80, 'b'), std::string(80, 'b') };
+    lockAtomic<Pair> guarded(one);
+
+    std::thread setter([&] {
+        for (int step = 0; step < 1000; ++step)
+            guarded.setValue(step % 2 == 0 ? other : one);
+    });
+    for (int step = 0; step < 1000; ++step) {
+        const Pair value = guarded.getValue();
+        EXPECT_EQ(value.first, value.second);
+    }
+    setter.join();
 }
 
 TEST(LockAtomicQuirk, ModifyReadsAndWritesBackInTwoStepsSoThatAnUpdateBetweenThemIsLost)

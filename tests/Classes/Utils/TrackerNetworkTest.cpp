@@ -79,7 +79,7 @@ TEST_F(TrackerNetworkTest, SendsAPOSTOfCompactJSONThatMayTakeAMinute)
     EXPECT_EQ(requests[0].body, R"({"b":1,"a":[1.5,"x"]})");
 }
 
-TEST_F(TrackerNetworkTest, SendsTheFixedHeadersInTheirOrder)
+TEST_F(TrackerNetworkQuirk, SendsTheFixedHeadersInTheirOrder)
 {
     manager().setQvxUuid([] { return std::optional<std::string>("device-1"); });
 

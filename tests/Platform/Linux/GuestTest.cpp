@@ -138,7 +138,7 @@ TEST(GuestTest, CallsFromExitHandlersAreHarmless)
         "exited 0");
 }
 
-TEST(GuestTest, AForkedChildMayCallEverythingAndEnds)
+TEST(GuestQuirk, AForkedChildMayCallEverythingAndEnds)
 {
     const SilentPort port;
     EXPECT_EQ(endOfChild([&] {

@@ -27,6 +27,8 @@ protected:
     ScriptedScreens screens;
 };
 
+using ScriptedScreensQuirk = ScriptedScreensTest;
+
 TEST_F(ScriptedScreensTest, AScreenIsPlainAndNamedAsItsIDAtTheStart)
 {
     const auto a = screens.screen("a");
@@ -138,7 +140,7 @@ TEST_F(ScriptedScreensTest, RingsOfScreensAreFreed)
     EXPECT_EQ(screens.screen("b")->presentedViewController(), nullptr);
 }
 
-TEST_F(ScriptedScreensTest, AScreenThatDoesNotDelegateStandsForItself)
+TEST_F(ScriptedScreensQuirk, AScreenThatDoesNotDelegateStandsForItself)
 {
     screens.setDelegatesTo("a", "b");
     EXPECT_EQ(standIn("a").vc.lock(), screens.screen("a"));
