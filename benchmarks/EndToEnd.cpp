@@ -1,7 +1,7 @@
 // From the first event appended to the last one answered by a collector that looks at nothing:
 // events per second and what they cost this process. One contender a process, so that neither
 // inherits the other's heap. One thread builds and appends; it waits while more events than
-// `mostUnderWay` are neither answered nor refused, the same for both.
+// `--most-under-way` are not answered yet, the same for both.
 
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
@@ -19,7 +19,6 @@ namespace telvora {
 namespace {
 
 constexpr int limit = 100;
-constexpr long mostUnderWay = 50'000;
 
 double processorSeconds()
 {
@@ -61,8 +60,8 @@ public:
 };
 
 template<typename Contender>
-void measure(
-    Contender& contender, const std::string& name, const SinkCollector& collector, long events)
+void measure(Contender& contender, const std::string& name, const SinkCollector& collector,
+    long events, long mostUnderWay)
 {
     const double processorBefore = processorSeconds();
     const std::int64_t start = nanosecondsNow();
@@ -102,14 +101,16 @@ int main(int count, char** values)
     const std::string name = arguments.text("--contender", "telvora");
     const long events = arguments.number("--events", 300'000) / limit * limit;
 
+    const long mostUnderWay = arguments.number("--most-under-way", 50'000);
+
     checkSampleEvent();
     const SinkCollector collector(arguments.text("--collector"));
     const std::string url = collector.address() + "/e2e";
     if (name == "bare") {
         BareLoop bare(url);
-        measure(bare, name, collector, events);
+        measure(bare, name, collector, events, mostUnderWay);
     } else {
         TelvoraContender telvora(url);
-        measure(telvora, name, collector, events);
+        measure(telvora, name, collector, events, mostUnderWay);
     }
 }
