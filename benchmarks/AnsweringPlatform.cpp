@@ -32,7 +32,8 @@ void AnsweringHTTPClient::answer()
 {
     std::unique_lock locked(m_lock.native());
     while (true) {
-        m_arrived.wait(locked, [this] { return m_isEnding || !m_waiting.empty(); });
+        while (!m_isEnding && m_waiting.empty())
+            m_arrived.wait(locked);
         if (m_waiting.empty())
             return;
         std::vector<Completion> taken = std::exchange(m_waiting, {});
