@@ -28,15 +28,7 @@ public:
             UniqueFunction> && std::is_invocable_r_v<Result, std::remove_cvref_t<Callable>&, Arguments...>)
         UniqueFunction(Callable&& callable)
     {
-        using Stored = std::remove_cvref_t<Callable>;
-        if constexpr (fits<Stored>) {
-            ::new (static_cast<void*>(m_storage)) Stored(std::forward<Callable>(callable));
-            m_operations = &inlineOperations<Stored>;
-        } else {
-            ::new (static_cast<void*>(m_storage))
-                Stored*(new Stored(std::forward<Callable>(callable)));
-            m_operations = &heapOperations<Stored>;
-        }
+        construct<std::remove_cvref_t<Callable>>(std::forward<Callable>(callable));
     }
 
     UniqueFunction(UniqueFunction&& other) noexcept
@@ -66,6 +58,14 @@ public:
         return m_operations->call(m_storage, std::forward<Arguments>(arguments)...);
     }
 
+    /// Replaces the callable by a `Callable { arguments... }` that is made in its place, which
+    /// saves what moving it there would cost.
+    template<typename Callable, typename... Initializers> void emplace(Initializers&&... arguments)
+    {
+        reset();
+        construct<Callable>(std::forward<Initializers>(arguments)...);
+    }
+
     /// Destroys the callable and what it captured.
     void reset()
     {
@@ -84,6 +84,18 @@ private:
     static constexpr bool fits
         = sizeof(Stored) <= inlineBytes && alignof(Stored) <= alignof(std::max_align_t)
         && std::is_nothrow_move_constructible_v<Stored>;
+
+    template<typename Stored, typename... Initializers> void construct(Initializers&&... arguments)
+    {
+        void* const storage = m_storage;
+        if constexpr (fits<Stored>) {
+            ::new (storage) Stored { std::forward<Initializers>(arguments)... };
+            m_operations = &inlineOperations<Stored>;
+        } else {
+            ::new (storage) Stored*(new Stored { std::forward<Initializers>(arguments)... });
+            m_operations = &heapOperations<Stored>;
+        }
+    }
 
     template<typename Stored> static Stored& at(std::byte* storage)
     {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace telvora {
 
@@ -33,6 +34,24 @@ public:
     virtual void barrierAsync(Work block) = 0;
     virtual void sync(FunctionRef<void()> block) = 0;
     virtual void barrierSync(FunctionRef<void()> block) = 0;
+
+    /// barrierAsync() of a `Block { arguments... }` that is made where it will wait, for callers
+    /// to whom moving what it carries is most of what a submission costs.
+    template<typename Block, typename... Arguments> void emplaceBarrier(Arguments&&... arguments)
+    {
+        makeBarrier(
+            [&](Work& work) { work.emplace<Block>(std::forward<Arguments>(arguments)...); });
+    }
+
+protected:
+    /// Calls `make` once, before it returns, with empty work to fill; what it throws reaches the
+    /// caller, and nothing is submitted then.
+    virtual void makeBarrier(FunctionRef<void(Work&)> make)
+    {
+        Work work;
+        make(work);
+        barrierAsync(std::move(work));
+    }
 };
 
 /// Where queues and timers come from, and the one queue that is always there.

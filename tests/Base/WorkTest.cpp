@@ -29,6 +29,48 @@ TEST(WorkTest, CarriesWhatCanOnlyBeMoved)
     EXPECT_FALSE(work);
 }
 
+TEST(WorkTest, IsMadeInPlaceWithoutAMove)
+{
+    struct Unmovable {
+        int& seen;
+        int value;
+
+        Unmovable(int& theSeen, int theValue)
+            : seen(theSeen)
+            , value(theValue)
+        {
+        }
+        Unmovable(Unmovable&& other) noexcept
+            : seen(other.seen)
+            , value(-1)
+        {
+        }
+        void operator()() { seen = value; }
+    };
+    int seen = 0;
+    Work work;
+
+    work.emplace<Unmovable>(seen, 7);
+    work();
+
+    EXPECT_EQ(seen, 7);
+}
+
+TEST(WorkTest, IsEmptyWhenWhatWasToReplaceItsCallableCouldNotBeMade)
+{
+    struct Unmakeable {
+        explicit Unmakeable(int) { throw 1; }
+        void operator()() { }
+    };
+    auto witness = std::make_shared<int>(0);
+    Work work([witness] {});
+
+    EXPECT_THROW(work.emplace<Unmakeable>(0), int);
+
+    EXPECT_FALSE(work);
+    EXPECT_EQ(witness.use_count(), 1);
+}
+
 TEST(WorkTest, CarriesCapturesLargerThanItsOwnRoom)
 {
     std::array<char, 4096> large {};

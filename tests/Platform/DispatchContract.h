@@ -58,6 +58,38 @@ TYPED_TEST_P(DispatchContract, BarriersRunInTheOrderOfSubmission)
         EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
 }
 
+TYPED_TEST_P(DispatchContract, ABarrierMadeInPlaceRunsInItsTurn)
+{
+    struct Note {
+        std::vector<int>& order;
+        std::unique_ptr<int> number;
+
+        void operator()() { order.push_back(*number); }
+    };
+    std::vector<int> order;
+
+    this->queue->barrierAsync([&] { order.push_back(1); });
+    this->queue->template emplaceBarrier<Note>(order, std::make_unique<int>(2));
+    this->queue->barrierAsync([&] { order.push_back(3); });
+    this->subject.settle();
+
+    EXPECT_EQ(order, (std::vector<int> { 1, 2, 3 }));
+}
+
+TYPED_TEST_P(DispatchContract, ABarrierThatCannotBeMadeIsNotSubmitted)
+{
+    struct Unmakeable {
+        explicit Unmakeable(int) { throw std::runtime_error("no"); }
+        void operator()() { }
+    };
+    bool hasRun = false;
+
+    EXPECT_THROW(this->queue->template emplaceBarrier<Unmakeable>(0), std::runtime_error);
+    this->queue->barrierSync([&] { hasRun = true; });
+
+    EXPECT_TRUE(hasRun);
+}
+
 TYPED_TEST_P(DispatchContract, PlainBlocksStayBetweenTheirBarriers)
 {
     std::atomic<int> ran { 0 };
@@ -418,6 +450,7 @@ TYPED_TEST_P(DispatchContract, AHandlerThatThrowsTicksOn)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(DispatchContract, BarriersRunInTheOrderOfSubmission,
+    ABarrierMadeInPlaceRunsInItsTurn, ABarrierThatCannotBeMadeIsNotSubmitted,
     PlainBlocksStayBetweenTheirBarriers, SyncSeesTheBarriersBeforeIt,
     SyncOnAQueueAtRestRunsBeforeItReturns, BarrierSyncWaitsForAllThatWasSubmittedBefore,
     ABlockMaySubmitToItsOwnQueue, ABlockMaySyncWithAnotherQueue, ReadersOfTwoQueuesMayNest,

@@ -27,18 +27,24 @@ struct QueueEntry : Job {
     EntryKind kind = EntryKind::plain;
 };
 
-/// An asynchronous block on its way.
+/// An asynchronous block on its way. Blocks come in slabs and travel between threads in chains,
+/// because memory freed on another thread than the one that took it is most of what a hand-over
+/// costs.
 struct alignas(entryAlignment) Block : QueueEntry {
+    /// Where in its slab it lies.
+    std::uint16_t placeInSlab = 0;
+    /// How many blocks the chain has whose first one this is, while out of use.
+    std::uint32_t chainLength = 0;
     Work work;
 
     /// Runs the work and destroys what it captured. What it throws ends here.
     void runWork() noexcept;
 };
 
-/// A block with `work` in it, from the calling thread's store of used ones where it has one.
-Block& takeBlock(Work&& work);
+/// A block without work, from the calling thread's store of used ones where it has one.
+Block& takeBlock();
 
-/// Takes a block back whose work has run.
+/// Takes a block back whose work is gone.
 void giveBack(Block& block) noexcept;
 
 } // namespace telvora

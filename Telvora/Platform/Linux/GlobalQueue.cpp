@@ -20,7 +20,8 @@ void runAndGiveBack(Job& job) noexcept
 
 void submitGlobally(Work&& work)
 {
-    Block& block = takeBlock(std::move(work));
+    Block& block = takeBlock();
+    block.work = std::move(work);
     block.run = &runAndGiveBack;
     WorkerPool::shared().post(block);
 }

@@ -31,6 +31,11 @@ void LinuxDispatchQueue::barrierAsync(Work block)
     m_core.submit(EntryKind::barrier, std::move(block));
 }
 
+void LinuxDispatchQueue::makeBarrier(FunctionRef<void(Work&)> make)
+{
+    m_core.submitMade(EntryKind::barrier, make);
+}
+
 void LinuxDispatchQueue::sync(FunctionRef<void()> block)
 {
     m_core.sync(block);

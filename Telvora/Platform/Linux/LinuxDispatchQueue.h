@@ -24,6 +24,9 @@ public:
     void sync(FunctionRef<void()> block) override;
     void barrierSync(FunctionRef<void()> block) override;
 
+protected:
+    void makeBarrier(FunctionRef<void(Work&)> make) override;
+
 private:
     QueueCore& m_core;
     const std::shared_ptr<LinuxQueueList> m_queues;

@@ -35,6 +35,11 @@ constexpr Word mostReaders = 0x7fff;
 /// Barriers that a worker runs before it looks after other queues.
 constexpr unsigned barriersInARow = 256;
 
+/// A worker that finds fewer entries than that has caught up with those who submit. It lets more
+/// of them gather before it comes back: taking one at a time would have it and them fight over
+/// the word with every entry.
+constexpr unsigned shortList = 64;
+
 Word readersIn(Word word)
 {
     return word >> readerShift;
@@ -136,8 +141,29 @@ QueueCore::QueueCore()
 
 void QueueCore::submit(EntryKind kind, Work&& work)
 {
-    Block& block = takeBlock(std::move(work));
+    __builtin_prefetch(&m_word, 1);
+    Block& block = takeBlock();
+    block.work = std::move(work);
     block.kind = kind;
+    enqueue(block);
+}
+
+void QueueCore::submitMade(EntryKind kind, FunctionRef<void(Work&)> make)
+{
+    __builtin_prefetch(&m_word, 1);
+    Block& block = takeBlock();
+    try {
+        make(block.work);
+    } catch (...) {
+        giveBack(block);
+        throw;
+    }
+    block.kind = kind;
+    enqueue(block);
+}
+
+void QueueCore::enqueue(Block& block)
+{
     // Acquires too: with the ticket's bit comes the ticket, which the pool has had before.
     Word word = m_word.load(std::memory_order_relaxed);
     Word changed;
@@ -292,6 +318,7 @@ void QueueCore::beginDrain(Drain& drain, Word taken)
         m_drainsStarted.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     drain.list.append(std::move(m_parked));
     drain.list.appendReversed(newestIn(taken));
+    drain.length = 0;
     drain.isAlone = readersIn(taken) == 0;
     drain.hasWaiter = (taken & waiterInside) != 0;
 }
@@ -307,6 +334,7 @@ QueueCore::Stop QueueCore::runEntries(Drain& drain, const WaitingThread* own)
             return Stop::atReaders;
         if (&entry == own)
             return Stop::atOwnEntry;
+        ++drain.length;
         if (isBarrier) {
             if (drain.barriersLeft == 0)
                 return Stop::outOfBudget;
@@ -390,18 +418,23 @@ void QueueCore::pause(Drain& drain)
     sendTickets(word, changed);
 }
 
+/// True when this thread has ceased to be the drainer.
 bool QueueCore::finishOrTakeMore(Drain& drain)
 {
     Word word = m_word.load(std::memory_order_relaxed);
     for (;;) {
-        const bool isFinished = !newestIn(word);
-        const Word changed = word & ~(addresses | waiterInside | (isFinished ? draining : Word(0)));
+        const bool takesMore
+            = newestIn(word) && (drain.length >= shortList || (word & waiterInside));
+        const Word changed
+            = takesMore ? word & ~(addresses | waiterInside) : calledForDrainer(word & ~draining);
         if (!m_word.compare_exchange_weak(
                 word, changed, std::memory_order_acq_rel, std::memory_order_relaxed))
             continue;
-        if (!isFinished)
+        if (takesMore)
             beginDrain(drain, word);
-        return isFinished;
+        else
+            sendTickets(word, changed, true);
+        return !takesMore;
     }
 }
 
@@ -438,12 +471,14 @@ QueueCore::Word QueueCore::calledForDrainer(Word word)
 }
 
 /// Sends the tickets whose bits have come up. The queue may be gone when it returns.
-void QueueCore::sendTickets(Word before, Word after)
+void QueueCore::sendTickets(Word before, Word after, bool isInNoHurry)
 {
     const Word sent = after & ~before & (ticketOut | urgentTicketOut);
     if (!sent || isForkedChild())
         return;
-    if (sent & ticketOut)
+    if ((sent & ticketOut) && isInNoHurry)
+        WorkerPool::shared().postAfterNap(m_ticket);
+    else if (sent & ticketOut)
         WorkerPool::shared().postNearby(m_ticket);
     if (sent & urgentTicketOut)
         WorkerPool::shared().postUrgently(m_urgentTicket);

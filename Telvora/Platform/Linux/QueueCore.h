@@ -33,6 +33,7 @@ public:
     QueueCore();
 
     void submit(EntryKind kind, Work&& work);
+    void submitMade(EntryKind kind, FunctionRef<void(Work&)> make);
     void sync(FunctionRef<void()> block);
     void barrierSync(FunctionRef<void()> block);
 
@@ -56,6 +57,8 @@ private:
         /// A thread waits for something in the list.
         bool hasWaiter = false;
         /// Before the drainer looks after other queues.
+        /// Entries since the list was last taken.
+        unsigned length = 0;
         unsigned barriersLeft = std::numeric_limits<unsigned>::max();
     };
 
@@ -74,6 +77,7 @@ private:
     static void runPlainBlock(Job& block) noexcept;
     static Word calledForDrainer(Word word);
 
+    void enqueue(Block& block);
     void syncSlowly(WaitingThread& self);
     void drainUpTo(WaitingThread& self, Word taken);
     void awaitTurn(WaitingThread& self);
@@ -89,7 +93,7 @@ private:
     bool finishOrTakeMore(Drain& drain);
     void leaveDrain(Word readers);
     void leaveAsReader();
-    void sendTickets(Word before, Word after);
+    void sendTickets(Word before, Word after, bool isInNoHurry = false);
 
     alignas(64) std::atomic<Word> m_word { 0 };
 

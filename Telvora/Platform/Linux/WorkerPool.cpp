@@ -32,6 +32,8 @@ struct WorkerPool::Worker {
     std::atomic<std::uint64_t> jobsStarted { 0 };
     FutexWord isCalled { 0 };
     bool prefersShared = false;
+    /// Jobs that have time until after the next nap. The worker's own.
+    JobList later;
 
     // Guarded by the pool's lock.
     bool isBusy = false;
@@ -84,6 +86,11 @@ void WorkerPool::postNearby(Job& job)
     }
     if (m_attentive.load(std::memory_order_seq_cst) == 0)
         reinforce();
+}
+
+void WorkerPool::postAfterNap(Job& job)
+{
+    currentWorker()->later.append(job);
 }
 
 void WorkerPool::postUrgently(Job& job)
@@ -178,13 +185,17 @@ void WorkerPool::work(Worker& self)
 
 Job* WorkerPool::nextJob(Worker& self)
 {
-    if (self.isBusy) {
-        if (Job* const job = takeWhileBusy(self))
-            return job;
-    }
     bool hasNapped = false;
+    // Read before the worker becomes attentive, so that no call to end the nap is missed.
+    std::uint32_t napNumber = m_napsEnded.load(std::memory_order_seq_cst);
+    if (self.isBusy) {
+        if (Job* const job = takeWhileBusy(self, hasNapped))
+            return job;
+        if (hasNapped)
+            nap(napNumber, napLength);
+    }
     for (;;) {
-        const std::uint32_t napNumber = m_napsEnded.load(std::memory_order_seq_cst);
+        napNumber = m_napsEnded.load(std::memory_order_seq_cst);
         bool isWorthWatching = false;
         if (Job* const job = lookAround(self, isWorthWatching))
             return job;
@@ -198,7 +209,7 @@ Job* WorkerPool::nextJob(Worker& self)
     }
 }
 
-Job* WorkerPool::takeWhileBusy(Worker& self)
+Job* WorkerPool::takeWhileBusy(Worker& self, bool& napsFirst)
 {
     // In turns, so that neither list can starve the other.
     self.prefersShared = !self.prefersShared;
@@ -213,13 +224,16 @@ Job* WorkerPool::takeWhileBusy(Worker& self)
     bool needsHelp = false;
     {
         MutexLock lock(m_lock);
-        job = takeShared();
+        napsFirst = !self.later.isEmpty();
+        if (!napsFirst)
+            job = takeShared();
         if (!job) {
             MutexLock nearbyLock(self.lock);
             job = self.nearby.takeFirst();
         }
         if (!job) {
             self.isBusy = false;
+            m_jobs.append(std::move(self.later));
             m_attentive.fetch_add(1, std::memory_order_seq_cst);
         } else {
             needsHelp = hasShared() && m_attentive.load(std::memory_order_seq_cst) == 0;
@@ -350,6 +364,7 @@ void WorkerPool::block(Worker& self)
             MutexLock nearbyLock(self.lock);
             m_jobs.append(std::move(self.nearby));
         }
+        m_jobs.append(std::move(self.later));
         needsHelp = hasShared() && m_attentive.load(std::memory_order_seq_cst) == 0;
     }
     if (needsHelp)

@@ -39,6 +39,9 @@ public:
     /// From a worker: onto its own list. From elsewhere as post().
     void postNearby(Job& job);
 
+    /// From a worker: lets `job` wait until the worker has done what else it has and napped.
+    void postAfterNap(Job& job);
+
     /// As post(), and ends a nap: a thread waits for what the job does.
     void postUrgently(Job& job);
 
@@ -71,7 +74,8 @@ private:
 
     void work(Worker& self);
     Job* nextJob(Worker& self);
-    Job* takeWhileBusy(Worker& self);
+    /// Null when the worker has become attentive; it then naps first if it has jobs that can wait.
+    Job* takeWhileBusy(Worker& self, bool& napsFirst);
     Job* lookAround(Worker& self, bool& isWorthWatching);
     Job* takeShared() TELVORA_REQUIRES(m_lock);
     /// A nearby job of a worker that has been in one and the same job since the last look.
