@@ -1,0 +1,178 @@
+// What one submission costs the thread that makes it, call by call: a host builds an event, hands
+// it over and goes on. The consumer takes the event and destroys it. Left out: building the event,
+// and the clock's own cost, which is measured and subtracted.
+//
+// The yardsticks move the same payload into moodycamel's queue, whose consumer polls every 250 µs,
+// and into a vector under a mutex, whose consumer swaps it out at the same pace.
+
+#include <Telvora/Platform/Linux/LinuxDispatch.h>
+
+#include <benchmarks/Percentiles.h>
+#include <benchmarks/SampleEvent.h>
+
+#include <benchmark/benchmark.h>
+#include <concurrentqueue/concurrentqueue.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace telvora {
+namespace {
+
+constexpr int eventsOfAThread = 100'000;
+
+/// As large as what the intake's block carries: the event, its channel's index, the manager.
+struct Payload {
+    Dictionary event;
+    std::string index;
+    void* manager = nullptr;
+};
+
+class DispatchRoad {
+public:
+    void submit(Payload&& payload) { m_queue->emplaceBarrier<Take>(*this, std::move(payload)); }
+    long finish()
+    {
+        m_queue->barrierSync([] {});
+        return m_taken;
+    }
+
+private:
+    struct Take {
+        DispatchRoad& road;
+        Payload payload;
+
+        void operator()()
+        {
+            ++road.m_taken;
+            benchmark::DoNotOptimize(payload.event);
+        }
+    };
+
+    LinuxDispatch m_dispatch;
+    std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
+    long m_taken = 0;
+};
+
+/// Runs `take` every 250 µs until it is told to end, and once more then.
+class PollingConsumer {
+public:
+    explicit PollingConsumer(std::function<long()> take)
+        : m_thread([this, take = std::move(take)] {
+            while (!m_isEnding) {
+                m_taken += take();
+                std::this_thread::sleep_for(std::chrono::microseconds(250));
+            }
+            m_taken += take();
+        })
+    {
+    }
+    long finish()
+    {
+        m_isEnding = true;
+        m_thread.join();
+        return m_taken;
+    }
+
+private:
+    std::atomic<bool> m_isEnding { false };
+    long m_taken = 0;
+    std::thread m_thread;
+};
+
+class MoodycamelRoad {
+public:
+    void submit(Payload&& payload) { m_queue.enqueue(std::move(payload)); }
+    long finish() { return m_consumer.finish(); }
+
+private:
+    long take()
+    {
+        long taken = 0;
+        std::vector<Payload> batch(64);
+        while (const auto count = m_queue.try_dequeue_bulk(batch.begin(), batch.size()))
+            taken += static_cast<long>(count);
+        return taken;
+    }
+
+    moodycamel::ConcurrentQueue<Payload> m_queue;
+    PollingConsumer m_consumer { [this] { return take(); } };
+};
+
+class MutexRoad {
+public:
+    void submit(Payload&& payload)
+    {
+        std::lock_guard lock(m_mutex);
+        m_waiting.push_back(std::move(payload));
+    }
+    long finish() { return m_consumer.finish(); }
+
+private:
+    long take()
+    {
+        std::vector<Payload> batch;
+        {
+            std::lock_guard lock(m_mutex);
+            std::swap(batch, m_waiting);
+        }
+        return static_cast<long>(batch.size());
+    }
+
+    std::mutex m_mutex;
+    std::vector<Payload> m_waiting;
+    PollingConsumer m_consumer { [this] { return take(); } };
+};
+
+template<typename Road> void submitAndMeasure(Road& road, std::vector<std::int64_t>& costs)
+{
+    for (int number = 0; number < eventsOfAThread; ++number) {
+        Payload payload { makeSampleEvent(number), "e2e", nullptr };
+        const std::int64_t start = nanosecondsNow();
+        road.submit(std::move(payload));
+        costs.push_back(nanosecondsNow() - start);
+    }
+}
+
+template<typename Road> void BM_SubmissionCost(benchmark::State& state)
+{
+    const auto producers = static_cast<std::size_t>(state.range(0));
+    const double clockCost = costOfClock();
+    std::vector<std::int64_t> costs;
+    for (auto _ : state) {
+        Road road;
+        std::vector<std::vector<std::int64_t>> costsOfThreads(producers);
+        std::vector<std::thread> threads;
+        for (std::vector<std::int64_t>& own : costsOfThreads) {
+            own.reserve(eventsOfAThread);
+            threads.emplace_back([&] { submitAndMeasure(road, own); });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        if (road.finish() != static_cast<long>(producers) * eventsOfAThread)
+            state.SkipWithError("events were lost");
+        for (const std::vector<std::int64_t>& own : costsOfThreads)
+            costs.insert(costs.end(), own.begin(), own.end());
+    }
+    state.counters["p50_ns"] = percentile(costs, 0.5) - clockCost;
+    state.counters["p99_ns"] = percentile(costs, 0.99) - clockCost;
+    state.counters["p999_ns"] = percentile(costs, 0.999) - clockCost;
+}
+
+void producers(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(1)->Arg(4)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK_TEMPLATE(BM_SubmissionCost, MoodycamelRoad)->Apply(producers);
+BENCHMARK_TEMPLATE(BM_SubmissionCost, DispatchRoad)->Apply(producers);
+BENCHMARK_TEMPLATE(BM_SubmissionCost, MutexRoad)->Apply(producers);
+
+} // namespace
+} // namespace telvora
