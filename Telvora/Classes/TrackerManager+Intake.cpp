@@ -5,11 +5,18 @@
 
 namespace telvora {
 
+struct TrackerManager::IntakeBlock {
+    TrackerManager& manager;
+    Dictionary event;
+    std::string index;
+
+    void operator()() { manager.intake(std::move(event), index); }
+};
+
 void TrackerManager::appendTracker(Dictionary event, std::string forIndex)
 {
-    m_queue->barrierAsync([this, event = std::move(event), index = std::move(forIndex)]() mutable {
-        intake(std::move(event), index);
-    });
+    // Made in the queue's own memory: every move of an event is a cost to the host's thread.
+    m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(forIndex));
 }
 
 void TrackerManager::setTriggerCallback(TriggerCallback callback)

@@ -201,6 +201,9 @@ private:
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
 
+    /// An event on its way through the queue.
+    struct IntakeBlock;
+
     void intake(Dictionary event, const std::string& index);
     // Gives back the events as they stand in the batch.
     std::shared_ptr<const Array> sendNormalData(
