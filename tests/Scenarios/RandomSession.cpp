@@ -177,7 +177,9 @@ void RandomSession::checkChannel(const Channel& channel, std::vector<std::string
         const auto ledger = *encode(ledgerDictionary(channel.config->ledger()));
         wrong.push_back(channel.index + ": " + what + " " + ledger);
     };
-    const auto [events, batches] = channel.config->ledger();
+    const auto [events, batches, hostExceptions] = channel.config->ledger();
+    if (hostExceptions != 0)
+        complain("the host threw");
     if (events.accepted != channel.appended)
         complain("appended " + std::to_string(channel.appended));
     if (events.accepted != events.accountedFor() || batches.accepted != batches.accountedFor())
