@@ -46,6 +46,7 @@ Word readersIn(Word word)
 }
 QueueEntry* newestIn(Word word)
 {
+    // The word holds the address beside the state. NOLINTNEXTLINE(performance-no-int-to-ptr)
     return reinterpret_cast<QueueEntry*>(static_cast<std::uintptr_t>(word & addresses));
 }
 Word asWord(const QueueEntry& entry)
