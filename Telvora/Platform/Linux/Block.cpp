@@ -211,8 +211,10 @@ Block& takeBlock()
     --t_store.length;
     // The next one was last touched by the thread that ran it. It has until the next submission to
     // come over.
-    __builtin_prefetch(next, 1);
-    __builtin_prefetch(reinterpret_cast<char*>(next) + entryAlignment, 1);
+    if (next) {
+        __builtin_prefetch(next, 1);
+        __builtin_prefetch(reinterpret_cast<char*>(next) + entryAlignment, 1);
+    }
     return *block;
 }
 
