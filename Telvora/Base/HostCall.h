@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Telvora/Base/ExitGate.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/ForkedChild.h>
 
 #include <cstdint>
 #include <utility>
@@ -15,18 +17,39 @@ TELVORA_EXPORT void noteHostException() noexcept;
 /// the process. Those of a channel's own closures are on its ledger as well.
 TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
 
-/// Calls a closure of the host and keeps whatever it throws away from everybody else: on a thread
-/// of ours an exception would end the process, and on the host's own it would come out of a call
-/// that promises not to throw. False when it threw.
-template<typename Callable> bool callHost(Callable&& call) noexcept
+/// What became of a call of a closure of the host's.
+enum class HostCall {
+    returned,
+    threw,
+    /// The process is ending, and what the closure refers to may be gone; or this is a forked
+    /// child.
+    notCalled,
+};
+
+/// Calls a closure of the host's. An exception ends here: on a thread of ours it would end the
+/// process, and on a thread of the host's it would leave a call that promises not to throw.
+/// exit() waits for the closure's end before it destroys anything.
+template<typename Callable> HostCall callHost(Callable&& call) noexcept
 {
+    if (detail::isForkedChild())
+        return HostCall::notCalled;
+    const detail::ExitGate::Pass pass;
+    if (!pass)
+        return HostCall::notCalled;
     try {
         std::forward<Callable>(call)();
-        return true;
+        return HostCall::returned;
     } catch (...) {
         detail::noteHostException();
-        return false;
+        return HostCall::threw;
     }
+}
+
+/// Comes with each closure or object that the host hands over to be called later: from here on
+/// exit() calls it no more before it destroys anything that is alive now.
+inline void noteHostClosure() noexcept
+{
+    detail::ExitGate::watch();
 }
 
 } // namespace telvora

@@ -112,9 +112,9 @@ void TrackerManager::post(const std::shared_ptr<TrackerConfig>& config, const Ba
 
     std::string url;
     const TrackerConfig::URLHook& urlHook = config->urlHook();
-    const bool isKnown = urlHook && callHost([&] { url = urlHook(); });
-    if (!isKnown) {
-        if (urlHook)
+    const HostCall asked = urlHook ? callHost([&] { url = urlHook(); }) : HostCall::notCalled;
+    if (asked != HostCall::returned) {
+        if (asked == HostCall::threw)
             config->m_ledger.hostThrew();
         // Without an address the upload fails like any other, and is tried again.
         finish(TrackerNetwork::PostEnd::refused, batch);
@@ -127,7 +127,7 @@ void TrackerManager::trigger(
     const Dictionary& event, const std::string& index, ChannelLedger& ledger)
 {
     const auto callback = m_triggerCallback.getValue();
-    if (*callback && !callHost([&] { (*callback)(event, index); }))
+    if (*callback && callHost([&] { (*callback)(event, index); }) == HostCall::threw)
         ledger.hostThrew();
 }
 

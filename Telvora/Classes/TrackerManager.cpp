@@ -198,7 +198,7 @@ void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
 void TrackerManager::callHook(
     TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook)
 {
-    if (hook && *hook && !callHost(*hook))
+    if (hook && *hook && callHost(*hook) == HostCall::threw)
         config.m_ledger.hostThrew();
 }
 

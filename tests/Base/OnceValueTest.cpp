@@ -105,10 +105,10 @@ TEST(HostCallTest, WhatIsThrownIsCountedAndStaysInside)
 {
     const auto before = hostExceptionCount();
 
-    EXPECT_TRUE(callHost([] {}));
+    EXPECT_EQ(callHost([] {}), HostCall::returned);
     EXPECT_EQ(hostExceptionCount(), before);
-    EXPECT_FALSE(callHost([] { throw std::runtime_error("x"); }));
-    EXPECT_FALSE(callHost([] { throw 7; }));
+    EXPECT_EQ(callHost([] { throw std::runtime_error("x"); }), HostCall::threw);
+    EXPECT_EQ(callHost([] { throw 7; }), HostCall::threw);
     EXPECT_EQ(hostExceptionCount(), before + 2);
 }
 

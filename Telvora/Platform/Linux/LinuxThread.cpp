@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Linux/LinuxThread.h>
 
+#include <Telvora/Platform/Linux/ForkedChild.h>
+
 #include <memory>
 #include <utility>
 
@@ -31,6 +33,8 @@ void* run(void* argument)
 
 bool startDetachedThread(const char* name, Work body)
 {
+    watchForForks();
+    detail::noteUse();
     auto start = std::make_unique<Start>(Start { name, std::move(body) });
 
     pthread_attr_t attributes;
