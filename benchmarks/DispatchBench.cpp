@@ -1,7 +1,8 @@
-// Throughput and single costs of Linux dispatch, without payloads worth mentioning. Each stands
+// Throughput and single costs of dispatch, without payloads worth mentioning. Each stands
 // next to the simplest thing that could do the job.
 
-#include <Telvora/Platform/Linux/LinuxDispatch.h>
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
+#include <Telvora/Platform/Linux/LinuxThread.h>
 
 #include <benchmarks/Percentiles.h>
 
@@ -26,15 +27,15 @@ struct Captures {
     long values[8];
 };
 
-LinuxDispatch& dispatch()
+ThreadedDispatch& dispatch()
 {
-    static LinuxDispatch& dispatch = *new LinuxDispatch;
+    static ThreadedDispatch& dispatch = *new ThreadedDispatch(startDetachedThread);
     return dispatch;
 }
 
 /// Submission while the drainer is at work, as fast as the threads can. Runs everything before
 /// the clock stops.
-void BM_LinuxDispatchQueue_BarrierAsync(benchmark::State& state)
+void BM_DispatchQueue_BarrierAsync(benchmark::State& state)
 {
     static std::unique_ptr<DispatchQueue> queue;
     static long sum = 0;
@@ -50,7 +51,7 @@ void BM_LinuxDispatchQueue_BarrierAsync(benchmark::State& state)
     if (state.thread_index() == 0)
         benchmark::DoNotOptimize(sum);
 }
-BENCHMARK(BM_LinuxDispatchQueue_BarrierAsync)->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_DispatchQueue_BarrierAsync)->Threads(1)->Threads(4)->UseRealTime();
 
 void BM_Moodycamel_Enqueue(benchmark::State& state)
 {
@@ -129,7 +130,7 @@ void BM_MutexAndVector_Push(benchmark::State& state)
 }
 BENCHMARK(BM_MutexAndVector_Push)->Threads(1)->Threads(4)->UseRealTime();
 
-void BM_LinuxDispatchQueue_SyncRead(benchmark::State& state)
+void BM_DispatchQueue_SyncRead(benchmark::State& state)
 {
     const auto queue = dispatch().makeConcurrentQueue("bench");
     long value = 0;
@@ -137,7 +138,7 @@ void BM_LinuxDispatchQueue_SyncRead(benchmark::State& state)
         queue->sync([&] { benchmark::DoNotOptimize(value); });
     }
 }
-BENCHMARK(BM_LinuxDispatchQueue_SyncRead);
+BENCHMARK(BM_DispatchQueue_SyncRead);
 
 void BM_SharedMutex_Read(benchmark::State& state)
 {
@@ -151,7 +152,7 @@ void BM_SharedMutex_Read(benchmark::State& state)
 BENCHMARK(BM_SharedMutex_Read);
 
 /// One thread writes and reads what it wrote, from outside the pool.
-void BM_LinuxDispatchQueue_BarrierThenSync(benchmark::State& state)
+void BM_DispatchQueue_BarrierThenSync(benchmark::State& state)
 {
     const auto queue = dispatch().makeConcurrentQueue("bench");
     long value = 0;
@@ -160,10 +161,10 @@ void BM_LinuxDispatchQueue_BarrierThenSync(benchmark::State& state)
         queue->sync([&] { benchmark::DoNotOptimize(value); });
     }
 }
-BENCHMARK(BM_LinuxDispatchQueue_BarrierThenSync);
+BENCHMARK(BM_DispatchQueue_BarrierThenSync);
 
 /// The same on a pool thread, inside a barrier of another queue: what every event does.
-void BM_LinuxDispatchQueue_SyncThenBarrierInABlock(benchmark::State& state)
+void BM_DispatchQueue_SyncThenBarrierInABlock(benchmark::State& state)
 {
     const auto outer = dispatch().makeConcurrentQueue("outer");
     const auto inner = dispatch().makeConcurrentQueue("inner");
@@ -178,7 +179,7 @@ void BM_LinuxDispatchQueue_SyncThenBarrierInABlock(benchmark::State& state)
     });
     ended.get_future().wait();
 }
-BENCHMARK(BM_LinuxDispatchQueue_SyncThenBarrierInABlock);
+BENCHMARK(BM_DispatchQueue_SyncThenBarrierInABlock);
 
 void BM_SharedMutex_ReadThenWrite(benchmark::State& state)
 {
@@ -196,7 +197,7 @@ void BM_SharedMutex_ReadThenWrite(benchmark::State& state)
 BENCHMARK(BM_SharedMutex_ReadThenWrite);
 
 /// From a submission to a queue at rest, all threads asleep, to the start of its block.
-void BM_LinuxDispatchQueue_IdleSubmission(benchmark::State& state)
+void BM_DispatchQueue_IdleSubmission(benchmark::State& state)
 {
     const auto queue = dispatch().makeConcurrentQueue("bench");
     std::vector<std::int64_t> callers;
@@ -213,7 +214,7 @@ void BM_LinuxDispatchQueue_IdleSubmission(benchmark::State& state)
     state.counters["latency_p50_ns"] = percentile(latencies, 0.5);
     state.counters["latency_p99_ns"] = percentile(latencies, 0.99);
 }
-BENCHMARK(BM_LinuxDispatchQueue_IdleSubmission)->Iterations(300)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DispatchQueue_IdleSubmission)->Iterations(300)->Unit(benchmark::kMillisecond);
 
 void BM_ConditionVariable_IdleSubmission(benchmark::State& state)
 {

@@ -5,7 +5,8 @@
 // The yardsticks move the same payload into moodycamel's queue, whose consumer polls every 250 µs,
 // and into a vector under a mutex, whose consumer swaps it out at the same pace.
 
-#include <Telvora/Platform/Linux/LinuxDispatch.h>
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
+#include <Telvora/Platform/Linux/LinuxThread.h>
 
 #include <benchmarks/Percentiles.h>
 #include <benchmarks/SampleEvent.h>
@@ -55,7 +56,7 @@ private:
         }
     };
 
-    LinuxDispatch m_dispatch;
+    ThreadedDispatch m_dispatch { startDetachedThread };
     std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
     long m_taken = 0;
 };

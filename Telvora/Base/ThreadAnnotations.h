@@ -14,5 +14,9 @@
 #define TELVORA_REQUIRES(...) TELVORA_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define TELVORA_ACQUIRE(...) TELVORA_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define TELVORA_RELEASE(...) TELVORA_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+#define TELVORA_ACQUIRE_SHARED(...)                                                                \
+    TELVORA_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
+#define TELVORA_RELEASE_SHARED(...)                                                                \
+    TELVORA_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
 #define TELVORA_EXCLUDES(...) TELVORA_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define TELVORA_NO_THREAD_SAFETY_ANALYSIS TELVORA_THREAD_ANNOTATION(no_thread_safety_analysis)

@@ -12,25 +12,26 @@ namespace telvora {
 
 class TimerSource;
 
-/// A queue of blocks with the order of a reader-writer lock: plain blocks may run side by side, a
-/// barrier runs alone, after all that was submitted before it and before all that comes later.
-/// Barriers of one queue run in the order of submission.
+/// A queue of blocks with the order of a reader-writer lock. A barrier runs alone: after all that
+/// was submitted before it and before all that is submitted later, as far as one submission comes
+/// before the other in time. Synchronous blocks without a barrier may run side by side.
 ///
 /// Life: a queue may be destroyed while blocks are pending; the destructor waits until they have
-/// run. It must not be destroyed from one of its own blocks.
+/// run. Where it is one of its own blocks that destroys it, the rest runs later.
 ///
-/// Threads: every operation from any thread. async() and barrierAsync() return at once and never
-/// wait for a block. sync() and barrierSync() run the block before they return, on the caller's
-/// thread or another, and must not be called from a block of the same queue: they would wait for
-/// themselves. Submitting from inside a block, of this queue or another, is fine.
+/// Threads: every operation from any thread. barrierAsync() returns at once and never waits for a
+/// block. sync() and barrierSync() run the block on the calling thread before they return, and
+/// must not be called from a block of the same queue: they would wait for themselves, and stop the
+/// process instead. Submitting from inside a block, of this queue or another, is fine.
 ///
 /// Failure: an exception that leaves an asynchronous block is swallowed at the thread's boundary;
 /// one that leaves a synchronous block reaches the caller.
+///
+/// Implementations: Dispatch/ThreadedDispatchQueue, Simulated/ManualDispatch (has its own).
 class TELVORA_EXPORT DispatchQueue {
 public:
     virtual ~DispatchQueue() = default;
 
-    virtual void async(Work block) = 0;
     virtual void barrierAsync(Work block) = 0;
     virtual void sync(FunctionRef<void()> block) = 0;
     virtual void barrierSync(FunctionRef<void()> block) = 0;
@@ -54,12 +55,13 @@ protected:
     }
 };
 
-/// Where queues and timers come from, and the one queue that is always there.
+/// Where queues and timers come from, and the global default-priority queue, on which ticks and
+/// delayed blocks run side by side.
 ///
 /// Threads: every operation from any thread.
 ///
-/// Implementations: Linux/LinuxDispatch (a pool of threads that grows while its threads wait),
-/// Simulated/ManualDispatch (runs a block when told).
+/// Implementations: Dispatch/ThreadedDispatch (a pool of threads that grows while its threads
+/// wait), Simulated/ManualDispatch (runs a block when told).
 class TELVORA_EXPORT Dispatch {
 public:
     virtual ~Dispatch() = default;
@@ -69,9 +71,6 @@ public:
 
     /// A repeating timer, suspended, whose handler runs on the global queue.
     virtual std::unique_ptr<TimerSource> makeTimerSource() = 0;
-
-    /// Runs `block` on the global default-priority queue.
-    virtual void globalAsync(Work block) = 0;
 
     /// Runs `block` on the global default-priority queue, `delay` of steady time from now.
     virtual void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) = 0;

@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 
+#include <Telvora/Platform/Linux/LinuxThread.h>
+
 #include <utility>
 
 namespace telvora {
@@ -21,7 +23,7 @@ LinuxBundle::Options bundleOptions(LinuxPlatformOptions& options)
 } // namespace
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
-    : m_dispatch(std::move(options.mainThread))
+    : m_dispatch(startDetachedThread, std::move(options.mainThread))
     , m_application(SystemFiles(options.root))
     , m_bundle(bundleOptions(options))
     , m_device(SystemFiles(options.root), options.screen)

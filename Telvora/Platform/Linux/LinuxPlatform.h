@@ -1,10 +1,10 @@
 #pragma once
 
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 #include <Telvora/Platform/Linux/LinuxApplication.h>
 #include <Telvora/Platform/Linux/LinuxBundle.h>
 #include <Telvora/Platform/Linux/LinuxClock.h>
 #include <Telvora/Platform/Linux/LinuxDevice.h>
-#include <Telvora/Platform/Linux/LinuxDispatch.h>
 #include <Telvora/Platform/Linux/LinuxFileManager.h>
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 #include <Telvora/Platform/Linux/LinuxLifeCycleChecker.h>
@@ -62,7 +62,7 @@ public:
 
     Platform& services() { return m_services; }
 
-    LinuxDispatch& dispatch() { return m_dispatch; }
+    ThreadedDispatch& dispatch() { return m_dispatch; }
     LinuxHTTPClient& httpClient() { return m_httpClient; }
     /// The host posts its moves to the background and back here.
     LinuxNotificationCenter& notificationCenter() { return m_notificationCenter; }
@@ -72,7 +72,7 @@ public:
 
 private:
     // The others may submit work for as long as they live, so it goes last.
-    LinuxDispatch m_dispatch;
+    ThreadedDispatch m_dispatch;
     LinuxClock m_clock;
     LinuxApplication m_application;
     LinuxBundle m_bundle;

@@ -3,6 +3,7 @@
 #include <Telvora/Platform/Linux/ForkedChild.h>
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include <pthread.h>
@@ -33,9 +34,13 @@ void* run(void* argument)
 
 bool startDetachedThread(const char* name, Work body)
 {
+    if (isForkedChild())
+        return false;
     watchForForks();
     detail::noteUse();
-    auto start = std::make_unique<Start>(Start { name, std::move(body) });
+    std::unique_ptr<Start> start(new (std::nothrow) Start { name, std::move(body) });
+    if (!start)
+        return false;
 
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) != 0)

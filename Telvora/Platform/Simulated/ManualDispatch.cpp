@@ -14,14 +14,13 @@ public:
     ManualDispatchQueue(std::shared_ptr<Core> core, std::string label)
         : m_core(std::move(core))
         , m_lane(std::make_shared<Core::Lane>(
-              Core::Lane { Core::Order::concurrent, std::move(label) }))
+              Core::Lane { Core::Order::serial, std::move(label), true }))
     {
     }
 
-    ~ManualDispatchQueue() override { m_core->drain(*m_lane); }
+    ~ManualDispatchQueue() override { m_core->drainUnlessOwn(*m_lane); }
 
-    void async(Work block) override { m_core->submit(m_lane, std::move(block)); }
-    void barrierAsync(Work block) override { m_core->submit(m_lane, std::move(block), true); }
+    void barrierAsync(Work block) override { m_core->submit(m_lane, std::move(block)); }
     void sync(FunctionRef<void()> block) override
     {
         m_core->runSynchronously(*m_lane, block, false);
@@ -56,11 +55,6 @@ std::unique_ptr<DispatchQueue> ManualDispatch::makeConcurrentQueue(std::string l
 std::unique_ptr<TimerSource> ManualDispatch::makeTimerSource()
 {
     return std::make_unique<detail::ManualTimerSource>(m_core);
-}
-
-void ManualDispatch::globalAsync(Work block)
-{
-    m_core->submit(m_core->globalLane(), std::move(block));
 }
 
 void ManualDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work block)

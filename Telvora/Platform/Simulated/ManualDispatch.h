@@ -59,7 +59,6 @@ public:
 
     std::unique_ptr<DispatchQueue> makeConcurrentQueue(std::string label) override;
     std::unique_ptr<TimerSource> makeTimerSource() override;
-    void globalAsync(Work block) override;
     void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) override;
     void mainAsync(Work block) override;
 

@@ -44,7 +44,7 @@ private:
 ManualDispatchCore::ManualDispatchCore(ManualClock& clock, std::uint64_t seed)
     : m_clock(clock)
     , m_isSeeded(seed != 0)
-    , m_globalLane(std::make_shared<Lane>(Lane { Order::concurrent, "global" }))
+    , m_globalLane(std::make_shared<Lane>(Lane { Order::free, "global" }))
     , m_mainLane(std::make_shared<Lane>(Lane { Order::serial, "main" }))
     , m_completionLane(std::make_shared<Lane>(Lane { Order::free, "completions" }))
     , m_random(seed)
@@ -53,10 +53,10 @@ ManualDispatchCore::ManualDispatchCore(ManualClock& clock, std::uint64_t seed)
 
 // Submitting
 
-void ManualDispatchCore::submit(const std::shared_ptr<Lane>& lane, Work work, bool isBarrier)
+void ManualDispatchCore::submit(const std::shared_ptr<Lane>& lane, Work work)
 {
     MutexLock lock(m_lock);
-    makeReady(lane, { .work = std::move(work), .isBarrier = isBarrier });
+    makeReady(lane, { .work = std::move(work) });
 }
 
 void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block block)
@@ -64,7 +64,6 @@ void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block bloc
     block.sequence = m_nextSequence++;
     if (lane->pending.empty())
         m_activeLanes.push_back(lane);
-    lane->pendingBarriers += block.isBarrier ? 1 : 0;
     lane->pending.push_back(std::move(block));
 }
 
@@ -77,8 +76,7 @@ void ManualDispatchCore::runSynchronously(Lane& lane, FunctionRef<void()> block,
         MutexLock lock(m_lock);
         isBesideOthers = lane.runningBlocks != 0;
     }
-    // Beside a running plain block there are only plain blocks pending, and they need not be
-    // first.
+    // Beside a running reader nothing is pending.
     if (!isBesideOthers)
         drain(lane);
     Running running(*this, frame);
@@ -91,7 +89,7 @@ void ManualDispatchCore::requireNoDeadlock(const Lane& lane, bool isBarrier) con
     if (lane.runningBlocks == 0)
         return;
     const bool isOwnQueue = m_frames.back().lane == &lane;
-    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || lane.pendingBarriers != 0)
+    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || !lane.pending.empty())
         fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
             "ManualDispatch");
 }
@@ -107,9 +105,7 @@ void ManualDispatchCore::runOnOtherThread(FunctionRef<void()> block)
 void ManualDispatchCore::run(Lane& lane, Block block)
 {
     Running running(*this,
-        { .lane = &lane,
-            .isBarrier = block.isBarrier,
-            .isOnMainThread = &lane == m_mainLane.get() });
+        { .lane = &lane, .isBarrier = lane.isQueue, .isOnMainThread = &lane == m_mainLane.get() });
     try {
         block.work();
     } catch (...) {
@@ -129,6 +125,18 @@ void ManualDispatchCore::drain(Lane& lane)
     }
     while (auto block = take(lane))
         run(lane, std::move(*block));
+}
+
+void ManualDispatchCore::drainUnlessOwn(Lane& lane)
+{
+    {
+        MutexLock lock(m_lock);
+        const bool isOwn = std::any_of(m_frames.begin(), m_frames.end(),
+            [&](const Frame& frame) { return frame.lane == &lane; });
+        if (isOwn)
+            return;
+    }
+    drain(lane);
 }
 
 bool ManualDispatchCore::runNext()
@@ -163,14 +171,7 @@ void ManualDispatchCore::requireNoRunningBlock(const char* operation) const
 // How many blocks at the head of the lane may run next, in any order.
 static std::size_t runnable(const ManualDispatchCore::Lane& lane)
 {
-    using Order = ManualDispatchCore::Order;
-    if (lane.order == Order::serial || lane.pending.front().isBarrier)
-        return 1;
-    if (lane.pendingBarriers == 0)
-        return lane.pending.size();
-    const auto barrier = std::find_if(lane.pending.begin(), lane.pending.end(),
-        [](const ManualDispatchCore::Block& block) { return block.isBarrier; });
-    return static_cast<std::size_t>(barrier - lane.pending.begin());
+    return lane.order == ManualDispatchCore::Order::serial ? 1 : lane.pending.size();
 }
 
 std::pair<std::shared_ptr<ManualDispatchCore::Lane>, std::size_t> ManualDispatchCore::choose()
@@ -215,7 +216,6 @@ ManualDispatchCore::Block ManualDispatchCore::takeAt(Lane& lane, std::size_t ind
     }
     Block block = std::move(*position);
     lane.pending.erase(position);
-    lane.pendingBarriers -= block.isBarrier ? 1 : 0;
     if (lane.pending.empty())
         std::erase_if(m_activeLanes, [&](const auto& active) { return active.get() == &lane; });
     return block;
@@ -228,8 +228,6 @@ void ManualDispatchCore::clear()
     MutexLock lock(m_lock);
     for (const auto& lane : m_activeLanes)
         dropped.push_back(std::exchange(lane->pending, {}));
-    for (const auto& lane : m_activeLanes)
-        lane->pendingBarriers = 0;
     m_activeLanes.clear();
     m_incessantTimers.clear();
     waiting.swap(m_waiting);
@@ -254,7 +252,7 @@ std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
     MutexLock lock(m_lock);
     std::size_t count = 0;
     for (const auto& lane : m_activeLanes)
-        count += onlyBarriers ? lane->pendingBarriers : lane->pending.size();
+        count += onlyBarriers && !lane->isQueue ? 0 : lane->pending.size();
     return count;
 }
 

@@ -31,13 +31,9 @@ class ManualDispatchCore {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
-    /// Which blocks of a lane may change places with one another.
+    /// Whether the blocks of a lane may change places with one another.
     enum class Order {
-        /// Plain blocks among themselves; none past a barrier.
-        concurrent,
-        /// None.
         serial,
-        /// All.
         free,
     };
 
@@ -46,17 +42,17 @@ public:
     struct Block {
         std::uint64_t sequence = 0;
         Work work;
-        bool isBarrier = false;
         // Of a tick: whose. Only compared.
         const Timer* timer = nullptr;
     };
 
     /// Blocks that know of one another's order: a queue, the main queue, the answers.
     struct Lane {
-        Order order = Order::concurrent;
+        Order order = Order::serial;
         std::string label;
+        /// Of a queue that the library made: its asynchronous blocks are barriers.
+        bool isQueue = false;
         std::deque<Block> pending {};
-        std::size_t pendingBarriers = 0;
         std::size_t runningBlocks = 0;
         std::size_t runningBarriers = 0;
     };
@@ -78,12 +74,14 @@ public:
     const std::shared_ptr<Lane>& mainLane() const { return m_mainLane; }
     const std::shared_ptr<Lane>& completionLane() const { return m_completionLane; }
 
-    void submit(const std::shared_ptr<Lane>& lane, Work work, bool isBarrier = false);
+    void submit(const std::shared_ptr<Lane>& lane, Work work);
     void submitAfter(const std::shared_ptr<Lane>& lane, std::chrono::nanoseconds delay, Work work);
     void runSynchronously(Lane& lane, FunctionRef<void()> block, bool isBarrier);
     void runOnOtherThread(FunctionRef<void()> block);
     /// Runs all that is pending on the lane. Requires: no block of it is running.
     void drain(Lane& lane);
+    /// The same; where it is a block of the lane that asks, the rest stays pending instead.
+    void drainUnlessOwn(Lane& lane);
 
     bool runNext();
     void runUntilIdle();

@@ -72,7 +72,7 @@ TEST_F(ManualDispatchTimeTest, WorkIsRunToRestBeforeTimeMovesOn)
     auto queue = dispatch.makeConcurrentQueue("queue");
     dispatch.globalAsyncAfter(2s, say("c"));
     dispatch.globalAsyncAfter(1s, [&] { queue->barrierAsync(say("b")); });
-    queue->async(say("a"));
+    queue->barrierAsync(say("a"));
 
     dispatch.advance(2s);
 
@@ -115,8 +115,8 @@ TEST_F(ManualDispatchTimeTest, UnderHoldWhatIsDueOnlyBecomesReady)
 
 TEST_F(ManualDispatchTimeTest, TheClockStandsStillWhileBlocksRun)
 {
-    dispatch.globalAsync([&] {
-        dispatch.globalAsync(say("a"));
+    dispatch.globalAsyncAfter(0s, [&] {
+        dispatch.globalAsyncAfter(0s, say("a"));
         dispatch.mainAsync(say("b"));
     });
 

@@ -1,5 +1,4 @@
-#include <Telvora/Platform/Linux/LinuxDispatch.h>
-
+#include <tests/Platform/Dispatch/RealDispatch.h>
 #include <tests/Platform/DispatchContract.h>
 
 #include <gtest/gtest.h>
@@ -9,15 +8,10 @@
 namespace telvora {
 namespace {
 
-class LinuxSubject {
+class ThreadedSubject {
 public:
     Dispatch& dispatch() { return m_dispatch; }
-
-    void settle()
-    {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        ASSERT_TRUE(m_dispatch.waitUntilIdle(deadline));
-    }
+    void settle() { m_dispatch.settle(); }
 
     void pass(std::chrono::milliseconds time)
     {
@@ -26,10 +20,10 @@ public:
     }
 
 private:
-    LinuxDispatch m_dispatch;
+    RealDispatch m_dispatch;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, DispatchContract, LinuxSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Threaded, DispatchContract, ThreadedSubject);
 
 } // namespace
 } // namespace telvora

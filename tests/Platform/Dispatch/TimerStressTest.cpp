@@ -1,41 +1,38 @@
 #include <Telvora/Classes/Utils/TrackerTimer.h>
-#include <Telvora/Platform/Linux/LinuxDispatch.h>
 #include <Telvora/Platform/TimerSource.h>
+
+#include <tests/Platform/Dispatch/RealDispatch.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <future>
 #include <latch>
 #include <memory>
 #include <random>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace telvora {
 namespace {
 
 using namespace std::chrono_literals;
 
-void inThreads(int count, const std::function<void(int)>& body)
-{
-    std::vector<std::thread> threads;
-    for (int number = 0; number < count; ++number)
-        threads.emplace_back([&body, number] { body(number); });
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
-TEST(TimerStressTest, HandlersOfOneSourceNeverMeet)
-{
-    LinuxDispatch dispatch;
-    const auto timer = dispatch.makeTimerSource();
+class TimerStressTest : public RealDispatchTest {
+protected:
     std::atomic<int> running { 0 };
     std::atomic<int> met { 0 };
+    std::atomic<int> late { 0 };
+    std::atomic<int> ran { 0 };
+    std::atomic<int> left { 100 };
+    std::promise<void> ticked;
+    std::latch allRan { 4 * 2000 };
+};
 
-    timer->setHandler([&] {
+TEST_F(TimerStressTest, HandlersOfOneSourceNeverMeet)
+{
+    const auto timer = dispatch.makeTimerSource();
+    timer->setHandler([this] {
         met += running++ != 0;
         --running;
     });
@@ -54,31 +51,28 @@ TEST(TimerStressTest, HandlersOfOneSourceNeverMeet)
             }
         }
     });
-    std::promise<void> tickedOn;
-    timer->setHandler([&, left = 100]() mutable {
+
+    timer->setHandler([this] {
         met += running++ != 0;
         if (--left == 0)
-            tickedOn.set_value();
+            ticked.set_value();
         --running;
     });
     timer->schedule(1us);
     for (int step = 0; step < 3000; ++step)
         timer->resume();
-    tickedOn.get_future().wait();
+    ticked.get_future().wait();
 
     EXPECT_EQ(met, 0);
 }
 
-TEST(TimerStressTest, NoHandlerRunsAfterItsSourceIsGone)
+TEST_F(TimerStressTest, NoHandlerRunsAfterItsSourceIsGone)
 {
-    LinuxDispatch dispatch;
-    std::atomic<int> late { 0 };
-
-    inThreads(4, [&](int) {
+    inThreads(4, [this](int) {
         for (int round = 0; round < 300; ++round) {
-            std::atomic<bool> isAlive { true };
+            const auto isAlive = std::make_shared<std::atomic<bool>>(true);
             auto timer = dispatch.makeTimerSource();
-            timer->setHandler([&] { late += !isAlive; });
+            timer->setHandler([this, isAlive] { late += !*isAlive; });
             timer->schedule(1us);
             timer->resume();
             timer->suspend();
@@ -86,15 +80,15 @@ TEST(TimerStressTest, NoHandlerRunsAfterItsSourceIsGone)
             if (round % 3 == 0)
                 std::this_thread::yield();
             timer.reset();
-            isAlive = false;
+            *isAlive = false;
         }
     });
-    dispatch.waitUntilIdle(std::chrono::steady_clock::now() + 10s);
+    dispatch.settle();
 
     EXPECT_EQ(late, 0);
 }
 
-TEST(TimerStressTest, StartsAndMovesAtOneMomentNeverLeaveTheTimerForGood)
+TEST_F(TimerStressTest, StartsAndMovesAtOneMomentNeverLeaveTheTimerForGood)
 {
     TrackerTimer timer;
     for (int round = 0; round < 200; ++round) {
@@ -109,32 +103,26 @@ TEST(TimerStressTest, StartsAndMovesAtOneMomentNeverLeaveTheTimerForGood)
         });
     }
 
-    std::promise<void> ticked;
-    timer.start(0, [&, isFirst = true]() mutable {
+    timer.start(0, [this, isFirst = true]() mutable {
         if (std::exchange(isFirst, false))
             ticked.set_value();
     });
-    EXPECT_EQ(ticked.get_future().wait_for(30s), std::future_status::ready);
-    timer.suspend();
+    ticked.get_future().wait();
 }
 
-TEST(TimerStressTest, EveryDelayedBlockRunsOnce)
+TEST_F(TimerStressTest, EveryDelayedBlockRunsOnce)
 {
-    LinuxDispatch dispatch;
-    std::latch allRan(4 * 2000);
-    std::atomic<int> ran { 0 };
-
-    inThreads(4, [&](int number) {
+    inThreads(4, [this](int number) {
         std::mt19937 random(static_cast<unsigned>(number));
         for (int step = 0; step < 2000; ++step) {
-            dispatch.globalAsyncAfter(std::chrono::microseconds(random() % 2000), [&] {
+            dispatch.globalAsyncAfter(std::chrono::microseconds(random() % 2000), [this] {
                 ++ran;
                 allRan.count_down();
             });
         }
     });
     allRan.wait();
-    EXPECT_TRUE(dispatch.waitUntilIdle(std::chrono::steady_clock::now() + 30s));
+    dispatch.settle();
 
     EXPECT_EQ(ran, 4 * 2000);
 }

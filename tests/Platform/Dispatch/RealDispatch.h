@@ -1,0 +1,51 @@
+#pragma once
+
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
+#include <Telvora/Platform/Linux/LinuxThread.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace telvora {
+
+/// The dispatch as Linux has it.
+class RealDispatch : public ThreadedDispatch {
+public:
+    RealDispatch()
+        : ThreadedDispatch(startDetachedThread)
+    {
+    }
+
+    /// Returns when nothing waits or runs.
+    void settle()
+    {
+        // Far beyond what a machine under load needs; only a hang takes so long.
+        ASSERT_TRUE(waitUntilIdle(std::chrono::steady_clock::now() + std::chrono::minutes(2)));
+    }
+};
+
+/// A case with threads. What blocks and handlers touch are members of the case's own fixture,
+/// which derives from this: its members die before the dispatch, and before that nothing runs any
+/// more. A block never captures a variable of the case.
+class RealDispatchTest : public testing::Test {
+protected:
+    void TearDown() override { dispatch.settle(); }
+
+    RealDispatch dispatch;
+};
+
+/// Runs `body` with the numbers from 0 on, each on a thread of its own, and waits for all.
+inline void inThreads(int count, const std::function<void(int)>& body)
+{
+    std::vector<std::thread> threads;
+    for (int number = 0; number < count; ++number)
+        threads.emplace_back([&body, number] { body(number); });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+} // namespace telvora

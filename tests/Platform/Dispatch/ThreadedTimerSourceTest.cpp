@@ -1,0 +1,117 @@
+#include <Telvora/Platform/TimerSource.h>
+
+#include <tests/Platform/Dispatch/RealDispatch.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <thread>
+
+namespace telvora {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ThreadedTimerSourceTest : public RealDispatchTest {
+protected:
+    void waitForTicks(int count)
+    {
+        while (ticks < count)
+            std::this_thread::yield();
+    }
+
+    std::atomic<int> ticks { 0 };
+    std::promise<void> isInside;
+    std::promise<void> mayEnd;
+    std::shared_ptr<int> witness = std::make_shared<int>(0);
+    std::unique_ptr<TimerSource> timer = dispatch.makeTimerSource();
+};
+
+TEST_F(ThreadedTimerSourceTest, AnIntervalOfZeroOrLessTicksOnceAMillisecondAtMost)
+{
+    for (const std::chrono::nanoseconds interval : { 0ns, -1ns, 1ns }) {
+        ticks = 0;
+        timer = dispatch.makeTimerSource();
+        timer->setHandler([this] { ++ticks; });
+        const auto start = std::chrono::steady_clock::now();
+        timer->schedule(interval);
+        timer->resume();
+        waitForTicks(20);
+        timer.reset();
+
+        EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
+    }
+}
+
+TEST_F(ThreadedTimerSourceTest, TicksThatPassWhileAHandlerRunsComeAsOne)
+{
+    timer->setHandler([this] {
+        if (++ticks > 1) {
+            timer->suspend();
+            return;
+        }
+        isInside.set_value();
+        mayEnd.get_future().wait();
+    });
+    timer->schedule(1ms);
+    timer->resume();
+    isInside.get_future().wait();
+    std::this_thread::sleep_for(20ms);
+    mayEnd.set_value();
+    waitForTicks(2);
+    dispatch.settle();
+
+    EXPECT_EQ(ticks, 2);
+}
+
+TEST_F(ThreadedTimerSourceTest, DestroyingItWaitsForTheHandler)
+{
+    timer->setHandler([this] {
+        isInside.set_value();
+        mayEnd.get_future().wait();
+        ++ticks;
+    });
+    timer->schedule(1ms);
+    timer->resume();
+    isInside.get_future().wait();
+
+    std::thread ending([this] { mayEnd.set_value(); });
+    timer.reset();
+    const int ticksAtTheEnd = ticks;
+    ending.join();
+
+    EXPECT_GE(ticksAtTheEnd, 1);
+}
+
+TEST_F(ThreadedTimerSourceTest, DestroyingItDestroysTheHandler)
+{
+    timer->setHandler([kept = witness] {});
+    timer->schedule(1ms);
+    timer->resume();
+
+    timer.reset();
+
+    EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST_F(ThreadedTimerSourceTest, AHandlerMayUseItsTimer)
+{
+    timer->setHandler([this] {
+        if (++ticks == 1) {
+            timer->suspend();
+            timer->schedule(2ms);
+            timer->resume();
+        }
+    });
+    timer->schedule(1ms);
+    timer->resume();
+
+    waitForTicks(3);
+    timer->suspend();
+}
+
+} // namespace
+} // namespace telvora
