@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
 
 #include <atomic>
@@ -12,21 +13,23 @@ namespace telvora::detail {
 /// lock from then on. It can be set as well; one that is set before the first read is never
 /// computed.
 ///
-/// Life: never destroyed; make it part of something static. What is set over is kept to the end of
-/// the process, since another thread may be reading it: made for values that are set a few times
-/// at most.
+/// Life: make it part of something static. What is set over is kept to the end of the process,
+/// since another thread may be reading it: made for values that are set a few times at most.
 /// Threads: any. `compute` must not read the value it computes: it would wait for itself.
+/// Fork: a forked child reads what was computed before, and T() where nothing was.
 template<typename T> class OnceValue {
 public:
-    OnceValue() = default;
+    constexpr OnceValue() = default;
     OnceValue(const OnceValue&) = delete;
     OnceValue& operator=(const OnceValue&) = delete;
 
-    template<typename Compute> const T& get(Compute&& compute) TELVORA_EXCLUDES(m_lock)
+    template<typename Compute> T get(Compute&& compute) TELVORA_EXCLUDES(m_lock)
     {
         if (const Node* node = m_current.load(std::memory_order_acquire))
             return node->value;
-        MutexLock locked(m_lock);
+        if (isForkedChild())
+            return T();
+        const MutexLock lock(m_lock);
         if (!m_newest)
             publish(std::forward<Compute>(compute)());
         return m_newest->value;
@@ -34,7 +37,9 @@ public:
 
     void set(T value) TELVORA_EXCLUDES(m_lock)
     {
-        MutexLock locked(m_lock);
+        if (isForkedChild())
+            return;
+        const MutexLock lock(m_lock);
         publish(std::move(value));
     }
 
