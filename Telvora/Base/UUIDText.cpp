@@ -1,29 +1,17 @@
 #include <Telvora/Base/UUIDText.h>
 
-#include <string_view>
+#include <boost/uuid/uuid_io.hpp>
+
+#include <algorithm>
 
 namespace telvora {
 
-std::string uuidText(const UUIDBytes& bytes)
+std::string uuidText(const UUID& uuid)
 {
-    static constexpr std::string_view digits = "0123456789ABCDEF";
-
-    std::string text;
-    text.reserve(36);
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
-        if (index == 4 || index == 6 || index == 8 || index == 10)
-            text += '-';
-        text += digits[bytes[index] >> 4];
-        text += digits[bytes[index] & 0xF];
-    }
+    std::string text = boost::uuids::to_string(uuid);
+    std::transform(text.begin(), text.end(), text.begin(),
+        [](char digit) { return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit; });
     return text;
-}
-
-UUIDBytes asRandomUUID(UUIDBytes bytes)
-{
-    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
-    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
-    return bytes;
 }
 
 } // namespace telvora

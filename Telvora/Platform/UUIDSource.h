@@ -14,7 +14,7 @@ public:
     virtual ~UUIDSource() = default;
 
     /// A new version 4 UUID.
-    virtual UUIDBytes next() = 0;
+    virtual UUID next() = 0;
 };
 
 } // namespace telvora

@@ -22,16 +22,16 @@ TYPED_TEST_SUITE_P(UUIDSourceContract);
 TYPED_TEST_P(UUIDSourceContract, EveryOneIsOfVersion4)
 {
     for (int count = 0; count < 100; ++count) {
-        const UUIDBytes bytes = this->subject.uuids().next();
+        const UUID uuid = this->subject.uuids().next();
 
-        EXPECT_EQ(bytes[6] >> 4, 4);
-        EXPECT_EQ(bytes[8] >> 6, 2);
+        EXPECT_EQ(uuid.data[6] >> 4, 4);
+        EXPECT_EQ(uuid.data[8] >> 6, 2);
     }
 }
 
 TYPED_TEST_P(UUIDSourceContract, NoTwoAreEqual)
 {
-    std::set<UUIDBytes> seen;
+    std::set<UUID> seen;
 
     for (int count = 0; count < 10'000; ++count)
         EXPECT_TRUE(seen.insert(this->subject.uuids().next()).second);
@@ -41,7 +41,7 @@ TYPED_TEST_P(UUIDSourceContract, ThreadsNeverGetTheSame)
 {
     constexpr std::size_t threadCount = 4;
     constexpr std::size_t each = 1000;
-    std::vector<std::vector<UUIDBytes>> taken(threadCount);
+    std::vector<std::vector<UUID>> taken(threadCount);
     std::vector<std::thread> threads;
 
     for (auto& own : taken) {
@@ -53,7 +53,7 @@ TYPED_TEST_P(UUIDSourceContract, ThreadsNeverGetTheSame)
     for (auto& thread : threads)
         thread.join();
 
-    std::set<UUIDBytes> seen;
+    std::set<UUID> seen;
     for (const auto& own : taken)
         seen.insert(own.begin(), own.end());
     EXPECT_EQ(seen.size(), threadCount * each);

@@ -15,7 +15,7 @@ class TELVORA_EXPORT SeededUUIDSource final : public UUIDSource {
 public:
     explicit SeededUUIDSource(std::uint64_t seed = 0);
 
-    UUIDBytes next() override;
+    UUID next() override;
 
 private:
     Mutex m_lock;
