@@ -1,21 +1,49 @@
 #include <Telvora/Platform/Linux/LinuxNetworkWatcher.h>
 
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Linux/LinuxThread.h>
 #include <Telvora/Platform/Linux/NetlinkSocket.h>
 #include <Telvora/Platform/Linux/NetworkPicture.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <cstdint>
 #include <utility>
+#include <vector>
 
+#include <fcntl.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace telvora {
+
+namespace {
+
+using Connection = Reachability::Connection;
+using Dump = NetlinkSocket::Dump;
+
+/// Asks the kernel for all links and routes. Failed leaves `connection` as it was.
+Dump readConnection(NetlinkSocket& socket, const SystemFiles& files, Connection& connection)
+{
+    NetworkPicture picture;
+    const auto add = [&](const nlmsghdr& message) { picture.add(message); };
+    Dump result = Dump::whole;
+    for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
+             std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
+        const Dump part
+            = socket.dump(static_cast<std::uint16_t>(type), static_cast<std::uint8_t>(family), add);
+        if (part == Dump::failed)
+            return part;
+        if (part == Dump::interrupted)
+            result = part;
+    }
+    connection = picture.connection(files);
+    return result;
+}
+
+} // namespace
 
 struct LinuxNetworkWatcher::State {
     explicit State(SystemFiles theFiles)
@@ -23,47 +51,26 @@ struct LinuxNetworkWatcher::State {
     {
     }
 
-    ~State()
-    {
-        if (stopEvent >= 0)
-            ::close(stopEvent);
-    }
-
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-
-    void publish(Reachability::Connection now) TELVORA_EXCLUDES(lock)
+    void publish(Connection now)
     {
         if (connection.exchange(now) == now)
             return;
-        for (const auto& weak : liveListeners()) {
+        for (const auto& weak : listeners.get()) {
             if (const auto listener = weak.lock())
                 listener->connectionDidChange(now);
         }
     }
 
-    std::vector<std::weak_ptr<Listener>> liveListeners() TELVORA_EXCLUDES(lock)
-    {
-        MutexLock hold(lock);
-        std::erase_if(listeners, [](const auto& listener) { return listener.expired(); });
-        return listeners;
-    }
-
     const SystemFiles files;
-    const int stopEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    /// A child that was forked shares the descriptors and must not stop its parent's thread.
-    const pid_t process = ::getpid();
-    std::atomic<Reachability::Connection> connection { Reachability::Connection::none };
+    std::atomic<Connection> connection { Connection::none };
     std::atomic<bool> isWatching { false };
-
-    Mutex lock;
-    std::vector<std::weak_ptr<Listener>> listeners TELVORA_GUARDED_BY(lock);
+    detail::Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
 };
 
-/// One run of the watching thread: its sockets and what it knows.
+/// One run of the watching thread: its sockets and the way to end it.
 class LinuxNetworkWatcher::Session {
 public:
-    /// Null when the kernel's messages cannot be had.
+    /// Null when the kernel's messages cannot be had. Has taken a first reading.
     static std::unique_ptr<Session> open(std::shared_ptr<State> state)
     {
         std::unique_ptr<Session> session(new Session(std::move(state)));
@@ -71,22 +78,26 @@ public:
         session->m_events
             = NetlinkSocket::open(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
         session->m_requests = NetlinkSocket::open(0);
-        const bool isOpen = session->m_state->stopEvent >= 0 && session->m_events
-            && session->m_requests && session->takePicture();
-        return isOpen ? std::move(session) : nullptr;
+        int ends[2];
+        if (!session->m_events || !session->m_requests
+            || ::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+            return nullptr;
+        session->m_stopped = Descriptor(ends[0]);
+        session->m_stop = Descriptor(ends[1]);
+        session->read();
+        return session;
     }
 
-    /// Returns when the watcher is gone or the sockets are of no more use.
+    Descriptor takeStop() { return std::move(m_stop); }
+
+    /// Returns when the watcher is gone or the descriptors are of no more use.
     void watch()
     {
-        bool isStale = false;
-        while (waitForEvents(isStale)) {
-            if (!readEvents(isStale))
-                break;
+        while (waitForEvents() && readEvents()) {
             // All at once, when the kernel has fallen silent: changes come in swarms. A link that
             // goes down takes its IPv4 routes with it without a word, so everything is asked for.
-            if (isStale)
-                isStale = !takePicture();
+            if (m_isStale)
+                read();
         }
         m_state->isWatching = false;
     }
@@ -97,48 +108,43 @@ private:
     {
     }
 
-    bool takePicture()
+    void read()
     {
-        // A dump during which something changed may miss an object that did not.
+        // A reading during which something changed may miss an object that did not. The last one
+        // is shown all the same, and taken again after a while.
         static constexpr int attempts = 8;
 
-        for (int attempt = 0; attempt < attempts; ++attempt) {
-            NetworkPicture picture;
-            const auto add = [&](const nlmsghdr& message) { picture.add(message); };
-            const bool isWhole = m_requests->dump(RTM_GETLINK, AF_UNSPEC, add)
-                && m_requests->dump(RTM_GETROUTE, AF_INET, add)
-                && m_requests->dump(RTM_GETROUTE, AF_INET6, add);
-            if (isWhole) {
-                m_picture = std::move(picture);
-                m_state->publish(m_picture.connection(m_state->files));
-                return true;
-            }
-        }
-        return false;
+        Connection connection = m_state->connection;
+        Dump result = Dump::interrupted;
+        for (int attempt = 0; attempt < attempts && result == Dump::interrupted; ++attempt)
+            result = readConnection(*m_requests, m_state->files, connection);
+        m_state->publish(connection);
+        m_isStale = result != Dump::whole;
     }
 
-    bool waitForEvents(bool isStale) const
+    bool waitForEvents() const
     {
         // With nothing left to do, no time limit: a machine at rest is not woken.
-        const int limitMilliseconds = isStale ? 1000 : -1;
+        const int limitMilliseconds = m_isStale ? 1000 : -1;
 
         pollfd waiting[] {
-            { m_state->stopEvent, POLLIN, 0 },
-            { m_events->descriptor(), POLLIN, 0 },
+            { m_stopped.number(), POLLIN, 0 },
+            { m_events->descriptor().number(), POLLIN, 0 },
         };
         while (::poll(waiting, 2, limitMilliseconds) < 0) {
             if (errno != EINTR)
                 return false;
         }
-        return waiting[0].revents == 0 && (waiting[1].revents & POLLNVAL) == 0;
+        return waiting[0].revents == 0 && m_events->descriptor().isOurs()
+            && m_requests->descriptor().isOurs();
     }
 
     /// Reads all that is waiting; false when the socket is of no more use.
-    bool readEvents(bool& isStale)
+    bool readEvents()
     {
         for (;;) {
             const auto reading = m_events->read([&](const nlmsghdr& message) {
-                isStale = isStale || m_picture.isChangedBy(message);
+                m_isStale = m_isStale || concernsConnection(message);
             });
             switch (reading) {
             case NetlinkSocket::Reading::messages:
@@ -146,7 +152,7 @@ private:
             case NetlinkSocket::Reading::nothing:
                 return true;
             case NetlinkSocket::Reading::lost:
-                isStale = true;
+                m_isStale = true;
                 break;
             case NetlinkSocket::Reading::failed:
                 return false;
@@ -157,7 +163,10 @@ private:
     const std::shared_ptr<State> m_state;
     std::unique_ptr<NetlinkSocket> m_events;
     std::unique_ptr<NetlinkSocket> m_requests;
-    NetworkPicture m_picture;
+    Descriptor m_stopped;
+    Descriptor m_stop;
+    /// What is published may be out of date.
+    bool m_isStale = false;
 };
 
 LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files)
@@ -167,22 +176,30 @@ LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files)
 
 LinuxNetworkWatcher::~LinuxNetworkWatcher()
 {
-    const std::uint64_t one = 1;
-    if (::getpid() == m_state->process)
-        static_cast<void>(::write(m_state->stopEvent, &one, sizeof one) == sizeof one);
+    // A forked child shares the pipe and must not end its parent's thread.
+    if (detail::isForkedChild())
+        return;
+    const MutexLock lock(m_lock);
+    if (m_stop.isOurs())
+        static_cast<void>(::write(m_stop.number(), "", 1) == 1);
+}
+
+bool LinuxNetworkWatcher::isAvailable()
+{
+    return m_isAvailable.get([] { return NetlinkSocket::open(0) != nullptr; });
 }
 
 bool LinuxNetworkWatcher::start()
 {
-    if (m_state->isWatching)
-        return true;
-
-    MutexLock lock(m_lock);
+    if (detail::isForkedChild())
+        return false;
+    const MutexLock lock(m_lock);
     if (m_state->isWatching)
         return true;
     auto session = Session::open(m_state);
     if (!session)
         return false;
+    m_stop = session->takeStop();
     m_state->isWatching = true;
     const bool isStarted = startDetachedThread(
         "telvora-netlink", [session = std::move(session)] { session->watch(); });
@@ -191,16 +208,25 @@ bool LinuxNetworkWatcher::start()
     return isStarted;
 }
 
-Reachability::Connection LinuxNetworkWatcher::connection() const
+Connection LinuxNetworkWatcher::connection()
 {
+    const bool isFresh
+        = m_state->isWatching || detail::isForkedChild() || (detail::isInUse() && start());
+    if (!isFresh) {
+        Connection connection = Connection::none;
+        if (const auto socket = NetlinkSocket::open(0))
+            readConnection(*socket, m_state->files, connection);
+        return connection;
+    }
     return m_state->connection.load(std::memory_order_acquire);
 }
 
 void LinuxNetworkWatcher::addListener(std::weak_ptr<Listener> listener)
 {
-    MutexLock hold(m_state->lock);
-    std::erase_if(m_state->listeners, [](const auto& known) { return known.expired(); });
-    m_state->listeners.push_back(std::move(listener));
+    m_state->listeners.with([&](auto& listeners) {
+        std::erase_if(listeners, [](const auto& known) { return known.expired(); });
+        listeners.push_back(std::move(listener));
+    });
 }
 
 } // namespace telvora

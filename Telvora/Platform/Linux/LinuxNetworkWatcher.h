@@ -1,35 +1,39 @@
 #pragma once
 
 #include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/OnceValue.h>
+#include <Telvora/Platform/Linux/Descriptor.h>
 #include <Telvora/Platform/Linux/SystemFiles.h>
 #include <Telvora/Platform/Reachability.h>
 
-#include <atomic>
 #include <memory>
-#include <vector>
 
 namespace telvora {
 
 /// Keeps the kind of connection up to date from the kernel's routing messages, on one thread of
 /// its own ("telvora-netlink") that sleeps until the kernel has something to say.
 ///
-/// Life: idle until start(). Destroying it ends the thread, without waiting for it; listeners hear
-/// nothing that changes later.
+/// Life: idle until start(), or until the connection is asked for while the library is in use;
+/// before that, each question is put to the kernel, and no thread is started. Destroying the
+/// watcher ends the thread, without waiting for it; listeners hear nothing that changes later.
 ///
-/// Threads: every operation from any thread. connection() is an atomic load.
+/// Threads: every operation from any thread. While the thread watches, connection() is an atomic
+/// load.
 ///
-/// Failure: where the kernel's messages cannot be had start() is false and may be tried again. A
-/// thread that loses its sockets (some programs close every descriptor they did not open) ends and
-/// leaves the last reading; the next start() makes another.
+/// Failure: where the kernel's messages cannot be had, isAvailable() is false. A thread that loses
+/// its descriptors (some programs close every descriptor they did not open) ends and leaves the
+/// last reading; the next question starts another.
 ///
-/// Fork: a child keeps the reading of the moment it was made.
+/// Fork: a child that is forked after the thread has started keeps the reading of that moment.
 class LinuxNetworkWatcher {
 public:
+    using Connection = Reachability::Connection;
+
     /// Hears of changes, on the watching thread, which it must not hold up.
     class Listener {
     public:
         virtual ~Listener() = default;
-        virtual void connectionDidChange(Reachability::Connection now) = 0;
+        virtual void connectionDidChange(Connection now) = 0;
     };
 
     /// `files`: where /sys/class/net is looked up.
@@ -39,12 +43,15 @@ public:
     LinuxNetworkWatcher(const LinuxNetworkWatcher&) = delete;
     LinuxNetworkWatcher& operator=(const LinuxNetworkWatcher&) = delete;
 
+    /// Whether this process may ask the kernel at all. Tried once.
+    bool isAvailable();
+
     /// Takes a first reading before it returns and keeps it fresh from then on, in the network
-    /// namespace of the calling thread. Costs one load when it is running already.
+    /// namespace of the calling thread. False when it cannot.
     bool start() TELVORA_EXCLUDES(m_lock);
 
-    /// Requires: start() was true once.
-    Reachability::Connection connection() const;
+    /// None where the kernel does not answer.
+    Connection connection();
 
     /// A listener that is destroyed is forgotten.
     void addListener(std::weak_ptr<Listener> listener);
@@ -54,6 +61,9 @@ private:
     class Session;
 
     Mutex m_lock;
+    /// Something written here ends the thread.
+    Descriptor m_stop TELVORA_GUARDED_BY(m_lock);
+    detail::OnceValue<bool> m_isAvailable;
     /// Shared with the thread, which may outlive the watcher by a moment.
     const std::shared_ptr<State> m_state;
 };

@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Linux/LinuxReachability.h>
 
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Linux/LinuxNetworkWatcher.h>
@@ -140,20 +141,30 @@ public:
         : m_teller(std::move(teller))
     {
     }
-    ~NetlinkReachability() override { m_teller->close(); }
+    ~NetlinkReachability() override
+    {
+        if (!detail::isForkedChild())
+            m_teller->close();
+    }
 
     Connection connection() const override { return m_teller->connection(); }
 
     bool startNotifier() override { return m_teller->start(); }
-    void stopNotifier() override { m_teller->stop(); }
+    void stopNotifier() override
+    {
+        if (!detail::isForkedChild())
+            m_teller->stop();
+    }
 
     void setWhenReachable(Callback callback) override
     {
-        m_teller->setWhenReachable(std::move(callback));
+        if (!detail::isForkedChild())
+            m_teller->setWhenReachable(std::move(callback));
     }
     void setWhenUnreachable(Callback callback) override
     {
-        m_teller->setWhenUnreachable(std::move(callback));
+        if (!detail::isForkedChild())
+            m_teller->setWhenUnreachable(std::move(callback));
     }
 
 private:
@@ -172,7 +183,7 @@ LinuxReachability::~LinuxReachability() = default;
 
 std::unique_ptr<Reachability> LinuxReachability::makeReachability(Use)
 {
-    if (!m_watcher->start())
+    if (!m_watcher->isAvailable())
         return nullptr;
     return std::make_unique<NetlinkReachability>(std::make_shared<Teller>(m_dispatch, m_watcher));
 }

@@ -10,13 +10,14 @@ class LinuxNetworkWatcher;
 
 /// The kind of connection by the kernel's links and default routes (rtnetlink).
 ///
-/// Life: the first object made starts the watching of the network, which goes on to the end of the
-/// service. `dispatch` must outlive the service and its objects.
+/// Life: making an object starts nothing. The network is watched from the first startNotifier(), or
+/// the first question for the connection while the library is in use, to the end of the service.
+/// `dispatch` must outlive the service and its objects.
 ///
 /// Failure: no object where the kernel's routing messages cannot be had, as in some sandboxes.
 ///
-/// Deliberate: an object made for one reading asks nothing of the kernel. It shows the same
-/// snapshot as a held one, which the watching thread keeps fresh.
+/// Deliberate: while the network is watched, an object made for one reading asks nothing of the
+/// kernel. It shows the same snapshot as a held one, which the watching thread keeps fresh.
 class TELVORA_EXPORT LinuxReachability final : public ReachabilityService {
 public:
     LinuxReachability(Dispatch& dispatch, SystemFiles files);

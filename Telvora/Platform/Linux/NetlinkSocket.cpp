@@ -1,12 +1,13 @@
 #include <Telvora/Platform/Linux/NetlinkSocket.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace telvora {
 
@@ -19,32 +20,27 @@ constexpr std::size_t bufferBytes = 32 * 1024;
 
 std::unique_ptr<NetlinkSocket> NetlinkSocket::open(std::uint32_t groups)
 {
-    const int descriptor = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
-    if (descriptor < 0)
+    Descriptor descriptor(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
+    if (descriptor.number() < 0)
         return nullptr;
-    std::unique_ptr<NetlinkSocket> socket(new NetlinkSocket(descriptor));
 
     sockaddr_nl address {};
     address.nl_family = AF_NETLINK;
     address.nl_groups = groups;
-    if (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    const auto* plain = reinterpret_cast<const sockaddr*>(&address);
+    if (::bind(descriptor.number(), plain, sizeof address) != 0)
         return nullptr;
 
     // The kernel answers within the call that asks, so this only ever ends a mistake.
     const timeval limit { 1, 0 };
-    ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    return socket;
+    ::setsockopt(descriptor.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return std::unique_ptr<NetlinkSocket>(new NetlinkSocket(std::move(descriptor)));
 }
 
-NetlinkSocket::NetlinkSocket(int descriptor)
-    : m_descriptor(descriptor)
+NetlinkSocket::NetlinkSocket(Descriptor descriptor)
+    : m_descriptor(std::move(descriptor))
     , m_buffer(bufferBytes)
 {
-}
-
-NetlinkSocket::~NetlinkSocket()
-{
-    ::close(m_descriptor);
 }
 
 NetlinkSocket::Reading NetlinkSocket::read(Visitor visit)
@@ -52,30 +48,30 @@ NetlinkSocket::Reading NetlinkSocket::read(Visitor visit)
     return receive(MSG_DONTWAIT, visit);
 }
 
-bool NetlinkSocket::dump(std::uint16_t type, std::uint8_t family, Visitor visit)
+NetlinkSocket::Dump NetlinkSocket::dump(std::uint16_t type, std::uint8_t family, Visitor visit)
 {
     if (!sendDumpRequest(type, family))
-        return false;
+        return Dump::failed;
 
     bool isDone = false;
-    bool isConsistent = true;
+    Dump result = Dump::whole;
     while (!isDone) {
         const Reading reading = receive(0, [&](const nlmsghdr& message) {
             // An answer to a request that was given up may still come first.
             if (isDone || message.nlmsg_seq != m_sequence)
                 return;
             if (message.nlmsg_flags & NLM_F_DUMP_INTR)
-                isConsistent = false;
+                result = Dump::interrupted;
             isDone = message.nlmsg_type == NLMSG_DONE || message.nlmsg_type == NLMSG_ERROR;
             if (message.nlmsg_type == NLMSG_ERROR)
-                isConsistent = false;
+                result = Dump::failed;
             if (!isDone)
                 visit(message);
         });
         if (reading != Reading::messages)
-            return false;
+            return Dump::failed;
     }
-    return isConsistent;
+    return result;
 }
 
 bool NetlinkSocket::sendDumpRequest(std::uint16_t type, std::uint8_t family)
@@ -98,7 +94,7 @@ bool NetlinkSocket::sendDumpRequest(std::uint16_t type, std::uint8_t family)
     kernel.nl_family = AF_NETLINK;
     ssize_t count = 0;
     do {
-        count = ::sendto(m_descriptor, &request, sizeof request, MSG_NOSIGNAL,
+        count = ::sendto(m_descriptor.number(), &request, sizeof request, MSG_NOSIGNAL,
             reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel);
     } while (count < 0 && errno == EINTR);
     return count == static_cast<ssize_t>(sizeof request);
@@ -116,7 +112,7 @@ NetlinkSocket::Reading NetlinkSocket::receive(int flags, Visitor visit)
 
     ssize_t count = 0;
     do {
-        count = ::recvmsg(m_descriptor, &envelope, flags);
+        count = ::recvmsg(m_descriptor.number(), &envelope, flags);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
         if (errno == ENOBUFS)
@@ -131,18 +127,21 @@ NetlinkSocket::Reading NetlinkSocket::receive(int flags, Visitor visit)
     if (sender.nl_pid != 0)
         return Reading::messages;
 
-    auto left = static_cast<std::uint32_t>(count);
-    const auto* message = reinterpret_cast<const nlmsghdr*>(m_buffer.data());
-    while (left >= sizeof(nlmsghdr) && message->nlmsg_len >= sizeof(nlmsghdr)
-        && message->nlmsg_len <= left) {
-        visit(*message);
-        const std::uint32_t step = NLMSG_ALIGN(message->nlmsg_len);
-        if (step >= left)
-            break;
-        left -= step;
-        message = reinterpret_cast<const nlmsghdr*>(reinterpret_cast<const char*>(message) + step);
-    }
+    visitMessages(m_buffer.data(), static_cast<std::size_t>(count), visit);
     return Reading::messages;
+}
+
+void NetlinkSocket::visitMessages(const char* datagram, std::size_t size, Visitor visit)
+{
+    while (size >= sizeof(nlmsghdr)) {
+        const auto* message = reinterpret_cast<const nlmsghdr*>(datagram);
+        if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > size)
+            return;
+        visit(*message);
+        const std::size_t step = std::min<std::size_t>(NLMSG_ALIGN(message->nlmsg_len), size);
+        datagram += step;
+        size -= step;
+    }
 }
 
 } // namespace telvora

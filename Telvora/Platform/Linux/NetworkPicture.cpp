@@ -154,6 +154,20 @@ std::vector<DefaultRoute> parsedRoutes(const nlmsghdr& message)
 
 } // namespace
 
+bool concernsConnection(const nlmsghdr& message)
+{
+    switch (message.nlmsg_type) {
+    case RTM_NEWLINK:
+    case RTM_DELLINK:
+        return parsedLink(message).has_value();
+    case RTM_NEWROUTE:
+    case RTM_DELROUTE:
+        return isDefaultRoute(message);
+    default:
+        return false;
+    }
+}
+
 void NetworkPicture::add(const nlmsghdr& message)
 {
     if (message.nlmsg_type == RTM_NEWLINK) {
@@ -169,27 +183,6 @@ void NetworkPicture::add(NetworkLink link)
 {
     const int index = link.index;
     m_links.insert_or_assign(index, std::move(link));
-}
-
-bool NetworkPicture::isChangedBy(const nlmsghdr& message) const
-{
-    switch (message.nlmsg_type) {
-    case RTM_NEWLINK:
-    case RTM_DELLINK: {
-        const auto link = parsedLink(message);
-        if (!link)
-            return false;
-        const auto known = m_links.find(link->index);
-        if (message.nlmsg_type == RTM_DELLINK)
-            return known != m_links.end();
-        return known == m_links.end() || known->second != *link;
-    }
-    case RTM_NEWROUTE:
-    case RTM_DELROUTE:
-        return isDefaultRoute(message);
-    default:
-        return false;
-    }
 }
 
 Reachability::Connection NetworkPicture::connection(const SystemFiles& files) const

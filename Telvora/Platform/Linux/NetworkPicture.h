@@ -27,8 +27,6 @@ struct NetworkLink {
     int below = 0;
     /// The bridge or bond that this one is part of, or 0.
     int master = 0;
-
-    bool operator==(const NetworkLink&) const = default;
 };
 
 /// A route to everywhere.
@@ -38,6 +36,10 @@ struct DefaultRoute {
     std::uint32_t metric = 0;
     int link = 0;
 };
+
+/// Whether a message of the kernel that tells of a change could change the connection: it is about
+/// a link or a default route.
+bool concernsConnection(const nlmsghdr& message);
 
 /// The links and default routes of a machine at one moment, and what they mean for the kind of
 /// its connection.
@@ -50,10 +52,6 @@ public:
 
     void add(NetworkLink link);
     void add(DefaultRoute route) { m_routes.push_back(route); }
-
-    /// Whether a message that tells of a change could change the connection. Most do not: routes
-    /// to single networks, the statistics of a radio.
-    bool isChangedBy(const nlmsghdr& message) const;
 
     /// By the best default route over a link that can send; none without one. What the links are
     /// is looked up in `files` (/sys/class/net).

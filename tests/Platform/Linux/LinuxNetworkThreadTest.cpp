@@ -1,5 +1,8 @@
 // How the watching of the network behaves as a guest in somebody else's process.
 
+#include <Telvora/Base/ForkedChild.h>
+
+#include <tests/ChildProcess.h>
 #include <tests/Platform/Linux/NetworkNamespace.h>
 
 #include <gtest/gtest.h>
@@ -10,7 +13,9 @@
 #include <iterator>
 #include <optional>
 #include <thread>
+#include <vector>
 
+#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -67,21 +72,91 @@ protected:
     }
 };
 
-TEST_F(LinuxNetworkThreadTest, TheFirstObjectStartsOneThreadForAll)
+TEST_F(LinuxNetworkThreadTest, TheFirstQuestionStartsOneThreadForAllObjects)
 {
+    const auto first = make();
     EXPECT_EQ(threadFolder(), std::nullopt);
 
-    const auto first = make();
+    first->connection();
     ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
     const auto folder = threadFolder();
     const auto second = make();
+    second->connection();
+    second->startNotifier();
 
     EXPECT_EQ(threadFolder(), folder);
+}
+
+TEST_F(LinuxNetworkThreadTest, AQuestionBeforeTheLibraryIsUsedStartsNothing)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    detail::forkState.isInUse = false;
+    const auto object = make();
+
+    EXPECT_EQ(object->connection(), Connection::none);
+    space.ip("route replace default via 10.0.1.2 dev radio");
+    EXPECT_EQ(object->connection(), Connection::cellular);
+
+    EXPECT_EQ(threadFolder(), std::nullopt);
+}
+
+TEST_F(LinuxNetworkThreadTest, AChildForkedBeforeUseWatchesTheNetworkItself)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    detail::forkState.isInUse = false;
+    const auto object = make();
+    object->connection();
+
+    EXPECT_EQ(endOfChild([&] {
+        object->startNotifier();
+        change(Connection::cellular);
+        if (!threadFolder() || object->connection() != Connection::cellular)
+            ::_exit(3);
+    }),
+        "exited 0");
+    EXPECT_EQ(threadFolder(), std::nullopt);
+}
+
+TEST_F(LinuxNetworkThreadTest, DescriptorsThatTheHostClosedAndUsedAgainAreLeftAlone)
+{
+    if (!canChange())
+        return expectMachineAgrees();
+    const auto object = make();
+    object->connection();
+
+    // As programs do that close all they did not open.
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const int lowest = ends[0];
+    ::close(ends[0]);
+    ::close(ends[1]);
+    std::vector<int> reused;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int number = std::stoi(entry.path().filename().string());
+        if (number > 2 && number < lowest)
+            reused.push_back(number);
+    }
+    ASSERT_FALSE(reused.empty());
+    ASSERT_EQ(::pipe(ends), 0);
+    for (const int number : reused)
+        ASSERT_EQ(::dup2(ends[0], number), number);
+
+    ASSERT_EQ(::write(ends[1], "x", 1), 1);
+    space.ip("route replace default via 10.0.1.2 dev radio");
+    EXPECT_TRUE(becomes(Connection::cellular));
+
+    for (const int number : reused)
+        EXPECT_GE(::fcntl(number, F_GETFD), 0) << number;
+    char letter = 0;
+    EXPECT_EQ(::read(ends[0], &letter, 1), 1);
 }
 
 TEST_F(LinuxNetworkThreadTest, TheThreadTakesNoSignals)
 {
     const auto object = make();
+    object->connection();
     ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
 
     // All but those that nobody can block.
@@ -118,6 +193,7 @@ TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
     {
         LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
         object = own.makeReachability(ReachabilityService::Use::held);
+        object->connection();
         ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
     }
     object->connection();
