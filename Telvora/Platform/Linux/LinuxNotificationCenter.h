@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/NotificationCenter.h>
 
 #include <cstdint>
@@ -16,11 +16,10 @@ namespace telvora {
 /// called from the next post on.
 class TELVORA_EXPORT LinuxNotificationCenter final : public NotificationCenter {
 public:
-    void addObserver(const void* observer, Notification notification,
-        std::function<void()> handler) override TELVORA_EXCLUDES(m_lock);
-    void removeObserver(const void* observer, Notification notification) override
-        TELVORA_EXCLUDES(m_lock);
-    void post(Notification notification) override TELVORA_EXCLUDES(m_lock);
+    void addObserver(
+        const void* observer, Notification notification, std::function<void()> handler) override;
+    void removeObserver(const void* observer, Notification notification) override;
+    void post(Notification notification) override;
 
 private:
     using Handler = std::shared_ptr<const std::function<void()>>;
@@ -32,15 +31,17 @@ private:
         Handler handler;
     };
 
+    struct Registrations {
+        /// In the order of their numbers.
+        std::vector<Registration> list;
+        std::uint64_t nextNumber = 0;
+    };
+
     /// The oldest registration for `notification` numbered from `first` up to, not including,
     /// `end`; moves `first` past it. Null when there is none left.
-    Handler nextHandler(Notification notification, std::uint64_t& first, std::uint64_t end) const
-        TELVORA_EXCLUDES(m_lock);
+    Handler nextHandler(Notification notification, std::uint64_t& first, std::uint64_t end) const;
 
-    mutable Mutex m_lock;
-    /// In the order of their numbers.
-    std::vector<Registration> m_registrations TELVORA_GUARDED_BY(m_lock);
-    std::uint64_t m_nextNumber TELVORA_GUARDED_BY(m_lock) = 0;
+    detail::Guarded<Registrations> m_registrations;
 };
 
 } // namespace telvora

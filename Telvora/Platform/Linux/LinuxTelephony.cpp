@@ -4,33 +4,22 @@
 
 namespace telvora {
 
-LinuxTelephony::LinuxTelephony()
-    : m_snapshot(std::make_shared<const Snapshot>())
-{
-}
-
 void LinuxTelephony::publish(Snapshot snapshot)
 {
-    auto next = std::make_shared<const Snapshot>(std::move(snapshot));
-    MutexLock lock(m_lock);
-    m_snapshot.swap(next);
+    m_snapshot.set(std::make_shared<const Snapshot>(std::move(snapshot)));
 }
 
 std::optional<Telephony::Carriers> LinuxTelephony::serviceSubscriberCellularProviders() const
 {
-    return current()->carriers;
+    const auto snapshot = m_snapshot.get();
+    return snapshot ? snapshot->carriers : std::nullopt;
 }
 
 std::optional<Telephony::RadioTechnologies>
 LinuxTelephony::serviceCurrentRadioAccessTechnology() const
 {
-    return current()->radioTechnologies;
-}
-
-std::shared_ptr<const LinuxTelephony::Snapshot> LinuxTelephony::current() const
-{
-    MutexLock lock(m_lock);
-    return m_snapshot;
+    const auto snapshot = m_snapshot.get();
+    return snapshot ? snapshot->radioTechnologies : std::nullopt;
 }
 
 } // namespace telvora

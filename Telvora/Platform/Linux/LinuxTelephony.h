@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Telephony.h>
 
 #include <memory>
@@ -19,19 +19,15 @@ public:
         std::optional<RadioTechnologies> radioTechnologies;
     };
 
-    LinuxTelephony();
-
     /// Replaces what readers see from now on.
-    void publish(Snapshot snapshot) TELVORA_EXCLUDES(m_lock);
+    void publish(Snapshot snapshot);
 
     std::optional<Carriers> serviceSubscriberCellularProviders() const override;
     std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const override;
 
 private:
-    std::shared_ptr<const Snapshot> current() const TELVORA_EXCLUDES(m_lock);
-
-    mutable Mutex m_lock;
-    std::shared_ptr<const Snapshot> m_snapshot TELVORA_GUARDED_BY(m_lock);
+    /// Null until the first snapshot.
+    detail::Guarded<std::shared_ptr<const Snapshot>> m_snapshot;
 };
 
 } // namespace telvora
