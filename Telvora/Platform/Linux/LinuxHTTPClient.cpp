@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
-#include <Telvora/Platform/AddressText.h>
+#include <Telvora/Base/AddressText.h>
 #include <Telvora/Platform/Linux/CurlWorker.h>
 
 #include <utility>

@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
 
-#include <Telvora/Platform/AddressText.h>
+#include <Telvora/Base/AddressText.h>
 
 #include <algorithm>
 #include <iterator>
