@@ -6,18 +6,13 @@ namespace telvora {
 
 void LinuxLifeCycleChecker::registerAdaptor(AdaptorFactory create)
 {
-    MutexLock lock(m_lock);
-    m_factory.swap(create);
+    m_factory.set(std::make_shared<const AdaptorFactory>(std::move(create)));
 }
 
 std::unique_ptr<LifeCycleTrace> LinuxLifeCycleChecker::create(const std::string& sceneName) const
 {
-    AdaptorFactory factory;
-    {
-        MutexLock lock(m_lock);
-        factory = m_factory;
-    }
-    return factory ? factory(sceneName) : nullptr;
+    const auto factory = m_factory.get();
+    return factory && *factory ? (*factory)(sceneName) : nullptr;
 }
 
 } // namespace telvora

@@ -1,7 +1,10 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/LifeCycleChecker.h>
+
+#include <memory>
+#include <string>
 
 namespace telvora {
 
@@ -11,15 +14,13 @@ namespace telvora {
 class TELVORA_EXPORT LinuxLifeCycleChecker final : public LifeCycleChecker {
 public:
     /// The newest registration counts for the adaptors made from then on.
-    void registerAdaptor(AdaptorFactory create) override TELVORA_EXCLUDES(m_lock);
+    void registerAdaptor(AdaptorFactory create) override;
 
     /// The adaptor of the scene of that name; null while none is registered.
-    std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const
-        TELVORA_EXCLUDES(m_lock);
+    std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const;
 
 private:
-    mutable Mutex m_lock;
-    AdaptorFactory m_factory TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::shared_ptr<const AdaptorFactory>> m_factory;
 };
 
 } // namespace telvora

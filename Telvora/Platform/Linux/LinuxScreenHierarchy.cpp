@@ -5,24 +5,19 @@
 namespace telvora {
 
 LinuxScreenHierarchy::LinuxScreenHierarchy(KeyWindowSupplier supplier)
-    : m_supplier(std::move(supplier))
 {
+    setKeyWindowSupplier(std::move(supplier));
 }
 
 void LinuxScreenHierarchy::setKeyWindowSupplier(KeyWindowSupplier supplier)
 {
-    MutexLock lock(m_lock);
-    m_supplier.swap(supplier);
+    m_supplier.set(std::make_shared<const KeyWindowSupplier>(std::move(supplier)));
 }
 
 std::shared_ptr<UIWindow> LinuxScreenHierarchy::keyWindow() const
 {
-    KeyWindowSupplier supplier;
-    {
-        MutexLock lock(m_lock);
-        supplier = m_supplier;
-    }
-    return supplier ? supplier() : nullptr;
+    const auto supplier = m_supplier.get();
+    return supplier && *supplier ? (*supplier)() : nullptr;
 }
 
 } // namespace telvora

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/ScreenHierarchy.h>
 
 #include <functional>
+#include <memory>
 
 namespace telvora {
 
@@ -16,14 +17,13 @@ public:
 
     /// For an integration that comes up after the platform. Any thread; an empty one means that
     /// there is no key window.
-    void setKeyWindowSupplier(KeyWindowSupplier supplier) TELVORA_EXCLUDES(m_lock);
+    void setKeyWindowSupplier(KeyWindowSupplier supplier);
 
     /// What the supplier says, called on the caller's thread; null without one.
-    std::shared_ptr<UIWindow> keyWindow() const override TELVORA_EXCLUDES(m_lock);
+    std::shared_ptr<UIWindow> keyWindow() const override;
 
 private:
-    mutable Mutex m_lock;
-    KeyWindowSupplier m_supplier TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::shared_ptr<const KeyWindowSupplier>> m_supplier;
 };
 
 } // namespace telvora

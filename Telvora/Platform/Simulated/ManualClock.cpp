@@ -8,33 +8,33 @@ namespace telvora {
 
 double ManualClock::secondsSince1970() const
 {
-    MutexLock lock(m_lock);
-    return m_wallWhenSet + std::chrono::duration<double>(m_steady - m_steadyWhenSet).count();
+    const Hands hands = m_hands.get();
+    return hands.wallWhenSet
+        + std::chrono::duration<double>(hands.steady - hands.steadyWhenSet).count();
 }
 
 std::chrono::steady_clock::time_point ManualClock::steadyNow() const
 {
-    MutexLock lock(m_lock);
-    return m_steady;
+    return m_hands.get().steady;
 }
 
 void ManualClock::advance(std::chrono::nanoseconds step)
 {
-    MutexLock lock(m_lock);
-    m_steady = detail::later(m_steady, std::max(step, std::chrono::nanoseconds(0)));
+    step = std::max(step, std::chrono::nanoseconds(0));
+    m_hands.with([&](Hands& hands) { hands.steady = detail::later(hands.steady, step); });
 }
 
 void ManualClock::advanceTo(std::chrono::steady_clock::time_point instant)
 {
-    MutexLock lock(m_lock);
-    m_steady = std::max(m_steady, instant);
+    m_hands.with([&](Hands& hands) { hands.steady = std::max(hands.steady, instant); });
 }
 
 void ManualClock::setWallTime(double secondsSince1970)
 {
-    MutexLock lock(m_lock);
-    m_wallWhenSet = secondsSince1970;
-    m_steadyWhenSet = m_steady;
+    m_hands.with([&](Hands& hands) {
+        hands.wallWhenSet = secondsSince1970;
+        hands.steadyWhenSet = hands.steady;
+    });
 }
 
 std::chrono::nanoseconds nanosecondsFromSeconds(double seconds)

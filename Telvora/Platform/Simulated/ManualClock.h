@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Clock.h>
 
 #include <chrono>
@@ -18,27 +18,30 @@ class TELVORA_EXPORT ManualClock final : public Clock {
 public:
     static constexpr double firstSecondsSince1970 = 1700000000.0;
 
-    double secondsSince1970() const override TELVORA_EXCLUDES(m_lock);
-    std::chrono::steady_clock::time_point steadyNow() const override TELVORA_EXCLUDES(m_lock);
+    double secondsSince1970() const override;
+    std::chrono::steady_clock::time_point steadyNow() const override;
 
     /// Moves both clocks forward together; a negative step moves nothing. The steady clock stops
     /// at the last instant it can express.
-    void advance(std::chrono::nanoseconds step) TELVORA_EXCLUDES(m_lock);
+    void advance(std::chrono::nanoseconds step);
 
     /// Moves both clocks so that the steady one shows `instant`; nothing when that has passed.
-    void advanceTo(std::chrono::steady_clock::time_point instant) TELVORA_EXCLUDES(m_lock);
+    void advanceTo(std::chrono::steady_clock::time_point instant);
 
     /// Moves calendar time alone, as when the user sets the date. Any number goes, NaN and the
     /// infinities too; later steps add to it.
-    void setWallTime(double secondsSince1970) TELVORA_EXCLUDES(m_lock);
+    void setWallTime(double secondsSince1970);
 
 private:
-    mutable Mutex m_lock;
     // Calendar time is kept as where it was set and how far the steady clock has come since:
     // adding step by step would pile up rounding errors.
-    double m_wallWhenSet TELVORA_GUARDED_BY(m_lock) = firstSecondsSince1970;
-    std::chrono::steady_clock::time_point m_steadyWhenSet TELVORA_GUARDED_BY(m_lock);
-    std::chrono::steady_clock::time_point m_steady TELVORA_GUARDED_BY(m_lock);
+    struct Hands {
+        double wallWhenSet = firstSecondsSince1970;
+        std::chrono::steady_clock::time_point steadyWhenSet;
+        std::chrono::steady_clock::time_point steady;
+    };
+
+    detail::Guarded<Hands> m_hands;
 };
 
 /// The nearest number of nanoseconds, as far as they can be expressed; 0 for NaN. For scripts that

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 
 #include <functional>
 #include <memory>
@@ -21,25 +21,17 @@ public:
     void set(Function function)
     {
         auto shared = function ? std::make_shared<const Function>(std::move(function)) : nullptr;
-        MutexLock lock(m_lock);
-        m_function.swap(shared);
+        m_function.set(std::move(shared));
     }
 
     void operator()(Arguments... arguments) const
     {
-        if (auto function = current())
+        if (const auto function = m_function.get())
             (*function)(arguments...);
     }
 
 private:
-    std::shared_ptr<const Function> current() const
-    {
-        MutexLock lock(m_lock);
-        return m_function;
-    }
-
-    mutable Mutex m_lock;
-    std::shared_ptr<const Function> m_function TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::shared_ptr<const Function>> m_function;
 };
 
 /// The name of one question to the platform, as the question is put: "ppi", "carriers",

@@ -7,14 +7,12 @@ namespace telvora {
 bool ScriptedApplication::canOpenURL(const std::string& url) const
 {
     m_openObserver(url);
-    MutexLock lock(m_lock);
-    return m_openable.contains(url);
+    return m_openable.with([&](const auto& urls) { return urls.contains(url); });
 }
 
 void ScriptedApplication::setOpenableURLs(std::set<std::string> urls)
 {
-    MutexLock lock(m_lock);
-    m_openable = std::move(urls);
+    m_openable.set(std::move(urls));
 }
 
 void ScriptedApplication::setOpenObserver(std::function<void(const std::string& url)> observer)

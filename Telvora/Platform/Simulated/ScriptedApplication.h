@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Application.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
@@ -25,8 +25,7 @@ public:
 
 private:
     Observer<const std::string&> m_openObserver;
-    mutable Mutex m_lock;
-    std::set<std::string> m_openable TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::set<std::string>> m_openable;
 };
 
 } // namespace telvora

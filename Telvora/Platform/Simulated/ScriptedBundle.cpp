@@ -7,28 +7,26 @@ namespace telvora {
 std::optional<Value> ScriptedBundle::objectForInfoDictionaryKey(std::string_view key) const
 {
     m_questionObserver("infoDictionary:" + std::string(key));
-    MutexLock lock(m_lock);
-    const auto* value = m_info.if_contains({ key.data(), key.size() });
-    return value ? std::optional(*value) : std::nullopt;
+    return m_info.with([&](const Dictionary& info) {
+        const auto* value = info.if_contains({ key.data(), key.size() });
+        return value ? std::optional(*value) : std::nullopt;
+    });
 }
 
 std::optional<std::string> ScriptedBundle::bundleIdentifier() const
 {
     m_questionObserver("bundleIdentifier");
-    MutexLock lock(m_lock);
-    return m_identifier;
+    return m_identifier.get();
 }
 
 void ScriptedBundle::setInfoDictionary(Dictionary info)
 {
-    MutexLock lock(m_lock);
-    m_info.swap(info);
+    m_info.set(std::move(info));
 }
 
 void ScriptedBundle::setBundleIdentifier(std::optional<std::string> identifier)
 {
-    MutexLock lock(m_lock);
-    m_identifier = std::move(identifier);
+    m_identifier.set(std::move(identifier));
 }
 
 void ScriptedBundle::setQuestionObserver(QuestionObserver::Function observer)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Bundle.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
@@ -28,9 +28,8 @@ public:
 
 private:
     QuestionObserver m_questionObserver;
-    mutable Mutex m_lock;
-    Dictionary m_info TELVORA_GUARDED_BY(m_lock) { { "CFBundleShortVersionString", "1.0.0" } };
-    std::optional<std::string> m_identifier TELVORA_GUARDED_BY(m_lock) = "com.example.host";
+    detail::Guarded<Dictionary> m_info { Dictionary { { "CFBundleShortVersionString", "1.0.0" } } };
+    detail::Guarded<std::optional<std::string>> m_identifier { "com.example.host" };
 };
 
 } // namespace telvora

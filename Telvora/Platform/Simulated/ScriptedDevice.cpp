@@ -60,14 +60,12 @@ std::int64_t ScriptedDevice::activeProcessorCount() const
 
 ScriptedDevice::Values ScriptedDevice::values() const
 {
-    MutexLock lock(m_lock);
-    return m_values;
+    return m_values.get();
 }
 
 void ScriptedDevice::setValues(Values values)
 {
-    MutexLock lock(m_lock);
-    m_values = std::move(values);
+    m_values.set(std::move(values));
 }
 
 void ScriptedDevice::setQuestionObserver(QuestionObserver::Function observer)

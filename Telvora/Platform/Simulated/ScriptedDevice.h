@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Device.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
@@ -51,8 +51,7 @@ private:
     Values asked(const char* question) const;
 
     QuestionObserver m_questionObserver;
-    mutable Mutex m_lock;
-    Values m_values TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<Values> m_values;
 };
 
 } // namespace telvora

@@ -7,38 +7,39 @@ namespace telvora {
 bool ScriptedFileManager::fileExists(const std::string& path) const
 {
     m_probeObserver(path);
-    MutexLock lock(m_lock);
-    return m_existing.contains(path) || m_written.contains(path);
+    return m_files.with([&](const Files& files) {
+        return files.existing.contains(path) || files.written.contains(path);
+    });
 }
 
 bool ScriptedFileManager::writeAtomically(const std::string& path, std::string_view text)
 {
     std::string written(text);
     m_writeObserver(path, written);
-    MutexLock lock(m_lock);
-    if (!m_writable.contains(path))
-        return false;
-    m_written[path] = std::move(written);
-    return true;
+    return m_files.with([&](Files& files) {
+        if (!files.writable.contains(path))
+            return false;
+        files.written[path] = std::move(written);
+        return true;
+    });
 }
 
 void ScriptedFileManager::setExisting(std::set<std::string> paths)
 {
-    MutexLock lock(m_lock);
-    m_existing = std::move(paths);
+    m_files.with([&](Files& files) { files.existing.swap(paths); });
 }
 
 void ScriptedFileManager::setWritable(std::set<std::string> paths)
 {
-    MutexLock lock(m_lock);
-    m_writable = std::move(paths);
+    m_files.with([&](Files& files) { files.writable.swap(paths); });
 }
 
 std::optional<std::string> ScriptedFileManager::writtenText(const std::string& path) const
 {
-    MutexLock lock(m_lock);
-    const auto written = m_written.find(path);
-    return written != m_written.end() ? std::optional(written->second) : std::nullopt;
+    return m_files.with([&](const Files& files) {
+        const auto written = files.written.find(path);
+        return written != files.written.end() ? std::optional(written->second) : std::nullopt;
+    });
 }
 
 void ScriptedFileManager::setProbeObserver(std::function<void(const std::string& path)> observer)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/FileManager.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
@@ -37,10 +37,14 @@ public:
 private:
     Observer<const std::string&> m_probeObserver;
     Observer<const std::string&, const std::string&> m_writeObserver;
-    mutable Mutex m_lock;
-    std::set<std::string> m_existing TELVORA_GUARDED_BY(m_lock);
-    std::set<std::string> m_writable TELVORA_GUARDED_BY(m_lock);
-    std::map<std::string, std::string> m_written TELVORA_GUARDED_BY(m_lock);
+    struct Files {
+        std::set<std::string> existing;
+        std::set<std::string> writable;
+        // The text by the path.
+        std::map<std::string, std::string> written;
+    };
+
+    detail::Guarded<Files> m_files;
 };
 
 } // namespace telvora

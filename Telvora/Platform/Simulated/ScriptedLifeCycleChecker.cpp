@@ -7,19 +7,17 @@ namespace telvora {
 void ScriptedLifeCycleChecker::registerAdaptor(AdaptorFactory create)
 {
     m_questionObserver("registerAdaptor");
-    MutexLock lock(m_lock);
-    m_factory.swap(create);
-    ++m_registrationCount;
+    auto factory = std::make_shared<const AdaptorFactory>(std::move(create));
+    m_registration.with([&](Registration& registration) {
+        registration.factory.swap(factory);
+        ++registration.count;
+    });
 }
 
 std::unique_ptr<LifeCycleTrace> ScriptedLifeCycleChecker::create(const std::string& sceneName) const
 {
-    AdaptorFactory factory;
-    {
-        MutexLock lock(m_lock);
-        factory = m_factory;
-    }
-    return factory ? factory(sceneName) : nullptr;
+    const auto factory = m_registration.get().factory;
+    return factory && *factory ? (*factory)(sceneName) : nullptr;
 }
 
 bool ScriptedLifeCycleChecker::play(const std::string& sceneName,
@@ -36,8 +34,7 @@ bool ScriptedLifeCycleChecker::play(const std::string& sceneName,
 
 std::size_t ScriptedLifeCycleChecker::registrationCount() const
 {
-    MutexLock lock(m_lock);
-    return m_registrationCount;
+    return m_registration.get().count;
 }
 
 void ScriptedLifeCycleChecker::setQuestionObserver(QuestionObserver::Function observer)

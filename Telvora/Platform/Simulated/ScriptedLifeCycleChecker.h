@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/LifeCycleChecker.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
@@ -35,9 +35,12 @@ public:
 
 private:
     QuestionObserver m_questionObserver;
-    mutable Mutex m_lock;
-    AdaptorFactory m_factory TELVORA_GUARDED_BY(m_lock);
-    std::size_t m_registrationCount TELVORA_GUARDED_BY(m_lock) = 0;
+    struct Registration {
+        std::shared_ptr<const AdaptorFactory> factory;
+        std::size_t count = 0;
+    };
+
+    detail::Guarded<Registration> m_registration;
 };
 
 } // namespace telvora

@@ -21,7 +21,7 @@ public:
     };
 
     explicit Screen(const ID& id)
-        : m_values { .className = id }
+        : m_values(Values { .className = id })
     {
     }
 
@@ -54,57 +54,47 @@ public:
         return { current.delegatesTo, std::move(current.delegateParams) };
     }
 
-    Values values() const
-    {
-        MutexLock lock(m_lock);
-        return m_values;
-    }
+    Values values() const { return m_values.get(); }
 
     template<typename Change> void change(const Change& change)
     {
-        MutexLock lock(m_lock);
-        change(m_values);
+        m_values.with([&](Values& values) { change(values); });
     }
 
     void forget(const std::shared_ptr<Screen>& gone)
     {
-        MutexLock lock(m_lock);
-        for (auto* link :
-            { &m_values.visible, &m_values.selected, &m_values.presents, &m_values.delegatesTo }) {
-            if (link->lock() == gone)
-                link->reset();
-        }
+        change([&](Values& values) {
+            for (auto* link :
+                { &values.visible, &values.selected, &values.presents, &values.delegatesTo }) {
+                if (link->lock() == gone)
+                    link->reset();
+            }
+        });
     }
 
 private:
-    mutable Mutex m_lock;
-    Values m_values TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<Values> m_values;
 };
 
 class ScriptedScreens::Window final : public UIWindow {
 public:
     std::shared_ptr<UIViewController> rootViewController() const override
     {
-        MutexLock lock(m_lock);
-        return m_root.lock();
+        return m_root.get().lock();
     }
 
-    void setRoot(std::weak_ptr<Screen> root)
-    {
-        MutexLock lock(m_lock);
-        m_root = std::move(root);
-    }
+    void setRoot(std::weak_ptr<Screen> root) { m_root.set(std::move(root)); }
 
     void forget(const std::shared_ptr<Screen>& gone)
     {
-        MutexLock lock(m_lock);
-        if (m_root.lock() == gone)
-            m_root.reset();
+        m_root.with([&](std::weak_ptr<Screen>& root) {
+            if (root.lock() == gone)
+                root.reset();
+        });
     }
 
 private:
-    mutable Mutex m_lock;
-    std::weak_ptr<Screen> m_root TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::weak_ptr<Screen>> m_root;
 };
 
 ScriptedScreens::ScriptedScreens()
@@ -117,14 +107,14 @@ ScriptedScreens::~ScriptedScreens() = default;
 std::shared_ptr<UIWindow> ScriptedScreens::keyWindow() const
 {
     m_questionObserver("keyWindow");
-    MutexLock lock(m_lock);
     return m_hasWindow ? m_window : nullptr;
 }
 
 bool ScriptedScreens::make(const ID& id)
 {
-    MutexLock lock(m_lock);
-    return m_screens.try_emplace(id, std::make_shared<Screen>(id)).second;
+    return m_screens.with([&](Screens& screens) {
+        return screens.try_emplace(id, std::make_shared<Screen>(id)).second;
+    });
 }
 
 bool ScriptedScreens::contains(const ID& id) const
@@ -139,9 +129,10 @@ std::shared_ptr<UIViewController> ScriptedScreens::screen(const ID& id) const
 
 std::shared_ptr<ScriptedScreens::Screen> ScriptedScreens::find(const ID& id) const
 {
-    MutexLock lock(m_lock);
-    const auto found = m_screens.find(id);
-    return found != m_screens.end() ? found->second : nullptr;
+    return m_screens.with([&](const Screens& screens) {
+        const auto found = screens.find(id);
+        return found != screens.end() ? found->second : nullptr;
+    });
 }
 
 std::optional<std::weak_ptr<ScriptedScreens::Screen>> ScriptedScreens::link(
@@ -217,7 +208,6 @@ bool ScriptedScreens::setWindowRoot(const std::optional<ID>& root)
     if (!target)
         return false;
     m_window->setRoot(std::move(*target));
-    MutexLock lock(m_lock);
     m_hasWindow = true;
     return true;
 }
@@ -225,22 +215,24 @@ bool ScriptedScreens::setWindowRoot(const std::optional<ID>& root)
 void ScriptedScreens::removeWindow()
 {
     m_window->setRoot({});
-    MutexLock lock(m_lock);
     m_hasWindow = false;
 }
 
 bool ScriptedScreens::release(const ID& id)
 {
+    // A caller that is looking at the screen still holds it; nobody else may find it.
     std::shared_ptr<Screen> gone;
-    MutexLock lock(m_lock);
-    const auto found = m_screens.find(id);
-    if (found == m_screens.end())
+    m_screens.with([&](Screens& screens) {
+        const auto found = screens.find(id);
+        if (found == screens.end())
+            return;
+        gone = std::move(found->second);
+        screens.erase(found);
+        for (const auto& [otherID, other] : screens)
+            other->forget(gone);
+    });
+    if (!gone)
         return false;
-    gone = std::move(found->second);
-    m_screens.erase(found);
-    // Whoever is looking at the screen right now still holds it; nobody else may find it.
-    for (const auto& [otherID, other] : m_screens)
-        other->forget(gone);
     m_window->forget(gone);
     return true;
 }

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/ScreenHierarchy.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -70,6 +71,7 @@ public:
 private:
     class Screen;
     class Window;
+    using Screens = std::map<ID, std::shared_ptr<Screen>>;
 
     std::shared_ptr<Screen> find(const ID& id) const;
     std::optional<std::weak_ptr<Screen>> link(const std::optional<ID>& other) const;
@@ -77,9 +79,8 @@ private:
 
     QuestionObserver m_questionObserver;
     const std::shared_ptr<Window> m_window;
-    mutable Mutex m_lock;
-    bool m_hasWindow TELVORA_GUARDED_BY(m_lock) = false;
-    std::map<ID, std::shared_ptr<Screen>> m_screens TELVORA_GUARDED_BY(m_lock);
+    std::atomic<bool> m_hasWindow { false };
+    detail::Guarded<Screens> m_screens;
 };
 
 } // namespace telvora

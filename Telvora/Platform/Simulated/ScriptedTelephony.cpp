@@ -7,28 +7,24 @@ namespace telvora {
 std::optional<Telephony::Carriers> ScriptedTelephony::serviceSubscriberCellularProviders() const
 {
     m_questionObserver("carriers");
-    MutexLock lock(m_lock);
-    return m_carriers;
+    return m_carriers.get();
 }
 
 std::optional<Telephony::RadioTechnologies>
 ScriptedTelephony::serviceCurrentRadioAccessTechnology() const
 {
     m_questionObserver("radio");
-    MutexLock lock(m_lock);
-    return m_technologies;
+    return m_technologies.get();
 }
 
 void ScriptedTelephony::setCarriers(std::optional<Carriers> carriers)
 {
-    MutexLock lock(m_lock);
-    m_carriers = std::move(carriers);
+    m_carriers.set(std::move(carriers));
 }
 
 void ScriptedTelephony::setRadioTechnologies(std::optional<RadioTechnologies> technologies)
 {
-    MutexLock lock(m_lock);
-    m_technologies = std::move(technologies);
+    m_technologies.set(std::move(technologies));
 }
 
 void ScriptedTelephony::setQuestionObserver(QuestionObserver::Function observer)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Simulated/Observer.h>
 #include <Telvora/Platform/Telephony.h>
 
@@ -26,9 +26,8 @@ public:
 
 private:
     QuestionObserver m_questionObserver;
-    mutable Mutex m_lock;
-    std::optional<Carriers> m_carriers TELVORA_GUARDED_BY(m_lock);
-    std::optional<RadioTechnologies> m_technologies TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::optional<Carriers>> m_carriers;
+    detail::Guarded<std::optional<RadioTechnologies>> m_technologies;
 };
 
 } // namespace telvora

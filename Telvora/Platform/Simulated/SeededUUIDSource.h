@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/Simulated/Random.h>
 #include <Telvora/Platform/UUIDSource.h>
 
@@ -18,8 +18,7 @@ public:
     UUID next() override;
 
 private:
-    Mutex m_lock;
-    detail::Random m_random TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<detail::Random> m_random;
 };
 
 } // namespace telvora
