@@ -60,3 +60,15 @@ build() {
     [[ -t 1 ]] || quiet=(-- --quiet)
     (cd "$root" && cmake --build --preset "$preset" -j"$jobs" ${1:+--target "$@"} "${quiet[@]}")
 }
+
+# useAddressesForSanitizers "$@": the sanitizers need addresses less random than some kernels make
+# them. Starts the script again, with the same arguments, where that is the only way.
+useAddressesForSanitizers() {
+    local randomBits
+    randomBits="$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28)"
+    [[ "$randomBits" -gt 28 && -z "${TELVORA_PLAIN_ADDRESSES:-}" ]] || return 0
+    sysctl -q -w vm.mmap_rnd_bits=28 2>/dev/null && return 0
+    setarch -R true || fail "sanitizers need vm.mmap_rnd_bits=28 or setarch -R; neither works"
+    say "Starting again without address randomization"
+    TELVORA_PLAIN_ADDRESSES=1 exec setarch -R "$0" "$@"
+}
