@@ -1,0 +1,268 @@
+// What each part of dispatch that is more than the simplest thing gains over the simplest thing.
+
+#include <Telvora/Platform/Dispatch/BlockList.h>
+#include <Telvora/Platform/Dispatch/BriefLock.h>
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
+#include <Telvora/Platform/Linux/LinuxThread.h>
+
+#include <benchmarks/Costs.h>
+#include <benchmarks/SampleEvent.h>
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <sys/resource.h>
+
+namespace telvora {
+namespace {
+
+struct Block {
+    long* sum;
+    long values[8];
+
+    void operator()() { *sum += values[0]; }
+};
+
+// ---- The lock: threads that write one small block after the other into the same ring.
+
+template<typename Lock> void BM_ShortSection(benchmark::State& state)
+{
+    const auto threads = static_cast<int>(state.range(0));
+    constexpr int blocksOfAThread = 500'000;
+    constexpr std::size_t ringSize = 1024;
+    const double clockCost = costOfClock();
+    std::vector<std::int64_t> costs;
+    for (auto _ : state) {
+        Lock lock;
+        std::vector<Block> ring(ringSize);
+        std::size_t written = 0;
+        measureCalls(
+            threads, blocksOfAThread,
+            [](int number) {
+                return Block { nullptr, { number } };
+            },
+            [&](const Block& block) {
+                lock.lock();
+                ring[written++ % ringSize] = block;
+                lock.unlock();
+            },
+            costs);
+        if (written != static_cast<std::size_t>(threads) * blocksOfAThread)
+            state.SkipWithError("blocks were lost");
+    }
+    state.counters["p50_ns"] = percentile(costs, 0.5) - clockCost;
+    state.counters["p99_ns"] = percentile(costs, 0.99) - clockCost;
+    state.counters["p999_ns"] = percentile(costs, 0.999) - clockCost;
+}
+
+void threads(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(1)->Arg(4)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+BENCHMARK_TEMPLATE(BM_ShortSection, detail::BriefLock)->Apply(threads);
+BENCHMARK_TEMPLATE(BM_ShortSection, std::mutex)->Apply(threads);
+
+// ---- The list: so many blocks appended, then run and removed, on one thread.
+
+void BM_BlockList_AppendRun(benchmark::State& state)
+{
+    detail::BlockChunkStore chunks;
+    detail::BlockList list(chunks);
+    long sum = 0;
+    for (auto _ : state) {
+        for (auto count = state.range(0); count > 0; --count)
+            list.append([&](Work& place) { place.emplace<Block>(&sum, 1L); });
+        while (!list.isEmpty()) {
+            list.first()();
+            list.removeFirst();
+        }
+    }
+    list.giveMemoryBack();
+    state.SetItemsProcessed(sum);
+}
+BENCHMARK(BM_BlockList_AppendRun)->Arg(100)->Arg(1'000'000);
+
+void BM_Deque_AppendRun(benchmark::State& state)
+{
+    std::deque<Work> list;
+    long sum = 0;
+    for (auto _ : state) {
+        for (auto count = state.range(0); count > 0; --count)
+            list.emplace_back(Block { &sum, { 1 } });
+        while (!list.empty()) {
+            list.front()();
+            list.pop_front();
+        }
+    }
+    state.SetItemsProcessed(sum);
+}
+BENCHMARK(BM_Deque_AppendRun)->Arg(100)->Arg(1'000'000);
+
+// ---- In place: an event built where it waits, or built and moved there.
+
+/// As large as what the intake's block carries.
+struct TakeEvent {
+    long* taken;
+    Dictionary event;
+    std::string index;
+
+    void operator()()
+    {
+        ++*taken;
+        benchmark::DoNotOptimize(event);
+    }
+};
+
+template<bool isInPlace> void BM_DispatchQueue_Event(benchmark::State& state)
+{
+    ThreadedDispatch dispatch(startDetachedThread);
+    const auto queue = dispatch.makeConcurrentQueue("bench");
+    long taken = 0;
+    std::vector<std::int64_t> costs;
+    const double clockCost = costOfClock();
+    for (auto _ : state) {
+        measureCalls(
+            1, 100'000, makeSampleEvent,
+            [&](Dictionary&& event) {
+                if constexpr (isInPlace)
+                    queue->emplaceBarrier<TakeEvent>(&taken, std::move(event), "E2E");
+                else
+                    queue->barrierAsync(TakeEvent { &taken, std::move(event), "E2E" });
+            },
+            costs);
+        queue->barrierSync([] {});
+    }
+    if (taken != static_cast<long>(costs.size()))
+        state.SkipWithError("events were lost");
+    state.counters["p50_ns"] = percentile(costs, 0.5) - clockCost;
+    state.counters["p99_ns"] = percentile(costs, 0.99) - clockCost;
+}
+BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, true)->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, false)->Iterations(3)->Unit(benchmark::kMillisecond);
+
+// ---- The nap: a host that hands over a block every 50 microseconds or so. What the submitter pays
+// a block, and how often some thread went to sleep and had to be woken.
+
+class NappingQueue {
+public:
+    void submit(Work block) { m_queue->barrierAsync(std::move(block)); }
+    void finish()
+    {
+        m_queue->barrierSync([] {});
+    }
+
+private:
+    ThreadedDispatch m_dispatch { startDetachedThread };
+    std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
+};
+
+/// Wakes its worker for each block that finds it asleep.
+class WakingQueue {
+public:
+    WakingQueue() = default;
+    ~WakingQueue()
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_isEnding = true;
+        }
+        m_isChanged.notify_all();
+        m_worker.join();
+    }
+
+    void submit(Work block)
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_waiting.push_back(std::move(block));
+        }
+        m_isChanged.notify_all();
+    }
+    void finish()
+    {
+        std::unique_lock lock(m_mutex);
+        m_isChanged.wait(lock, [this] { return m_waiting.empty() && !m_isRunning; });
+    }
+
+private:
+    void work()
+    {
+        std::unique_lock lock(m_mutex);
+        for (;;) {
+            m_isChanged.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
+            if (m_waiting.empty())
+                return;
+            Work block = std::move(m_waiting.front());
+            m_waiting.pop_front();
+            m_isRunning = true;
+            lock.unlock();
+            block();
+            lock.lock();
+            m_isRunning = false;
+            if (m_waiting.empty())
+                m_isChanged.notify_all();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_isChanged;
+    std::deque<Work> m_waiting;
+    bool m_isRunning = false;
+    bool m_isEnding = false;
+    std::thread m_worker { [this] { work(); } };
+};
+
+long contextSwitches()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_nvcsw;
+}
+
+template<typename Queue> void BM_PacedSubmission(benchmark::State& state)
+{
+    Queue queue;
+    long ran = 0;
+    std::vector<std::int64_t> costs;
+    const double clockCost = costOfClock();
+    const long switchesBefore = contextSwitches();
+    for (auto _ : state) {
+        for (int number = 0; number < 20'000; ++number) {
+            const std::int64_t start = nanosecondsNow();
+            queue.submit([&ran] { ++ran; });
+            const std::int64_t end = nanosecondsNow();
+            costs.push_back(end - start);
+            while (nanosecondsNow() < end + 50'000) { }
+        }
+        queue.finish();
+    }
+    if (ran != static_cast<long>(costs.size()))
+        state.SkipWithError("blocks were lost");
+    state.counters["p50_ns"] = percentile(costs, 0.5) - clockCost;
+    state.counters["p99_ns"] = percentile(costs, 0.99) - clockCost;
+    state.counters["sleeps_a_1000"] = 1000.0
+        * static_cast<double>(contextSwitches() - switchesBefore)
+        / static_cast<double>(costs.size());
+}
+BENCHMARK_TEMPLATE(BM_PacedSubmission, NappingQueue)
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_TEMPLATE(BM_PacedSubmission, WakingQueue)
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+} // namespace
+} // namespace telvora
