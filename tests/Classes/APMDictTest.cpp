@@ -32,7 +32,7 @@ TEST_F(APMDictTest, AnEmptyDictionaryIsNeitherSentNorLogged)
 
     manager().reportAPMDict({});
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     EXPECT_TRUE(seen.empty());
     EXPECT_TRUE(log->lines.empty());
 }
@@ -68,7 +68,7 @@ TEST_F(APMDictTest, APageWithoutParametersAddsItsNameAlone)
 TEST_F(APMDictTest, APageThatIsGoneAddsItsParametersAlone)
 {
     showPage("Live", { { "id", "7" } });
-    simulated.screens().release("Live");
+    simulated().screens().release("Live");
 
     const Dictionary event = report({ { "t", "x" } });
 
@@ -114,7 +114,7 @@ TEST_F(APMDictTest, NothingIsKnownOfTheBattery)
 TEST_F(APMDictQuirk, SiIsTheTimeSinceTheStart)
 {
     TrackerDataExcavator::initial();
-    simulated.setWallTime(1700000012.25);
+    simulated().setWallTime(1700000012.25);
     EXPECT_EQ(report({ { "t", "x" } }).at("si"), 12.25);
 
     TrackerDataExcavator::setStartTimestamp(1700000010);
@@ -124,7 +124,7 @@ TEST_F(APMDictQuirk, SiIsTheTimeSinceTheStart)
 TEST_F(APMDictTest, SiIsNeverNegative)
 {
     TrackerDataExcavator::initial();
-    simulated.setWallTime(1600000000);
+    simulated().setWallTime(1600000000);
 
     EXPECT_EQ(report({ { "t", "x" } }).at("si"), 0.0);
 }
@@ -178,20 +178,20 @@ TEST_F(APMDictTest, ADictionaryOfAnyDepthGoesThrough)
 
     // "d" is overwritten where it stands.
     manager().reportAPMDict({ { "d", std::move(deep) } });
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
 }
 
 TEST_F(APMDictQuirk, ImmediatelyAndUseOstraHaveNoEffect)
 {
-    registerChannel("APM");
+    addChannel("APM");
 
     for (const bool isImmediate : { false, true }) {
         for (const bool useOstra : { false, true })
             manager().reportAPMDict({ { "t", "x" } }, isImmediate, useOstra);
     }
 
-    simulated.runUntilIdle();
-    EXPECT_EQ(simulated.httpClient().requestCount(), 0u);
+    simulated().runUntilIdle();
+    EXPECT_EQ(simulated().httpClient().requestCount(), 0u);
     EXPECT_EQ(manager().config("APM")->apiDatas().size(), 4u);
 }
 

@@ -21,7 +21,7 @@ protected:
 
     std::size_t eventCount()
     {
-        simulated.runUntilIdle();
+        simulated().runUntilIdle();
         return seen.size();
     }
 };
@@ -29,20 +29,20 @@ using APMProviderQuirk = APMProviderTest;
 
 TEST_F(APMProviderTest, AReportGoesToTheProviderOnTheCallersThread)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
-    simulated.setHold(true);
+    simulated().setHold(true);
 
     report({ { "t", "x" }, { "n", nullptr } });
 
     EXPECT_THAT(provider->names, ElementsAre("vendel-app"));
     EXPECT_THAT(provider->contents, ElementsAre(R"({"t":"x","n":null})"));
-    EXPECT_EQ(simulated.dispatch().readyBlockCount(), 0u);
+    EXPECT_EQ(simulated().dispatch().readyBlockCount(), 0u);
 }
 
 TEST_F(APMProviderTest, ItThenEntersNoListAndReachesNoCallback)
 {
-    const auto apm = registerChannel("APM", 1);
+    const auto apm = addChannel("APM", 1);
     installProvider();
 
     report({ { "t", "x" } });
@@ -50,12 +50,12 @@ TEST_F(APMProviderTest, ItThenEntersNoListAndReachesNoCallback)
     EXPECT_EQ(eventCount(), 0u);
     EXPECT_TRUE(apm->apiDatas().empty());
     EXPECT_EQ(apm->ledger().events.accepted, 0);
-    EXPECT_EQ(simulated.httpClient().requestCount(), 0u);
+    EXPECT_EQ(simulated().httpClient().requestCount(), 0u);
 }
 
 TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" }, { "brand", "C" } }, "data", "APM");
     const auto provider = installProvider();
 
@@ -66,7 +66,7 @@ TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
 
 TEST_F(APMProviderQuirk, ANullOfAReportWinsAsWell)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas({ { "network", "A" }, { "p", "B" } }, "data", "APM");
     const auto provider = installProvider();
 
@@ -79,7 +79,7 @@ TEST_F(APMProviderQuirk, ANullOfAReportWinsAsWell)
 
 TEST_F(APMProviderTest, TheMergeIsShallow)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas({ { "o", { { "a", 1 } } } }, "data", "APM");
     const auto provider = installProvider();
 
@@ -90,7 +90,7 @@ TEST_F(APMProviderTest, TheMergeIsShallow)
 
 TEST_F(APMProviderTest, TheChannelsCommonDataIsNotChanged)
 {
-    const auto apm = registerChannel("APM");
+    const auto apm = addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
     installProvider();
 
@@ -111,7 +111,7 @@ TEST_F(APMProviderTest, WithoutAnAPMChannelAReportTakesTheIntake)
 
 TEST_F(APMProviderTest, WithoutAProviderCommonDataIsNotMergedIn)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
 
     report({ { "t", "x" } });
@@ -121,7 +121,7 @@ TEST_F(APMProviderTest, WithoutAProviderCommonDataIsNotMergedIn)
 
 TEST_F(APMProviderTest, OtherChannelsDoNotKnowTheProvider)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
 
     manager().enrollSentryTrack({ { "k", 1 } }, true);
@@ -133,7 +133,7 @@ TEST_F(APMProviderTest, OtherChannelsDoNotKnowTheProvider)
 
 TEST_F(APMProviderTest, AProviderThatIsTakenAwayGetsNothingMore)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     manager().setupOstra(nullptr);
 
@@ -155,7 +155,7 @@ TEST_F(APMProviderTest, TheManagerKeepsTheProviderAlive)
 
 TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
     installProvider();
     const auto log = listen();
@@ -170,7 +170,7 @@ TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
 
 TEST_F(APMProviderQuirk, ANumberThatIsNotFiniteLosesTheReportWithALine)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     const auto log = listen();
 
@@ -185,7 +185,7 @@ TEST_F(APMProviderQuirk, ANumberThatIsNotFiniteLosesTheReportWithALine)
 
 TEST_F(APMProviderTest, SuchANumberInCommonDataLosesEveryReportThatDoesNotCoverIt)
 {
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupCommonDatas(
         { { "bad", std::numeric_limits<double>::quiet_NaN() } }, "data", "APM");
     const auto provider = installProvider();
@@ -198,7 +198,7 @@ TEST_F(APMProviderTest, SuchANumberInCommonDataLosesEveryReportThatDoesNotCoverI
 
 TEST_F(APMProviderTest, AProviderThatThrowsIsLoggedAndCounted)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     provider->throws = true;
     const auto log = listen();
@@ -215,7 +215,7 @@ TEST_F(APMProviderTest, AProviderThatThrowsIsLoggedAndCounted)
 
 TEST_F(APMProviderTest, TheNextReportGoesToAProviderThatThrewAllTheSame)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     provider->throws = true;
     report({ { "n", 1 } });
@@ -234,7 +234,7 @@ TEST_F(APMProviderTest, AProviderMayTakeItselfAway)
             TrackerManager::shared().setupOstra(nullptr);
         }
     };
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupOstra(std::make_shared<Leaving>());
 
     report({ { "n", 1 } });
@@ -256,7 +256,7 @@ TEST_F(APMProviderTest, AProviderMayReportFromWithinAReport)
     public:
         std::vector<std::string> contents;
     };
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = std::make_shared<Echoing>();
     manager().setupOstra(provider);
 
@@ -268,7 +268,7 @@ TEST_F(APMProviderTest, AProviderMayReportFromWithinAReport)
 TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
 {
     Value deep = deepArray(100'000);
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     listen();
 
@@ -280,7 +280,7 @@ TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
 
 TEST_F(APMProviderTest, BadBytesReachTheProviderRepaired)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
 
     report({ { "t", "a\xFF" } });
@@ -310,7 +310,7 @@ TEST_F(APMProviderQuirk, SucceedOnlySaysThatTheReportWasHandedOver)
     class Losing final : public QVXOstraProviderProtocol {
         void report(const std::string&, const std::string&) override { }
     };
-    registerChannel("APM");
+    addChannel("APM");
     manager().setupOstra(std::make_shared<Losing>());
     const auto log = listen();
 

@@ -72,7 +72,7 @@ TEST_F(APMRecordTest, APageWithoutParametersLeavesThemNull)
 TEST_F(APMRecordQuirk, APageThatIsGoneHasNoNameButItsParameters)
 {
     showPage("Live", { { "id", "7" } });
-    simulated.screens().release("Live");
+    simulated().screens().release("Live");
 
     const Dictionary event = report(makeRecord());
 
@@ -90,7 +90,7 @@ TEST_F(APMRecordTest, WifiIsTrueOnWiFiAloneAndFalseWhereNobodyKnows)
         { Reached::unavailable, false },
     };
     for (const auto& [connection, isOnWiFi] : table) {
-        simulated.reachability().setConnection(connection);
+        simulated().reachability().setConnection(connection);
         EXPECT_EQ(report(makeRecord()).at("wifi"), isOnWiFi);
     }
 }
@@ -113,7 +113,7 @@ TEST_F(APMRecordTest, TheHostsOwnRecordIsCompletedAndKeepsItsPage)
 
     manager().enrollAPMReport(record);
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     EXPECT_EQ(record.p, "First");
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[1].event.at("p"), "First");
@@ -154,7 +154,7 @@ TEST_F(APMRecordTest, ExtraOfAnyDepthGoesThrough)
     record.extra.emplace()["deep"] = std::move(deep);
 
     manager().enrollAPMReport(std::move(record));
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
 }
 
 TEST_F(APMRecordQuirk, AReportAlwaysHasAll33Keys)

@@ -25,7 +25,7 @@ TEST_F(ChannelEventsTest, AnE2EEventIsStampedOverWhateverTheHostPut)
 
 TEST_F(ChannelEventsTest, WithoutReachabilityTheNetworkIsUnknown)
 {
-    simulated.reachability().setConnection(ScriptedReachability::Value::unavailable);
+    simulated().reachability().setConnection(ScriptedReachability::Value::unavailable);
     watchEvents();
 
     manager().enrollE2ETrack({});
@@ -36,11 +36,11 @@ TEST_F(ChannelEventsTest, WithoutReachabilityTheNetworkIsUnknown)
 TEST_F(ChannelEventsTest, TheStampIsThatOfTheCallAndNotOfTheIntake)
 {
     watchEvents();
-    simulated.setHold(true);
+    simulated().setHold(true);
 
     manager().enrollE2ETrack({});
-    simulated.reachability().setConnection(ScriptedReachability::Value::none);
-    simulated.setHold(false);
+    simulated().reachability().setConnection(ScriptedReachability::Value::none);
+    simulated().setHold(false);
 
     EXPECT_EQ(onlyEvent().event.at("network"), "WIFI");
 }
@@ -49,9 +49,9 @@ TEST_F(ChannelEventsTest, EveryKindOfNetworkHasItsWord)
 {
     using Reached = ScriptedReachability::Value;
     const auto stamp = [&](Reached connection, std::optional<std::string> technology = {}) {
-        simulated.reachability().setConnection(connection);
+        simulated().reachability().setConnection(connection);
         if (technology)
-            simulated.telephony().setRadioTechnologies({ { { "1", *technology } } });
+            simulated().telephony().setRadioTechnologies({ { { "1", *technology } } });
         return std::string(manager().getCurrentNetWorkStatus());
     };
 
@@ -71,27 +71,27 @@ TEST_F(ChannelEventsQuirk, AReportAndAChannelNameTheNetworkInTheirOwnWords)
     EXPECT_EQ(manager().getCurrentNetWorkStatus(), "WIFI");
     EXPECT_EQ(TrackerDataExcavator::networkStatus(), "WiFi");
 
-    simulated.reachability().setConnection(Reached::none);
+    simulated().reachability().setConnection(Reached::none);
     EXPECT_EQ(manager().getCurrentNetWorkStatus(), "none");
     EXPECT_EQ(TrackerDataExcavator::networkStatus(), "No Connection");
 
-    simulated.reachability().setConnection(Reached::cellular);
+    simulated().reachability().setConnection(Reached::cellular);
     EXPECT_EQ(manager().getCurrentNetWorkStatus(), "unknown");
     EXPECT_EQ(TrackerDataExcavator::networkStatus(), "Cellular");
 }
 
 TEST_F(ChannelEventsTest, AnEventIsOneBlockOnTheQueue)
 {
-    simulated.setHold(true);
+    simulated().setHold(true);
 
     manager().enrollE2ETrack({});
     manager().enrollMPTrack({});
     manager().enrollSentryTrack({}, true);
     manager().wrapAppendTracker({ { "t", "x" } });
 
-    EXPECT_EQ(simulated.dispatch().readyBlockCount(), 4u);
-    EXPECT_EQ(simulated.dispatch().readyBarrierCount(), 4u);
-    EXPECT_EQ(simulated.step(100), 4u);
+    EXPECT_EQ(simulated().dispatch().readyBlockCount(), 4u);
+    EXPECT_EQ(simulated().dispatch().readyBarrierCount(), 4u);
+    EXPECT_EQ(simulated().step(100), 4u);
 }
 
 TEST_F(ChannelEventsTest, EventsOfAllEntryPointsKeepTheOrderOfTheirCalls)
@@ -103,7 +103,7 @@ TEST_F(ChannelEventsTest, EventsOfAllEntryPointsKeepTheOrderOfTheirCalls)
     manager().appendTracker({ { "n", 2 } }, "E2E");
     manager().enrollSentryTrack({ { "n", 3 } }, false);
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     std::vector<std::int64_t> order;
     for (const Seen& one : seen)
         order.push_back(one.event.at("n").as_int64());
@@ -117,7 +117,7 @@ TEST_F(ChannelEventsTest, ASentryEventGoesWhereTheFlagSaysWithAStamp)
     manager().enrollSentryTrack({ { "k", 1 } }, true);
     manager().enrollSentryTrack({ { "k", 2 } }, false);
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[0].index, "APM");
     EXPECT_EQ(seen[0].event, (Dictionary { { "k", 1 }, { "network", "WIFI" } }));
@@ -127,13 +127,13 @@ TEST_F(ChannelEventsTest, ASentryEventGoesWhereTheFlagSaysWithAStamp)
 
 TEST_F(ChannelEventsTest, AnEventForARegisteredChannelLandsInItsBatch)
 {
-    const auto apm = registerChannel("APM");
-    const auto sentry = registerChannel("Sentry");
+    const auto apm = addChannel("APM");
+    const auto sentry = addChannel("Sentry");
 
     manager().enrollSentryTrack({ { "k", 1 } }, true);
     manager().enrollSentryTrack({ { "k", 2 } }, false);
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     ASSERT_EQ(apm->apiDatas().size(), 1u);
     ASSERT_EQ(sentry->apiDatas().size(), 1u);
     EXPECT_EQ(apm->apiDatas()[0].at("k"), 1);
@@ -157,7 +157,7 @@ TEST_F(ChannelEventsQuirk, AnMPEventIsNotStamped)
     manager().enrollMPTrack({ { "network", "x" } });
     manager().enrollMPTrack({ { "k", 1 } });
 
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[0].index, "MP");
     EXPECT_EQ(seen[0].event, (Dictionary { { "network", "x" } }));

@@ -97,10 +97,10 @@ TEST_F(CommonDataTest, ASessionIsAVersion4UUIDInUpperCase)
 TEST_F(CommonDataTest, TheApplicationIsReadAtEachBuildAndTheDeviceIsNot)
 {
     manager().getCommonE2EDatas();
-    auto device = simulated.device().values();
+    auto device = simulated().device().values();
     device.safeDescription = "another";
-    simulated.device().setValues(device);
-    simulated.bundle().setBundleIdentifier(std::nullopt);
+    simulated().device().setValues(device);
+    simulated().bundle().setBundleIdentifier(std::nullopt);
 
     const Dictionary data = manager().getCommonE2EDatas();
 
@@ -110,7 +110,7 @@ TEST_F(CommonDataTest, TheApplicationIsReadAtEachBuildAndTheDeviceIsNot)
 
 TEST_F(CommonDataTest, BuildingChangesNoChannel)
 {
-    const auto e2e = registerChannel("E2E");
+    const auto e2e = addChannel("E2E");
 
     manager().getCommonE2EDatas();
 
@@ -119,7 +119,7 @@ TEST_F(CommonDataTest, BuildingChangesNoChannel)
 
 TEST_F(CommonDataQuirk, ASessionLastsFromOneSetUpToTheNext)
 {
-    const auto e2e = registerChannel("E2E");
+    const auto e2e = addChannel("E2E");
 
     manager().setupCommonE2EDatas();
     const std::string first = sessionOf(e2e->commonData()->commonDatas);
@@ -130,7 +130,7 @@ TEST_F(CommonDataQuirk, ASessionLastsFromOneSetUpToTheNext)
 
 TEST_F(CommonDataTest, SetUpOfAChannelThatIsNotRegisteredDoesNothing)
 {
-    const auto other = registerChannel("other");
+    const auto other = addChannel("other");
 
     manager().setupCommonE2EDatas();
     manager().setupCommonMPDatas();
@@ -145,7 +145,7 @@ TEST_F(CommonDataTest, SetUpOfAChannelThatIsNotRegisteredDoesNothing)
 TEST_F(CommonDataTest, ASetUpBeforeTheRegistrationIsLost)
 {
     manager().setupCommonE2EDatas();
-    const auto e2e = registerChannel("E2E");
+    const auto e2e = addChannel("E2E");
 
     EXPECT_TRUE(e2e->commonData()->commonDatas.empty());
     EXPECT_EQ(e2e->commonData()->dataListKey, "data-list");
@@ -153,7 +153,7 @@ TEST_F(CommonDataTest, ASetUpBeforeTheRegistrationIsLost)
 
 TEST_F(CommonDataTest, VendelReplacesTheDataOfTheAPMChannelWhole)
 {
-    const auto apm = registerChannel("APM");
+    const auto apm = addChannel("APM");
     manager().setupCommonDatas({ { "own", 1 } }, "mine", "APM");
 
     manager().setupCommonVendelDatas();
@@ -164,7 +164,7 @@ TEST_F(CommonDataTest, VendelReplacesTheDataOfTheAPMChannelWhole)
 
 TEST_F(CommonDataTest, TwoVendelSetUpsGiveTwoSessions)
 {
-    const auto apm = registerChannel("APM");
+    const auto apm = addChannel("APM");
 
     manager().setupCommonVendelDatas();
     const std::string first = sessionOf(apm->commonData()->commonDatas);
@@ -175,7 +175,7 @@ TEST_F(CommonDataTest, TwoVendelSetUpsGiveTwoSessions)
 
 TEST_F(CommonDataTest, EitherFlagGivesSentryTheStandardForm)
 {
-    const auto sentry = registerChannel("Sentry");
+    const auto sentry = addChannel("Sentry");
     const std::vector<std::pair<bool, bool>> flags { { true, false }, { false, true },
         { true, true } };
     for (const auto& [isStandard, byAPM] : flags) {
@@ -190,7 +190,7 @@ TEST_F(CommonDataTest, EitherFlagGivesSentryTheStandardForm)
 
 TEST_F(CommonDataTest, TheLastSetUpOfSentryWins)
 {
-    const auto sentry = registerChannel("Sentry");
+    const auto sentry = addChannel("Sentry");
 
     manager().setupCommonSentryDatas(true, false);
     manager().setupCommonSentryDatas(false, false);
@@ -201,8 +201,8 @@ TEST_F(CommonDataTest, TheLastSetUpOfSentryWins)
 
 TEST_F(CommonDataTest, WithoutSystemVersionAndBundleTheFrontEndFormHasFourKeys)
 {
-    const auto sentry = registerChannel("Sentry");
-    simulated.bundle().setBundleIdentifier(std::nullopt);
+    const auto sentry = addChannel("Sentry");
+    simulated().bundle().setBundleIdentifier(std::nullopt);
     TrackerDataExcavator::setSystemVersion(std::nullopt);
 
     manager().setupCommonSentryDatas(false, false);
@@ -213,7 +213,7 @@ TEST_F(CommonDataTest, WithoutSystemVersionAndBundleTheFrontEndFormHasFourKeys)
 
 TEST_F(CommonDataQuirk, TheFrontEndMonitorHasSpellingsOfItsOwn)
 {
-    const auto sentry = registerChannel("Sentry");
+    const auto sentry = addChannel("Sentry");
     manager().setQvxUuid([] { return "B-1"; });
 
     manager().setupCommonSentryDatas(false, false);
@@ -232,7 +232,7 @@ TEST_F(CommonDataQuirk, TheFrontEndMonitorHasSpellingsOfItsOwn)
 TEST_F(CommonDataQuirk, TheKeyOfTheEventListDiffersByChannelAndForm)
 {
     for (const char* index : { "E2E", "MP", "Sentry", "APM" })
-        registerChannel(index);
+        addChannel(index);
     const auto keyOf
         = [&](const char* index) { return manager().config(index)->commonData()->dataListKey; };
 

@@ -123,12 +123,12 @@ TEST_F(EnrollTest, ABacktraceReportNamesThePageOnTop)
 
 TEST_F(EnrollTest, TheTimeIsThatOfTheCall)
 {
-    simulated.setWallTime(1234.5);
-    simulated.setHold(true);
+    simulated().setWallTime(1234.5);
+    simulated().setHold(true);
 
     manager().enrollPageViewTrack("Page");
-    simulated.setWallTime(9999);
-    simulated.setHold(false);
+    simulated().setWallTime(9999);
+    simulated().setHold(false);
 
     expectReport("PAGE-VIEW", { { "p", "Page" }, { "d", 1234.5 } });
 }
@@ -153,7 +153,7 @@ TEST_F(EnrollQuirk, TheStartOfAnLCPIsNotReported)
 
 TEST_F(EnrollQuirk, UseOstraHasNoEffect)
 {
-    registerChannel("APM");
+    addChannel("APM");
 
     manager().enrollPageViewTrack("Page", true);
     expectReport("PAGE-VIEW", { { "p", "Page" } });
@@ -161,7 +161,7 @@ TEST_F(EnrollQuirk, UseOstraHasNoEffect)
     const auto provider = installProvider();
     manager().enrollPageViewTrack("Page", false);
     EXPECT_EQ(provider->contents.size(), 1u);
-    simulated.runUntilIdle();
+    simulated().runUntilIdle();
     EXPECT_TRUE(seen.empty());
 }
 

@@ -139,7 +139,7 @@ TEST_F(ReportPropertiesTest, AStampedEventDiffersInItsNetworkAlone)
 
 TEST_F(ReportPropertiesTest, AProviderGetsTheCommonDataWithTheReportOverIt)
 {
-    registerChannel("APM");
+    addChannel("APM");
     const auto provider = installProvider();
     for (int round = 0; round < 1'000; ++round) {
         const Dictionary common = hostDictionary();

@@ -4,56 +4,31 @@
 #include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+#include <tests/Classes/Recorders.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace telvora {
 
-/// Keeps the lines it is given.
-class RecordingLogService final : public LogService {
-public:
-    void loggerInit() override { ++initCount; }
-    void log(unsigned level, const std::string& message) override
-    {
-        levels.push_back(level);
-        lines.push_back(message);
-    }
+/// The simulated platform of the test's process, installed by the first call. Never destroyed, as
+/// the library's shared objects hold on to it.
+inline SimulatedPlatform& simulated()
+{
+    static auto& platform = []() -> SimulatedPlatform& {
+        auto& made = *new SimulatedPlatform;
+        installPlatform(made.services());
+        return made;
+    }();
+    return platform;
+}
 
-    int initCount = 0;
-    std::vector<unsigned> levels;
-    std::vector<std::string> lines;
-};
-
-/// Keeps the reports it is given, or throws them away with an exception.
-class RecordingProvider final : public QVXOstraProviderProtocol {
-public:
-    void report(const std::string& name, const std::string& content) override
-    {
-        if (throws)
-            throw std::runtime_error("the service is down");
-        names.push_back(name);
-        contents.push_back(content);
-    }
-
-    Dictionary only() const
-    {
-        EXPECT_EQ(contents.size(), 1u);
-        return contents.size() == 1 ? decode(contents.front()).value->as_object() : Dictionary();
-    }
-
-    bool throws = false;
-    std::vector<std::string> names;
-    std::vector<std::string> contents;
-};
-
-/// A host on a simulated platform, which is installed before anything else happens. Every case has
-/// a process of its own, so the shared objects are fresh.
+/// A host on the simulated platform, and the words that its tests share. Every case has a process
+/// of its own, so the library's shared objects are fresh.
 class SimulatedHost : public testing::Test {
 protected:
     struct Seen {
@@ -61,37 +36,87 @@ protected:
         Dictionary event;
     };
 
-    SimulatedHost() { installPlatform(simulated.services()); }
+    SimulatedHost() { simulated(); }
 
     static TrackerManager& manager() { return TrackerManager::shared(); }
 
-    std::shared_ptr<TrackerConfig> registerChannel(
-        const std::string& index, std::int64_t maxLimit = 1000)
+    /// Registers a channel that posts to http://collector.example/INDEX.
+    static std::shared_ptr<TrackerConfig> addChannel(
+        const std::string& index, std::int64_t maxLimit = 1000, StringDictionary headers = {})
     {
-        auto config = std::make_shared<TrackerConfig>(index, maxLimit, StringDictionary(), Array(),
-            false, [index] { return "http://collector.test/" + index; });
+        auto config = std::make_shared<TrackerConfig>(index, maxLimit, std::move(headers), Array(),
+            false, [index] { return "http://collector.example/" + index; });
         manager().register_(config);
         return config;
+    }
+
+    static Dictionary event(std::int64_t number) { return { { "number", number } }; }
+
+    /// Appends events numbered from `first` and runs what that sets off.
+    static void append(const std::string& index, std::int64_t first, std::int64_t count = 1)
+    {
+        for (std::int64_t number = first; number < first + count; ++number)
+            manager().appendTracker(event(number), index);
+        simulated().runUntilIdle();
     }
 
     /// Keeps every event that passes the intake from now on.
     void watchEvents()
     {
         TrackerManager::setTriggerCallback(
-            [this](const Dictionary& event, const std::string& index) {
-                seen.push_back({ index, event });
+            [kept = m_kept](const Dictionary& event, const std::string& index) {
+                kept->push_back({ index, event });
             });
     }
 
     /// The one event that passed since watchEvents(), after all queued work has run.
     Seen onlyEvent()
     {
-        simulated.runUntilIdle();
+        simulated().runUntilIdle();
         EXPECT_EQ(seen.size(), 1u);
         return seen.size() == 1 ? seen.front() : Seen();
     }
 
-    std::shared_ptr<RecordingLogService> listen()
+    static void answerAll(const ScriptedAnswer& answer)
+    {
+        simulated().httpClient().setAnswers({ answer }, true);
+    }
+
+    static ScriptedAnswer success() { return ScriptedAnswer::body(R"({"success":true})"); }
+    static ScriptedAnswer failure() { return ScriptedAnswer::error("no route"); }
+
+    static std::size_t requestCount() { return simulated().httpClient().requestCount(); }
+
+    static Dictionary body(std::size_t request)
+    {
+        const auto requests = simulated().httpClient().requests();
+        return decode(requests.at(request).body).value.value().get_object();
+    }
+
+    /// The numbers of the events in a request's list.
+    static std::vector<std::int64_t> numbersIn(
+        std::size_t request, const std::string& dataListKey = "data-list")
+    {
+        std::vector<std::int64_t> numbers;
+        const Dictionary batch = body(request);
+        for (const Value& event : batch.at(dataListKey).as_array())
+            numbers.push_back(event.at("number").as_int64());
+        return numbers;
+    }
+
+    static LedgerSnapshot ledgerOf(const std::string& index)
+    {
+        return manager().ledger(index).value();
+    }
+
+    static void expectBalanced(const std::string& index)
+    {
+        const LedgerSnapshot ledger = ledgerOf(index);
+        EXPECT_EQ(ledger.events.accepted, ledger.events.accountedFor());
+        EXPECT_EQ(ledger.batches.accepted, ledger.batches.accountedFor());
+    }
+
+    static std::shared_ptr<RecordingLogService> listen()
     {
         auto service = std::make_shared<RecordingLogService>();
         QuorvexLog::setLogService(service);
@@ -99,7 +124,7 @@ protected:
         return service;
     }
 
-    std::shared_ptr<RecordingProvider> installProvider()
+    static std::shared_ptr<RecordingProvider> installProvider()
     {
         auto provider = std::make_shared<RecordingProvider>();
         manager().setupOstra(provider);
@@ -107,11 +132,11 @@ protected:
     }
 
     /// A live screen of that class, on top.
-    void showPage(const std::string& className, StringDictionary params = {})
+    static void showPage(const std::string& className, StringDictionary params = {})
     {
-        simulated.screens().make(className);
+        simulated().screens().make(className);
         TrackerDataExcavator::setTopViewControllerInfo(
-            ViewControllerInfo { simulated.screens().screen(className), std::move(params) });
+            ViewControllerInfo { simulated().screens().screen(className), std::move(params) });
     }
 
     static std::vector<std::string> keysOf(const Dictionary& dictionary)
@@ -122,9 +147,12 @@ protected:
         return keys;
     }
 
-    // Never destroyed: the library's shared objects hold on to it.
-    SimulatedPlatform& simulated = *new SimulatedPlatform;
-    std::vector<Seen> seen;
+private:
+    // Shared with the trigger callback, which may outlive the fixture.
+    const std::shared_ptr<std::vector<Seen>> m_kept = std::make_shared<std::vector<Seen>>();
+
+protected:
+    std::vector<Seen>& seen = *m_kept;
 };
 
 } // namespace telvora

@@ -1,9 +1,9 @@
-#include "SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 namespace telvora {
 namespace {
 
-class TrackerConfigTest : public SpineHost { };
+class TrackerConfigTest : public SimulatedHost { };
 
 TEST_F(TrackerConfigTest, KeepsWhatItIsMadeOf)
 {

@@ -1,4 +1,4 @@
-#include "SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/Base/HostCall.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class TrackerIntakeTest : public SpineHost {
+class TrackerIntakeTest : public SimulatedHost {
 protected:
     static void tick() { simulated().advance(60s); }
 
@@ -161,7 +161,7 @@ TEST_F(TrackerIntakeTest, ATriggerMayAppendAndItsEventComesLater)
     TrackerManager::setTriggerCallback([&](const Dictionary& event, const std::string& index) {
         triggered.push_back(std::to_string(event.at("number").as_int64()));
         if (event.at("number").as_int64() == 1)
-            manager().appendTracker(SpineHost::event(50), index);
+            manager().appendTracker(SimulatedHost::event(50), index);
     });
 
     append("APM", 1, 2);

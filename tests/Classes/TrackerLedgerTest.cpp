@@ -1,4 +1,4 @@
-#include "SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <stdexcept>
 
@@ -7,7 +7,7 @@
 namespace telvora {
 namespace {
 
-class TrackerLedgerTest : public SpineHost {
+class TrackerLedgerTest : public SimulatedHost {
 protected:
     /// Appends from inside the URL hook of a channel, once: between a flush's copy and its
     /// clearing.

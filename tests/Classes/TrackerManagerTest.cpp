@@ -1,4 +1,4 @@
-#include "SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class TrackerManagerTest : public SpineHost {
+class TrackerManagerTest : public SimulatedHost {
 protected:
     static void enterBackground()
     {

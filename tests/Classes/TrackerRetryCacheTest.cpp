@@ -1,9 +1,9 @@
-#include "SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 namespace telvora {
 namespace {
 
-class TrackerRetryCacheTest : public SpineHost {
+class TrackerRetryCacheTest : public SimulatedHost {
 protected:
     static TrackerRetryEntry entry(
         std::int64_t retryCount, double timestamp, std::int64_t number = 0)

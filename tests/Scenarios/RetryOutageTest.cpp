@@ -1,11 +1,11 @@
-#include "../Classes/SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 namespace telvora {
 namespace {
 
 using namespace std::chrono_literals;
 
-class RetryOutage : public SpineHost { };
+class RetryOutage : public SimulatedHost { };
 
 // The collector is away for three minutes. What was tried four times by then is gone and named;
 // the rest is made good, oldest first among equals, and nothing is sent twice.

@@ -1,11 +1,11 @@
-#include "../Classes/SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 namespace telvora {
 namespace {
 
 using namespace std::chrono_literals;
 
-class TwoChannelsOneDay : public SpineHost {
+class TwoChannelsOneDay : public SimulatedHost {
 protected:
     static void post(Notification notification)
     {

@@ -24,14 +24,14 @@ protected:
     void play(const std::string& sceneName, Occasion occasion, State state = handled)
     {
         const auto adaptor = TrackerDataLifeCycleTrace::create(sceneName);
-        adaptor->setScene(simulated.screens().screen(sceneName));
+        adaptor->setScene(simulated().screens().screen(sceneName));
         adaptor->activeActionHandler(occasion, state);
     }
 
     void showWindow(const std::string& root)
     {
-        simulated.screens().make(root);
-        simulated.screens().setWindowRoot(root);
+        simulated().screens().make(root);
+        simulated().screens().setWindowRoot(root);
     }
 
     static std::optional<std::string> top() { return Excavator::topViewControllerClassName(); }
@@ -44,7 +44,7 @@ TEST_F(LifeCycleTraceTest, SetupRegistersTheAdaptorOnce)
     TrackerDataLifeCycleMonitor::setup();
     TrackerDataLifeCycleMonitor::shared();
 
-    EXPECT_EQ(simulated.lifeCycleChecker().registrationCount(), 1u);
+    EXPECT_EQ(simulated().lifeCycleChecker().registrationCount(), 1u);
 }
 
 TEST_F(LifeCycleTraceTest, TheFrameworkDrivesTheRegisteredAdaptor)
@@ -52,7 +52,7 @@ TEST_F(LifeCycleTraceTest, TheFrameworkDrivesTheRegisteredAdaptor)
     TrackerDataLifeCycleMonitor::setup();
     showWindow("Home");
 
-    simulated.lifeCycleChecker().play("Home", {}, cameToTop, handled);
+    simulated().lifeCycleChecker().play("Home", {}, cameToTop, handled);
 
     EXPECT_EQ(top(), "Home");
 }
@@ -70,16 +70,16 @@ TEST_F(LifeCycleTraceTest, AnAdaptorIsMadeForItsSceneWithTheRule)
 TEST_F(LifeCycleTraceTest, SceneAndRuleCanBeReplaced)
 {
     const auto adaptor = TrackerDataLifeCycleTrace::create("a");
-    simulated.screens().make("Page");
+    simulated().screens().make("Page");
 
-    adaptor->setScene(simulated.screens().screen("Page"));
+    adaptor->setScene(simulated().screens().screen("Page"));
     adaptor->setOccasionRule(LifeCycleResolveRules({ { 7, 8 }, "end" }));
     adaptor->setSceneName("b");
 
-    EXPECT_EQ(adaptor->scene(), simulated.screens().screen("Page"));
+    EXPECT_EQ(adaptor->scene(), simulated().screens().screen("Page"));
     EXPECT_EQ(adaptor->occasionRule().rule().end, "end");
     EXPECT_EQ(adaptor->sceneName(), "b");
-    simulated.screens().release("Page");
+    simulated().screens().release("Page");
     EXPECT_EQ(adaptor->scene(), nullptr);
 }
 
@@ -112,9 +112,9 @@ TEST_F(LifeCycleTraceTest, OnlyTwoOccasionsInOneStateDoAnything)
 
 TEST_F(LifeCycleTraceTest, AListedSceneThatIsAliveIsThePageWithoutAWalk)
 {
-    simulated.screens().make("App.MarginTradeViewController");
+    simulated().screens().make("App.MarginTradeViewController");
     std::vector<std::string> questions;
-    simulated.setQuestionObserver(
+    simulated().setQuestionObserver(
         [&](const std::string& question) { questions.push_back(question); });
 
     play("App.MarginTradeViewController", cameToTop);
@@ -135,7 +135,7 @@ TEST_F(LifeCycleTraceTest, AListedSceneThatIsGoneLeavesItToTheWalk)
 
 TEST_F(LifeCycleTraceTest, ASceneThatIsNotListedLeavesItToTheWalk)
 {
-    simulated.screens().make("App.Other");
+    simulated().screens().make("App.Other");
     showWindow("Home");
 
     play("App.Other", cameToTop);
@@ -145,8 +145,8 @@ TEST_F(LifeCycleTraceTest, ASceneThatIsNotListedLeavesItToTheWalk)
 
 TEST_F(LifeCycleTraceTest, TheListLooksAtTheSceneAndTheReportAtTheClass)
 {
-    simulated.screens().make("App.TradeViewController");
-    simulated.screens().setClassName("App.TradeViewController", "TradeViewController");
+    simulated().screens().make("App.TradeViewController");
+    simulated().screens().setClassName("App.TradeViewController", "TradeViewController");
 
     play("App.TradeViewController", cameToTop);
 
@@ -156,8 +156,8 @@ TEST_F(LifeCycleTraceTest, TheListLooksAtTheSceneAndTheReportAtTheClass)
 TEST_F(LifeCycleTraceTest, TheHostsOwnListCounts)
 {
     showWindow("Home");
-    simulated.screens().make("App.Mine");
-    simulated.screens().make("App.TradeViewController");
+    simulated().screens().make("App.Mine");
+    simulated().screens().make("App.TradeViewController");
     manager().updateTracker({ ".Mine" });
 
     play("App.Mine", cameToTop);
@@ -173,7 +173,7 @@ TEST_F(LifeCycleTraceTest, TheHostsOwnListCounts)
 TEST_F(LifeCycleTraceTest, AnEmptyEntryOfTheListEndsEveryName)
 {
     showWindow("Home");
-    simulated.screens().make("App.Any");
+    simulated().screens().make("App.Any");
     manager().updateTracker({ "" });
 
     play("App.Any", cameToTop);
@@ -205,7 +205,7 @@ TEST_F(LifeCycleTraceTest, ThePageOnTopIsHeldWeakly)
     showWindow("Home");
     play("Home", cameToTop);
 
-    simulated.screens().release("Home");
+    simulated().screens().release("Home");
 
     EXPECT_EQ(top(), std::nullopt);
     EXPECT_TRUE(Excavator::topViewControllerInfo());
@@ -219,7 +219,7 @@ TEST_F(LifeCycleTraceTest, LogLinesTellThePages)
     play("Home", left);
     play("Home", cameToTop);
     play("Home", left);
-    simulated.screens().release("Home");
+    simulated().screens().release("Home");
     play("Home", left);
 
     EXPECT_THAT(log->lines,

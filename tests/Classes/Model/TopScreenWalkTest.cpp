@@ -32,7 +32,7 @@ protected:
         screens.setDelegatesTo(id, to);
     }
 
-    ScriptedScreens& screens = simulated.screens();
+    ScriptedScreens& screens = simulated().screens();
 };
 using TopScreenWalkQuirk = TopScreenWalkTest;
 
@@ -216,7 +216,7 @@ TEST_F(TopScreenWalkTest, AWindowOfTheHostsOwnIsWalkedLikewise)
 {
     make({ "Home" });
 
-    EXPECT_EQ(topViewController_monitorTracker(*simulated.screens().keyWindow())->vc.lock(),
+    EXPECT_EQ(topViewController_monitorTracker(*simulated().screens().keyWindow())->vc.lock(),
         screens.screen("Home"));
 }
 

@@ -46,7 +46,7 @@ TEST_F(TransitionTest, OpensWhenAPageLeaves)
 {
     left();
     expectFlags(true, true);
-    simulated.advance(1h);
+    simulated().advance(1h);
     expectFlags(true, true);
 }
 
@@ -56,9 +56,9 @@ TEST_F(TransitionTest, ClosesTwoSecondsAfterTheNextCameToTheTop)
     cameToTop();
     expectFlags(true, false);
 
-    simulated.advance(2s - 1ns);
+    simulated().advance(2s - 1ns);
     expectFlags(true, false);
-    simulated.advance(1ns);
+    simulated().advance(1ns);
     expectFlags(false, false);
 }
 
@@ -67,10 +67,10 @@ TEST_F(TransitionTest, AnotherPageWithinTheTwoSecondsSchedulesNoSecondClose)
     const auto log = listen();
     left();
     cameToTop();
-    simulated.advance(1s);
+    simulated().advance(1s);
     cameToTop();
 
-    simulated.advance(10s);
+    simulated().advance(10s);
 
     EXPECT_EQ(countOf(*log, "Transitioning End"), 1);
 }
@@ -80,7 +80,7 @@ TEST_F(TransitionTest, WithoutAStartNothingCloses)
     const auto log = listen();
 
     cameToTop();
-    simulated.advance(10s);
+    simulated().advance(10s);
 
     EXPECT_EQ(countOf(*log, "Transitioning End"), 0);
     expectFlags(false, false);
@@ -105,7 +105,7 @@ TEST_F(TransitionTest, TheCloseIsLoggedAsATransition)
     cameToTop();
     log->lines.clear();
 
-    simulated.advance(2s);
+    simulated().advance(2s);
 
     EXPECT_THAT(log->lines, ElementsAre("[TrackerTransition] ViewController Transitioning End"));
 }
@@ -124,7 +124,7 @@ TEST_F(TransitionTest, AnFPSReportTellsOfIt)
     EXPECT_EQ(fpt(), 1);
     cameToTop();
     EXPECT_EQ(fpt(), 1);
-    simulated.advance(2s);
+    simulated().advance(2s);
     EXPECT_EQ(fpt(), 0);
 }
 
@@ -133,12 +133,12 @@ TEST_F(TransitionQuirk, APageThatLeavesWhileTheCloseIsDueIsClosedWithTheOld)
 {
     left();
     cameToTop();
-    simulated.advance(1s);
+    simulated().advance(1s);
     // Still open: no new opening, so no new close.
     left();
     expectFlags(true, false);
 
-    simulated.advance(1s);
+    simulated().advance(1s);
     expectFlags(false, false);
 }
 
@@ -147,13 +147,13 @@ TEST_F(TransitionQuirk, AFlagThatTheHostSetsAloneNeverCloses)
     Excavator::setIsTransitioning(true);
 
     cameToTop();
-    simulated.advance(10s);
+    simulated().advance(10s);
     expectFlags(true, false);
 
     Excavator::setIsTransitioning(false);
     Excavator::setIsTransitioningControl(true);
     cameToTop();
-    simulated.advance(10s);
+    simulated().advance(10s);
     expectFlags(false, true);
 }
 
@@ -220,7 +220,7 @@ TEST_F(TransitionTest, AgreesWithTheModelOnRandomSequences)
             break;
         default:
             const std::chrono::milliseconds step(random() % 8 * 250);
-            simulated.advance(step);
+            simulated().advance(step);
             model.advance(step);
         }
         ASSERT_EQ(Excavator::isTransitioning(), model.isTransitioning) << round;

@@ -1,7 +1,7 @@
 #include <Telvora/Classes/Utils/ReadWriteLock.h>
 #include <Telvora/Classes/Utils/ReadWriteLockWrapper.h>
 
-#include "../SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <future>
 #include <mutex>
@@ -11,7 +11,7 @@
 namespace telvora {
 namespace {
 
-class ReadWriteLockTest : public SpineHost {
+class ReadWriteLockTest : public SimulatedHost {
 protected:
     ReadWriteLock lock;
 };

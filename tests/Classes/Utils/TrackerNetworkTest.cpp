@@ -1,6 +1,6 @@
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 
-#include "../SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr auto url = "http://collector.example/batch";
 
-class TrackerNetworkTest : public SpineHost {
+class TrackerNetworkTest : public SimulatedHost {
 protected:
     TrackerNetworkTest()
     {

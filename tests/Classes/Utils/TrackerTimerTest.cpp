@@ -1,6 +1,6 @@
 #include <Telvora/Classes/Utils/TrackerTimer.h>
 
-#include "../SpineHost.h"
+#include <tests/Classes/SimulatedHost.h>
 
 #include <limits>
 
@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class TrackerTimerTest : public SpineHost {
+class TrackerTimerTest : public SimulatedHost {
 protected:
     static void pass(std::chrono::seconds time) { simulated().advance(time); }
 
