@@ -8,9 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -44,20 +43,43 @@ public:
 class CountingLogService final : public LogService {
 public:
     void loggerInit() override { }
-    void log(unsigned, const std::string&) override { ++lines; }
+    void log(unsigned, const std::string&) override { lines = ++m_lines; }
 
-    int lines = 0;
+    // The close of a change of page may still add a line while the test reads the count.
+    std::atomic<int> lines { 0 };
+
+private:
+    int m_lines = 0;
+};
+
+class EventCount {
+public:
+    void add()
+    {
+        ++m_count;
+        m_count.notify_all();
+    }
+
+    /// Waits until the count has reached `count`, and gives it back as it is then.
+    int waitFor(int count) const
+    {
+        int current = m_count;
+        for (; current < count; current = m_count)
+            m_count.wait(current);
+        return current;
+    }
+
+private:
+    std::atomic<int> m_count { 0 };
 };
 
 class ReportStressTest : public testing::Test {
 protected:
     ReportStressTest()
     {
-        TrackerManager::setTriggerCallback([this](const Dictionary&, const std::string&) {
-            const std::lock_guard locked(m_lock);
-            ++m_events;
-            m_changed.notify_all();
-        });
+        // The callback has a share in the count: it may still be running when the fixture goes.
+        TrackerManager::setTriggerCallback(
+            [events = m_events](const Dictionary&, const std::string&) { events->add(); });
     }
 
     static TrackerManager& manager() { return TrackerManager::shared(); }
@@ -87,17 +109,10 @@ protected:
     }
 
     /// Waits until so many events have passed the intake.
-    void waitForEvents(int count)
-    {
-        std::unique_lock locked(m_lock);
-        m_changed.wait(locked, [&] { return m_events >= count; });
-        EXPECT_EQ(m_events, count);
-    }
+    void waitForEvents(int count) { EXPECT_EQ(m_events->waitFor(count), count); }
 
 private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    int m_events = 0;
+    const std::shared_ptr<EventCount> m_events = std::make_shared<EventCount>();
 };
 
 using ReportStressQuirk = ReportStressTest;
