@@ -6,6 +6,10 @@
 #include <boost/describe/members.hpp>
 #include <boost/mp11/algorithm.hpp>
 
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,31 +19,77 @@ namespace telvora {
 
 namespace detail {
 
-// A property that would be a keyword carries a trailing underscore, its key does not.
+// Those of C++20, with the alternative spellings of operators.
+inline constexpr std::array<std::string_view, 92> keywords { "alignas", "alignof", "and", "and_eq",
+    "asm", "auto", "bitand", "bitor", "bool", "break", "case", "catch", "char", "char16_t",
+    "char32_t", "char8_t", "class", "co_await", "co_return", "co_yield", "compl", "concept",
+    "const", "const_cast", "consteval", "constexpr", "constinit", "continue", "decltype", "default",
+    "delete", "do", "double", "dynamic_cast", "else", "enum", "explicit", "export", "extern",
+    "false", "float", "for", "friend", "goto", "if", "inline", "int", "long", "mutable",
+    "namespace", "new", "noexcept", "not", "not_eq", "nullptr", "operator", "or", "or_eq",
+    "private", "protected", "public", "register", "reinterpret_cast", "requires", "return", "short",
+    "signed", "sizeof", "static", "static_assert", "static_cast", "struct", "switch", "template",
+    "this", "thread_local", "throw", "true", "try", "typedef", "typeid", "typename", "union",
+    "unsigned", "using", "virtual", "void", "volatile", "wchar_t", "while", "xor", "xor_eq" };
+
+// A property whose name would be a keyword is declared with an underscore behind it, which is no
+// part of its key. Any other underscore is.
 constexpr std::string_view keyOf(std::string_view name)
 {
-    return name.ends_with('_') ? name.substr(0, name.size() - 1) : name;
+    if (!name.ends_with('_'))
+        return name;
+    const std::string_view withoutUnderscore = name.substr(0, name.size() - 1);
+    const bool isKeyword
+        = std::find(keywords.begin(), keywords.end(), withoutUnderscore) != keywords.end();
+    return isKeyword ? withoutUnderscore : name;
 }
 
 inline Value asValue(const std::string& text)
 {
     return Value(std::string_view(text));
 }
-inline Value asValue(bool flag)
+inline Value asValue(std::string_view text)
+{
+    return Value(text);
+}
+inline Value asValue(const char* text)
+{
+    return text ? Value(std::string_view(text)) : Value(nullptr);
+}
+
+// A template, so that a pointer does not pass for a bool.
+template<std::same_as<bool> Flag> Value asValue(Flag flag)
 {
     return Value(flag);
 }
-inline Value asValue(double number)
+template<std::floating_point Number> Value asValue(Number number)
 {
-    return Value(number);
+    return Value(static_cast<double>(number));
 }
-inline Value asValue(std::int64_t number)
+template<std::integral Number>
+requires(!std::same_as<Number, bool> && !std::same_as<Number, char>) Value asValue(Number number)
 {
-    return Value(number);
+    if constexpr (std::signed_integral<Number>)
+        return Value(static_cast<std::int64_t>(number));
+    else
+        return Value(static_cast<std::uint64_t>(number));
 }
+
 inline Value asValue(const Dictionary& dictionary)
 {
     return Value(copy(dictionary));
+}
+inline Value asValue(Dictionary&& dictionary)
+{
+    return Value(std::move(dictionary));
+}
+inline Value asValue(const Array& array)
+{
+    return Value(copy(array));
+}
+inline Value asValue(Array&& array)
+{
+    return Value(std::move(array));
 }
 
 inline Value asValue(const StringDictionary& strings)
@@ -54,12 +104,20 @@ template<typename T> Value asValue(const std::optional<T>& maybe)
 {
     return maybe ? asValue(*maybe) : Value(nullptr);
 }
+template<typename T> Value asValue(std::optional<T>&& maybe)
+{
+    return maybe ? asValue(*std::move(maybe)) : Value(nullptr);
+}
 
 } // namespace detail
 
 /// Gives a record its dictionary: one entry for each stored property, in the order of
 /// declaration, under the property's own name. A record derives from DataAsDict of itself and
-/// lists its members with BOOST_DESCRIBE_STRUCT.
+/// lists its members with BOOST_DESCRIBE_STRUCT. A property is a flag, a number, text, a
+/// Dictionary, an Array, a StringDictionary, or an optional one of these.
+///
+/// A property whose name would be a keyword is declared with an underscore behind it: the key of
+/// `operator_` is "operator". A null `const char*` is an absent text.
 ///
 /// An absent property is not left out: its key is there and holds null, which is what the JSON
 /// text will show. Whoever reads the dictionary tells "absent in the record" from "not in the
@@ -68,27 +126,34 @@ template<typename T> Value asValue(const std::optional<T>& maybe)
 /// Failure: two properties of one name stop the process; the language rules that out.
 template<typename Record> class DataAsDict {
 public:
-    Dictionary asDictionary() const
-    {
-        using Members = boost::describe::describe_members<Record, boost::describe::mod_public>;
-        Dictionary dictionary;
-        dictionary.reserve(boost::mp11::mp_size<Members>::value);
-        boost::mp11::mp_for_each<Members>([&](auto member) {
-            const auto& record = static_cast<const Record&>(*this);
-            const std::string_view key = detail::keyOf(member.name);
-            const bool isNew
-                = dictionary.emplace(key, detail::asValue(record.*member.pointer)).second;
-            if (!isNew)
-                fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
-        });
-        return dictionary;
-    }
+    Dictionary asDictionary() const& { return dictionaryOf(static_cast<const Record&>(*this)); }
+    /// Moves dictionaries and arrays out of the record.
+    Dictionary asDictionary() && { return dictionaryOf(static_cast<Record&&>(*this)); }
 
 protected:
     DataAsDict() = default;
     ~DataAsDict() = default;
     DataAsDict(const DataAsDict&) = default;
     DataAsDict& operator=(const DataAsDict&) = default;
+
+private:
+    template<typename AnyRecord> static Dictionary dictionaryOf(AnyRecord&& record)
+    {
+        using Members = boost::describe::describe_members<Record, boost::describe::mod_public>;
+        Dictionary dictionary;
+        dictionary.reserve(boost::mp11::mp_size<Members>::value);
+        boost::mp11::mp_for_each<Members>([&](auto member) {
+            const std::string_view key = detail::keyOf(member.name);
+            Value value = detail::asValue(std::forward<AnyRecord>(record).*member.pointer);
+            if (!dictionary.emplace(key, std::move(value)).second)
+                fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
+        });
+        return dictionary;
+    }
 };
+
+/// A type that can be turned into a dictionary so.
+template<typename Record>
+concept DataAsDictRecord = std::derived_from<Record, DataAsDict<Record>>;
 
 } // namespace telvora

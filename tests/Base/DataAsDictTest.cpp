@@ -5,6 +5,8 @@
 #include <boost/describe/class.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 namespace telvora {
 namespace {
 
@@ -61,6 +63,60 @@ TEST(DataAsDictTest, ADictionaryOfAnyDepthIsCopied)
     EXPECT_TRUE(dictionary.at("dictionary").as_object().contains("in"));
     dispose(std::move(dictionary));
     dispose(std::move(*record.dictionary));
+}
+
+TEST(DataAsDictTest, ADictionaryOfARecordThatIsGivenAwayIsMoved)
+{
+    Record record;
+    record.dictionary = deepDictionary(200'000);
+
+    Dictionary dictionary = std::move(record).asDictionary();
+
+    EXPECT_TRUE(dictionary.at("dictionary").as_object().contains("in"));
+    EXPECT_TRUE(record.dictionary->empty());
+    dispose(std::move(dictionary));
+}
+
+struct Underscored : DataAsDict<Underscored> {
+    int count_ = 1;
+    int xor_ = 2;
+    int _ = 3;
+};
+BOOST_DESCRIBE_STRUCT(Underscored, (), (count_, xor_, _))
+
+TEST(DataAsDictTest, OnlyTheUnderscoreOfAKeywordIsNoPartOfTheKey)
+{
+    EXPECT_EQ(encode(Underscored().asDictionary()), R"({"count_":1,"xor":2,"_":3})");
+}
+
+struct Kinds : DataAsDict<Kinds> {
+    const char* text = "a";
+    const char* noText = nullptr;
+    std::string_view view = "b";
+    int whole = -1;
+    std::uint64_t large = 18446744073709551615u;
+    float fraction = 0.5f;
+    Array array { 1, "x" };
+    std::optional<Array> absent;
+};
+BOOST_DESCRIBE_STRUCT(Kinds, (), (text, noText, view, whole, large, fraction, array, absent))
+
+TEST(DataAsDictTest, EveryKindOfPropertyKeepsItsKind)
+{
+    EXPECT_EQ(encode(Kinds().asDictionary()),
+        R"({"text":"a","noText":null,"view":"b","whole":-1,"large":18446744073709551615,)"
+        R"("fraction":0.5,"array":[1,"x"],"absent":null})");
+}
+
+struct Repeated : DataAsDict<Repeated> {
+    int a = 1;
+};
+BOOST_DESCRIBE_STRUCT(Repeated, (), (a, a))
+
+TEST(DataAsDictDeathTest, TwoPropertiesOfOneKeyStopTheProcess)
+{
+    EXPECT_EXIT(Repeated().asDictionary(), testing::KilledBySignal(SIGABRT),
+        "Duplicate values for key: 'a'");
 }
 
 } // namespace
