@@ -1,5 +1,6 @@
 #include <Telvora/Base/Dictionary.h>
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Encoder.h>
 
 #include <vector>
@@ -114,31 +115,35 @@ std::string repairedUTF8(std::string_view text)
 
 Dictionary copy(const Dictionary& dictionary)
 {
-    Dictionary result;
+    AnyDepth<Dictionary> result;
     std::vector<CopyJob> jobs;
-    copyMembers(dictionary, result, jobs);
+    copyMembers(dictionary, *result, jobs);
     runCopyJobs(jobs);
-    return result;
+    return std::move(*result);
 }
 
 Array copy(const Array& array)
 {
-    Array result;
+    AnyDepth<Array> result;
     std::vector<CopyJob> jobs;
-    copyElements(array, result, jobs);
+    copyElements(array, *result, jobs);
     runCopyJobs(jobs);
-    return result;
+    return std::move(*result);
 }
 
 void dispose(Value&& value) noexcept
 {
-    std::vector<Value> containers;
     Value current = std::move(value);
-    takeContainers(current, containers);
-    while (!containers.empty()) {
-        current = std::move(containers.back());
-        containers.pop_back();
+    try {
+        std::vector<Value> containers;
         takeContainers(current, containers);
+        while (!containers.empty()) {
+            current = std::move(containers.back());
+            containers.pop_back();
+            takeContainers(current, containers);
+        }
+    } catch (...) {
+        // No memory for the list: what is left goes by recursion, as in any other program.
     }
 }
 
