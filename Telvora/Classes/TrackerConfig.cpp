@@ -17,7 +17,7 @@ std::uint32_t eventsIn(const Batch& batch, const std::string& dataListKey)
 } // namespace
 
 TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
-    Array apiDatas, bool useOstraReport, URLHook urlHook)
+    Array&& apiDatas, bool useOstraReport, URLHook urlHook)
     : m_index(std::move(index))
     , m_headers(std::move(headers))
     , m_maxLimit(maxLimit)
@@ -29,12 +29,14 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_apiDatas(std::move(apiDatas))
     , m_retryCache([this](LedgerShare share) { m_ledger.droppedWaiting(share); })
 {
-    m_ledger.appended(static_cast<std::int64_t>(m_apiDatas.size()));
+    m_ledger.appended(static_cast<std::int64_t>(m_apiDatas->size()));
 }
 
-TrackerConfig::~TrackerConfig()
+TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
+    const Array& apiDatas, bool useOstraReport, URLHook urlHook)
+    : TrackerConfig(std::move(index), maxLimit, std::move(headers), copy(apiDatas), useOstraReport,
+        std::move(urlHook))
 {
-    dispose(std::move(m_apiDatas));
 }
 
 // Here and below: what was there before goes after the lock, since it may hold things of the
@@ -84,7 +86,12 @@ std::shared_ptr<const TrackerCommonData> TrackerConfig::commonData() const
     return m_commonData;
 }
 
-void TrackerConfig::setCommonData(TrackerCommonData commonData)
+void TrackerConfig::setCommonData(const TrackerCommonData& commonData)
+{
+    setCommonData({ copy(commonData.commonDatas), commonData.dataListKey });
+}
+
+void TrackerConfig::setCommonData(TrackerCommonData&& commonData)
 {
     // However deep the host's values are, the last reader destroys them without recursion.
     std::shared_ptr<const TrackerCommonData> shared(
@@ -116,23 +123,22 @@ TrackerRetryEntry TrackerConfig::popRetryData()
 Array TrackerConfig::apiDatas() const
 {
     MutexLock locked(m_listLock);
-    return copy(m_leaving ? *m_leaving : m_apiDatas);
+    return copy(m_leaving ? *m_leaving : *m_apiDatas);
 }
 
-bool TrackerConfig::append(Dictionary event)
+bool TrackerConfig::append(Dictionary&& event)
 {
     m_ledger.appended(1);
     MutexLock locked(m_listLock);
-    m_apiDatas.emplace_back(std::move(event));
-    return static_cast<std::int64_t>(m_apiDatas.size()) >= m_maxLimit;
+    m_apiDatas->emplace_back(std::move(event));
+    return static_cast<std::int64_t>(m_apiDatas->size()) >= m_maxLimit;
 }
 
 TrackerConfig::Copied TrackerConfig::takeAll()
 {
     MutexLock locked(m_listLock);
-    const auto fresh = static_cast<std::uint32_t>(m_apiDatas.size() - m_copied);
+    const auto fresh = static_cast<std::uint32_t>(m_apiDatas->size() - m_copied);
     Copied taken { std::move(m_apiDatas), fresh, true };
-    m_apiDatas = Array();
     m_copied = 0;
     return taken;
 }
@@ -147,26 +153,24 @@ void TrackerConfig::setLeaving(std::shared_ptr<const Array> list)
 TrackerConfig::Copied TrackerConfig::copyAll()
 {
     MutexLock locked(m_listLock);
-    const auto fresh = static_cast<std::uint32_t>(m_apiDatas.size() - m_copied);
-    Copied copied { copy(m_apiDatas), fresh, false };
-    m_copied = m_apiDatas.size();
+    const auto fresh = static_cast<std::uint32_t>(m_apiDatas->size() - m_copied);
+    Copied copied { AnyDepth<Array>(copy(*m_apiDatas)), fresh, false };
+    m_copied = m_apiDatas->size();
     return copied;
 }
 
 void TrackerConfig::clear()
 {
-    Array cleared;
+    AnyDepth<Array> cleared;
     std::size_t unsent = 0;
     {
         MutexLock locked(m_listLock);
-        unsent = m_apiDatas.size() - m_copied;
-        cleared = std::move(m_apiDatas);
-        m_apiDatas = Array();
+        unsent = m_apiDatas->size() - m_copied;
+        std::swap(cleared, m_apiDatas);
         m_copied = 0;
     }
     // What came in after the copy is lost with it; a gap that the design accepts.
     m_ledger.droppedPending(static_cast<std::int64_t>(unsent));
-    dispose(std::move(cleared));
 }
 
 TrackerRetryCache::Taken TrackerConfig::takeRetryData()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Mutex.h>
@@ -39,12 +40,13 @@ public:
     using Hook = std::function<void()>;
     using URLHook = std::function<std::string()>;
 
-    /// `apiDatas` are events, each a Dictionary, oldest first. `urlHook` is called for every
-    /// request; nothing of it is kept. `useOstraReport` is only kept and readable: whether APM
-    /// reports go to a provider is decided by there being one.
+    /// `apiDatas` are events, each a Dictionary of any depth, oldest first. `urlHook` is called for
+    /// every request; nothing of it is kept. `useOstraReport` is only kept and readable: whether
+    /// APM reports go to a provider is decided by there being one.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
-        Array apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
-    ~TrackerConfig();
+        Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
+    TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
+        const Array& apiDatas, bool useOstraReport = false, URLHook urlHook = {});
 
     TrackerConfig(const TrackerConfig&) = delete;
     TrackerConfig& operator=(const TrackerConfig&) = delete;
@@ -68,7 +70,9 @@ public:
     std::shared_ptr<const Hook> restartHook() const TELVORA_EXCLUDES(m_lock);
 
     std::shared_ptr<const TrackerCommonData> commonData() const TELVORA_EXCLUDES(m_lock);
-    void setCommonData(TrackerCommonData commonData) TELVORA_EXCLUDES(m_lock);
+    /// Takes them over, or copies them, without recursion however deep they are.
+    void setCommonData(TrackerCommonData&& commonData) TELVORA_EXCLUDES(m_lock);
+    void setCommonData(const TrackerCommonData& commonData) TELVORA_EXCLUDES(m_lock);
 
     /// Puts an entry into the retry cache; returns before it is in.
     void insert(TrackerRetryEntry retry);
@@ -88,18 +92,18 @@ private:
 
     // A list on its way into a batch, and how much of it no earlier copy held.
     struct Copied {
-        Array events;
+        AnyDepth<Array> events;
         std::uint32_t fresh = 0;
         // Taken, not copied: the list holds nothing of it any more.
         bool isTaken = false;
     };
 
     // In a barrier block of the manager's queue. True when the list has reached the limit.
-    bool append(Dictionary event) TELVORA_EXCLUDES(m_listLock);
+    bool append(Dictionary&& event) TELVORA_EXCLUDES(m_listLock);
     // In the same barrier block, as long as the list is left alone.
     const Dictionary& lastEvent() const TELVORA_NO_THREAD_SAFETY_ANALYSIS
     {
-        return m_apiDatas.back().get_object();
+        return m_apiDatas->back().get_object();
     }
     // In a barrier block. Leaves the list empty.
     Copied takeAll() TELVORA_EXCLUDES(m_listLock);
@@ -127,7 +131,7 @@ private:
 
     // The queue orders the changes; the lock is for readers that do not queue up.
     mutable Mutex m_listLock;
-    Array m_apiDatas TELVORA_GUARDED_BY(m_listLock);
+    AnyDepth<Array> m_apiDatas TELVORA_GUARDED_BY(m_listLock);
     // How many events at the front of the list a copy has sent already.
     std::size_t m_copied TELVORA_GUARDED_BY(m_listLock) = 0;
     // The list taken last, in its batch, while that is being sent.

@@ -142,9 +142,7 @@ void reportToProvider(
     QuorvexLog::log(category, "Ostra report succeed!");
 }
 
-} // namespace
-
-void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
+void complete(TrackerMeta& record)
 {
     if (!record.p)
         record.p = TrackerDataExcavator::topViewControllerClassName();
@@ -153,18 +151,28 @@ void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
         record.wifi = isOnWiFi();
     if (!record.pageExpend)
         record.pageExpend = pageParameters();
+}
+
+} // namespace
+
+void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
+{
+    complete(record);
     wrapAppendTracker(record.asDictionary(), useOstra);
 }
 
 void TrackerManager::enrollAPMReport(TrackerMeta&& record, bool useOstra)
 {
-    enrollAPMReport(record, useOstra);
-    // Nobody looks at it any more, and it may be deep.
-    if (record.extra)
-        dispose(std::move(*record.extra));
+    complete(record);
+    wrapAppendTracker(std::move(record).asDictionary(), useOstra);
 }
 
-void TrackerManager::reportAPMDict(Dictionary dict, bool /*immediately*/, bool useOstra)
+void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)
+{
+    reportAPMDict(copy(dict), immediately, useOstra);
+}
+
+void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool useOstra)
 {
     if (dict.empty())
         return;
@@ -192,7 +200,12 @@ void TrackerManager::reportAPMDict(Dictionary dict, bool /*immediately*/, bool u
     wrapAppendTracker(std::move(dict), useOstra);
 }
 
-void TrackerManager::wrapAppendTracker(Dictionary dict, bool /*useOstra*/)
+void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
+{
+    wrapAppendTracker(copy(dict), useOstra);
+}
+
+void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
     const std::string_view index = rawValue(DefaultIndex::APM);
     const auto provider = m_ostraProvider.getValue();

@@ -10,18 +10,33 @@ constexpr std::string_view hyphenatedListKey = "data-list";
 
 } // namespace
 
-void TrackerManager::enrollE2ETrack(Dictionary event)
+void TrackerManager::enrollE2ETrack(const Dictionary& event)
+{
+    enrollE2ETrack(copy(event));
+}
+
+void TrackerManager::enrollE2ETrack(Dictionary&& event)
 {
     stampNetwork(event);
     appendTracker(std::move(event), std::string(rawValue(DefaultIndex::E2E)));
 }
 
-void TrackerManager::enrollMPTrack(Dictionary event)
+void TrackerManager::enrollMPTrack(const Dictionary& event)
+{
+    enrollMPTrack(copy(event));
+}
+
+void TrackerManager::enrollMPTrack(Dictionary&& event)
 {
     appendTracker(std::move(event), std::string(rawValue(DefaultIndex::MP)));
 }
 
-void TrackerManager::enrollSentryTrack(Dictionary event, bool byAPM)
+void TrackerManager::enrollSentryTrack(const Dictionary& event, bool byAPM)
+{
+    enrollSentryTrack(copy(event), byAPM);
+}
+
+void TrackerManager::enrollSentryTrack(Dictionary&& event, bool byAPM)
 {
     stampNetwork(event);
     const DefaultIndex index = byAPM ? DefaultIndex::APM : DefaultIndex::Sentry;

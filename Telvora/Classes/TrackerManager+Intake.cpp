@@ -13,7 +13,12 @@ struct TrackerManager::IntakeBlock {
     void operator()() { manager.intake(std::move(event), index); }
 };
 
-void TrackerManager::appendTracker(Dictionary event, std::string forIndex)
+void TrackerManager::appendTracker(const Dictionary& event, std::string forIndex)
+{
+    appendTracker(copy(event), std::move(forIndex));
+}
+
+void TrackerManager::appendTracker(Dictionary&& event, std::string forIndex)
 {
     // Made in the queue's own memory: every move of an event is a cost to the host's thread.
     m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(forIndex));
@@ -52,7 +57,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
 {
     TrackerConfig::Copied copied;
     m_queue->sync([&] { copied = config->copyAll(); });
-    if (copied.events.empty()) {
+    if (copied.events->empty()) {
         sendRetryData(config);
         return;
     }
@@ -67,7 +72,7 @@ std::shared_ptr<const Array> TrackerManager::sendNormalData(
     Dictionary body = copy(common->commonDatas);
     Value& list = body[common->dataListKey];
     dispose(std::move(list));
-    list = std::move(apiDatas.events);
+    list = std::move(*apiDatas.events);
 
     const LedgerShare share { apiDatas.fresh, 1 };
     config->m_ledger.posted(share);

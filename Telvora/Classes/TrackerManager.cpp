@@ -92,7 +92,13 @@ void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
 }
 
 void TrackerManager::setupCommonDatas(
-    Dictionary commonDatas, std::string dataListKey, std::string_view forIndex)
+    const Dictionary& commonDatas, std::string dataListKey, std::string_view forIndex)
+{
+    setupCommonDatas(copy(commonDatas), std::move(dataListKey), forIndex);
+}
+
+void TrackerManager::setupCommonDatas(
+    Dictionary&& commonDatas, std::string dataListKey, std::string_view forIndex)
 {
     if (const auto channel = config(forIndex))
         channel->setCommonData({ std::move(commonDatas), std::move(dataListKey) });

@@ -34,6 +34,8 @@ namespace telvora {
 /// skipped; what the host's closures throw is caught and counted (hostExceptionCount(), and the
 /// channel's ledger); what became of every event is in the ledger. Registering one index twice
 /// stops the process.
+///
+/// Dictionaries: an operation takes one over, or copies it, without recursion however deep it is.
 class TELVORA_EXPORT TrackerManager {
 public:
     static TrackerManager& shared();
@@ -63,7 +65,9 @@ public:
     /// Replaces a channel's common data and the key of its event list; nothing happens where no
     /// such channel is registered.
     void setupCommonDatas(
-        Dictionary commonDatas, std::string dataListKey, std::string_view forIndex);
+        Dictionary&& commonDatas, std::string dataListKey, std::string_view forIndex);
+    void setupCommonDatas(
+        const Dictionary& commonDatas, std::string dataListKey, std::string_view forIndex);
 
     /// Follows the application's moves, starts the flush timer and the network notifier, and calls
     /// the start hook of each channel that is not running.
@@ -80,7 +84,8 @@ public:
     // ---- TrackerManager+Intake.cpp: the road of an event ----
 
     /// Hands an event to a channel. It is moved into a block of the queue; the rest happens there.
-    void appendTracker(Dictionary event, std::string forIndex);
+    void appendTracker(Dictionary&& event, std::string forIndex);
+    void appendTracker(const Dictionary& event, std::string forIndex);
 
     /// Installs the closure that sees every event after its intake, known channel or not. It holds
     /// up the queue while it runs.
@@ -111,13 +116,15 @@ public:
     /// report says whether a change of page is under way. A text in "cs" is carried inside "extra"
     /// as well: as a member of the object there, or of the one that its JSON text is; text that is
     /// no JSON stays, with a line on standard output.
-    void reportAPMDict(Dictionary dict, bool immediately = false, bool useOstra = false);
+    void reportAPMDict(Dictionary&& dict, bool immediately = false, bool useOstra = false);
+    void reportAPMDict(const Dictionary& dict, bool immediately = false, bool useOstra = false);
 
     /// Reports to the provider, when there is one and an "APM" channel, or else to that channel.
     /// The provider gets the channel's common data with `dict` laid over it, on this thread; such a
     /// report enters no list and reaches no trigger callback. What cannot be encoded for it, or
     /// makes it throw, is lost with a log line.
-    void wrapAppendTracker(Dictionary dict, bool useOstra = false);
+    void wrapAppendTracker(Dictionary&& dict, bool useOstra = false);
+    void wrapAppendTracker(const Dictionary& dict, bool useOstra = false);
 
     // ---- TrackerManager+Enroll.cpp: one measurement each, in the host's own units ----
 
@@ -139,11 +146,14 @@ public:
     // ---- TrackerManager+E2E.cpp: the E2E, MP and Sentry channels ----
 
     /// Stamps "network" over whatever is there and hands the event to "E2E".
-    void enrollE2ETrack(Dictionary event);
+    void enrollE2ETrack(Dictionary&& event);
+    void enrollE2ETrack(const Dictionary& event);
     /// Hands the event to "MP" as it is.
-    void enrollMPTrack(Dictionary event);
+    void enrollMPTrack(Dictionary&& event);
+    void enrollMPTrack(const Dictionary& event);
     /// Stamps "network" and hands the event to "APM" or to "Sentry".
-    void enrollSentryTrack(Dictionary event, bool byAPM);
+    void enrollSentryTrack(Dictionary&& event, bool byAPM);
+    void enrollSentryTrack(const Dictionary& event, bool byAPM);
 
     /// Device, application, identifier, and a new "session" with every call.
     Dictionary getCommonE2EDatas();

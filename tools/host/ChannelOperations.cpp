@@ -53,7 +53,7 @@ Result insertRetry(const Call& call)
 {
     const auto config = call.host.channel(call.arguments.text("index")).config;
     const std::int64_t retryCount = call.arguments.integer("retryCount");
-    Batch batch = makeBatch(copy(call.arguments.dictionary("data")));
+    Batch batch = makeBatch(call.arguments.dictionary("data"));
     config->insert(std::make_shared<TrackerRetryData>(std::move(batch), retryCount));
     return {};
 }

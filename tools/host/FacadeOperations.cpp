@@ -158,7 +158,7 @@ Result setUrl(const Call& call)
 
 Result setupCommonDatas(const Call& call)
 {
-    manager().setupCommonDatas(copy(call.arguments.dictionary("commonDatas")),
+    manager().setupCommonDatas(call.arguments.dictionary("commonDatas"),
         call.arguments.text("dataListKey"), call.arguments.text("for"));
     return {};
 }
@@ -232,20 +232,20 @@ Result onStatusChange(const Call& call)
 
 Result enrollE2ETrack(const Call& call)
 {
-    manager().enrollE2ETrack(copy(call.arguments.dictionary("event")));
+    manager().enrollE2ETrack(call.arguments.dictionary("event"));
     return {};
 }
 
 Result enrollMPTrack(const Call& call)
 {
-    manager().enrollMPTrack(copy(call.arguments.dictionary("event")));
+    manager().enrollMPTrack(call.arguments.dictionary("event"));
     return {};
 }
 
 Result enrollSentryTrack(const Call& call)
 {
     const bool byAPM = call.arguments.flag("byAPM");
-    manager().enrollSentryTrack(copy(call.arguments.dictionary("event")), byAPM);
+    manager().enrollSentryTrack(call.arguments.dictionary("event"), byAPM);
     return {};
 }
 

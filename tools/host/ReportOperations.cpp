@@ -117,7 +117,7 @@ Result reportAPMDict(const Call& call)
 {
     const bool immediately = call.arguments.flag("immediately", false);
     const bool useOstra = call.arguments.flag("useOstra", false);
-    manager().reportAPMDict(copy(call.arguments.dictionary("dict")), immediately, useOstra);
+    manager().reportAPMDict(call.arguments.dictionary("dict"), immediately, useOstra);
     return {};
 }
 

@@ -1,29 +1,26 @@
 #include <Telvora/Classes/Utils/Batch.h>
 
+#include <Telvora/Base/AnyDepth.h>
+
 namespace telvora {
 
 namespace {
 
-class OwnedDictionary {
-public:
-    explicit OwnedDictionary(Dictionary dictionary)
-        : value(std::move(dictionary))
-    {
-    }
-    ~OwnedDictionary() { dispose(std::move(value)); }
-
-    OwnedDictionary(const OwnedDictionary&) = delete;
-    OwnedDictionary& operator=(const OwnedDictionary&) = delete;
-
-    Dictionary value;
-};
+Batch batchOf(const std::shared_ptr<AnyDepth<Dictionary>>& owner)
+{
+    return Batch(owner, &**owner);
+}
 
 } // namespace
 
-Batch makeBatch(Dictionary dictionary)
+Batch makeBatch(Dictionary&& dictionary)
 {
-    auto owner = std::make_shared<OwnedDictionary>(std::move(dictionary));
-    return Batch(owner, &owner->value);
+    return batchOf(std::make_shared<AnyDepth<Dictionary>>(std::move(dictionary)));
+}
+
+Batch makeBatch(const Dictionary& dictionary)
+{
+    return makeBatch(copy(dictionary));
 }
 
 } // namespace telvora

@@ -11,7 +11,9 @@ namespace telvora {
 /// answer and the retry cache pass one and the same along without copying it.
 using Batch = std::shared_ptr<const Dictionary>;
 
-/// Takes `dictionary` over. It is destroyed without recursion, however deep its events are.
-TELVORA_EXPORT Batch makeBatch(Dictionary dictionary);
+/// A batch of the members of `dictionary`, which it takes over or copies. Neither copying nor
+/// destroying it recurses, however deep its events are.
+TELVORA_EXPORT Batch makeBatch(Dictionary&& dictionary);
+TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 
 } // namespace telvora

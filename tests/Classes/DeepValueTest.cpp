@@ -1,0 +1,139 @@
+#include <Telvora/Base/AnyDepth.h>
+
+#include <tests/Base/JSONTesting.h>
+#include <tests/Classes/SimulatedHost.h>
+
+#include <functional>
+
+// A host's own variable of any depth: whoever takes it copies and destroys it without recursion.
+
+namespace telvora {
+namespace {
+
+constexpr std::size_t levels = 100'000;
+
+AnyDepth<Dictionary> deepValue()
+{
+    return AnyDepth<Dictionary>(deepDictionary(levels));
+}
+
+struct EventOperation {
+    std::string name;
+    std::function<void(const Dictionary&)> call;
+};
+
+// For the name of a case.
+std::ostream& operator<<(std::ostream& out, const EventOperation& operation)
+{
+    return out << operation.name;
+}
+
+TrackerManager& manager()
+{
+    return TrackerManager::shared();
+}
+
+void enrollRecord(const Dictionary& deep)
+{
+    TrackerMeta record(TrackerMeta::T("x"));
+    record.extra = copy(deep);
+    manager().enrollAPMReport(record);
+    EXPECT_TRUE(record.extra->contains("in"));
+    dispose(std::move(*record.extra));
+}
+
+const std::vector<EventOperation> eventOperations {
+    { "appendTracker", [](const Dictionary& deep) { manager().appendTracker(deep, "APM"); } },
+    { "enrollE2ETrack", [](const Dictionary& deep) { manager().enrollE2ETrack(deep); } },
+    { "enrollMPTrack", [](const Dictionary& deep) { manager().enrollMPTrack(deep); } },
+    { "enrollSentryTrack",
+        [](const Dictionary& deep) { manager().enrollSentryTrack(deep, false); } },
+    { "reportAPMDict", [](const Dictionary& deep) { manager().reportAPMDict(deep); } },
+    { "wrapAppendTracker", [](const Dictionary& deep) { manager().wrapAppendTracker(deep); } },
+    { "enrollAPMReport", enrollRecord },
+};
+
+class DeepEventTest : public SimulatedHost, public testing::WithParamInterface<EventOperation> { };
+
+TEST_P(DeepEventTest, ADictionaryOfTheHostsArrivesAndStays)
+{
+    const AnyDepth<Dictionary> deep = deepValue();
+    int arrived = 0;
+    TrackerManager::setTriggerCallback([&](const Dictionary& event, const std::string&) {
+        const Value* extra = event.if_contains("extra");
+        arrived += (extra ? extra->as_object() : event).contains("in");
+    });
+
+    GetParam().call(*deep);
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(arrived, 1);
+    EXPECT_TRUE(deep->contains("in"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, DeepEventTest, testing::ValuesIn(eventOperations),
+    [](const auto& operation) { return operation.param.name; });
+
+class DeepValueTest : public SimulatedHost { };
+
+TEST_F(DeepValueTest, AReportOfTheHostsReachesAProvider)
+{
+    addChannel("APM");
+    const auto provider = installProvider();
+    const AnyDepth<Dictionary> deep = deepValue();
+
+    manager().reportAPMDict(*deep);
+
+    ASSERT_EQ(provider->contents.size(), 1u);
+    EXPECT_TRUE(deep->contains("in"));
+}
+
+TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheManager)
+{
+    const auto config = addChannel("APM");
+    const AnyDepth<Dictionary> deep = deepValue();
+
+    manager().setupCommonDatas(*deep, "data", "APM");
+    manager().setupCommonDatas(*deep, "data", "nowhere");
+
+    EXPECT_TRUE(config->commonData()->commonDatas.contains("in"));
+    EXPECT_TRUE(deep->contains("in"));
+}
+
+TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheChannel)
+{
+    TrackerConfig config("APM", 1);
+    TrackerCommonData deep { deepDictionary(levels), "data" };
+
+    config.setCommonData(deep);
+
+    EXPECT_TRUE(config.commonData()->commonDatas.contains("in"));
+    EXPECT_TRUE(deep.commonDatas.contains("in"));
+    dispose(std::move(deep.commonDatas));
+}
+
+TEST_F(DeepValueTest, EventsOfTheHostsAreCopiedByTheChannel)
+{
+    AnyDepth<Array> events;
+    events->push_back(deepDictionary(levels));
+
+    const auto config = std::make_shared<TrackerConfig>("APM", 7, StringDictionary(), *events);
+
+    const AnyDepth<Array> pending(config->apiDatas());
+    ASSERT_EQ(pending->size(), 1u);
+    EXPECT_TRUE((*pending)[0].as_object().contains("in"));
+    EXPECT_EQ(events->size(), 1u);
+}
+
+TEST_F(DeepValueTest, ADictionaryOfTheHostsIsCopiedIntoABatch)
+{
+    const AnyDepth<Dictionary> deep = deepValue();
+
+    const Batch batch = makeBatch(*deep);
+
+    EXPECT_TRUE(batch->contains("in"));
+    EXPECT_TRUE(deep->contains("in"));
+}
+
+} // namespace
+} // namespace telvora
