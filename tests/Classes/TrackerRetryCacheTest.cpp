@@ -19,6 +19,23 @@ protected:
         return entry->data->at("number").as_int64();
     }
 
+    using Order = std::vector<std::int64_t>;
+
+    /// The orders in which 1, 2, 3 ... entries come out that are equal in count and time, numbered
+    /// as they went in.
+    std::vector<Order> ordersOfEqualEntries(std::int64_t most)
+    {
+        std::vector<Order> orders;
+        for (std::int64_t count = 1; count <= most; ++count) {
+            for (std::int64_t number = 1; number <= count; ++number)
+                cache.insert(entry(1, 10, number));
+            Order& order = orders.emplace_back();
+            while (const TrackerRetryEntry popped = cache.pop())
+                order.push_back(numberOf(popped));
+        }
+        return orders;
+    }
+
     TrackerRetryCache cache;
 };
 
@@ -101,15 +118,22 @@ TEST_F(TrackerRetryCacheQuirk, ASinkTakesTheRightOneOfTwoEqualChildren)
 {
     // Each push rises to the root: the heap is 4, 3, 2, 1 in level order. With the root gone, 1
     // sinks below the right child.
-    for (std::int64_t number = 1; number <= 4; ++number)
-        cache.insert(entry(1, 10, number));
-    simulated().runUntilIdle();
+    EXPECT_EQ(ordersOfEqualEntries(4).back(), (Order { 4, 2, 3, 1 }));
+}
 
-    std::vector<std::int64_t> order;
-    for (int pops = 0; pops < 4; ++pops)
-        order.push_back(numberOf(cache.pop()));
+TEST_F(TrackerRetryCacheQuirk, FullyEqualEntriesComeOutAsTheHeapLeavesThem)
+{
+    const std::vector<Order> expected {
+        { 1 },
+        { 2, 1 },
+        { 3, 1, 2 },
+        { 4, 2, 3, 1 },
+        { 5, 2, 3, 4, 1 },
+        { 6, 5, 2, 3, 4, 1 },
+        { 7, 6, 2, 5, 3, 4, 1 },
+    };
 
-    EXPECT_EQ(order, (std::vector<std::int64_t> { 4, 2, 3, 1 }));
+    EXPECT_EQ(ordersOfEqualEntries(7), expected);
 }
 
 TEST_F(TrackerRetryCacheQuirk, APopThatFindsNothingQueuesItsRemovalAllTheSame)
