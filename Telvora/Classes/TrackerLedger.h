@@ -18,7 +18,7 @@ enum class DropReason {
     unencodable,
     /// The collector answered with JSON that is no object.
     answerNotObject,
-    /// The third retry failed, or there was nothing to keep.
+    /// The last retry failed, or there was nothing to send.
     retriesExhausted,
     /// A concurrent pop of the retry cache took another entry away than the one it returned.
     removedUnseen,

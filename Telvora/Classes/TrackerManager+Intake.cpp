@@ -87,8 +87,14 @@ std::shared_ptr<const Array> TrackerManager::sendNormalData(
 void TrackerManager::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
 {
     const auto [entry, share] = config->takeRetryData();
-    if (entry)
-        post(config, entry->data, entry->retryCount, entry->maxRetryCount, share);
+    if (!entry)
+        return;
+    if (!entry->data) {
+        // There is nothing to send, and there never will be.
+        config->m_ledger.droppedInFlight(share, DropReason::retriesExhausted);
+        return;
+    }
+    post(config, entry->data, entry->retryCount, entry->maxRetryCount, share);
 }
 
 void TrackerManager::post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,

@@ -6,7 +6,7 @@
 namespace telvora {
 
 TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
-    : data(batch ? std::move(batch) : makeBatch({}))
+    : data(std::move(batch))
     , retryCount(failures)
     , timestamp(platform().clock.secondsSince1970())
 {

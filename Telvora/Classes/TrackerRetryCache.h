@@ -24,7 +24,8 @@ public:
     /// Stamped with the current time.
     TrackerRetryData(Batch data, std::int64_t retryCount);
 
-    /// The batch exactly as it was posted.
+    /// The batch exactly as it was posted. Null is an entry without data, which is never posted:
+    /// it is given up when its turn comes. An empty dictionary is data.
     Batch data;
     /// How many failed attempts lie behind it; 1 after the first.
     std::int64_t retryCount;

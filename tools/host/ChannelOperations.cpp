@@ -53,7 +53,9 @@ Result insertRetry(const Call& call)
 {
     const auto config = call.host.channel(call.arguments.text("index")).config;
     const std::int64_t retryCount = call.arguments.integer("retryCount");
-    Batch batch = makeBatch(call.arguments.dictionary("data"));
+    Batch batch;
+    if (!call.arguments.value("data").is_null())
+        batch = makeBatch(call.arguments.dictionary("data"));
     config->insert(std::make_shared<TrackerRetryData>(std::move(batch), retryCount));
     return {};
 }
