@@ -154,7 +154,10 @@ std::map<std::string, LedgerSnapshot> TrackerManager::ledgers() const
     const auto registered = configs();
     for (const auto& [index, config] : *registered)
         ledgers.emplace(index, config->ledger());
-    ledgers[""] = m_unknownChannels.snapshot();
+    std::string unknown;
+    while (ledgers.contains(unknown))
+        unknown = unknown.empty() ? "(unknown)" : "(" + unknown + ")";
+    ledgers.emplace(std::move(unknown), m_unknownChannels.snapshot());
     return ledgers;
 }
 

@@ -97,7 +97,8 @@ public:
 
     /// The account of one channel; absent where none is registered under `index`.
     std::optional<LedgerSnapshot> ledger(std::string_view index) const;
-    /// The account of every channel by its index, and under "" that of events for unknown ones.
+    /// The account of every channel by its index, and that of events for unknown ones: under "", or
+    /// under "(unknown)" where a channel has the index "".
     std::map<std::string, LedgerSnapshot> ledgers() const;
     /// The same as a dictionary.
     Dictionary ledgersDictionary() const;

@@ -84,6 +84,20 @@ TEST_F(TrackerLedgerTest, NamesEventsForUnknownChannels)
     EXPECT_FALSE(manager().ledger("nowhere"));
 }
 
+TEST_F(TrackerLedgerTest, KeepsUnknownChannelsApartFromOneOfAnEmptyIndex)
+{
+    addChannel("", 10);
+    append("", 1, 2);
+    append("nowhere", 1, 3);
+
+    const auto ledgers = manager().ledgers();
+
+    EXPECT_EQ(ledgers.at("").events.pending, 2);
+    EXPECT_EQ(ledgers.at("(unknown)").events.dropped.unknownChannel, 3);
+    EXPECT_EQ(
+        keysOf(manager().ledgersDictionary()), (std::vector<std::string> { "", "(unknown)" }));
+}
+
 TEST_F(TrackerLedgerTest, NamesBatchesThatCannotBeEncoded)
 {
     addChannel("APM", 1);
