@@ -83,13 +83,15 @@ std::string TrackerNetwork::applicationVersion()
 
 void TrackerNetwork::post(
     const std::string& url, Batch param, const StringDictionary& externHeaders, Handler handler)
-{
+try {
     shareInstance().postWithEnds(url, std::move(param), externHeaders,
         [handler = std::move(handler)](PostEnd end, Batch posted) {
             const bool isHeard = end == PostEnd::accepted || end == PostEnd::refused;
             if (isHeard && handler)
                 callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
         });
+} catch (...) {
+    // The handler went uncalled.
 }
 
 void TrackerNetwork::postWithEnds(
@@ -146,7 +148,7 @@ HeaderList TrackerNetwork::headers(const StringDictionary& externHeaders)
 
 // On the HTTP client's thread. The handler comes before the log line.
 void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
-{
+try {
     if (!answer.data || answer.error) {
         handler(PostEnd::refused, std::move(param));
         return;
@@ -170,6 +172,8 @@ void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
     }
     handler(PostEnd::refused, std::move(param));
     logFailure("resp result is `failure`");
+} catch (...) {
+    // The client has no use for it. The handler went uncalled, or the log line is lost.
 }
 
 void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)
@@ -181,9 +185,10 @@ void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)
 
 void TrackerNetwork::setIdentifierSource(IdentifierSource source)
 {
-    auto shared = std::make_shared<const IdentifierSource>(std::move(source));
+    auto shared = source ? std::make_shared<const IdentifierSource>(std::move(source)) : nullptr;
     MutexLock locked(m_lock);
-    m_identifierSource = std::move(shared);
+    // The old one goes after the lock.
+    m_identifierSource.swap(shared);
 }
 
 } // namespace telvora

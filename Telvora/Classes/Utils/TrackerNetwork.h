@@ -26,7 +26,8 @@ struct HTTPAnswer;
 /// lock while it calls out. The handler comes on the HTTP client's thread, at most once.
 ///
 /// Failure: see PostEnd. A text that is no address at all is a mistake of the host and stops the
-/// process.
+/// process. Where something throws on the way (there is no memory, or the client throws), the
+/// handler is destroyed without a call.
 ///
 /// Deliberate: the HTTP status is not looked at, and neither is the value of "success" in the
 /// answer: a member of that name that is a boolean, or a number equal to 0 or 1, means that the
@@ -58,7 +59,8 @@ public:
     static void post(const std::string& url, Batch param, const StringDictionary& externHeaders,
         Handler handler);
 
-    /// The same, telling every end; for whoever keeps account.
+    /// The same, telling every end; for whoever keeps account. What is thrown before the request is
+    /// sent reaches the caller.
     void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
         EndHandler handler);
 
@@ -66,7 +68,8 @@ public:
     /// same name wins.
     void setAdditionHeaders(std::optional<StringDictionary> headers) TELVORA_EXCLUDES(m_lock);
 
-    /// Where the value of "QVX-UUID" comes from, asked once a request.
+    /// Where the value of "QVX-UUID" comes from, asked once a request. With an empty one there is
+    /// no such header.
     void setIdentifierSource(IdentifierSource source) TELVORA_EXCLUDES(m_lock);
 
 private:

@@ -6,6 +6,7 @@
 
 #include <limits>
 #include <regex>
+#include <stdexcept>
 
 namespace telvora {
 namespace {
@@ -156,6 +157,27 @@ TEST_F(TrackerNetworkTest, TheIdentifierIsAskedForOnceARequest)
 
     EXPECT_EQ(header(0, "QVX-UUID"), "1");
     EXPECT_EQ(header(1, "QVX-UUID"), "2");
+}
+
+TEST_F(TrackerNetworkTest, AnEmptySourceOfIdentifiersLeavesTheHeaderOut)
+{
+    answerAll(success());
+    TrackerNetwork::shareInstance().setIdentifierSource({});
+
+    post();
+
+    EXPECT_EQ(outcomes, accepted);
+    EXPECT_FALSE(header(0, "QVX-UUID"));
+}
+
+TEST_F(TrackerNetworkTest, AHandlerIsNotCalledWhereTheClientThrows)
+{
+    simulated().httpClient().setRequestObserver(
+        [](std::size_t, const HTTPRequest&) { throw std::runtime_error("no more requests"); });
+
+    post();
+
+    EXPECT_EQ(outcomes, unheard);
 }
 
 TEST_F(TrackerNetworkTest, WithoutAVersionTheHeaderIsThereAndEmpty)
