@@ -1,5 +1,7 @@
 #include <Telvora/Classes/TrackerConfig.h>
 
+#include <utility>
+
 namespace telvora {
 
 namespace {
@@ -27,7 +29,8 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_stopHook(std::make_shared<Hook>([] {}))
     , m_restartHook(m_stopHook)
     , m_apiDatas(std::move(apiDatas))
-    , m_retryCache([this](LedgerShare share) { m_ledger.droppedWaiting(share); })
+    , m_retryCache(
+          [this](LedgerShare share, DropReason reason) { m_ledger.droppedWaiting(share, reason); })
 {
     m_ledger.appended(static_cast<std::int64_t>(m_apiDatas->size()));
 }
@@ -126,35 +129,37 @@ Array TrackerConfig::apiDatas() const
     return copy(m_leaving ? *m_leaving : *m_apiDatas);
 }
 
-bool TrackerConfig::append(Dictionary&& event)
+bool TrackerConfig::append(Dictionary& event)
 {
-    m_ledger.appended(1);
     MutexLock locked(m_listLock);
+    // The one thing here that can fail comes before anything has changed.
+    m_apiDatas->reserve(m_apiDatas->size() + 1);
     m_apiDatas->emplace_back(std::move(event));
+    m_ledger.appended(1);
     return static_cast<std::int64_t>(m_apiDatas->size()) >= m_maxLimit;
 }
 
-TrackerConfig::Copied TrackerConfig::takeAll()
+std::uint32_t TrackerConfig::takeAll(const std::shared_ptr<Array>& place)
 {
     MutexLock locked(m_listLock);
-    const auto fresh = static_cast<std::uint32_t>(m_apiDatas->size() - m_copied);
-    Copied taken { std::move(m_apiDatas), fresh, true };
-    m_copied = 0;
-    return taken;
+    place->swap(*m_apiDatas);
+    m_leaving = place;
+    return static_cast<std::uint32_t>(place->size() - std::exchange(m_copied, 0));
 }
 
-void TrackerConfig::setLeaving(std::shared_ptr<const Array> list)
+void TrackerConfig::hasLeft()
 {
+    std::shared_ptr<const Array> left;
     MutexLock locked(m_listLock);
-    // The old one may be the last of its batch: let it go after the lock.
-    m_leaving.swap(list);
+    // It may be the last of its batch: it goes after the lock.
+    m_leaving.swap(left);
 }
 
 TrackerConfig::Copied TrackerConfig::copyAll()
 {
     MutexLock locked(m_listLock);
     const auto fresh = static_cast<std::uint32_t>(m_apiDatas->size() - m_copied);
-    Copied copied { AnyDepth<Array>(copy(*m_apiDatas)), fresh, false };
+    Copied copied { AnyDepth<Array>(copy(*m_apiDatas)), fresh };
     m_copied = m_apiDatas->size();
     return copied;
 }
@@ -170,7 +175,7 @@ void TrackerConfig::clear()
         m_copied = 0;
     }
     // What came in after the copy is lost with it; a gap that the design accepts.
-    m_ledger.droppedPending(static_cast<std::int64_t>(unsent));
+    m_ledger.droppedPending(static_cast<std::int64_t>(unsent), DropReason::clearedAfterCopy);
 }
 
 TrackerRetryCache::Taken TrackerConfig::takeRetryData()

@@ -87,29 +87,30 @@ public:
     LedgerSnapshot ledger() const { return m_ledger.snapshot(); }
 
 private:
-    // Intake and dispatch: the only ones who change the event list.
+    // Intake and delivery: the only ones who change the event list.
+    friend class Delivery;
     friend class TrackerManager;
 
-    // A list on its way into a batch, and how much of it no earlier copy held.
+    // A copy of the list, and how much of it no earlier copy held.
     struct Copied {
         AnyDepth<Array> events;
         std::uint32_t fresh = 0;
-        // Taken, not copied: the list holds nothing of it any more.
-        bool isTaken = false;
     };
 
-    // In a barrier block of the manager's queue. True when the list has reached the limit.
-    bool append(Dictionary&& event) TELVORA_EXCLUDES(m_listLock);
+    // In a barrier block of the manager's queue. Takes the event over, unless it throws. True when
+    // the list has reached the limit.
+    bool append(Dictionary& event) TELVORA_EXCLUDES(m_listLock);
     // In the same barrier block, as long as the list is left alone.
     const Dictionary& lastEvent() const TELVORA_NO_THREAD_SAFETY_ANALYSIS
     {
         return m_apiDatas->back().get_object();
     }
-    // In a barrier block. Leaves the list empty.
-    Copied takeAll() TELVORA_EXCLUDES(m_listLock);
-    // In the same barrier block. What was taken still shows as pending until its request is out,
-    // as it does while a copy is sent; null once it is.
-    void setLeaving(std::shared_ptr<const Array> list) TELVORA_EXCLUDES(m_listLock);
+    // In a barrier block. Moves the list into `place`, which is empty, and gives back how much of
+    // it no earlier copy held. Until hasLeft() it still shows as pending, as it does while a copy
+    // is sent.
+    std::uint32_t takeAll(const std::shared_ptr<Array>& place) TELVORA_EXCLUDES(m_listLock);
+    // In the same barrier block, when the request is out.
+    void hasLeft() TELVORA_EXCLUDES(m_listLock);
     // In a synchronous block. Leaves the list as it is.
     Copied copyAll() TELVORA_EXCLUDES(m_listLock);
     // In a barrier block, after a copy was sent.

@@ -21,6 +21,8 @@ Dictionary droppedDictionary(const LedgerAccount::Dropped& dropped, bool ofEvent
     dictionary["answerNotObject"] = dropped.answerNotObject;
     dictionary["retriesExhausted"] = dropped.retriesExhausted;
     dictionary["removedUnseen"] = dropped.removedUnseen;
+    if (dropped.internalError > 0)
+        dictionary["internalError"] = dropped.internalError;
     return dictionary;
 }
 
@@ -42,7 +44,7 @@ Dictionary accountDictionary(const LedgerAccount& account, bool ofEvents)
 std::int64_t LedgerAccount::Dropped::total() const
 {
     return unknownChannel + clearedAfterCopy + unencodable + answerNotObject + retriesExhausted
-        + removedUnseen;
+        + removedUnseen + internalError;
 }
 
 std::int64_t LedgerAccount::accountedFor() const
@@ -105,38 +107,26 @@ void ChannelLedger::retried(LedgerShare share)
     move(&Counts::waiting, &Counts::inFlight, share);
 }
 
-void ChannelLedger::droppedPending(std::int64_t events)
-{
-    add(m_events.pending, -events);
-    add(m_events.clearedAfterCopy, events);
-}
-
-void ChannelLedger::droppedUnknown()
+void ChannelLedger::droppedAtIntake(DropReason reason)
 {
     add(m_events.accepted, 1);
-    add(m_events.unknownChannel, 1);
+    add(m_events.*countOf(reason), 1);
+}
+
+void ChannelLedger::droppedPending(std::int64_t events, DropReason reason)
+{
+    add(m_events.pending, -events);
+    add(m_events.*countOf(reason), events);
 }
 
 void ChannelLedger::droppedInFlight(LedgerShare share, DropReason reason)
 {
-    switch (reason) {
-    case DropReason::unencodable:
-        return move(&Counts::inFlight, &Counts::unencodable, share);
-    case DropReason::answerNotObject:
-        return move(&Counts::inFlight, &Counts::answerNotObject, share);
-    case DropReason::retriesExhausted:
-        return move(&Counts::inFlight, &Counts::retriesExhausted, share);
-    case DropReason::unknownChannel:
-    case DropReason::clearedAfterCopy:
-    case DropReason::removedUnseen:
-        // These never concern a request.
-        return;
-    }
+    move(&Counts::inFlight, countOf(reason), share);
 }
 
-void ChannelLedger::droppedWaiting(LedgerShare share)
+void ChannelLedger::droppedWaiting(LedgerShare share, DropReason reason)
 {
-    move(&Counts::waiting, &Counts::removedUnseen, share);
+    move(&Counts::waiting, countOf(reason), share);
 }
 
 void ChannelLedger::hostThrew()
@@ -148,6 +138,27 @@ LedgerSnapshot ChannelLedger::snapshot() const
 {
     return { m_events.account(), m_batches.account(),
         m_hostExceptions.load(std::memory_order_relaxed) };
+}
+
+ChannelLedger::Count ChannelLedger::Counts::*ChannelLedger::countOf(DropReason reason)
+{
+    switch (reason) {
+    case DropReason::unknownChannel:
+        return &Counts::unknownChannel;
+    case DropReason::clearedAfterCopy:
+        return &Counts::clearedAfterCopy;
+    case DropReason::unencodable:
+        return &Counts::unencodable;
+    case DropReason::answerNotObject:
+        return &Counts::answerNotObject;
+    case DropReason::retriesExhausted:
+        return &Counts::retriesExhausted;
+    case DropReason::removedUnseen:
+        return &Counts::removedUnseen;
+    case DropReason::internalError:
+        break;
+    }
+    return &Counts::internalError;
 }
 
 void ChannelLedger::move(Count Counts::*from, Count Counts::*to, LedgerShare share)
@@ -172,6 +183,7 @@ LedgerAccount ChannelLedger::Counts::account() const
     account.dropped.answerNotObject = answerNotObject.load(std::memory_order_relaxed);
     account.dropped.retriesExhausted = retriesExhausted.load(std::memory_order_relaxed);
     account.dropped.removedUnseen = removedUnseen.load(std::memory_order_relaxed);
+    account.dropped.internalError = internalError.load(std::memory_order_relaxed);
     return account;
 }
 

@@ -22,6 +22,9 @@ enum class DropReason {
     retriesExhausted,
     /// A concurrent pop of the retry cache took another entry away than the one it returned.
     removedUnseen,
+    /// Something threw between the intake and the answer: there was no memory, or a service of the
+    /// platform threw.
+    internalError,
 };
 
 /// What became of everything a channel was given. When nothing is under way, `accepted` is the sum
@@ -34,6 +37,7 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t answerNotObject = 0;
         std::int64_t retriesExhausted = 0;
         std::int64_t removedUnseen = 0;
+        std::int64_t internalError = 0;
 
         std::int64_t total() const;
         bool operator==(const Dropped&) const = default;
@@ -71,7 +75,7 @@ struct LedgerSnapshot {
 };
 
 /// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount; those that a batch
-/// cannot have are left out. "hostExceptions" is there once there was one.
+/// cannot have are left out. "hostExceptions" and "internalError" are there once there was one.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
 /// What one batch, or one entry of the retry cache, carries of a channel's account.
@@ -99,10 +103,11 @@ public:
     void takenByHost(LedgerShare share);
     void retried(LedgerShare share);
 
-    void droppedPending(std::int64_t events);
-    void droppedUnknown();
+    /// One event that never entered a list.
+    void droppedAtIntake(DropReason reason);
+    void droppedPending(std::int64_t events, DropReason reason);
     void droppedInFlight(LedgerShare share, DropReason reason);
-    void droppedWaiting(LedgerShare share);
+    void droppedWaiting(LedgerShare share, DropReason reason);
 
     void hostThrew();
 
@@ -123,10 +128,12 @@ private:
         Count answerNotObject { 0 };
         Count retriesExhausted { 0 };
         Count removedUnseen { 0 };
+        Count internalError { 0 };
 
         LedgerAccount account() const;
     };
 
+    static Count Counts::*countOf(DropReason reason);
     void move(Count Counts::*from, Count Counts::*to, LedgerShare share);
 
     Counts m_events;

@@ -153,29 +153,8 @@ void complete(TrackerMeta& record)
         record.pageExpend = pageParameters();
 }
 
-} // namespace
-
-void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
+void complete(Dictionary& dict)
 {
-    complete(record);
-    wrapAppendTracker(record.asDictionary(), useOstra);
-}
-
-void TrackerManager::enrollAPMReport(TrackerMeta&& record, bool useOstra)
-{
-    complete(record);
-    wrapAppendTracker(std::move(record).asDictionary(), useOstra);
-}
-
-void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)
-{
-    reportAPMDict(copy(dict), immediately, useOstra);
-}
-
-void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool useOstra)
-{
-    if (dict.empty())
-        return;
     const double now = platform().clock.secondsSince1970();
     put(dict, "d", Value(now));
     // By the presence of the key: a null of the host's is an answer, and is kept.
@@ -197,27 +176,65 @@ void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool
     if (textOf(dict, "t") == "FPS")
         put(dict, "fpt", Value(TrackerDataExcavator::isTransitioning() ? 1 : 0));
     foldCSIntoExtra(dict);
-    wrapAppendTracker(std::move(dict), useOstra);
+}
+
+std::string apm()
+{
+    return std::string(rawValue(DefaultIndex::APM));
+}
+
+} // namespace
+
+void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
+{
+    handOn(apm(), [&] {
+        complete(record);
+        wrapAppendTracker(record.asDictionary(), useOstra);
+    });
+}
+
+void TrackerManager::enrollAPMReport(TrackerMeta&& record, bool useOstra)
+{
+    handOn(apm(), [&] {
+        complete(record);
+        wrapAppendTracker(std::move(record).asDictionary(), useOstra);
+    });
+}
+
+void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)
+{
+    handOn(apm(), [&] { reportAPMDict(copy(dict), immediately, useOstra); });
+}
+
+void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool useOstra)
+{
+    if (dict.empty())
+        return;
+    handOn(apm(), [&] {
+        complete(dict);
+        wrapAppendTracker(std::move(dict), useOstra);
+    });
 }
 
 void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 {
-    wrapAppendTracker(copy(dict), useOstra);
+    handOn(apm(), [&] { wrapAppendTracker(copy(dict), useOstra); });
 }
 
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
-    const std::string_view index = rawValue(DefaultIndex::APM);
-    const auto provider = m_ostraProvider.getValue();
-    const auto channel = provider ? config(index) : nullptr;
-    if (channel) {
-        reportToProvider(*provider, channel->commonData()->commonDatas, dict);
-        dispose(std::move(dict));
-        return;
-    }
-    QuorvexLog::log(QuorvexLog::Category::trackerData(),
-        [&] { return "Telvora report data: " + describe(dict); });
-    appendTracker(std::move(dict), std::string(index));
+    handOn(apm(), [&] {
+        const auto provider = m_ostraProvider.getValue();
+        const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
+        if (channel) {
+            reportToProvider(*provider, channel->commonData()->commonDatas, dict);
+            dispose(std::move(dict));
+            return;
+        }
+        QuorvexLog::log(QuorvexLog::Category::trackerData(),
+            [&] { return "Telvora report data: " + describe(dict); });
+        appendTracker(std::move(dict), apm());
+    });
 }
 
 } // namespace telvora

@@ -8,22 +8,34 @@ namespace {
 constexpr std::string_view plainListKey = "data";
 constexpr std::string_view hyphenatedListKey = "data-list";
 
+std::string e2e()
+{
+    return std::string(rawValue(DefaultIndex::E2E));
+}
+
+std::string apmOrSentry(bool byAPM)
+{
+    return std::string(rawValue(byAPM ? DefaultIndex::APM : DefaultIndex::Sentry));
+}
+
 } // namespace
 
 void TrackerManager::enrollE2ETrack(const Dictionary& event)
 {
-    enrollE2ETrack(copy(event));
+    handOn(e2e(), [&] { enrollE2ETrack(copy(event)); });
 }
 
 void TrackerManager::enrollE2ETrack(Dictionary&& event)
 {
-    stampNetwork(event);
-    appendTracker(std::move(event), std::string(rawValue(DefaultIndex::E2E)));
+    handOn(e2e(), [&] {
+        stampNetwork(event);
+        appendTracker(std::move(event), e2e());
+    });
 }
 
 void TrackerManager::enrollMPTrack(const Dictionary& event)
 {
-    enrollMPTrack(copy(event));
+    appendTracker(event, std::string(rawValue(DefaultIndex::MP)));
 }
 
 void TrackerManager::enrollMPTrack(Dictionary&& event)
@@ -33,14 +45,15 @@ void TrackerManager::enrollMPTrack(Dictionary&& event)
 
 void TrackerManager::enrollSentryTrack(const Dictionary& event, bool byAPM)
 {
-    enrollSentryTrack(copy(event), byAPM);
+    handOn(apmOrSentry(byAPM), [&] { enrollSentryTrack(copy(event), byAPM); });
 }
 
 void TrackerManager::enrollSentryTrack(Dictionary&& event, bool byAPM)
 {
-    stampNetwork(event);
-    const DefaultIndex index = byAPM ? DefaultIndex::APM : DefaultIndex::Sentry;
-    appendTracker(std::move(event), std::string(rawValue(index)));
+    handOn(apmOrSentry(byAPM), [&] {
+        stampNetwork(event);
+        appendTracker(std::move(event), apmOrSentry(byAPM));
+    });
 }
 
 Dictionary TrackerManager::getCommonE2EDatas()

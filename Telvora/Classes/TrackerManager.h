@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace telvora {
@@ -212,16 +213,22 @@ private:
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
 
-    /// An event on its way through the queue.
+    // An event on its way through the queue.
     struct IntakeBlock;
 
-    void intake(Dictionary event, const std::string& index);
-    // Gives back the events as they stand in the batch.
-    std::shared_ptr<const Array> sendNormalData(
-        const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas);
-    void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
-    void post(const std::shared_ptr<TrackerConfig>& config, const Batch& batch,
-        std::int64_t failures, std::int64_t maxRetryCount, LedgerShare share);
+    // Runs what an operation does before its event is in the queue. Where that throws, the event is
+    // an internal error on the account of its channel.
+    template<typename Step> void handOn(const std::string& index, Step&& step)
+    {
+        try {
+            std::forward<Step>(step)();
+        } catch (...) {
+            lostBeforeIntake(index);
+        }
+    }
+    void lostBeforeIntake(const std::string& index);
+
+    void intake(Dictionary& event, const std::string& index);
     void trigger(const Dictionary& event, const std::string& index, ChannelLedger& ledger);
 
     Dictionary standardCommonData();

@@ -24,10 +24,10 @@ LedgerShare TrackerRetryData::takeShare()
     return { static_cast<std::uint32_t>(share >> 32), static_cast<std::uint32_t>(share) };
 }
 
-TrackerRetryCache::TrackerRetryCache(RemovedUnseen removedUnseen)
+TrackerRetryCache::TrackerRetryCache(Lost lost)
     : m_state(std::make_unique<State>())
 {
-    m_state->removedUnseen = std::move(removedUnseen);
+    m_state->lost = std::move(lost);
 }
 
 TrackerRetryCache::~TrackerRetryCache() = default;
@@ -36,15 +36,44 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
 {
     State* state = m_state.get();
     Taken taken;
-    m_lock.read([&] {
-        if (state->priorityQueue.isEmpty())
-            return;
-        taken.entry = state->priorityQueue[0];
-        // Before the removal can come: what is removed with its share on it was never returned.
-        taken.share = taken.entry->takeShare();
-    });
-    m_lock.write([state] { state->removeFirst(); });
+    try {
+        m_lock.read([&] {
+            if (state->priorityQueue.isEmpty())
+                return;
+            taken.entry = state->priorityQueue[0];
+            // Before the removal can come: what is removed with its share on it was never returned.
+            taken.share = taken.entry->takeShare();
+        });
+        m_lock.write([state] { state->removeFirst(); });
+    } catch (...) {
+        if (!taken.share.isEmpty())
+            taken.entry->giveShare(taken.share);
+        return {};
+    }
     return taken;
+}
+
+void TrackerRetryCache::insert(TrackerRetryEntry data)
+{
+    if (!data)
+        return;
+    State* state = m_state.get();
+    try {
+        m_lock.write([state, data] { state->add(data); });
+    } catch (...) {
+        state->lose(*data, DropReason::internalError);
+    }
+}
+
+void TrackerRetryCache::State::add(const TrackerRetryEntry& entry)
+{
+    try {
+        MutexLock locked(changing);
+        priorityQueue.push(entry);
+        count.store(priorityQueue.count(), std::memory_order_relaxed);
+    } catch (...) {
+        lose(*entry, DropReason::internalError);
+    }
 }
 
 void TrackerRetryCache::State::removeFirst()
@@ -57,20 +86,15 @@ void TrackerRetryCache::State::removeFirst()
         removed = *priorityQueue.pop();
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     }
-    const LedgerShare share = removed->takeShare();
-    if (!share.isEmpty() && removedUnseen)
-        removedUnseen(share);
+    lose(*removed, DropReason::removedUnseen);
 }
 
-void TrackerRetryCache::insert(TrackerRetryEntry data)
+// Nothing is lost with an entry that somebody has taken.
+void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) const
 {
-    if (!data)
-        return;
-    m_lock.write([state = m_state.get(), entry = std::move(data)]() mutable {
-        MutexLock locked(state->changing);
-        state->priorityQueue.push(std::move(entry));
-        state->count.store(state->priorityQueue.count(), std::memory_order_relaxed);
-    });
+    const LedgerShare share = entry.takeShare();
+    if (!share.isEmpty() && lost)
+        lost(share, reason);
 }
 
 std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const

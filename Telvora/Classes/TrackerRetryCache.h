@@ -83,10 +83,11 @@ public:
 /// ledger tells when that happened.
 class TELVORA_EXPORT TrackerRetryCache final : public TrackerRetryStrategy {
 public:
-    /// Told the share of each entry that was removed without ever being returned.
-    using RemovedUnseen = std::function<void(LedgerShare)>;
+    /// Told the share of each entry that was lost: removed without ever being returned, or not kept
+    /// for want of memory. Must not throw.
+    using Lost = std::function<void(LedgerShare, DropReason)>;
 
-    explicit TrackerRetryCache(RemovedUnseen removedUnseen = {});
+    explicit TrackerRetryCache(Lost lost = {});
     ~TrackerRetryCache() override;
 
     std::size_t size() const override { return m_state->count.load(std::memory_order_relaxed); }
@@ -100,7 +101,8 @@ public:
         LedgerShare share;
     };
 
-    /// pop(), for whoever keeps account.
+    /// pop(), for whoever keeps account. Where its removal cannot be queued for want of memory, the
+    /// entry stays and nothing is returned.
     Taken take();
 
     /// Every entry in the order in which they would come out, as things stand: writes that are
@@ -120,10 +122,12 @@ private:
     struct State {
         PriorityQueue<TrackerRetryEntry, Before> priorityQueue { Before() };
         std::atomic<std::size_t> count { 0 };
-        RemovedUnseen removedUnseen;
+        Lost lost;
         mutable Mutex changing;
 
+        void add(const TrackerRetryEntry& entry);
         void removeFirst();
+        void lose(TrackerRetryData& entry, DropReason reason) const;
     };
 
     std::unique_ptr<State> m_state;

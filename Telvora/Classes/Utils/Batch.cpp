@@ -6,21 +6,31 @@ namespace telvora {
 
 namespace {
 
-Batch batchOf(const std::shared_ptr<AnyDepth<Dictionary>>& owner)
+std::shared_ptr<Dictionary> emptyBatch()
 {
-    return Batch(owner, &**owner);
+    auto owner = std::make_shared<AnyDepth<Dictionary>>();
+    return std::shared_ptr<Dictionary>(owner, &**owner);
 }
 
 } // namespace
 
 Batch makeBatch(Dictionary&& dictionary)
 {
-    return batchOf(std::make_shared<AnyDepth<Dictionary>>(std::move(dictionary)));
+    auto batch = emptyBatch();
+    *batch = std::move(dictionary);
+    return batch;
 }
 
 Batch makeBatch(const Dictionary& dictionary)
 {
-    return makeBatch(copy(dictionary));
+    return makeBatchToFill(dictionary);
+}
+
+std::shared_ptr<Dictionary> makeBatchToFill(const Dictionary& dictionary)
+{
+    auto batch = emptyBatch();
+    *batch = copy(dictionary);
+    return batch;
 }
 
 } // namespace telvora

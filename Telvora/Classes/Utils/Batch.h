@@ -16,4 +16,7 @@ using Batch = std::shared_ptr<const Dictionary>;
 TELVORA_EXPORT Batch makeBatch(Dictionary&& dictionary);
 TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 
+/// The same, still to be changed before it is passed on as a Batch.
+TELVORA_EXPORT std::shared_ptr<Dictionary> makeBatchToFill(const Dictionary& dictionary);
+
 } // namespace telvora

@@ -1,0 +1,147 @@
+#include <Telvora/Classes/Delivery.h>
+
+#include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Utils/TrackerNetwork.h>
+
+#include <utility>
+
+namespace telvora {
+
+namespace {
+
+// A batch around a list that is still empty.
+struct EmptyBatch {
+    explicit EmptyBatch(const TrackerCommonData& common)
+        : body(makeBatchToFill(common.commonDatas))
+    {
+        Value& place = (*body)[common.dataListKey];
+        dispose(std::move(place));
+        list = std::shared_ptr<Array>(body, &place.emplace_array());
+    }
+
+    std::shared_ptr<Dictionary> body;
+    std::shared_ptr<Array> list;
+};
+
+} // namespace
+
+/// What is in flight of a channel's account, until its end is told. When it is destroyed untold,
+/// because something on the way threw, it is an internal error.
+class Delivery::Upload {
+public:
+    Upload(std::shared_ptr<TrackerConfig> config, LedgerShare share, std::int64_t failures = 0,
+        std::int64_t maxRetryCount = TrackerRetryData::defaultMaxRetryCount)
+        : m_config(std::move(config))
+        , m_share(share)
+        , m_failures(failures)
+        , m_maxRetryCount(maxRetryCount)
+    {
+    }
+    Upload(Upload&&) noexcept = default;
+    ~Upload()
+    {
+        if (m_config)
+            m_config->m_ledger.droppedInFlight(m_share, DropReason::internalError);
+    }
+
+    const std::shared_ptr<TrackerConfig>& config() const { return m_config; }
+
+    void operator()(TrackerNetwork::PostEnd end, Batch param)
+    {
+        settle(end, std::move(param));
+        m_config = nullptr;
+    }
+
+private:
+    void settle(TrackerNetwork::PostEnd end, Batch param)
+    {
+        ChannelLedger& ledger = m_config->m_ledger;
+        switch (end) {
+        case TrackerNetwork::PostEnd::accepted:
+            return ledger.delivered(m_share);
+        case TrackerNetwork::PostEnd::unencodable:
+            return ledger.droppedInFlight(m_share, DropReason::unencodable);
+        case TrackerNetwork::PostEnd::answerNotObject:
+            return ledger.droppedInFlight(m_share, DropReason::answerNotObject);
+        case TrackerNetwork::PostEnd::refused:
+            break;
+        }
+        if (m_failures >= m_maxRetryCount)
+            return ledger.droppedInFlight(m_share, DropReason::retriesExhausted);
+        auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
+        retry->giveShare(m_share);
+        ledger.failedIntoRetry(m_share);
+        m_config->m_retryCache.insert(std::move(retry));
+    }
+
+    std::shared_ptr<TrackerConfig> m_config;
+    LedgerShare m_share;
+    std::int64_t m_failures;
+    std::int64_t m_maxRetryCount;
+};
+
+std::shared_ptr<const Array> Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
+{
+    try {
+        // All that can fail comes before the list is taken.
+        const EmptyBatch batch(*config->commonData());
+        const LedgerShare share { config->takeAll(batch.list), 1 };
+        config->m_ledger.posted(share);
+        post(Upload(config, share), batch.body);
+        config->hasLeft();
+        return batch.list;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void Delivery::sendNormalData(
+    const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas)
+{
+    const LedgerShare share { apiDatas.fresh, 1 };
+    config->m_ledger.posted(share);
+    Upload upload(config, share);
+    try {
+        const EmptyBatch batch(*config->commonData());
+        *batch.list = std::move(*apiDatas.events);
+        post(std::move(upload), batch.body);
+    } catch (...) {
+        // The upload is an internal error.
+    }
+}
+
+void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
+{
+    const auto [entry, share] = config->takeRetryData();
+    if (!entry)
+        return;
+    if (!entry->data) {
+        // There is nothing to send, and there never will be.
+        config->m_ledger.droppedInFlight(share, DropReason::retriesExhausted);
+        return;
+    }
+    post(Upload(config, share, entry->retryCount, entry->maxRetryCount), entry->data);
+}
+
+void Delivery::post(Upload upload, const Batch& batch)
+{
+    const std::shared_ptr<TrackerConfig> config = upload.config();
+    try {
+        std::string url;
+        const TrackerConfig::URLHook& urlHook = config->urlHook();
+        const HostCall asked = urlHook ? callHost([&] { url = urlHook(); }) : HostCall::notCalled;
+        if (asked == HostCall::threw)
+            config->m_ledger.hostThrew();
+        if (asked != HostCall::returned) {
+            // Without an address the upload fails like any other, and is tried again.
+            upload(TrackerNetwork::PostEnd::refused, batch);
+            return;
+        }
+        TrackerNetwork::shareInstance().postWithEnds(
+            url, batch, config->headers(), std::move(upload));
+    } catch (...) {
+        // The upload, wherever it was by then, is an internal error.
+    }
+}
+
+} // namespace telvora

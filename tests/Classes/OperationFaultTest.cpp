@@ -1,0 +1,93 @@
+#include <tests/Classes/AllocationFault.h>
+
+#include <Telvora/Classes/TrackerManager.h>
+#include <tests/Classes/ImmediatePlatform.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+// Each allocation of an operation of the host's fails once. Nothing is thrown, and the event is on
+// the account of its channel, pending or as an internal error.
+
+namespace telvora {
+namespace {
+
+struct Operation {
+    std::string name;
+    std::string index;
+    std::function<void(const Dictionary&)> call;
+};
+
+std::ostream& operator<<(std::ostream& out, const Operation& operation)
+{
+    return out << operation.name;
+}
+
+TrackerManager& manager()
+{
+    return TrackerManager::shared();
+}
+
+void enrollRecord(const Dictionary&)
+{
+    static TrackerMeta& record = *new TrackerMeta(TrackerMeta::T("a type that needs memory"));
+    manager().enrollAPMReport(record);
+}
+
+const std::vector<Operation> operations {
+    { "appendTracker", "MP",
+        [](const Dictionary& event) { manager().appendTracker(event, "MP"); } },
+    { "enrollE2ETrack", "E2E", [](const Dictionary& event) { manager().enrollE2ETrack(event); } },
+    { "enrollMPTrack", "MP", [](const Dictionary& event) { manager().enrollMPTrack(event); } },
+    { "enrollSentryTrack", "Sentry",
+        [](const Dictionary& event) { manager().enrollSentryTrack(event, false); } },
+    { "reportAPMDict", "APM", [](const Dictionary& event) { manager().reportAPMDict(event); } },
+    { "wrapAppendTracker", "APM",
+        [](const Dictionary& event) { manager().wrapAppendTracker(event); } },
+    { "enrollAPMReport", "APM", enrollRecord },
+};
+
+class OperationFaultTest : public testing::TestWithParam<Operation> {
+protected:
+    OperationFaultTest()
+    {
+        immediate();
+        for (const char* index : { "APM", "MP", "E2E", "Sentry" })
+            manager().register_(std::make_shared<TrackerConfig>(index, 1'000'000));
+    }
+
+    /// False when the operation made fewer allocations.
+    bool callWithout(int spared)
+    {
+        const AllocationFault fault(spared);
+        GetParam().call(event);
+        return fault.hasStruck();
+    }
+
+    const Dictionary event { { "cs", "long enough to need memory of its own" },
+        { "extra", { { "a", 1 } } } };
+};
+
+INSTANTIATE_TEST_SUITE_P(Operations, OperationFaultTest, testing::ValuesIn(operations),
+    [](const auto& operation) { return operation.param.name; });
+
+TEST_P(OperationFaultTest, ThrowsNothingAndCountsTheEventWhicheverAllocationFails)
+{
+    GetParam().call(event);
+    for (int spared = 0;; ++spared) {
+        const LedgerAccount before = manager().ledger(GetParam().index)->events;
+
+        const bool hasStruck = callWithout(spared);
+
+        const LedgerAccount after = manager().ledger(GetParam().index)->events;
+        ASSERT_EQ(after.accepted, before.accepted + 1) << "with allocation " << spared;
+        ASSERT_EQ(after.pending + after.dropped.internalError,
+            before.pending + before.dropped.internalError + 1);
+        if (!hasStruck)
+            return;
+    }
+}
+
+} // namespace
+} // namespace telvora
