@@ -4,6 +4,7 @@
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/HTTPClient.h>
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
+#include <Telvora/Platform/TimerSource.h>
 
 #include <memory>
 #include <stdexcept>

@@ -238,6 +238,15 @@ TEST_F(QuorvexLogTest, AHostWithoutClassesGivesTwoFunctions)
     EXPECT_THAT(calls, ElementsAre("own init", "own6line", "own3[c] x"));
 }
 
+TEST_F(QuorvexLogTest, ANullMessageFromCIsAnEmptyLine)
+{
+    listen();
+
+    qvxLogWithLevel(7, nullptr);
+
+    EXPECT_THAT(service->calls, ElementsAre(Pair(7u, "")));
+}
+
 TEST_F(QuorvexLogTest, LevelsHaveTheNumbersOneToFive)
 {
     EXPECT_EQ(quorvexLogLevel(0), std::nullopt);

@@ -72,6 +72,16 @@ QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
     return QuorvexLogLevel::custom;
 }
 
+// Whoever logs does not fail for want of memory for a line.
+template<typename Step> void withoutThrowing(Step&& step) noexcept
+{
+    try {
+        step();
+    } catch (...) {
+        // The line is lost.
+    }
+}
+
 void deliver(const QuorvexLogCategory& category, QuorvexLogLevel level,
     std::initializer_list<std::string_view> parts)
 {
@@ -119,13 +129,13 @@ void QuorvexLog::configLogger()
 void QuorvexLog::log(const Category& category, std::string_view message)
 {
     if (isListening())
-        deliver(category, configLogType(category), { message });
+        withoutThrowing([&] { deliver(category, configLogType(category), { message }); });
 }
 
 void QuorvexLog::log(const Category& category, FunctionRef<std::string()> makeMessage)
 {
     if (isListening())
-        deliver(category, configLogType(category), { makeMessage() });
+        withoutThrowing([&] { deliver(category, configLogType(category), { makeMessage() }); });
 }
 
 void QuorvexLog::log(const Category& category, const Dictionary& event)
@@ -135,18 +145,23 @@ void QuorvexLog::log(const Category& category, const Dictionary& event)
 
 void QuorvexLog::log(const Category& category, std::string_view message, std::string_view error)
 {
-    if (isListening())
-        deliver(category, QuorvexLogLevel::warning, { message, ", ", error });
+    if (isListening()) {
+        withoutThrowing([&] {
+            deliver(category, QuorvexLogLevel::warning, { message, ", ", error });
+        });
+    }
 }
 
 void QuorvexLog::safeLog(unsigned level, const std::string& message)
 {
     if (!isListening())
         return;
-    const auto service = state().currentService();
-    if (!service)
-        return;
-    state().tesselQueue->barrierSync([&] { callHost([&] { service->log(level, message); }); });
+    withoutThrowing([&] {
+        const auto service = state().currentService();
+        if (!service)
+            return;
+        state().tesselQueue->barrierSync([&] { callHost([&] { service->log(level, message); }); });
+    });
 }
 
 QuorvexLogFilter QuorvexLog::logFilter()
@@ -193,5 +208,6 @@ void log(const QuorvexLogCategory& category, std::string_view message, std::stri
 
 void qvxLogWithLevel(unsigned level, const char* message)
 {
-    telvora::QuorvexLog::safeLog(level, message);
+    // Nothing may be thrown through C, not even for want of memory.
+    telvora::withoutThrowing([&] { telvora::QuorvexLog::safeLog(level, message ? message : ""); });
 }

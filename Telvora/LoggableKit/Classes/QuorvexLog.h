@@ -37,7 +37,8 @@ TELVORA_EXPORT std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawV
 ///
 /// Threads: any. A call waits until the service has taken the line.
 ///
-/// Failure: none is reported; what the service throws is caught and counted.
+/// Failure: none is reported. What the service throws is caught and counted, and a line for which
+/// there is no memory is lost.
 ///
 /// Deliberate: the filter is asked about each delivered line and its answer is not acted on,
 /// because nothing is printed locally.
@@ -85,5 +86,6 @@ TELVORA_EXPORT void log(
 } // namespace telvora
 
 /// The way in for a host without C++: hands the line to the installed service, under the rules of
-/// telvora::QuorvexLog::safeLog. `message` is UTF-8 and ends with a zero.
+/// telvora::QuorvexLog::safeLog. `message` is UTF-8 and ends with a zero; NULL is an empty line.
+/// Nothing is thrown.
 extern "C" TELVORA_EXPORT void qvxLogWithLevel(unsigned level, const char* message);
