@@ -129,6 +129,11 @@ Array TrackerConfig::apiDatas() const
     return copy(m_leaving ? *m_leaving : *m_apiDatas);
 }
 
+LedgerSnapshot TrackerConfig::ledger() const
+{
+    return m_ledger.snapshot();
+}
+
 bool TrackerConfig::append(Dictionary& event)
 {
     MutexLock locked(m_listLock);

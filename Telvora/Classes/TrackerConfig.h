@@ -84,7 +84,7 @@ public:
     /// A copy of the pending events as they stand.
     Array apiDatas() const TELVORA_EXCLUDES(m_listLock);
 
-    LedgerSnapshot ledger() const { return m_ledger.snapshot(); }
+    LedgerSnapshot ledger() const;
 
 private:
     // Intake and delivery: the only ones who change the event list.
