@@ -22,6 +22,8 @@ TrackerTimer::TrackerTimer()
 
 void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
 {
+    std::shared_ptr<const std::function<void()>> shared
+        = std::make_shared<std::function<void()>>(std::move(handler));
     MutexLock locked(m_lock);
     // Keeps the source's count of suspends in balance with the resume below.
     if (isRunning())
@@ -30,7 +32,12 @@ void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function
         m_postInterval.store(*timeInterval, std::memory_order_relaxed);
     m_logTimer->schedule(
         std::chrono::seconds(std::clamp<std::int64_t>(postInterval(), 0, longestInterval)));
-    m_logTimer->setHandler(std::move(handler));
+    m_logTimer->setHandler([shared] {
+        if (*shared)
+            (*shared)();
+    });
+    // The old handler goes after the lock, with whatever it holds of the host's.
+    m_handler.swap(shared);
     m_logTimer->resume();
     m_isRunning.store(true, std::memory_order_relaxed);
 }

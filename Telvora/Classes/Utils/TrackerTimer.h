@@ -33,7 +33,8 @@ public:
 
     /// Begins ticking; the first tick comes one full interval from now. A second call replaces the
     /// handler and counts the interval afresh. `timeInterval` is in seconds; without it the current
-    /// interval stays.
+    /// interval stays. One of 0 or less is kept as it is, and ticks as often as the platform's
+    /// timers do without an interval.
     void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
         TELVORA_EXCLUDES(m_lock);
 
@@ -52,6 +53,8 @@ private:
     Mutex m_lock;
     std::atomic<bool> m_isRunning { false };
     std::atomic<std::int64_t> m_postInterval { defaultPostInterval };
+    // The one that the source calls, kept so that its end does not come inside the source.
+    std::shared_ptr<const std::function<void()>> m_handler TELVORA_GUARDED_BY(m_lock);
     std::unique_ptr<TimerSource> m_logTimer;
 };
 

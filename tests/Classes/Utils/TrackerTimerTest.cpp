@@ -115,6 +115,40 @@ TEST_F(TrackerTimerQuirk, FailuresAreNotCountedAndChangeNoInterval)
     EXPECT_EQ(manager().trackerTimer().postInterval(), 60);
 }
 
+TEST_F(TrackerTimerTest, AHandlerThatGoesMayCallTheTimer)
+{
+    const auto onceGone = [this](void*) { timer.suspend(); };
+    timer.start({}, [held = std::shared_ptr<void>(nullptr, onceGone)] {});
+
+    timer.start({}, [this] { ++ticks; });
+
+    EXPECT_FALSE(timer.isRunning());
+    pass(60s);
+    EXPECT_EQ(ticks, 0);
+}
+
+TEST_F(TrackerTimerTest, AnEmptyHandlerIsSkipped)
+{
+    timer.start({}, {});
+
+    pass(60s);
+
+    EXPECT_TRUE(timer.isRunning());
+}
+
+TEST_F(TrackerTimerTest, AnIntervalOfZeroOrLessIsKeptAndTicksWhenTheClockStops)
+{
+    for (const std::int64_t interval : { 0, -5 }) {
+        ticks = 0;
+
+        timer.start(interval, [this] { ++ticks; });
+        pass(1s);
+
+        EXPECT_EQ(timer.postInterval(), interval);
+        EXPECT_EQ(ticks, 1);
+    }
+}
+
 TEST_F(TrackerTimerTest, AnIntervalThatNoClockReachesIsTaken)
 {
     timer.start(std::numeric_limits<std::int64_t>::max(), [&] { ++ticks; });
