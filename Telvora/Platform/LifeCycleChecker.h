@@ -41,9 +41,12 @@ inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues
     "deinit",
 };
 
+/// Empty for a value that is no moment.
 constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
 {
-    return lifeCycleTraceOccasionRawValues[static_cast<std::size_t>(occasion)];
+    const auto index = static_cast<std::size_t>(occasion);
+    return index < lifeCycleTraceOccasionRawValues.size() ? lifeCycleTraceOccasionRawValues[index]
+                                                          : std::string_view();
 }
 
 /// Absent for a text that names no moment.

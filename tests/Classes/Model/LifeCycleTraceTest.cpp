@@ -110,6 +110,21 @@ TEST_F(LifeCycleTraceTest, OnlyTwoOccasionsInOneStateDoAnything)
     }
 }
 
+TEST_F(LifeCycleTraceTest, AnOccasionOrAStateOutOfRangeHasNoTextAndDoesNothing)
+{
+    showWindow("Home");
+    const auto log = listen();
+    for (const int value : { -1, 7, 1'000'000 }) {
+        EXPECT_EQ(rawValue(static_cast<Occasion>(value)), "");
+
+        play("Home", static_cast<Occasion>(value));
+        play("Home", cameToTop, static_cast<State>(value));
+    }
+
+    EXPECT_THAT(log->lines, IsEmpty());
+    EXPECT_EQ(top(), std::nullopt);
+}
+
 TEST_F(LifeCycleTraceTest, AListedSceneThatIsAliveIsThePageWithoutAWalk)
 {
     simulated().screens().make("App.MarginTradeViewController");
