@@ -27,11 +27,18 @@ std::optional<Enumeration> find(
     return std::nullopt;
 }
 
+template<typename Enumeration, std::size_t count>
+std::string_view textOf(const std::array<std::string_view, count>& values, Enumeration enumeration)
+{
+    const auto position = static_cast<std::size_t>(enumeration);
+    return position < count ? values[position] : std::string_view();
+}
+
 } // namespace
 
 std::string_view rawValue(DefaultIndex index)
 {
-    return indexValues[static_cast<std::size_t>(index)];
+    return textOf(indexValues, index);
 }
 
 std::optional<DefaultIndex> defaultIndex(std::string_view rawValue)
@@ -41,12 +48,12 @@ std::optional<DefaultIndex> defaultIndex(std::string_view rawValue)
 
 std::string_view rawValue(TrackNetworkStatusType type)
 {
-    return statusValues[static_cast<std::size_t>(type)];
+    return textOf(statusValues, type);
 }
 
 std::string_view caseName(TrackNetworkStatusType type)
 {
-    return statusNames[static_cast<std::size_t>(type)];
+    return textOf(statusNames, type);
 }
 
 std::optional<TrackNetworkStatusType> trackNetworkStatusType(std::string_view rawValue)

@@ -16,7 +16,7 @@ enum class DefaultIndex {
     Sentry,
 };
 
-/// "APM", "MP", "E2E", "Sentry".
+/// "APM", "MP", "E2E", "Sentry"; here and below empty for a value that is none of the cases.
 TELVORA_EXPORT std::string_view rawValue(DefaultIndex index);
 
 /// Absent for any other text; case matters.

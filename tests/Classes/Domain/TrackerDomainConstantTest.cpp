@@ -41,6 +41,15 @@ TEST(TrackNetworkStatusTypeTest, EachTypeHasItsWordAndBack)
     EXPECT_EQ(caseName(Type::network_wifi), "network_wifi");
 }
 
+TEST(TrackNetworkStatusTypeTest, AValueOutOfRangeHasNoText)
+{
+    for (const int value : { -1, 7, 1'000'000 }) {
+        EXPECT_EQ(rawValue(static_cast<TrackNetworkStatusType>(value)), "");
+        EXPECT_EQ(caseName(static_cast<TrackNetworkStatusType>(value)), "");
+        EXPECT_EQ(rawValue(static_cast<DefaultIndex>(value)), "");
+    }
+}
+
 TEST(TrackNetworkStatusTypeTest, AnyOtherTextIsNone)
 {
     for (const char* text : { "", "2g", "WiFi", "wifi", "LTE", "None", "Unknown", "6G" })
