@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <map>
 
 namespace telvora {
 
@@ -26,7 +27,8 @@ constexpr auto handledState = static_cast<LifeCycleTraceState>(1);
 constexpr std::chrono::seconds transitionTail { 2 };
 
 constexpr int mostDelegations = 10;
-// Far above any real tree: only screens in a ring get here.
+// Far above any real tree: only an application that makes a screen anew for each question gets
+// here.
 constexpr int mostSteps = 10'000;
 
 std::atomic<bool> s_isEnabled { false };
@@ -64,9 +66,17 @@ Screen afterDelegation(Screen screen)
 // The screen on top; null where the way ends at nothing.
 Screen topScreen(Screen screen)
 {
+    // Those that the walk has gone on from. Held weakly: one that goes away on the way is gone.
+    std::map<const UIViewController*, std::weak_ptr<UIViewController>> walked;
     for (int steps = 0; screen && steps < mostSteps; ++steps) {
         screen = afterDelegation(std::move(screen));
-        if (!screen || endsAsListed(screen->sceneName()))
+        if (!screen)
+            return nullptr;
+        auto& earlier = walked[screen.get()];
+        if (earlier.lock() == screen)
+            return screen;
+        earlier = screen;
+        if (endsAsListed(screen->sceneName()))
             return screen;
         if (Screen presented = screen->presentedViewController())
             screen = std::move(presented);

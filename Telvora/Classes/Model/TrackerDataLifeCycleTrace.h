@@ -18,8 +18,8 @@ TELVORA_EXPORT ViewControllerInfo toWrapInfo(const std::shared_ptr<UIViewControl
 /// the root, and stops early at one whose scene name ends as the white list says. Absent where the
 /// way ends at nothing. The result has no parameters, whatever a delegate supplied.
 ///
-/// Screens that contain or present each other in a ring end the walk with nothing, after a number
-/// of steps that no real tree reaches.
+/// Deliberate: where screens contain or present each other in a ring, the result is the first one
+/// that the walk comes to a second time.
 ///
 /// Threads: the main thread.
 TELVORA_EXPORT std::optional<ViewControllerInfo> topViewController_monitorTracker(

@@ -9,6 +9,53 @@ namespace {
 
 using Kind = UIViewController::Kind;
 
+/// Counts how often it is asked for what it presents.
+class CountingScreen final : public UIViewController {
+public:
+    std::string className() const override { return "Counting"; }
+    std::string sceneName() const override { return "App.Counting"; }
+    std::shared_ptr<UIViewController> presentedViewController() const override
+    {
+        ++asked;
+        return presented;
+    }
+
+    mutable int asked = 0;
+    std::shared_ptr<UIViewController> presented;
+};
+
+/// Presents another screen each time it is asked, and so do these.
+class EndlessScreen final : public UIViewController {
+public:
+    using Made = std::vector<std::shared_ptr<UIViewController>>;
+
+    explicit EndlessScreen(Made& made)
+        : m_made(made)
+    {
+    }
+    std::string className() const override { return "Endless"; }
+    std::string sceneName() const override { return "App.Endless"; }
+    std::shared_ptr<UIViewController> presentedViewController() const override
+    {
+        return m_made.emplace_back(std::make_shared<EndlessScreen>(m_made));
+    }
+
+private:
+    Made& m_made;
+};
+
+class RootWindow final : public UIWindow {
+public:
+    explicit RootWindow(std::shared_ptr<UIViewController> root)
+        : m_root(std::move(root))
+    {
+    }
+    std::shared_ptr<UIViewController> rootViewController() const override { return m_root; }
+
+private:
+    const std::shared_ptr<UIViewController> m_root;
+};
+
 class TopScreenWalkTest : public SimulatedHost {
 protected:
     void make(std::initializer_list<const char*> ids)
@@ -183,24 +230,54 @@ TEST_F(TopScreenWalkTest, TwoDelegatesThatNameEachOtherEndAfterTenMoves)
     EXPECT_EQ(top(), "b");
 }
 
-TEST_F(TopScreenWalkTest, AScreenThatPresentsItselfEndsTheWalkWithNothing)
+TEST_F(TopScreenWalkQuirk, AScreenThatPresentsItselfIsThePage)
 {
     make({ "Home" });
     screens.setPresents("Home", "Home");
 
-    EXPECT_EQ(top(), std::nullopt);
+    EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(TopScreenWalkTest, ARingOfContainersEndsTheWalkWithNothing)
+TEST_F(TopScreenWalkQuirk, ARingOfScreensYieldsTheFirstOneMetAgain)
 {
-    make({ "Navigation", "Tabs", "Presenting" });
+    make({ "Root", "Navigation", "Tabs", "Presenting" });
+    screens.setPresents("Root", "Navigation");
     screens.setKind("Navigation", Kind::navigation);
     screens.setVisible("Navigation", "Tabs");
     screens.setKind("Tabs", Kind::tabBar);
     screens.setSelected("Tabs", "Presenting");
     screens.setPresents("Presenting", "Navigation");
 
-    EXPECT_EQ(top(), std::nullopt);
+    EXPECT_EQ(top(), "Navigation");
+}
+
+TEST_F(TopScreenWalkTest, ARingThatADelegateClosesYieldsTheScreenItNames)
+{
+    make({ "Home", "Presented" });
+    screens.setPresents("Home", "Presented");
+    delegate("Presented", "Home");
+
+    EXPECT_EQ(top(), "Home");
+}
+
+TEST_F(TopScreenWalkTest, EachScreenOfARingIsAskedOnce)
+{
+    const auto home = std::make_shared<CountingScreen>();
+    home->presented = home;
+
+    const auto info = topViewController_monitorTracker(RootWindow(home));
+
+    EXPECT_EQ(info->vc.lock(), home);
+    EXPECT_EQ(home->asked, 1);
+    home->presented.reset();
+}
+
+TEST_F(TopScreenWalkTest, ScreensThatAreMadeAnewForEachQuestionEndTheWalkWithNothing)
+{
+    EndlessScreen::Made made;
+    const auto endless = std::make_shared<EndlessScreen>(made);
+
+    EXPECT_FALSE(topViewController_monitorTracker(RootWindow(endless)));
 }
 
 TEST_F(TopScreenWalkTest, AListedScreenInARingIsThePage)
