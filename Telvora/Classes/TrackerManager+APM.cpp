@@ -1,6 +1,7 @@
 #include <Telvora/Classes/TrackerManager.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Model/PageParameters.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Clock.h>
@@ -21,14 +22,10 @@ bool isOnWiFi()
     return TrackerDataExcavator::networkStatus() == "WiFi";
 }
 
-// Two reads, one to test and one to copy. A page that is gone still has its parameters.
+// A page that is gone still has its parameters.
 std::optional<StringDictionary> pageParameters()
 {
-    const auto tested = TrackerDataExcavator::topViewControllerInfo();
-    if (!tested || tested->params.empty())
-        return std::nullopt;
-    const auto copied = TrackerDataExcavator::topViewControllerInfo();
-    return copied ? std::optional(copied->params) : std::nullopt;
+    return detail::pageParameters(TrackerDataExcavator::topViewControllerParams);
 }
 
 // Replaces a member, however deep the host's own value is.

@@ -115,8 +115,6 @@ private:
     const std::shared_ptr<EventCount> m_events = std::make_shared<EventCount>();
 };
 
-using ReportStressQuirk = ReportStressTest;
-
 TEST_F(ReportStressTest, AProviderGetsEveryReportOfEveryThreadWhole)
 {
     registerAPM();
@@ -181,7 +179,7 @@ TEST_F(ReportStressTest, EveryExceptionOfAProviderIsCounted)
     EXPECT_EQ(hostExceptionCount() - exceptions, reportCount / 3);
 }
 
-TEST_F(ReportStressQuirk, ReportsGoOnWhilePagesChange)
+TEST_F(ReportStressTest, ReportsGoOnWhilePagesChange)
 {
     class Page final : public UIViewController {
         std::string className() const override { return "Page"; }

@@ -30,7 +30,14 @@ struct Size {
     double height;
 };
 
-// The page on top, each of its values behind a lock of its own.
+// The page on top. Its parameters are replaced and never changed, so that a report copies them
+// once, and with no lock held.
+struct Page {
+    std::weak_ptr<UIViewController> vc;
+    Excavator::PageParameters params;
+};
+
+// Each value of the page is behind a lock of its own.
 template<typename T> class Guarded {
 public:
     explicit Guarded(T value = T())
@@ -99,7 +106,7 @@ struct Kept {
     OnceValue<std::string> mobileOperator;
     OnceValue<double> startTimestamp;
 
-    Guarded<std::optional<ViewControllerInfo>> topViewControllerInfo;
+    Guarded<std::optional<Page>> page;
     Guarded<bool> isTransitioning { false };
     Guarded<bool> isTransitioningControl { false };
     Guarded<Excavator::WhiteList> whiteList { defaultWhiteList() };
@@ -328,26 +335,43 @@ std::optional<std::string> TrackerDataExcavator::networkStatus()
 
 std::optional<ViewControllerInfo> TrackerDataExcavator::topViewControllerInfo()
 {
-    return kept().topViewControllerInfo.get();
+    const auto page = kept().page.get();
+    return page ? std::optional(ViewControllerInfo { page->vc, *page->params }) : std::nullopt;
 }
 
 void TrackerDataExcavator::setTopViewControllerInfo(std::optional<ViewControllerInfo> info)
 {
-    kept().topViewControllerInfo.set(std::move(info));
+    std::optional<Page> page;
+    if (info) {
+        page = Page { std::move(info->vc),
+            std::make_shared<const StringDictionary>(std::move(info->params)) };
+    }
+    kept().page.set(std::move(page));
 }
 
 void TrackerDataExcavator::addViewControllerInfo(const std::string& key, std::string value)
 {
-    kept().topViewControllerInfo.change([&](std::optional<ViewControllerInfo>& info) {
-        if (info)
-            info->params.insert_or_assign(key, std::move(value));
+    PageParameters replaced;
+    kept().page.change([&](std::optional<Page>& page) {
+        if (!page)
+            return;
+        auto params = std::make_shared<StringDictionary>(*page->params);
+        params->insert_or_assign(key, std::move(value));
+        // What was there goes after the lock.
+        replaced = std::exchange(page->params, std::move(params));
     });
+}
+
+TrackerDataExcavator::PageParameters TrackerDataExcavator::topViewControllerParams()
+{
+    const auto page = kept().page.get();
+    return page ? page->params : nullptr;
 }
 
 std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
 {
-    const auto info = topViewControllerInfo();
-    const auto screen = info ? info->vc.lock() : nullptr;
+    const auto page = kept().page.get();
+    const auto screen = page ? page->vc.lock() : nullptr;
     if (!screen)
         return std::nullopt;
     std::optional<std::string> name;

@@ -26,6 +26,8 @@ class TELVORA_EXPORT TrackerDataExcavator {
 public:
     /// A list that is replaced and never changed, so that a walk over it costs no copy.
     using WhiteList = std::shared_ptr<const std::vector<std::string>>;
+    /// Parameters that are replaced and never changed.
+    using PageParameters = std::shared_ptr<const StringDictionary>;
 
     /// Carries no state of its own.
     static TrackerDataExcavator& one();
@@ -82,6 +84,8 @@ public:
     static void setTopViewControllerInfo(std::optional<ViewControllerInfo> info);
     /// Adds a parameter to the page on top; without one nothing happens.
     static void addViewControllerInfo(const std::string& key, std::string value);
+    /// Its parameters alone, shared; null without a page.
+    static PageParameters topViewControllerParams();
 
     /// What the live screen of that info calls its class; absent when there is no info, when the
     /// screen is gone, and when asking it throws.

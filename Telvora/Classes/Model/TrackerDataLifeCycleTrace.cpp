@@ -1,6 +1,7 @@
 #include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Model/PageTransition.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/DispatchQueue.h>
@@ -171,18 +172,14 @@ void TrackerDataLifeCycleTrace::checkAndUpdateTransitioningState(bool start)
 {
     if (start) {
         QuorvexLog::log(Category::trackerTransition(), "ViewController Transitioning Start");
-        if (TrackerDataExcavator::isTransitioning())
-            return;
-        TrackerDataExcavator::setIsTransitioning(true);
-        TrackerDataExcavator::setIsTransitioningControl(true);
+        detail::openTransition<TrackerDataExcavator>();
         return;
     }
 
     QuorvexLog::log(
         Category::trackerData(), [] { return "Top ViewController jump to => " + currentName(); });
-    if (!TrackerDataExcavator::isTransitioningControl() || !TrackerDataExcavator::isTransitioning())
+    if (!detail::claimTransitionClose<TrackerDataExcavator>())
         return;
-    TrackerDataExcavator::setIsTransitioningControl(false);
     platform().dispatch.globalAsyncAfter(transitionTail, [] {
         TrackerDataExcavator::setIsTransitioning(false);
         QuorvexLog::log(Category::trackerTransition(), "ViewController Transitioning End");
