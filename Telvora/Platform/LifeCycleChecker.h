@@ -86,9 +86,20 @@ class TELVORA_EXPORT LifeCycleTrace {
 public:
     virtual ~LifeCycleTrace() = default;
 
+    /// The name of the scene that it was made for.
+    virtual const std::string& sceneName() const = 0;
+
+    /// The screen of that scene, held weakly; null until it is set, and when it has gone away.
+    virtual std::shared_ptr<UIViewController> scene() const = 0;
     virtual void setScene(std::weak_ptr<UIViewController> scene) = 0;
+
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
+    virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
+
+    /// The moment that a selector of the framework stands for; absent for any other text.
     virtual std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const = 0;
+
+    /// Says that a moment in the life of the scene has come.
     virtual void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
         = 0;
 };

@@ -4,18 +4,24 @@
 #include <Telvora/Base/Export.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace telvora {
+
+struct ViewControllerInfo;
 
 /// One screen of the application: a page, or a container that shows other screens. Made by the
 /// integration of a toolkit, which keeps it alive as long as the screen exists; the library holds
 /// screens weakly.
 ///
+/// Life: in a std::shared_ptr of its own. A class of screens does not derive from
+/// std::enable_shared_from_this once more: with two of them neither works.
+///
 /// Threads: asked on the thread that calls the page lifecycle, the main thread. className() is
 /// also asked on whatever thread reports, which keeps the screen for the length of that question:
 /// a screen that goes away meanwhile is destroyed on that thread.
-class TELVORA_EXPORT UIViewController {
+class TELVORA_EXPORT UIViewController : public std::enable_shared_from_this<UIViewController> {
 public:
     enum class Kind {
         plain,
@@ -39,6 +45,9 @@ public:
     virtual std::shared_ptr<UIViewController> visibleViewController() const { return nullptr; }
     /// Of a tab-bar controller: the screen of the chosen tab, or null.
     virtual std::shared_ptr<UIViewController> selectedViewController() const { return nullptr; }
+
+    /// The page that it is itself, without parameters.
+    ViewControllerInfo toWrapInfo();
 };
 
 /// The page that the user sees: its screen, held weakly, and what the host says of it.
@@ -46,6 +55,11 @@ struct ViewControllerInfo {
     std::weak_ptr<UIViewController> vc;
     StringDictionary params {};
 };
+
+inline ViewControllerInfo UIViewController::toWrapInfo()
+{
+    return { weak_from_this() };
+}
 
 /// Adopted, beside UIViewController, by a screen that wants another screen reported in its place,
 /// as a container does for one of its children.
@@ -64,6 +78,18 @@ public:
 
     /// Null for a window without content.
     virtual std::shared_ptr<UIViewController> rootViewController() const = 0;
+
+    /// The screen on top of this window: follows delegates, presented, visible and selected screens
+    /// from the root, and stops early at one whose scene name ends as the white list says. Absent
+    /// where the way ends at nothing, or a screen throws. The result has no parameters, whatever a
+    /// delegate supplied.
+    ///
+    /// Deliberate: where screens contain or present each other in a ring, the result is the first
+    /// one that the walk comes to a second time.
+    std::optional<ViewControllerInfo> topViewController_monitorTracker() const;
+
+    /// The same for the application's key window; absent without one.
+    static std::optional<ViewControllerInfo> trackerTopViewControllerInfo();
 };
 
 /// The application's windows.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Platform/LifeCycleChecker.h>
+#include <tests/Platform/PlainTrace.h>
 
 #include <gtest/gtest.h>
 
@@ -9,28 +10,6 @@
 #include <string_view>
 
 namespace telvora {
-
-/// An adaptor that shows who made it and for which scene.
-class NamedTrace final : public LifeCycleTrace {
-public:
-    explicit NamedTrace(std::string newName)
-        : name(std::move(newName))
-    {
-    }
-
-    void setScene(std::weak_ptr<UIViewController>) override { }
-    const LifeCycleResolveRules& occasionRule() const override { return m_rules; }
-    std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const override
-    {
-        return lifeCycleTraceOccasion(sel);
-    }
-    void activeActionHandler(LifeCycleTraceOccasion, LifeCycleTraceState) override { }
-
-    const std::string name;
-
-private:
-    LifeCycleResolveRules m_rules { { { 0, 2 }, "end" } };
-};
 
 /// What every LifeCycleChecker promises. `Subject` is made without arguments and has
 /// `LifeCycleChecker& checker()` and
@@ -41,14 +20,14 @@ protected:
     void registerFactory(const std::string& name)
     {
         subject.checker().registerAdaptor([name](const std::string& sceneName) {
-            return std::make_unique<NamedTrace>(name + ":" + sceneName);
+            return std::make_unique<PlainTrace>(name + ":" + sceneName);
         });
     }
 
     std::string create(const std::string& sceneName)
     {
         const auto adaptor = subject.create(sceneName);
-        return adaptor ? dynamic_cast<NamedTrace&>(*adaptor).name : "(none)";
+        return adaptor ? adaptor->sceneName() : "(none)";
     }
 
     Subject subject;

@@ -96,7 +96,7 @@ template<typename Walk> std::optional<ViewControllerInfo> guardedWalk(Walk&& wal
 {
     Screen top;
     callHost([&] { top = walk(); });
-    return top ? std::optional(toWrapInfo(top)) : std::nullopt;
+    return top ? std::optional(ViewControllerInfo { top }) : std::nullopt;
 }
 
 std::string currentName()
@@ -106,17 +106,12 @@ std::string currentName()
 
 } // namespace
 
-ViewControllerInfo toWrapInfo(const std::shared_ptr<UIViewController>& vc)
+std::optional<ViewControllerInfo> UIWindow::topViewController_monitorTracker() const
 {
-    return { vc, {} };
+    return guardedWalk([this] { return topScreen(rootViewController()); });
 }
 
-std::optional<ViewControllerInfo> topViewController_monitorTracker(const UIWindow& window)
-{
-    return guardedWalk([&] { return topScreen(window.rootViewController()); });
-}
-
-std::optional<ViewControllerInfo> trackerTopViewControllerInfo()
+std::optional<ViewControllerInfo> UIWindow::trackerTopViewControllerInfo()
 {
     return guardedWalk([]() -> Screen {
         const auto window = platform().screens.keyWindow();
@@ -157,8 +152,9 @@ void TrackerDataLifeCycleTrace::cameToTop()
 {
     // A listed screen is the page itself, unless it is gone already.
     const Screen listed = endsAsListed(m_sceneName) ? scene() : nullptr;
-    TrackerDataExcavator::setTopViewControllerInfo(
-        listed ? std::optional(toWrapInfo(listed)) : trackerTopViewControllerInfo());
+    TrackerDataExcavator::setTopViewControllerInfo(listed
+            ? std::optional(ViewControllerInfo { listed })
+            : UIWindow::trackerTopViewControllerInfo());
     checkAndUpdateTransitioningState(false);
 }
 
@@ -195,7 +191,7 @@ TrackerDataLifeCycleMonitor& TrackerDataLifeCycleMonitor::shared()
 TrackerDataLifeCycleMonitor::TrackerDataLifeCycleMonitor()
 {
     platform().lifeCycleChecker.registerAdaptor(
-        [](const std::string& sceneName) { return TrackerDataLifeCycleTrace::create(sceneName); });
+        [](const std::string& sceneName) { return adaptor::create(sceneName); });
 }
 
 void TrackerDataLifeCycleMonitor::setup()

@@ -11,23 +11,6 @@
 
 namespace telvora {
 
-/// The page that `vc` itself is, without parameters.
-TELVORA_EXPORT ViewControllerInfo toWrapInfo(const std::shared_ptr<UIViewController>& vc);
-
-/// The screen on top of a window: follows delegates, presented, visible and selected screens from
-/// the root, and stops early at one whose scene name ends as the white list says. Absent where the
-/// way ends at nothing. The result has no parameters, whatever a delegate supplied.
-///
-/// Deliberate: where screens contain or present each other in a ring, the result is the first one
-/// that the walk comes to a second time.
-///
-/// Threads: the main thread.
-TELVORA_EXPORT std::optional<ViewControllerInfo> topViewController_monitorTracker(
-    const UIWindow& window);
-
-/// The same for the application's key window; absent without one.
-TELVORA_EXPORT std::optional<ViewControllerInfo> trackerTopViewControllerInfo();
-
 /// Follows one scene for the page-lifecycle framework: keeps the page on top and the flags of a
 /// change of page up to date.
 ///
@@ -39,14 +22,14 @@ class TELVORA_EXPORT TrackerDataLifeCycleTrace final : public LifeCycleTrace {
 public:
     static std::unique_ptr<TrackerDataLifeCycleTrace> create(const std::string& sceneName);
 
-    const std::string& sceneName() const { return m_sceneName; }
+    const std::string& sceneName() const override { return m_sceneName; }
     void setSceneName(std::string sceneName) { m_sceneName = std::move(sceneName); }
 
-    std::shared_ptr<UIViewController> scene() const { return m_scene.lock(); }
+    std::shared_ptr<UIViewController> scene() const override { return m_scene.lock(); }
     void setScene(std::weak_ptr<UIViewController> scene) override { m_scene = std::move(scene); }
 
     const LifeCycleResolveRules& occasionRule() const override { return m_occasionRule; }
-    void setOccasionRule(LifeCycleResolveRules rule) { m_occasionRule = std::move(rule); }
+    void setOccasionRule(LifeCycleResolveRules rule) override { m_occasionRule = std::move(rule); }
 
     std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const override;
 
@@ -69,6 +52,9 @@ private:
 /// Threads: any; the host calls setup() at start-up.
 class TELVORA_EXPORT TrackerDataLifeCycleMonitor {
 public:
+    /// The class whose create() is registered: a type, not an object.
+    using adaptor = TrackerDataLifeCycleTrace;
+
     static TrackerDataLifeCycleMonitor& shared();
 
     /// Makes the shared one. Calling it again does nothing.

@@ -5,8 +5,7 @@
 namespace telvora {
 
 class ScriptedScreens::Screen final : public UIViewController,
-                                      public TrackerDataLifeCycleControllerDelegate,
-                                      public std::enable_shared_from_this<Screen> {
+                                      public TrackerDataLifeCycleControllerDelegate {
 public:
     struct Values {
         std::string className;
@@ -50,7 +49,7 @@ public:
     {
         Values current = values();
         if (!current.delegates)
-            return { std::const_pointer_cast<Screen>(shared_from_this()) };
+            return { std::const_pointer_cast<UIViewController>(shared_from_this()) };
         return { current.delegatesTo, std::move(current.delegateParams) };
     }
 

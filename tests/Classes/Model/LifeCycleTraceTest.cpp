@@ -83,6 +83,43 @@ TEST_F(LifeCycleTraceTest, SceneAndRuleCanBeReplaced)
     EXPECT_EQ(adaptor->scene(), nullptr);
 }
 
+TEST_F(LifeCycleTraceTest, ADriverReadsAndSetsTheAdaptorThroughItsInterface)
+{
+    TrackerDataLifeCycleMonitor::setup();
+    simulated().screens().make("Page");
+
+    const std::unique_ptr<LifeCycleTrace> trace
+        = simulated().lifeCycleChecker().create("Module.Page");
+    EXPECT_EQ(trace->sceneName(), "Module.Page");
+    EXPECT_EQ(trace->scene(), nullptr);
+    EXPECT_EQ(trace->occasionRule().rule().end, "Tracker_Data_End");
+
+    trace->setScene(simulated().screens().screen("Page"));
+    trace->setOccasionRule(LifeCycleResolveRules({ { 7, 8 }, "end" }));
+    EXPECT_EQ(trace->scene(), simulated().screens().screen("Page"));
+    EXPECT_THAT(trace->occasionRule().rule().values, ElementsAre(7, 8));
+}
+
+TEST_F(LifeCycleTraceTest, TheMonitorNamesTheClassOfItsAdaptors)
+{
+    TrackerDataLifeCycleMonitor::setup();
+
+    const auto trace = simulated().lifeCycleChecker().create("Module.Page");
+
+    EXPECT_NE(dynamic_cast<TrackerDataLifeCycleMonitor::adaptor*>(trace.get()), nullptr);
+}
+
+TEST_F(LifeCycleTraceTest, AScreenIsAPageWithoutParameters)
+{
+    simulated().screens().make("Page");
+    const auto screen = simulated().screens().screen("Page");
+
+    const ViewControllerInfo info = screen->toWrapInfo();
+
+    EXPECT_EQ(info.vc.lock(), screen);
+    EXPECT_TRUE(info.params.empty());
+}
+
 TEST_F(LifeCycleTraceTest, ASelectorIsTheRawTextOfAnOccasion)
 {
     const auto adaptor = TrackerDataLifeCycleTrace::create("a");
@@ -265,7 +302,7 @@ TEST_F(LifeCycleTraceTest, ScreensThatThrowEndTheWalkWithNothing)
     };
     const auto exceptions = hostExceptionCount();
 
-    EXPECT_FALSE(topViewController_monitorTracker(Throwing()));
+    EXPECT_FALSE(Throwing().topViewController_monitorTracker());
     EXPECT_EQ(hostExceptionCount(), exceptions + 1);
 }
 

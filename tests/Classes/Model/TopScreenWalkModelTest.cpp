@@ -125,7 +125,7 @@ public:
 
     Found walk()
     {
-        const auto info = topViewController_monitorTracker(Window(*this));
+        const auto info = Window(*this).topViewController_monitorTracker();
         if (!info)
             return {};
         // Which one it was is known from the control block, dead or alive.

@@ -68,7 +68,7 @@ protected:
     // The class of the screen that the walk ends at; absent when it ends at nothing.
     std::optional<std::string> top()
     {
-        const auto info = trackerTopViewControllerInfo();
+        const auto info = UIWindow::trackerTopViewControllerInfo();
         const auto screen = info ? info->vc.lock() : nullptr;
         return screen ? std::optional(screen->className()) : std::nullopt;
     }
@@ -196,7 +196,7 @@ TEST_F(TopScreenWalkQuirk, ParametersOfADelegateAreNotTaken)
     screens.setDelegateParams("Home", { { "a", "1" } });
 
     EXPECT_EQ(top(), "Child");
-    EXPECT_TRUE(trackerTopViewControllerInfo()->params.empty());
+    EXPECT_TRUE(UIWindow::trackerTopViewControllerInfo()->params.empty());
 }
 
 TEST_F(TopScreenWalkQuirk, TenMovesOfDelegationAreMade)
@@ -265,11 +265,24 @@ TEST_F(TopScreenWalkTest, EachScreenOfARingIsAskedOnce)
     const auto home = std::make_shared<CountingScreen>();
     home->presented = home;
 
-    const auto info = topViewController_monitorTracker(RootWindow(home));
+    const auto info = RootWindow(home).topViewController_monitorTracker();
 
     EXPECT_EQ(info->vc.lock(), home);
     EXPECT_EQ(home->asked, 1);
     home->presented.reset();
+}
+
+TEST_F(TopScreenWalkTest, ScreensThatAreMembersOfOneObjectAreToldApart)
+{
+    const auto pair = std::make_shared<std::pair<CountingScreen, CountingScreen>>();
+    const std::shared_ptr<UIViewController> home(pair, &pair->first);
+    const std::shared_ptr<UIViewController> other(pair, &pair->second);
+    pair->first.presented = other;
+
+    const auto info = RootWindow(home).topViewController_monitorTracker();
+
+    EXPECT_EQ(info->vc.lock(), other);
+    pair->first.presented.reset();
 }
 
 TEST_F(TopScreenWalkTest, ScreensThatAreMadeAnewForEachQuestionEndTheWalkWithNothing)
@@ -277,7 +290,7 @@ TEST_F(TopScreenWalkTest, ScreensThatAreMadeAnewForEachQuestionEndTheWalkWithNot
     EndlessScreen::Made made;
     const auto endless = std::make_shared<EndlessScreen>(made);
 
-    EXPECT_FALSE(topViewController_monitorTracker(RootWindow(endless)));
+    EXPECT_FALSE(RootWindow(endless).topViewController_monitorTracker());
 }
 
 TEST_F(TopScreenWalkTest, AListedScreenInARingIsThePage)
@@ -293,7 +306,7 @@ TEST_F(TopScreenWalkTest, AWindowOfTheHostsOwnIsWalkedLikewise)
 {
     make({ "Home" });
 
-    EXPECT_EQ(topViewController_monitorTracker(*simulated().screens().keyWindow())->vc.lock(),
+    EXPECT_EQ(simulated().screens().keyWindow()->topViewController_monitorTracker()->vc.lock(),
         screens.screen("Home"));
 }
 

@@ -7,6 +7,7 @@
 #include <Telvora/Platform/Linux/LinuxTelephony.h>
 
 #include <tests/Platform/NotificationCenterContract.h>
+#include <tests/Platform/PlainTrace.h>
 
 #include <gtest/gtest.h>
 
@@ -144,18 +145,6 @@ TEST(LinuxScreenHierarchyTest, HasNoKeyWindowUntilSomebodySuppliesOne)
     screens.setKeyWindowSupplier({});
     EXPECT_EQ(screens.keyWindow(), nullptr);
 }
-
-struct PlainTrace final : LifeCycleTrace {
-    void setScene(std::weak_ptr<UIViewController>) override { }
-    const LifeCycleResolveRules& occasionRule() const override { return rules; }
-    std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view) const override
-    {
-        return std::nullopt;
-    }
-    void activeActionHandler(LifeCycleTraceOccasion, LifeCycleTraceState) override { }
-
-    LifeCycleResolveRules rules { LifeCycleResolveRule { { 0, 0 }, "" } };
-};
 
 TEST(LinuxLifeCycleCheckerTest, MakesNoAdaptorWithoutAFactory)
 {

@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Simulated/ScriptedLifeCycleChecker.h>
 
+#include <tests/Platform/PlainTrace.h>
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -9,7 +11,7 @@ namespace telvora {
 namespace {
 
 /// Writes down what the framework does with it.
-class NotingTrace final : public LifeCycleTrace {
+class NotingTrace final : public PlainTrace {
 public:
     explicit NotingTrace(std::string& notes)
         : m_notes(notes)
@@ -20,11 +22,6 @@ public:
     {
         m_notes += scene.lock() ? "scene " : "no-scene ";
     }
-    const LifeCycleResolveRules& occasionRule() const override { return m_rules; }
-    std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const override
-    {
-        return lifeCycleTraceOccasion(sel);
-    }
     void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state) override
     {
         m_notes += std::string(rawValue(occasion))
@@ -33,7 +30,6 @@ public:
 
 private:
     std::string& m_notes;
-    LifeCycleResolveRules m_rules { { { 0, 2 }, "end" } };
 };
 
 TEST(ScriptedLifeCycleCheckerTest, PlaysAMomentOnAFreshAdaptorOfTheScene)
