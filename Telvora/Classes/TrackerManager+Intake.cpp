@@ -13,20 +13,19 @@ struct TrackerManager::IntakeBlock {
     void operator()() { manager.intake(event, index); }
 };
 
-void TrackerManager::appendTracker(const Dictionary& event, std::string forIndex)
+void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
-    handOn(forIndex, [&] {
+    handOn(for_, [&] {
         Dictionary copied = copy(event);
-        appendTracker(std::move(copied), std::move(forIndex));
+        appendTracker(std::move(copied), std::move(for_));
     });
 }
 
-void TrackerManager::appendTracker(Dictionary&& event, std::string forIndex)
+void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 {
     // Made in the queue's own memory: every move of an event is a cost to the host's thread.
-    handOn(forIndex, [&] {
-        m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(forIndex));
-    });
+    handOn(for_,
+        [&] { m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(for_)); });
 }
 
 void TrackerManager::lostBeforeIntake(const std::string& index)

@@ -92,15 +92,15 @@ void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
 }
 
 void TrackerManager::setupCommonDatas(
-    const Dictionary& commonDatas, std::string dataListKey, std::string_view forIndex)
+    const Dictionary& commonDatas, std::string dataListKey, std::string_view for_)
 {
-    setupCommonDatas(copy(commonDatas), std::move(dataListKey), forIndex);
+    setupCommonDatas(copy(commonDatas), std::move(dataListKey), for_);
 }
 
 void TrackerManager::setupCommonDatas(
-    Dictionary&& commonDatas, std::string dataListKey, std::string_view forIndex)
+    Dictionary&& commonDatas, std::string dataListKey, std::string_view for_)
 {
-    if (const auto channel = config(forIndex))
+    if (const auto channel = config(for_))
         channel->setCommonData({ std::move(commonDatas), std::move(dataListKey) });
     else
         dispose(std::move(commonDatas));

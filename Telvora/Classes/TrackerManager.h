@@ -63,12 +63,11 @@ public:
     /// are 2 same configs - index `INDEX`".
     void register_(std::shared_ptr<TrackerConfig> config);
 
-    /// Replaces a channel's common data and the key of its event list; nothing happens where no
-    /// such channel is registered.
+    /// Replaces the common data of the channel `for_` and the key of its event list; nothing
+    /// happens where no such channel is registered.
+    void setupCommonDatas(Dictionary&& commonDatas, std::string dataListKey, std::string_view for_);
     void setupCommonDatas(
-        Dictionary&& commonDatas, std::string dataListKey, std::string_view forIndex);
-    void setupCommonDatas(
-        const Dictionary& commonDatas, std::string dataListKey, std::string_view forIndex);
+        const Dictionary& commonDatas, std::string dataListKey, std::string_view for_);
 
     /// Follows the application's moves, starts the flush timer and the network notifier, and calls
     /// the start hook of each channel that is not running.
@@ -84,9 +83,10 @@ public:
 
     // ---- TrackerManager+Intake.cpp: the road of an event ----
 
-    /// Hands an event to a channel. It is moved into a block of the queue; the rest happens there.
-    void appendTracker(Dictionary&& event, std::string forIndex);
-    void appendTracker(const Dictionary& event, std::string forIndex);
+    /// Hands an event to the channel `for_`. It is moved into a block of the queue; the rest
+    /// happens there.
+    void appendTracker(Dictionary&& event, std::string for_);
+    void appendTracker(const Dictionary& event, std::string for_);
 
     /// Installs the closure that sees every event after its intake, known channel or not. It holds
     /// up the queue while it runs.

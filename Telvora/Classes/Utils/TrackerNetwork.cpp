@@ -82,9 +82,9 @@ std::string TrackerNetwork::applicationVersion()
 }
 
 void TrackerNetwork::post(
-    const std::string& url, Batch param, const StringDictionary& externHeaders, Handler handler)
+    const std::string& with, Batch param, const StringDictionary& externHeaders, Handler handler)
 try {
-    shareInstance().postWithEnds(url, std::move(param), externHeaders,
+    shareInstance().postWithEnds(with, std::move(param), externHeaders,
         [handler = std::move(handler)](PostEnd end, Batch posted) {
             const bool isHeard = end == PostEnd::accepted || end == PostEnd::refused;
             if (isHeard && handler)

@@ -54,9 +54,9 @@ public:
     /// The application's version as the bundle has it now; empty where it has none.
     static std::string applicationVersion();
 
-    /// Builds the request and starts it. `externHeaders` are the channel's own; fixed ones of the
-    /// same name, in any case of letters, win over them.
-    static void post(const std::string& url, Batch param, const StringDictionary& externHeaders,
+    /// Builds the request and starts it. `with` is the address; `externHeaders` are the channel's
+    /// own; fixed ones of the same name, in any case of letters, win over them.
+    static void post(const std::string& with, Batch param, const StringDictionary& externHeaders,
         Handler handler);
 
     /// The same, telling every end; for whoever keeps account. What is thrown before the request is
