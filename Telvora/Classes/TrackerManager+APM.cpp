@@ -14,19 +14,10 @@ namespace telvora {
 
 namespace {
 
+using detail::ReportContext;
+
 // The name under which the provider files every report.
 constexpr const char* reportName = "vendel-app";
-
-bool isOnWiFi()
-{
-    return TrackerDataExcavator::networkStatus() == "WiFi";
-}
-
-// A page that is gone still has its parameters.
-std::optional<StringDictionary> pageParameters()
-{
-    return detail::pageParameters(TrackerDataExcavator::topViewControllerParams);
-}
 
 // Replaces a member, however deep the host's own value is.
 void put(Dictionary& dictionary, std::string_view key, Value value)
@@ -139,34 +130,23 @@ void reportToProvider(
     QuorvexLog::log(category, "Ostra report succeed!");
 }
 
-void complete(TrackerMeta& record)
-{
-    if (!record.p)
-        record.p = TrackerDataExcavator::topViewControllerClassName();
-    // No battery probe: an absent level stays absent.
-    if (!record.wifi)
-        record.wifi = isOnWiFi();
-    if (!record.pageExpend)
-        record.pageExpend = pageParameters();
-}
-
 void complete(Dictionary& dict)
 {
     const double now = platform().clock.secondsSince1970();
     put(dict, "d", Value(now));
     // By the presence of the key: a null of the host's is an answer, and is kept.
     if (!dict.contains("p")) {
-        if (const auto name = TrackerDataExcavator::topViewControllerClassName())
+        if (const auto name = ReportContext::page())
             put(dict, "p", Value(std::string_view(*name)));
     }
     if (!dict.contains("wifi"))
-        put(dict, "wifi", Value(isOnWiFi()));
+        put(dict, "wifi", Value(ReportContext::isOnWiFi()));
     if (!dict.contains("si")) {
         const double sinceStart = now - TrackerDataExcavator::startTimestamp();
         put(dict, "si", Value(sinceStart > 0 ? sinceStart : 0.0));
     }
     if (!dict.contains("pageExpend")) {
-        if (const auto parameters = pageParameters())
+        if (const auto parameters = ReportContext::pageParameters())
             put(dict, "pageExpend", detail::asValue(*parameters));
     }
     put(dict, "ipaMode", Value(TrackerConfiguration::ipaMode()));
@@ -182,20 +162,24 @@ std::string apm()
 
 } // namespace
 
-void TrackerManager::enrollAPMReport(TrackerMeta& record, bool useOstra)
+bool detail::ReportContext::isOnWiFi()
 {
-    handOn(apm(), [&] {
-        complete(record);
-        wrapAppendTracker(record.asDictionary(), useOstra);
-    });
+    return TrackerDataExcavator::networkStatus() == "WiFi";
 }
 
-void TrackerManager::enrollAPMReport(TrackerMeta&& record, bool useOstra)
+std::optional<std::string> detail::ReportContext::page()
 {
-    handOn(apm(), [&] {
-        complete(record);
-        wrapAppendTracker(std::move(record).asDictionary(), useOstra);
-    });
+    return TrackerDataExcavator::topViewControllerClassName();
+}
+
+std::optional<StringDictionary> detail::ReportContext::pageParameters()
+{
+    return detail::pageParameters(TrackerDataExcavator::topViewControllerParams);
+}
+
+void TrackerManager::reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra)
+{
+    handOn(apm(), [&] { wrapAppendTracker(makeDictionary(), useOstra); });
 }
 
 void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)

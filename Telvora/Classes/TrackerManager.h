@@ -2,6 +2,8 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/Work.h>
+#include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
 #include <Telvora/Classes/Model/TrackerMeta.h>
 #include <Telvora/Classes/OstraProviderProtocol.h>
@@ -22,6 +24,8 @@
 #include <vector>
 
 namespace telvora {
+
+// Longer than other headers: all that a host calls is here, in the order of the sources.
 
 /// The library, as a host sees it: register a TrackerConfig for each channel, start once, and hand
 /// over events.
@@ -106,11 +110,18 @@ public:
 
     // ---- TrackerManager+APM.cpp: APM reports ----
 
-    /// Completes the record itself with page, network and page parameters, and reports it. A host
-    /// that keeps it and reports it again reports the same page.
+    /// Completes the record itself with page, network and page parameters, those of them that it
+    /// has, and reports it. A host that keeps it and reports it again reports the same page.
+    /// `Record` is TrackerMeta, or another record that derives from DataAsDict.
     /// Deliberate, here and below: useOstra and immediately change nothing.
-    void enrollAPMReport(TrackerMeta& record, bool useOstra = false);
-    void enrollAPMReport(TrackerMeta&& record, bool useOstra = false);
+    template<DataAsDictRecord Record> void enrollAPMReport(Record& record, bool useOstra = false)
+    {
+        reportRecord([&] { return detail::completed(record).asDictionary(); }, useOstra);
+    }
+    template<DataAsDictRecord Record> void enrollAPMReport(Record&& record, bool useOstra = false)
+    {
+        reportRecord([&] { return std::move(detail::completed(record)).asDictionary(); }, useOstra);
+    }
 
     /// Completes a dictionary of the host's and reports it; an empty one is dropped. "d" and
     /// "ipaMode" are written over; "p", "wifi", "si" (seconds since the start) and "pageExpend" are
@@ -231,6 +242,7 @@ private:
     void intake(Dictionary& event, const std::string& index);
     void trigger(const Dictionary& event, const std::string& index, ChannelLedger& ledger);
 
+    void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
     Dictionary standardCommonData();
     void setupFEMonitor();
     void stampNetwork(Dictionary& event);

@@ -2,7 +2,9 @@
 #include <tests/Classes/SimulatedHost.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Model/CommonTrackerModel.h>
 
+#include <boost/describe/class.hpp>
 #include <gmock/gmock.h>
 
 namespace telvora {
@@ -155,6 +157,48 @@ TEST_F(APMRecordTest, ExtraOfAnyDepthGoesThrough)
 
     manager().enrollAPMReport(std::move(record));
     simulated().runUntilIdle();
+}
+
+struct OwnRecord : DataAsDict<OwnRecord> {
+    std::string t = "OWN";
+    std::optional<std::string> p;
+    std::optional<bool> wifi;
+    std::optional<StringDictionary> pageExpend;
+    std::optional<std::int64_t> batr;
+    int count_ = 3;
+};
+BOOST_DESCRIBE_STRUCT(OwnRecord, (), (t, p, wifi, pageExpend, batr, count_))
+
+TEST_F(APMRecordTest, ARecordOfTheHostsOwnTypeIsCompletedInWhatItHas)
+{
+    showPage("Live", { { "id", "7" } });
+    OwnRecord record;
+
+    manager().enrollAPMReport(record);
+
+    EXPECT_EQ(onlyEvent().event,
+        (Dictionary { { "t", "OWN" }, { "p", "Live" }, { "wifi", true },
+            { "pageExpend", { { "id", "7" } } }, { "batr", nullptr }, { "count_", 3 } }));
+    EXPECT_EQ(record.p, "Live");
+}
+
+struct PlainRecord : DataAsDict<PlainRecord> {
+    std::string p = "mine";
+    double wifi = 0.5;
+};
+BOOST_DESCRIBE_STRUCT(PlainRecord, (), (p, wifi))
+
+TEST_F(APMRecordTest, ARecordWithoutOptionalPropertiesIsReportedAsItIs)
+{
+    showPage("Live", { { "id", "7" } });
+
+    manager().enrollAPMReport(PlainRecord());
+    manager().enrollAPMReport(CommonTrackerModel());
+
+    simulated().runUntilIdle();
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0].event, (Dictionary { { "p", "mine" }, { "wifi", 0.5 } }));
+    EXPECT_EQ(seen[1].event.size(), 8u);
 }
 
 TEST_F(APMRecordQuirk, AReportAlwaysHasAll33Keys)
