@@ -21,32 +21,27 @@ struct TELVORA_EXPORT ReportContext {
     static std::optional<StringDictionary> pageParameters();
 };
 
+template<typename Record>
+concept HasPage = std::same_as<decltype(Record::p), std::optional<std::string>>;
+template<typename Record>
+concept HasWifi = std::same_as<decltype(Record::wifi), std::optional<bool>>;
+template<typename Record>
+concept HasPageExpend = std::same_as<decltype(Record::pageExpend), std::optional<StringDictionary>>;
+
 /// Fills in `p`, `wifi` and `pageExpend`, those of them that the record has as optional properties
 /// and that are absent, and gives the record back. An absent `batr` stays absent: nothing is known
 /// of the battery.
 template<DataAsDictRecord Record> Record& completed(Record& record)
 {
-    if constexpr (requires {
-                      {
-                          record.p
-                          } -> std::same_as<std::optional<std::string>&>;
-                  }) {
+    if constexpr (HasPage<Record>) {
         if (!record.p)
             record.p = ReportContext::page();
     }
-    if constexpr (requires {
-                      {
-                          record.wifi
-                          } -> std::same_as<std::optional<bool>&>;
-                  }) {
+    if constexpr (HasWifi<Record>) {
         if (!record.wifi)
             record.wifi = ReportContext::isOnWiFi();
     }
-    if constexpr (requires {
-                      {
-                          record.pageExpend
-                          } -> std::same_as<std::optional<StringDictionary>&>;
-                  }) {
+    if constexpr (HasPageExpend<Record>) {
         if (!record.pageExpend)
             record.pageExpend = ReportContext::pageParameters();
     }
