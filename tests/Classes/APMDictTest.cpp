@@ -55,6 +55,15 @@ TEST_F(APMDictTest, APageAddsItsNameAndParameters)
     EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
 }
 
+TEST_F(APMDictTest, ThePageIsNamedByItsClassAndNotByItsScene)
+{
+    showPage("Live");
+    simulated().screens().setClassName("Live", "LivePage");
+    simulated().screens().setSceneName("Live", "App.LivePage");
+
+    EXPECT_EQ(report({ { "t", "x" } }).at("p"), "LivePage");
+}
+
 TEST_F(APMDictTest, APageWithoutParametersAddsItsNameAlone)
 {
     showPage("Live");

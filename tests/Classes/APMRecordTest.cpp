@@ -41,6 +41,15 @@ TEST_F(APMRecordTest, AbsentPageNetworkAndParametersAreFilledIn)
     EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
 }
 
+TEST_F(APMRecordTest, ThePageIsNamedByItsClassAndNotByItsScene)
+{
+    showPage("Live");
+    simulated().screens().setClassName("Live", "LivePage");
+    simulated().screens().setSceneName("Live", "App.LivePage");
+
+    EXPECT_EQ(report(makeRecord()).at("p"), "LivePage");
+}
+
 TEST_F(APMRecordTest, PresentOnesStay)
 {
     showPage("Live", { { "id", "7" } });

@@ -235,6 +235,9 @@ TEST_F(CommonDataQuirk, TheKeyOfTheEventListDiffersByChannelAndForm)
         addChannel(index);
     const auto keyOf
         = [&](const char* index) { return manager().config(index)->commonData()->dataListKey; };
+    // Another one than any channel begins with.
+    for (const char* index : { "E2E", "MP", "Sentry", "APM" })
+        manager().setupCommonDatas({}, "other", index);
 
     manager().setupCommonE2EDatas();
     manager().setupCommonMPDatas();

@@ -24,6 +24,21 @@ public:
     std::shared_ptr<UIViewController> presented;
 };
 
+/// Names itself to stand for it, and counts how often it is asked.
+class SelfNamingScreen final : public UIViewController,
+                               public TrackerDataLifeCycleControllerDelegate {
+public:
+    std::string className() const override { return "SelfNaming"; }
+    std::string sceneName() const override { return "App.SelfNaming"; }
+    ViewControllerInfo trackerViewControllerInfo() const override
+    {
+        ++asked;
+        return { std::const_pointer_cast<UIViewController>(shared_from_this()) };
+    }
+
+    mutable int asked = 0;
+};
+
 /// Presents another screen each time it is asked, and so do these.
 class EndlessScreen final : public UIViewController {
 public:
@@ -167,6 +182,16 @@ TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsItself)
     delegate("Home", "Home");
 
     EXPECT_EQ(top(), "Home");
+}
+
+TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsAskedOnce)
+{
+    const auto screen = std::make_shared<SelfNamingScreen>();
+
+    const auto info = RootWindow(screen).topViewController_monitorTracker();
+
+    EXPECT_EQ(info->vc.lock(), screen);
+    EXPECT_EQ(screen->asked, 1);
 }
 
 TEST_F(TopScreenWalkTest, ADelegateThatNamesAScreenThatIsGoneYieldsNothing)

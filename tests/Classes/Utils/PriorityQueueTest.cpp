@@ -131,15 +131,38 @@ TEST(PriorityQueueTest, RemovingWhatIsNotThereChangesNothing)
     EXPECT_EQ(popAll(queue), (std::vector { 1, 2, 3 }));
 }
 
-TEST(PriorityQueueTest, RemovingTheLastArrayElementMovesNoOther)
+TEST(PriorityQueueTest, RemovingTheLastArrayElementComparesNothing)
 {
-    PriorityQueue<int> queue(true, { 1, 5, 2 });
+    int comparisons = 0;
+    PriorityQueue<int> queue(
+        [&](int a, int b) {
+            ++comparisons;
+            return a > b;
+        },
+        { 1, 5, 2 });
+    comparisons = 0;
 
     queue.remove(2);
 
-    EXPECT_EQ(queue[0], 1);
-    EXPECT_EQ(queue[1], 5);
-    EXPECT_EQ(queue.count(), 2u);
+    EXPECT_EQ(comparisons, 0);
+    EXPECT_EQ(queue.description(), "[1, 5]");
+}
+
+TEST(PriorityQueueTest, RemovingAnotherArrayElementSiftsTheOneInItsPlace)
+{
+    int comparisons = 0;
+    PriorityQueue<int> queue(
+        [&](int a, int b) {
+            ++comparisons;
+            return a > b;
+        },
+        { 1, 5, 2 });
+    comparisons = 0;
+
+    queue.remove(1);
+
+    EXPECT_GT(comparisons, 0);
+    EXPECT_EQ(queue.description(), "[2, 5]");
 }
 
 TEST(PriorityQueueTest, RemovingByAReferenceIntoTheQueueIsFine)
