@@ -5,11 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <stdexcept>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace telvora {
 namespace {
@@ -53,52 +50,6 @@ TEST(OnceValueTest, AComputationThatThrowsIsTriedAgain)
     EXPECT_THROW(value.get([]() -> int { throw std::runtime_error("x"); }), std::runtime_error);
 
     EXPECT_EQ(value.get([] { return 1; }), 1);
-}
-
-TEST(OnceValueTest, OtherReadersWaitForTheFirst)
-{
-    OnceValue<std::string> value;
-    std::atomic<int> computed { 0 };
-    std::atomic<int> wrong { 0 };
-    std::vector<std::thread> readers;
-    for (int reader = 0; reader < 8; ++reader) {
-        readers.emplace_back([&] {
-            for (int round = 0; round < 1'000; ++round) {
-                const std::string read = value.get([&] {
-                    ++computed;
-                    return std::string(100, 'x');
-                });
-                if (read != std::string(100, 'x'))
-                    ++wrong;
-            }
-        });
-    }
-    for (std::thread& reader : readers)
-        reader.join();
-
-    EXPECT_EQ(computed, 1);
-    EXPECT_EQ(wrong, 0);
-}
-
-TEST(OnceValueTest, ReadersAndSettersDoNotDisturbEachOther)
-{
-    OnceValue<std::string> value;
-    std::atomic<int> wrong { 0 };
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&, number] {
-            for (int round = 0; round < 500; ++round) {
-                value.set(std::string(64, static_cast<char>('a' + number)));
-                const std::string read = value.get([] { return std::string(); });
-                if (read != std::string(64, read.front()))
-                    ++wrong;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-
-    EXPECT_EQ(wrong, 0);
 }
 
 TEST(HostCallTest, WhatIsThrownIsCountedAndStaysInside)
