@@ -198,7 +198,7 @@ void measurePages(int calls)
         TrackerDataExcavator::setIsTransitioning(false);
         return 0;
     };
-    bench.run("walk", nothing, [](int) { trackerTopViewControllerInfo(); });
+    bench.run("walk", nothing, [](int) { UIWindow::trackerTopViewControllerInfo(); });
     bench.run("pageChange", nothing, [&](int) {
         trace->activeActionHandler(
             LifeCycleTraceOccasion::viewDidDisappear, LifeCycleTraceState::after);

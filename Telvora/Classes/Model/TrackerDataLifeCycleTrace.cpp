@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <map>
+#include <cstddef>
+#include <utility>
+#include <vector>
 
 namespace telvora {
 
@@ -64,19 +66,39 @@ Screen afterDelegation(Screen screen)
     return screen;
 }
 
+// The screens that a walk has gone on from. Held weakly: one that goes away on the way is gone.
+class WalkedScreens {
+public:
+    WalkedScreens() { m_screens.reserve(usualDepth); }
+
+    // False for one that is there already.
+    bool add(const Screen& screen)
+    {
+        const bool isThere
+            = std::any_of(m_screens.begin(), m_screens.end(), [&](const auto& walked) {
+                  return walked.first == screen.get() && !walked.second.expired();
+              });
+        if (!isThere)
+            m_screens.emplace_back(screen.get(), screen);
+        return !isThere;
+    }
+
+private:
+    static constexpr std::size_t usualDepth = 8;
+
+    std::vector<std::pair<const UIViewController*, std::weak_ptr<UIViewController>>> m_screens;
+};
+
 // The screen on top; null where the way ends at nothing.
 Screen topScreen(Screen screen)
 {
-    // Those that the walk has gone on from. Held weakly: one that goes away on the way is gone.
-    std::map<const UIViewController*, std::weak_ptr<UIViewController>> walked;
+    WalkedScreens walked;
     for (int steps = 0; screen && steps < mostSteps; ++steps) {
         screen = afterDelegation(std::move(screen));
         if (!screen)
             return nullptr;
-        auto& earlier = walked[screen.get()];
-        if (earlier.lock() == screen)
+        if (!walked.add(screen))
             return screen;
-        earlier = screen;
         if (endsAsListed(screen->sceneName()))
             return screen;
         if (Screen presented = screen->presentedViewController())
