@@ -1,8 +1,8 @@
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 
 #include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
-#include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/NumberText.h>
 #include <Telvora/Base/OnceValue.h>
 #include <Telvora/Platform/Application.h>
@@ -23,6 +23,7 @@ namespace telvora {
 namespace {
 
 using Excavator = TrackerDataExcavator;
+using detail::Guarded;
 using detail::OnceValue;
 
 struct Size {
@@ -35,38 +36,6 @@ struct Size {
 struct Page {
     std::weak_ptr<UIViewController> vc;
     Excavator::PageParameters params;
-};
-
-// Each value of the page is behind a lock of its own.
-template<typename T> class Guarded {
-public:
-    explicit Guarded(T value = T())
-        : m_value(std::move(value))
-    {
-    }
-
-    T get() TELVORA_EXCLUDES(m_lock)
-    {
-        MutexLock locked(m_lock);
-        return m_value;
-    }
-
-    void set(T value) TELVORA_EXCLUDES(m_lock)
-    {
-        MutexLock locked(m_lock);
-        std::swap(m_value, value);
-        // The old value goes when `value` does, after the lock.
-    }
-
-    template<typename Change> void change(Change&& change) TELVORA_EXCLUDES(m_lock)
-    {
-        MutexLock locked(m_lock);
-        change(m_value);
-    }
-
-private:
-    Mutex m_lock;
-    T m_value TELVORA_GUARDED_BY(m_lock);
 };
 
 Excavator::WhiteList defaultWhiteList()
@@ -352,7 +321,7 @@ void TrackerDataExcavator::setTopViewControllerInfo(std::optional<ViewController
 void TrackerDataExcavator::addViewControllerInfo(const std::string& key, std::string value)
 {
     PageParameters replaced;
-    kept().page.change([&](std::optional<Page>& page) {
+    kept().page.with([&](std::optional<Page>& page) {
         if (!page)
             return;
         auto params = std::make_shared<StringDictionary>(*page->params);
@@ -411,7 +380,9 @@ void TrackerDataExcavator::setMonitorViewControllerWhiteList(std::vector<std::st
 
 TrackerDataExcavator::WhiteList TrackerDataExcavator::whiteList()
 {
-    return kept().whiteList.get();
+    auto list = kept().whiteList.get();
+    // None in a forked child.
+    return list ? list : std::make_shared<const std::vector<std::string>>();
 }
 
 } // namespace telvora
