@@ -15,8 +15,8 @@ struct EmptyBatch {
         : body(makeBatchToFill(common.commonDatas))
     {
         Value& place = (*body)[common.dataListKey];
-        dispose(std::move(place));
-        list = std::shared_ptr<Array>(body, &place.emplace_array());
+        dispose(std::exchange(place, Array()));
+        list = std::shared_ptr<Array>(body, &place.get_array());
     }
 
     std::shared_ptr<Dictionary> body;
