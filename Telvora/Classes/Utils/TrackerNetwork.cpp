@@ -1,6 +1,7 @@
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 
 #include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/HeaderField.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
@@ -11,8 +12,8 @@
 #include <Telvora/Platform/UUIDSource.h>
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
+#include <iterator>
 #include <string_view>
 
 namespace telvora {
@@ -20,27 +21,23 @@ namespace telvora {
 namespace {
 
 constexpr std::chrono::seconds requestTimeout { 60 };
+constexpr std::string_view identifierHeader = "QVX-UUID";
 
 using HeaderList = std::vector<std::pair<std::string, std::string>>;
 
-// RFC 9110, 5.1: field names are compared without regard to case, in ASCII.
-bool isSameField(std::string_view one, std::string_view other)
+void remove(HeaderList& headers, std::string_view name)
 {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
-        return std::tolower(static_cast<unsigned char>(a))
-            == std::tolower(static_cast<unsigned char>(b));
-    });
+    std::erase_if(
+        headers, [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
 }
 
-void remove(HeaderList& headers, std::string_view field)
+// A header that HTTP cannot carry is left out, so that it does not keep the whole batch back.
+void set(HeaderList& headers, std::string_view name, std::string_view value)
 {
-    std::erase_if(headers, [&](const auto& header) { return isSameField(header.first, field); });
-}
-
-void set(HeaderList& headers, std::string_view field, std::string_view value)
-{
-    remove(headers, field);
-    headers.emplace_back(field, repairedUTF8(value));
+    remove(headers, name);
+    const std::string_view trimmed = detail::trimmedFieldValue(value);
+    if (detail::isFieldName(name) && detail::isFieldValue(trimmed))
+        headers.emplace_back(name, repairedUTF8(trimmed));
 }
 
 // Deliberate: the value is not looked at, only whether it could be one of a boolean.
@@ -101,7 +98,8 @@ void TrackerNetwork::postWithEnds(
     if (!client.canParse(url))
         fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
-    HTTPRequest request { url, "POST", headers(externHeaders), {}, requestTimeout };
+    HTTPRequest request { url, "POST", {}, {}, requestTimeout };
+    setHeaders(request, externHeaders);
     auto body = param ? encode(*param) : std::nullopt;
     if (!body) {
         // A number in it has no text in JSON: the batch is lost, without a word to the host.
@@ -115,7 +113,7 @@ void TrackerNetwork::postWithEnds(
         });
 }
 
-HeaderList TrackerNetwork::headers(const StringDictionary& externHeaders)
+void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders)
 {
     std::shared_ptr<const StringDictionary> additionHeaders;
     std::shared_ptr<const IdentifierSource> identifierSource;
@@ -125,25 +123,31 @@ HeaderList TrackerNetwork::headers(const StringDictionary& externHeaders)
         identifierSource = m_identifierSource;
     }
 
-    HeaderList headers;
+    HeaderList own;
     if (additionHeaders) {
-        for (const auto& [field, value] : *additionHeaders)
-            set(headers, field, value);
+        for (const auto& [name, value] : *additionHeaders)
+            set(own, name, value);
     }
-    for (const auto& [field, value] : externHeaders)
-        set(headers, field, value);
+    for (const auto& [name, value] : externHeaders)
+        set(own, name, value);
 
-    set(headers, "clienttype", "ios");
-    set(headers, "versioncode", applicationVersion());
-    set(headers, "system-version", platform().device.systemVersion());
+    HeaderList fixed;
+    set(fixed, "clienttype", "ios");
+    set(fixed, "versioncode", applicationVersion());
+    set(fixed, "system-version", platform().device.systemVersion());
     const auto identifier = identifierSource ? (*identifierSource)() : std::nullopt;
     if (identifier)
-        set(headers, "QVX-UUID", *identifier);
-    else
-        remove(headers, "QVX-UUID");
-    set(headers, "Content-Type", "application/json");
-    set(headers, "x-trace-id", uuidText(platform().uuids.next()));
-    return headers;
+        set(fixed, identifierHeader, *identifier);
+    set(fixed, "Content-Type", "application/json");
+    set(fixed, "x-trace-id", uuidText(platform().uuids.next()));
+
+    // A fixed header wins even where it is left out.
+    remove(own, identifierHeader);
+    for (const auto& header : fixed)
+        remove(own, header.first);
+
+    request.headers = std::move(own);
+    std::move(fixed.begin(), fixed.end(), std::back_inserter(request.headers));
 }
 
 // On the HTTP client's thread. The handler comes before the log line.

@@ -10,12 +10,11 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace telvora {
 
 struct HTTPAnswer;
+struct HTTPRequest;
 
 /// Sends one batch as one HTTP POST with a JSON body and says whether the collector took it. The
 /// only place where the library touches the network.
@@ -26,8 +25,10 @@ struct HTTPAnswer;
 /// lock while it calls out. The handler comes on the HTTP client's thread, at most once.
 ///
 /// Failure: see PostEnd. A text that is no address at all is a mistake of the host and stops the
-/// process. Where something throws on the way (there is no memory, or the client throws), the
-/// handler is destroyed without a call.
+/// process. White space and line breaks around a header's value are cut off; a header with a line
+/// break or a NUL inside, or with a name that is no token of HTTP, is left out of the request.
+/// Where something throws on the way (there is no memory, or the client throws), the handler is
+/// destroyed without a call.
 ///
 /// Deliberate: the HTTP status is not looked at, and neither is the value of "success" in the
 /// answer: a member of that name that is a boolean, or a number equal to 0 or 1, means that the
@@ -75,7 +76,7 @@ public:
 private:
     TrackerNetwork() = default;
 
-    std::vector<std::pair<std::string, std::string>> headers(const StringDictionary& externHeaders)
+    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders)
         TELVORA_EXCLUDES(m_lock);
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 

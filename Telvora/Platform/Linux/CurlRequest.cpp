@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Linux/CurlRequest.h>
 
-#include <strings.h>
+#include <Telvora/Base/HeaderField.h>
 
 #include <algorithm>
 #include <new>
@@ -27,33 +27,10 @@ CurlOrigin unreachable(std::string reason)
     return { {}, false, std::move(reason) };
 }
 
-/// A token of HTTP, with the bytes of other alphabets let through. Anything else could be read
-/// by a server as the end of the name, or by libcurl as an instruction.
-bool isToken(std::string_view text)
-{
-    constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
-    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char character) {
-        auto byte = static_cast<unsigned char>(character);
-        return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z')
-            || (byte >= 'a' && byte <= 'z') || byte >= 0x80
-            || marks.find(character) != std::string_view::npos;
-    });
-}
-
-bool isBlank(std::string_view text)
-{
-    return text.find_first_not_of(" \t\v\f") == std::string_view::npos;
-}
-
-bool isNamed(const std::string& name, const char* wanted)
-{
-    return strcasecmp(name.c_str(), wanted) == 0;
-}
-
 bool hasHeader(const HTTPRequest& request, const char* name)
 {
     return std::any_of(request.headers.begin(), request.headers.end(),
-        [&](const auto& header) { return isNamed(header.first, name); });
+        [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
 }
 
 void append(CurlHeaders& headers, const std::string& line)
@@ -87,12 +64,12 @@ CurlOrigin originOf(const std::string& url)
 
 std::optional<std::string> refusalOf(const HTTPRequest& request)
 {
-    if (!isToken(request.method))
+    if (!detail::isFieldName(request.method))
         return "Bad method";
     for (const auto& [name, value] : request.headers) {
-        if (!isToken(name))
+        if (!detail::isFieldName(name))
             return "Bad header name";
-        if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
+        if (!detail::isFieldValue(value))
             return "Line break in the value of header " + name;
     }
     return {};
@@ -108,10 +85,12 @@ CurlHeaders headersOf(const HTTPRequest& request)
 {
     CurlHeaders headers;
     for (const auto& [name, value] : request.headers) {
-        if (isNamed(name, "Content-Length") || isNamed(name, "Transfer-Encoding"))
+        if (detail::isSameFieldName(name, "Content-Length")
+            || detail::isSameFieldName(name, "Transfer-Encoding"))
             continue;
         // To libcurl "Name:" means to leave the header out and "Name;" to send it empty.
-        append(headers, isBlank(value) ? name + ";" : name + ": " + value);
+        append(
+            headers, detail::trimmedFieldValue(value).empty() ? name + ";" : name + ": " + value);
     }
     // libcurl would call the body a form, and would wait for leave to send a long one.
     if (!hasHeader(request, "Content-Type"))

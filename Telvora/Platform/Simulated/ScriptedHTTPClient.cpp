@@ -1,10 +1,10 @@
 #include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
 
 #include <Telvora/Base/AddressText.h>
+#include <Telvora/Base/HeaderField.h>
 
 #include <algorithm>
 #include <iterator>
-#include <string_view>
 #include <utility>
 
 namespace telvora {
@@ -12,11 +12,9 @@ namespace telvora {
 namespace {
 
 // What no client puts on the wire, since the rest of the header would be the host's to choose.
-bool hasLineBreak(const std::pair<std::string, std::string>& header)
+bool isBad(const std::pair<std::string, std::string>& header)
 {
-    constexpr std::string_view breaks("\r\n\0", 3);
-    return header.first.find_first_of(breaks) != std::string::npos
-        || header.second.find_first_of(breaks) != std::string::npos;
+    return !detail::isFieldName(header.first) || !detail::isFieldValue(header.second);
 }
 
 } // namespace
@@ -69,12 +67,12 @@ bool ScriptedHTTPClient::canParse(const std::string& url) const
 
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
-    if (std::any_of(request.headers.begin(), request.headers.end(), hasLineBreak)) {
+    if (std::any_of(request.headers.begin(), request.headers.end(), isBad)) {
         {
             MutexLock lock(m_lock);
             ++m_underWayCount;
         }
-        complete(std::move(completion), ScriptedAnswer::error("Line break in a header"));
+        complete(std::move(completion), ScriptedAnswer::error("Bad header"));
         return;
     }
 
