@@ -1,17 +1,22 @@
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/JSONBytes.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
-/// What decode() takes, encode() writes, and reading that again gives the same value.
+/// What decode() takes, encode() writes, and reading that again gives the same value. Text that is
+/// UTF-8 is not mistaken for another encoding.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     auto first = telvora::decode(text);
+    auto inAnyEncoding = telvora::detail::decodeBytes(text);
     if (!first.value)
         return 0;
+    if (inAnyEncoding.value != first.value)
+        std::abort();
 
     const auto written = telvora::encode(*first.value);
     if (!written)

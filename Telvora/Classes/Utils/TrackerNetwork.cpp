@@ -3,6 +3,7 @@
 #include <Telvora/Base/Fatal.h>
 #include <Telvora/Base/HeaderField.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/JSONBytes.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Bundle.h>
@@ -157,7 +158,7 @@ try {
         handler(PostEnd::refused, std::move(param));
         return;
     }
-    const Decoded decoded = decode(*answer.data);
+    const Decoded decoded = detail::decodeBytes(*answer.data);
     if (!decoded.value) {
         handler(PostEnd::refused, std::move(param));
         logFailure(decoded.error);

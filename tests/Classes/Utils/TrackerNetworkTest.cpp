@@ -257,6 +257,17 @@ TEST_F(TrackerNetworkQuirk, SuccessIsAcceptedWhateverItsValueIfItCouldBeABoolean
     EXPECT_TRUE(log->lines.empty());
 }
 
+TEST_F(TrackerNetworkTest, AnAnswerMayHaveAByteOrderMarkOrBeUTF16)
+{
+    using namespace std::string_literals;
+    for (const std::string& answer :
+        { "\xEF\xBB\xBF{\"success\":true}"s, "{\0\"\0s\0u\0c\0c\0e\0s\0s\0\"\0:\0001\0}\0"s }) {
+        outcomes.clear();
+        postAnswered(ScriptedAnswer::body(answer));
+        EXPECT_EQ(outcomes, accepted);
+    }
+}
+
 TEST_F(TrackerNetworkTest, SuccessThatCouldNotBeABooleanIsAFailureLoggedAfterTheHandler)
 {
     for (const char* answer : { "{}", R"({"success":2})", R"({"success":-1})", R"({"success":0.5})",
