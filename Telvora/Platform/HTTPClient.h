@@ -37,8 +37,10 @@ struct HTTPAnswer {
 /// dropped without a completion.
 ///
 /// Threads: every operation from any thread. send() never waits for the network. A completion
-/// comes exactly once for each request, on a thread of the client's own (never the caller's stack,
-/// but for a scripted answer that asks for it), with no lock held.
+/// comes exactly once for each request, on a thread of the client's own, with no lock held. It
+/// comes before send() returns only where a scripted answer asks for it and, on the caller's
+/// thread, where the client has no other thread: in a process that was forked after the library's
+/// first use, and where the system gives no thread or no memory.
 ///
 /// Failure: everything that can go wrong is an `error` of the answer: unknown host, closed port,
 /// unsupported scheme, time-out, an answer above the client's size limit, a header value with a

@@ -4,14 +4,11 @@
 #include <Telvora/Base/ThreadAnnotations.h>
 #include <Telvora/Platform/Linux/CurlLoop.h>
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
-#include <Telvora/Platform/Linux/ProcessExit.h>
-
-#include <sys/types.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace telvora {
@@ -19,8 +16,7 @@ namespace telvora {
 /// The thread of a LinuxHTTPClient, and the list through which requests reach it.
 ///
 /// Life: the thread starts with the first request. If the system refuses it what it needs, it
-/// fails what has arrived and ends, and the next request tries again; if the thread itself is
-/// refused, requests stay on the list until one more comes.
+/// fails what has arrived and ends, and the next request tries again.
 /// Threads: as LinuxHTTPClient. The loop belongs to the thread, but for its wake().
 class CurlWorker {
 public:
@@ -29,34 +25,36 @@ public:
     ~CurlWorker();
 
     void send(HTTPRequest request, HTTPClient::Completion completion) TELVORA_EXCLUDES(m_lock);
-    std::size_t inFlight() const { return m_inFlight.load(std::memory_order_acquire); }
+    std::size_t inFlight() const;
 
     /// False in a forked child, where the thread does not exist, and while the process ends.
-    bool canStop() const;
+    static bool canStop();
 
 private:
-    void start() TELVORA_REQUIRES(m_lock);
+    /// False if the system has no thread to give.
+    bool start() TELVORA_REQUIRES(m_lock);
+    void waitForEnd() TELVORA_EXCLUDES(m_lock);
     void run() TELVORA_EXCLUDES(m_lock);
-    std::unique_ptr<CurlLoop> makeLoop(ProcessExit& exit);
-    void serve(CurlLoop& loop, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
+    std::unique_ptr<CurlLoop> makeLoop();
+    void serve(CurlLoop& loop) TELVORA_EXCLUDES(m_lock);
     /// False once the thread is to end.
     bool takeArrived(std::vector<CurlJob>& arrived) TELVORA_EXCLUDES(m_lock);
     void publish(CurlLoop* loop) TELVORA_EXCLUDES(m_lock);
-    void complete(std::vector<CurlResult> results, ProcessExit& exit) TELVORA_EXCLUDES(m_lock);
+    void complete(std::vector<CurlResult> results) TELVORA_EXCLUDES(m_lock);
     void fail(std::vector<CurlJob> jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
-    /// Fails what has arrived. False if nothing arrived meanwhile; the thread counts as ended then.
+    /// Fails what has arrived. False if nothing arrived meanwhile; the thread counts as ended then
+    /// and must not touch the worker any more.
     bool failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
 
     const LinuxHTTPOptions m_options;
-    const pid_t m_process;
     std::atomic<std::size_t> m_inFlight { 0 };
 
     Mutex m_lock;
+    std::condition_variable m_ended;
     std::vector<CurlJob> m_arrived TELVORA_GUARDED_BY(m_lock);
     CurlLoop* m_loop TELVORA_GUARDED_BY(m_lock) = nullptr;
     bool m_isRunning TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isStopping TELVORA_GUARDED_BY(m_lock) = false;
-    std::thread m_thread TELVORA_GUARDED_BY(m_lock);
 };
 
 } // namespace telvora

@@ -32,13 +32,16 @@ struct LinuxHTTPOptions {
 ///
 /// Life: its one thread, "telvora-http", starts with the first request and sleeps while there is
 /// nothing to do. Destroying the client (not from a completion) completes what is under way with
-/// an error. When the process ends, the thread is parked outside libcurl and nothing completes
-/// any more. After a fork the child's copy is inert: it drops requests and completes nothing.
+/// an error. When the process ends, the thread stops outside libcurl and no completion begins any
+/// more. In a process that was forked after the first request, send() completes each request at
+/// once, on the caller's thread, with an error; one that was forked before is a process like any
+/// other.
 ///
-/// Threads: as HTTPClient says. A completion that throws has had its say; what it threw is dropped.
+/// Threads: as HTTPClient says. What a completion throws is dropped.
 ///
 /// Failure: as HTTPClient says. Refused before anything goes out: a method or a header name that
-/// is no token, and CR, LF or NUL in a header value.
+/// is no token, and CR, LF or NUL in a header value. Without a thread or memory for it, a request
+/// is completed with an error before send() returns, on the caller's thread.
 ///
 /// Deliberate: a request's time-out runs from send(), so it covers the wait for a free connection.
 /// A request goes out at most once: if a kept connection dies with no answer, that is an error

@@ -51,7 +51,8 @@ struct TELVORA_EXPORT ScriptedAnswer {
 /// URL that has been given its own, and a general one for all other URLs. An answer is taken when
 /// the request is sent. A list that has run out answers with a transport error.
 ///
-/// A request with a line break in a header fails as with any client and counts as never sent.
+/// A request with a bad name or a line break in a header fails as with any client and counts as
+/// never sent.
 ///
 /// Answers arrive as blocks of the ManualDispatch, so they wait for it to run; a delayed one
 /// comes due as time is advanced. Time-outs are not played.

@@ -4,7 +4,10 @@
 
 #include <tests/Platform/Linux/LoopbackServer.h>
 
+#include <dlfcn.h>
+
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -74,6 +77,15 @@ inline bool settle(const LinuxHTTPClient& client)
     while (client.inFlight() > 0 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return client.inFlight() == 0;
+}
+
+/// Sets OpenSSL up with all that it has, as a host that uses it does. Its exit handler is in place
+/// from then on.
+inline void useOpenSSL()
+{
+    using SetUp = int(std::uint64_t, const void*);
+    if (auto* setUp = reinterpret_cast<SetUp*>(dlsym(RTLD_DEFAULT, "OPENSSL_init_ssl")))
+        static_cast<void>(setUp(0, nullptr));
 }
 
 /// One entry of a thread's status in /proc, for every thread of that name.
