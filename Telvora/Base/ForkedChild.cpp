@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/ExitGate.h>
 
+#include <cstddef>
 #include <new>
 #include <shared_mutex>
 
@@ -12,10 +13,11 @@ constinit ForkState forkState;
 namespace {
 
 // Held shared by each NoForkScope and alone by a thread that forks. Never destroyed: threads of
-// ours are still at work when the process ends.
+// ours are still at work when the process ends. Needs no memory that could be wanting.
 std::shared_mutex& forkLock()
 {
-    static auto& lock = *new std::shared_mutex;
+    alignas(std::shared_mutex) static std::byte place[sizeof(std::shared_mutex)];
+    static auto& lock = *new (place) std::shared_mutex;
     return lock;
 }
 

@@ -18,7 +18,8 @@ struct HTTPRequest {
     std::string method;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    /// From the start of the request to the end of its answer.
+    /// From when the client gives the request to a connection, be it one that must be opened first,
+    /// to the end of the answer. Waiting for a connection costs nothing of it.
     std::chrono::seconds timeout { 60 };
 };
 

@@ -1,6 +1,7 @@
 #include <Telvora/Platform/Linux/CurlLoop.h>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <thread>
 #include <utility>
@@ -9,25 +10,32 @@ namespace telvora {
 
 namespace {
 
-// What servers commonly let travel together on one connection.
-constexpr std::size_t secureTransfersPerHost = 100;
+constexpr int maximumRedirects = 10;
 constexpr std::size_t maximumIdleTransfers = 16;
-constexpr std::size_t keptConnectionsPerLimit = 4;
+constexpr long keptConnections = 64;
+
+// Long enough for anybody, short enough for the sums of clocks and of libcurl.
+constexpr std::chrono::seconds longestTimeout = std::chrono::hours(24);
 
 } // namespace
 
-CurlLoop::CurlLoop(const LinuxHTTPOptions& options)
+CurlLoop::CurlLoop(const LinuxHTTPOptions& options, const Clock& clock)
     : m_options(options)
+    , m_clock(clock)
     , m_multi(curl_multi_init())
 {
     if (!m_multi)
         return;
-    auto connections = static_cast<long>(std::max<std::size_t>(options.connectionsPerHost, 1));
-    auto kept = connections * static_cast<long>(keptConnectionsPerLimit);
+    // libcurl's own limit: jobs beyond it would wait in libcurl, on their time-out's account. Only
+    // a server that takes fewer requests on a connection than it did before makes it reach this.
+    const auto limit = static_cast<long>(std::max(
+        { options.maximumConnectionsPerHost, options.connectionsPerHost, std::size_t { 1 } }));
+    const auto streams = static_cast<long>(CurlConnection::http2Requests);
     // libcurl makes do without a means to be woken if the system refuses it one; we do not.
     m_isUsable = curl_multi_wakeup(m_multi) == CURLM_OK
-        && curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, connections) == CURLM_OK
-        && curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, kept) == CURLM_OK;
+        && curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, limit) == CURLM_OK
+        && curl_multi_setopt(m_multi, CURLMOPT_MAX_CONCURRENT_STREAMS, streams) == CURLM_OK
+        && curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, keptConnections) == CURLM_OK;
 }
 
 CurlLoop::~CurlLoop()
@@ -37,109 +45,155 @@ CurlLoop::~CurlLoop()
     curl_multi_cleanup(m_multi);
 }
 
-void CurlLoop::add(CurlJob job)
+void CurlLoop::add(CurlJobs& jobs) noexcept
 {
-    if (auto refusal = refusalOf(job.request))
-        return giveUp(std::move(job), std::move(*refusal));
-    CurlOrigin origin = originOf(job.request.url);
-    if (origin.error)
-        return giveUp(std::move(job), std::move(*origin.error));
-
-    Lane& lane = m_lanes[origin.text];
-    // Only a secure host may take several at once on a connection.
-    lane.limit = origin.isSecure ? std::max(secureTransfersPerHost, m_options.connectionsPerHost)
-                                 : std::max<std::size_t>(m_options.connectionsPerHost, 1);
-    m_nextDeadline = std::min(m_nextDeadline, job.deadline);
-    lane.waiting.push_back(std::move(job));
+    while (!jobs.empty()) {
+        CurlJobs job = takeFirst(jobs);
+        job.front().timeLeft = std::min(job.front().request.timeout, longestTimeout);
+        queue(job);
+    }
 }
 
-std::vector<CurlResult> CurlLoop::advance()
+// A job that cannot be queued is over.
+void CurlLoop::queue(CurlJobs& job)
 {
+    try {
+        const HTTPRequest& request = job.front().request;
+        const CurlOrigin origin = originOf(request.url);
+        if (auto refusal = refusalOf(request))
+            job.front().fail(*refusal);
+        else if (origin.error)
+            job.front().fail(*origin.error);
+        else
+            m_hosts.try_emplace(origin.text(), m_options).first->second.queue(job, now());
+    } catch (const std::exception&) {
+        job.front().fail(outOfMemory);
+    }
+    m_over.splice(m_over.end(), job);
+}
+
+CurlJobs CurlLoop::advance() noexcept
+{
+    startWaiting();
+    do {
+        int running = 0;
+        curl_multi_perform(m_multi, &running);
+        collectFinished();
+    } while (startWaiting() && m_over.empty());
+    // Last: an answer that has arrived in time counts, however late the thread gets to it.
     collectExpired();
-    fillLanes();
-    int running = 0;
-    curl_multi_perform(m_multi, &running);
-    collectFinished();
-    fillLanes();
     return std::exchange(m_over, {});
 }
 
-void CurlLoop::wait()
+void CurlLoop::wait() noexcept
 {
     using namespace std::chrono;
-    int milliseconds = std::numeric_limits<int>::max();
-    if (m_nextDeadline != Time::max()) {
-        auto rest = ceil<std::chrono::milliseconds>(m_nextDeadline - steady_clock::now()).count();
-        milliseconds = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, milliseconds));
+    Time next = m_nextDeadline;
+    for (const auto& [origin, host] : m_hosts)
+        next = std::min(next, host.nextChange());
+    int timeout = std::numeric_limits<int>::max();
+    if (next != Time::max()) {
+        auto rest = ceil<milliseconds>(next - now()).count();
+        timeout = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, timeout));
     }
     // A poll that fails must not become a thread that spins.
-    if (curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr) != CURLM_OK)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    if (curl_multi_poll(m_multi, nullptr, 0, timeout, nullptr) != CURLM_OK)
+        std::this_thread::sleep_for(milliseconds(100));
 }
 
-void CurlLoop::wake()
+void CurlLoop::wake() noexcept
 {
     curl_multi_wakeup(m_multi);
 }
 
-std::vector<CurlResult> CurlLoop::abandon(const std::string& reason)
+CurlJobs CurlLoop::abandon(const char* reason) noexcept
 {
-    for (auto transfer = m_underWay.begin(); transfer != m_underWay.end();)
-        transfer = end(transfer, reason);
-    for (auto& [name, lane] : m_lanes) {
-        for (CurlJob& job : lane.waiting)
-            giveUp(std::move(job), reason);
+    for (auto transfer = m_underWay.begin(); transfer != m_underWay.end();) {
+        CurlJobs job = transfer->second->finish(reason);
+        m_over.splice(m_over.end(), job);
+        transfer = release(transfer);
     }
-    m_lanes.clear();
-    m_nextDeadline = Time::max();
+    for (auto& [origin, host] : m_hosts) {
+        CurlJobs waiting = host.takeAll();
+        for (CurlJob& job : waiting)
+            job.fail(reason);
+        m_over.splice(m_over.end(), waiting);
+    }
+    m_hosts.clear();
     return std::exchange(m_over, {});
 }
 
-void CurlLoop::fillLanes()
+void CurlLoop::count()
 {
-    for (auto lane = m_lanes.begin(); lane != m_lanes.end();) {
-        fill(lane->first, lane->second);
-        bool isDone = lane->second.underWay == 0 && lane->second.waiting.empty();
-        lane = isDone ? m_lanes.erase(lane) : std::next(lane);
+    for (auto& [origin, host] : m_hosts)
+        host.beginCount();
+    for (const auto& connection : m_connections.all())
+        connection->requests = 0;
+    for (auto& [handle, transfer] : m_underWay) {
+        const bool isNew = transfer->isNew();
+        if (CurlConnection* connection = transfer->connection()) {
+            connection->host = &transfer->host();
+            ++connection->requests;
+        } else {
+            transfer->host().countConnecting(isNew);
+        }
     }
+    for (const auto& connection : m_connections.all()) {
+        if (connection->requests > 0)
+            connection->host->count(*connection);
+    }
+    std::erase_if(m_hosts, [](const auto& entry) { return entry.second.isIdle(); });
     // So that an idle client sleeps without an end, rather than until a deadline of the past.
-    if (m_lanes.empty())
+    if (m_underWay.empty())
         m_nextDeadline = Time::max();
 }
 
-void CurlLoop::fill(const std::string& name, Lane& lane)
+// Whether there was one that may go.
+bool CurlLoop::startWaiting()
 {
-    while (lane.underWay < lane.limit && !lane.waiting.empty()) {
-        CurlJob job = std::move(lane.waiting.front());
-        lane.waiting.pop_front();
-        ++lane.underWay;
-        start(std::move(job), name);
+    count();
+    bool isAnyStarted = false;
+    for (auto& [origin, host] : m_hosts) {
+        for (CurlJobs job = host.takeNext(now()); !job.empty(); job = host.takeNext(now())) {
+            isAnyStarted = true;
+            try {
+                start(job, host);
+            } catch (const std::exception&) {
+                job.front().fail(outOfMemory);
+            }
+            // Those that could not start.
+            m_over.splice(m_over.end(), job);
+        }
     }
+    return isAnyStarted;
 }
 
-void CurlLoop::start(CurlJob job, const std::string& lane)
+void CurlLoop::start(CurlJobs& job, CurlHost& host)
 {
-    std::unique_ptr<CurlTransfer> transfer;
-    if (m_idle.empty()) {
-        transfer = std::make_unique<CurlTransfer>(m_options);
+    job.front().deadline = now() + job.front().timeLeft;
+    m_nextDeadline = std::min(m_nextDeadline, job.front().deadline);
+
+    auto place = unusedTransfer();
+    CurlTransfer& transfer = *place->second;
+    if (const char* error = transfer.begin(job, host)) {
+        job.front().fail(error);
     } else {
-        transfer = std::move(m_idle.back());
-        m_idle.pop_back();
+        CURLMcode code = curl_multi_add_handle(m_multi, transfer.handle());
+        if (code == CURLM_OK)
+            return;
+        job = transfer.finish(curl_multi_strerror(code));
     }
-    std::optional<std::string> error = transfer->begin(std::move(job), lane);
-    if (!error) {
-        CURLMcode code = curl_multi_add_handle(m_multi, transfer->handle());
-        if (code != CURLM_OK)
-            error = curl_multi_strerror(code);
-    }
-    if (error) {
-        --m_lanes[lane].underWay;
-        // The handle did not take what it was told: it is not used again.
-        m_over.push_back(transfer->finish(std::move(error)));
-        return;
-    }
+    // The handle did not take what it was told: it is not used again.
+    m_underWay.erase(place);
+}
+
+CurlLoop::Transfers::iterator CurlLoop::unusedTransfer()
+{
+    if (!m_idle.empty())
+        return m_underWay.insert(m_idle.extract(m_idle.begin())).position;
+    auto transfer = std::make_unique<CurlTransfer>(m_options, m_connections);
     CURL* handle = transfer->handle();
-    m_underWay.emplace(handle, std::move(transfer));
+    return m_underWay.emplace(handle, std::move(transfer)).first;
 }
 
 void CurlLoop::collectFinished()
@@ -151,59 +205,62 @@ void CurlLoop::collectFinished()
         // The message dies with the handle's removal.
         CURLcode code = message->data.result;
         auto transfer = m_underWay.find(message->easy_handle);
-        if (transfer != m_underWay.end())
-            end(transfer, transfer->second->errorFor(code));
+        if (transfer == m_underWay.end())
+            continue;
+        CurlJobs job = transfer->second->finish(code);
+        if (const char* target = transfer->second->redirection();
+            target && !job.front().answer.error)
+            follow(job, target);
+        release(transfer);
+        m_over.splice(m_over.end(), job);
     }
+}
+
+// A job that must not follow is over.
+void CurlLoop::follow(CurlJobs& job, const char* target)
+{
+    CurlJob& redirected = job.front();
+    if (++redirected.redirects > maximumRedirects)
+        return redirected.fail("Too many redirects");
+    try {
+        if (auto refusal = redirect(redirected.request, target))
+            return redirected.fail(*refusal);
+    } catch (const std::exception&) {
+        return redirected.fail(outOfMemory);
+    }
+    redirected.answer = {};
+    redirected.timeLeft = redirected.deadline - now();
+    queue(job);
 }
 
 void CurlLoop::collectExpired()
 {
-    Time now = std::chrono::steady_clock::now();
-    if (now < m_nextDeadline)
+    const Time present = now();
+    if (present < m_nextDeadline)
         return;
     m_nextDeadline = Time::max();
     for (auto transfer = m_underWay.begin(); transfer != m_underWay.end();) {
-        Time deadline = transfer->second->deadline();
-        if (deadline <= now) {
-            transfer = end(transfer, "Timed out");
+        const Time deadline = transfer->second->deadline();
+        if (deadline > present) {
+            m_nextDeadline = std::min(m_nextDeadline, deadline);
+            ++transfer;
             continue;
         }
-        m_nextDeadline = std::min(m_nextDeadline, deadline);
-        ++transfer;
-    }
-    for (auto& [name, lane] : m_lanes) {
-        auto late = std::stable_partition(lane.waiting.begin(), lane.waiting.end(),
-            [now](const CurlJob& job) { return job.deadline > now; });
-        for (auto job = lane.waiting.begin(); job != late; ++job)
-            m_nextDeadline = std::min(m_nextDeadline, job->deadline);
-        for (auto job = late; job != lane.waiting.end(); ++job)
-            giveUp(std::move(*job), "Timed out");
-        lane.waiting.erase(late, lane.waiting.end());
+        CurlJobs job = transfer->second->finish("Timed out");
+        m_over.splice(m_over.end(), job);
+        transfer = release(transfer);
     }
 }
 
-void CurlLoop::giveUp(CurlJob job, std::string reason)
+// Takes a transfer that has given its job back from libcurl.
+CurlLoop::Transfers::iterator CurlLoop::release(Transfers::iterator transfer)
 {
-    HTTPAnswer answer;
-    answer.error = std::move(reason);
-    m_over.push_back({ std::move(job.completion), std::move(answer) });
-}
-
-CurlLoop::Transfers::iterator CurlLoop::end(
-    Transfers::iterator underWay, std::optional<std::string> error)
-{
-    std::unique_ptr<CurlTransfer> transfer = std::move(underWay->second);
-    curl_multi_remove_handle(m_multi, transfer->handle());
-    --m_lanes[transfer->lane()].underWay;
-    m_over.push_back(transfer->finish(std::move(error)));
-    keep(std::move(transfer));
-    return m_underWay.erase(underWay);
-}
-
-void CurlLoop::keep(std::unique_ptr<CurlTransfer> transfer)
-{
-    if (m_idle.size() < maximumIdleTransfers)
-        m_idle.push_back(std::move(transfer));
+    curl_multi_remove_handle(m_multi, transfer->second->handle());
+    if (m_idle.size() >= maximumIdleTransfers)
+        return m_underWay.erase(transfer);
+    const auto next = std::next(transfer);
+    m_idle.insert(m_underWay.extract(transfer));
+    return next;
 }
 
 } // namespace telvora

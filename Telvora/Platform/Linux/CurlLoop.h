@@ -1,32 +1,32 @@
 #pragma once
 
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/Linux/CurlConnection.h>
+#include <Telvora/Platform/Linux/CurlHost.h>
 #include <Telvora/Platform/Linux/CurlRequest.h>
 #include <Telvora/Platform/Linux/CurlTransfer.h>
 
 #include <curl/curl.h>
 
-#include <chrono>
-#include <cstddef>
-#include <deque>
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 namespace telvora {
 
 /// All transfers of a client, moved on together by one thread over libcurl's multi interface.
 ///
-/// Jobs wait in one lane for each origin, first come first served, and libcurl holds only as many
-/// of them as can travel: each one in its hands costs it memory and a look on every turn, and a
-/// host may send thousands at once while its collector is slow.
+/// libcurl holds only the jobs that have a connection or are getting one. The others wait in their
+/// CurlHost: each job in libcurl's hands costs it memory and a look on every turn, and a host may
+/// send thousands at once while its collector is slow.
 ///
-/// Threads: one, but for wake(). advance() is the only operation in which libcurl works (and uses
-/// the TLS library); wait() only sleeps.
+/// Threads: one, but for wake(). advance() and abandon() are the only operations in which libcurl
+/// works (and uses the TLS library); wait() only sleeps.
+/// Failure: a job for which there is no memory is over with an error. Only the constructor throws.
 class CurlLoop {
 public:
-    explicit CurlLoop(const LinuxHTTPOptions& options);
+    /// Both must outlive the loop.
+    CurlLoop(const LinuxHTTPOptions& options, const Clock& clock);
     ~CurlLoop();
 
     CurlLoop(const CurlLoop&) = delete;
@@ -35,48 +35,54 @@ public:
     /// False when the system had no memory or no descriptor left for it; good for nothing then.
     bool isUsable() const { return m_isUsable; }
 
-    void add(CurlJob job);
+    /// Takes all of `jobs`.
+    void add(CurlJobs& jobs) noexcept;
 
-    /// Does what can be done now and says which jobs are over.
-    std::vector<CurlResult> advance();
+    /// Does what can be done now and gives the jobs that are over.
+    CurlJobs advance() noexcept;
 
     /// Sleeps until the network, a deadline or wake() gives a reason not to.
-    void wait();
+    void wait() noexcept;
 
     /// Ends the current or the next wait(). Any thread.
-    void wake();
+    void wake() noexcept;
+
+    /// Keeps this time, in which the thread did something else, out of all time-outs.
+    void excuse(CurlJob::Time::duration time) { m_excused += time; }
 
     /// Gives up all jobs.
-    std::vector<CurlResult> abandon(const std::string& reason);
+    CurlJobs abandon(const char* reason) noexcept;
 
 private:
-    using Time = std::chrono::steady_clock::time_point;
+    using Time = CurlJob::Time;
+    using Hosts = std::map<std::string, CurlHost>;
+    // A map, so that a transfer passes between the two without a need of memory.
+    using Transfers = std::map<CURL*, std::unique_ptr<CurlTransfer>>;
 
-    struct Lane {
-        std::deque<CurlJob> waiting;
-        std::size_t underWay = 0;
-        std::size_t limit = 0;
-    };
-    using Lanes = std::map<std::string, Lane>;
-    using Transfers = std::unordered_map<CURL*, std::unique_ptr<CurlTransfer>>;
-
-    void fillLanes();
-    void fill(const std::string& name, Lane& lane);
-    void start(CurlJob job, const std::string& lane);
+    Time now() const { return m_clock.steadyNow() - m_excused; }
+    void queue(CurlJobs& job);
+    void count();
+    bool startWaiting();
+    void start(CurlJobs& job, CurlHost& host);
+    Transfers::iterator unusedTransfer();
     void collectFinished();
+    void follow(CurlJobs& job, const char* target);
     void collectExpired();
-    void giveUp(CurlJob job, std::string reason);
-    Transfers::iterator end(Transfers::iterator underWay, std::optional<std::string> error);
-    void keep(std::unique_ptr<CurlTransfer> transfer);
+    Transfers::iterator release(Transfers::iterator transfer);
 
     const LinuxHTTPOptions& m_options;
-    CURLM* m_multi;
+    const Clock& m_clock;
+    // Before the handle, which closes its connections when it goes.
+    CurlConnections m_connections;
+    CURLM* const m_multi;
     bool m_isUsable = false;
-    Lanes m_lanes;
+
+    Hosts m_hosts;
     Transfers m_underWay;
-    std::vector<std::unique_ptr<CurlTransfer>> m_idle;
-    std::vector<CurlResult> m_over;
-    /// No deadline is earlier; may lie before the earliest one, which costs one look in vain.
+    Transfers m_idle;
+    CurlJobs m_over;
+    Time::duration m_excused { 0 };
+    // No deadline is earlier; may lie before the earliest one, which costs one look in vain.
     Time m_nextDeadline = Time::max();
 };
 

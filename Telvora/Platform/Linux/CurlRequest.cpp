@@ -12,25 +12,56 @@ namespace {
 
 using Address = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
+// Not that of <cctype>, which follows the host's locale.
+char lowered(char character)
+{
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                                : character;
+}
+
 std::string part(const Address& address, CURLUPart which)
 {
     char* text = nullptr;
     if (curl_url_get(address.get(), which, &text, CURLU_DEFAULT_PORT) != CURLUE_OK || !text)
         return {};
-    std::string copy = text;
-    curl_free(text);
-    return copy;
+    const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
+    return text;
 }
 
 CurlOrigin unreachable(std::string reason)
 {
-    return { {}, false, std::move(reason) };
+    return { .error = std::move(reason) };
 }
 
 bool hasHeader(const HTTPRequest& request, const char* name)
 {
     return std::any_of(request.headers.begin(), request.headers.end(),
         [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
+}
+
+bool isSameHost(const CurlOrigin& from, const CurlOrigin& to)
+{
+    return from.host == to.host && from.port == to.port;
+}
+
+bool isForHostOnly(const std::string& name)
+{
+    return detail::isSameFieldName(name, "Authorization")
+        || detail::isSameFieldName(name, "Cookie");
+}
+
+// `target`, with the user and the password of `url` where it names none itself.
+std::string withCredentialsOf(const std::string& url, const std::string& target)
+{
+    const Address from(curl_url(), &curl_url_cleanup);
+    const Address to(curl_url(), &curl_url_cleanup);
+    curl_url_set(from.get(), CURLUPART_URL, url.c_str(), 0);
+    curl_url_set(to.get(), CURLUPART_URL, target.c_str(), 0);
+    if (!part(to, CURLUPART_USER).empty() || part(from, CURLUPART_USER).empty())
+        return target;
+    for (CURLUPart which : { CURLUPART_USER, CURLUPART_PASSWORD })
+        curl_url_set(to.get(), which, part(from, which).c_str(), 0);
+    return part(to, CURLUPART_URL);
 }
 
 void append(CurlHeaders& headers, const std::string& line)
@@ -44,22 +75,33 @@ void append(CurlHeaders& headers, const std::string& line)
 
 } // namespace
 
+void CurlJob::fail(std::string_view reason) noexcept
+{
+    answer.data.reset();
+    try {
+        answer.error = reason;
+    } catch (const std::exception&) {
+        answer.error = outOfMemory;
+    }
+}
+
 CurlOrigin originOf(const std::string& url)
 {
     if (url.find('\0') != std::string::npos)
         return unreachable("Bad address: NUL in it");
     Address address(curl_url(), &curl_url_cleanup);
     if (!address)
-        return unreachable("Out of memory");
+        return unreachable(outOfMemory);
     CURLUcode code
         = curl_url_set(address.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME);
     if (code != CURLUE_OK)
         return unreachable(std::string("Bad address: ") + curl_url_strerror(code));
-    std::string scheme = part(address, CURLUPART_SCHEME);
-    if (scheme != "http" && scheme != "https")
-        return unreachable("Unsupported scheme: " + scheme);
-    std::string host = part(address, CURLUPART_HOST);
-    return { scheme + "://" + host + ":" + part(address, CURLUPART_PORT), scheme == "https", {} };
+    CurlOrigin origin { part(address, CURLUPART_SCHEME), part(address, CURLUPART_HOST),
+        part(address, CURLUPART_PORT) };
+    if (origin.scheme != "http" && origin.scheme != "https")
+        return unreachable("Unsupported scheme: " + origin.scheme);
+    std::transform(origin.host.begin(), origin.host.end(), origin.host.begin(), lowered);
+    return origin;
 }
 
 std::optional<std::string> refusalOf(const HTTPRequest& request)
@@ -71,6 +113,22 @@ std::optional<std::string> refusalOf(const HTTPRequest& request)
             return "Bad header name";
         if (!detail::isFieldValue(value))
             return "Line break in the value of header " + name;
+    }
+    return {};
+}
+
+std::optional<std::string> redirect(HTTPRequest& request, const std::string& target)
+{
+    const CurlOrigin from = originOf(request.url);
+    const CurlOrigin to = originOf(target);
+    if (to.error)
+        return to.error;
+    if (isSameHost(from, to)) {
+        request.url = withCredentialsOf(request.url, target);
+    } else {
+        std::erase_if(
+            request.headers, [&](const auto& header) { return isForHostOnly(header.first); });
+        request.url = target;
     }
     return {};
 }

@@ -3,8 +3,8 @@
 #include <Telvora/Base/Version.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -15,23 +15,21 @@ namespace {
 // Longer than any deadline. Those are kept by who starts the transfers.
 constexpr long connectSeconds = 2 * 24 * 60 * 60;
 
-constexpr long maximumRedirects = 10;
-
 // Servers close a quiet connection after a minute or so, which is also how often a quiet host
 // uploads. A connection that old is not trusted with a request that is sent only once.
 constexpr long maximumIdleSeconds = 30;
 
 } // namespace
 
-CurlTransfer::CurlTransfer(const LinuxHTTPOptions& options)
+CurlTransfer::CurlTransfer(const LinuxHTTPOptions& options, CurlConnections& connections)
     : m_options(options)
+    , m_connections(connections)
     , m_handle(curl_easy_init())
 {
-    if (!m_handle) {
-        m_optionError = CURLE_OUT_OF_MEMORY;
-        return;
-    }
+    if (!m_handle)
+        throw std::bad_alloc();
     setFixedOptions();
+    setCallbacks();
     setTrust();
 }
 
@@ -49,8 +47,6 @@ template<typename Value> void CurlTransfer::set(CURLoption option, Value value)
 
 void CurlTransfer::setFixedOptions()
 {
-    set(CURLOPT_PRIVATE, static_cast<void*>(this));
-    set(CURLOPT_ERRORBUFFER, m_errorText);
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_CONNECTTIMEOUT, connectSeconds);
     // A resolver that never answers would otherwise hold the thread back beyond every time-out.
@@ -58,11 +54,10 @@ void CurlTransfer::setFixedOptions()
     set(CURLOPT_USERAGENT, "Telvora/" TELVORA_VERSION_TEXT);
 
     set(CURLOPT_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_FOLLOWLOCATION, 1L);
-    set(CURLOPT_MAXREDIRS, maximumRedirects);
-    set(CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_ALL));
+    // The loop follows: libcurl would take every header to every host.
+    set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_MAXAGE_CONN, maximumIdleSeconds);
+    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_options.answerLimitBytes));
 
     // Empty rather than unset: libcurl looks into the environment for what is unset.
     set(CURLOPT_PROXY, m_options.proxy.value_or("").c_str());
@@ -70,19 +65,29 @@ void CurlTransfer::setFixedOptions()
     set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 
-    set(CURLOPT_READFUNCTION, &readBody);
-    set(CURLOPT_READDATA, static_cast<void*>(this));
-    set(CURLOPT_SEEKFUNCTION, &rewindBody);
-    set(CURLOPT_SEEKDATA, static_cast<void*>(this));
-    set(CURLOPT_WRITEFUNCTION, &takeData);
-    set(CURLOPT_WRITEDATA, static_cast<void*>(this));
-    set(CURLOPT_HEADERFUNCTION, &takeHeader);
-    set(CURLOPT_HEADERDATA, static_cast<void*>(this));
-    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_options.answerLimitBytes));
-
     // A libcurl without HTTP/2 refuses this one, and serves HTTP/1.1.
     static_cast<void>(curl_easy_setopt(
         m_handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS)));
+}
+
+void CurlTransfer::setCallbacks()
+{
+    void* const self = this;
+    set(CURLOPT_PRIVATE, self);
+    set(CURLOPT_ERRORBUFFER, m_errorText);
+    set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+    set(CURLOPT_OPENSOCKETDATA, self);
+    // A connection outlives the transfer that opened it.
+    set(CURLOPT_CLOSESOCKETFUNCTION, &CurlConnections::close);
+    set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&m_connections));
+    set(CURLOPT_PREREQFUNCTION, &beforeRequest);
+    set(CURLOPT_PREREQDATA, self);
+    set(CURLOPT_READFUNCTION, &readBody);
+    set(CURLOPT_READDATA, self);
+    set(CURLOPT_WRITEFUNCTION, &takeData);
+    set(CURLOPT_WRITEDATA, self);
+    set(CURLOPT_HEADERFUNCTION, &takeHeader);
+    set(CURLOPT_HEADERDATA, self);
 }
 
 void CurlTransfer::setTrust()
@@ -100,14 +105,14 @@ void CurlTransfer::setTrust()
         set(CURLOPT_SSLKEY, m_options.keyFile->c_str());
 }
 
-void CurlTransfer::setMethod()
+void CurlTransfer::setMethod(const HTTPRequest& request)
 {
-    const std::string& method = m_job.request.method;
-    bool isWithBody = carriesBody(m_job.request);
+    const std::string& method = request.method;
+    bool isWithBody = carriesBody(request);
     bool isHead = !isWithBody && method == "HEAD";
     if (isWithBody) {
         set(CURLOPT_POST, 1L);
-        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(m_job.request.body.size()));
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
     } else {
         set(CURLOPT_HTTPGET, 1L);
         set(CURLOPT_NOBODY, isHead ? 1L : 0L);
@@ -116,43 +121,72 @@ void CurlTransfer::setMethod()
     set(CURLOPT_CUSTOMREQUEST, isUsual ? nullptr : method.c_str());
 }
 
-std::optional<std::string> CurlTransfer::begin(CurlJob job, std::string lane)
+const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
 {
-    m_job = std::move(job);
-    m_lane = std::move(lane);
+    m_host = &host;
+    m_isNew = true;
+    m_isUnanswered = false;
+    m_connection.reset();
     m_data.clear();
     m_bodyBytesRead = 0;
-    m_hasAnswerBegun = false;
     m_isHeadWhole = false;
-    m_isAnswerTooLong = false;
+    m_limit = Limit::none;
     m_errorText[0] = '\0';
-    if (!m_handle)
-        return curl_easy_strerror(m_optionError);
 
-    m_headers = headersOf(m_job.request);
-    set(CURLOPT_URL, m_job.request.url.c_str());
+    const HTTPRequest& request = job.front().request;
+    try {
+        m_headers = headersOf(request);
+    } catch (const std::exception&) {
+        return outOfMemory;
+    }
+    set(CURLOPT_URL, request.url.c_str());
     set(CURLOPT_HTTPHEADER, m_headers.get());
-    setMethod();
+    setMethod(request);
     // Without any one option the request could go where it must not: it stays here.
     if (m_optionError != CURLE_OK)
         return curl_easy_strerror(m_optionError);
-    return {};
+    m_job = std::move(job);
+    return nullptr;
 }
 
-CurlResult CurlTransfer::finish(std::optional<std::string> error)
+CurlJobs CurlTransfer::finish(CURLcode code) noexcept
 {
-    HTTPAnswer answer;
+    CurlJob& job = m_job.front();
     long status = 0;
-    if (m_handle)
-        curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &status);
-    answer.status = static_cast<int>(status);
-    if (error)
-        answer.error = std::move(error);
-    else
-        answer.data = std::move(m_data);
-    m_data.clear();
-    m_job.request = {};
-    return { std::move(m_job.completion), std::move(answer) };
+    curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &status);
+    noteHTTPVersion();
+    job.answer.status = static_cast<int>(status);
+    try {
+        job.answer.error = errorFor(code);
+        if (!job.answer.error)
+            job.answer.data = std::move(m_data);
+    } catch (const std::exception&) {
+        job.fail(outOfMemory);
+    }
+    m_connection.reset();
+    return std::exchange(m_job, {});
+}
+
+const char* CurlTransfer::redirection() const
+{
+    const char* target = nullptr;
+    curl_easy_getinfo(m_handle, CURLINFO_REDIRECT_URL, &target);
+    return target;
+}
+
+void CurlTransfer::noteHTTPVersion()
+{
+    long version = CURL_HTTP_VERSION_NONE;
+    curl_easy_getinfo(m_handle, CURLINFO_HTTP_VERSION, &version);
+    if (m_connection && version == CURL_HTTP_VERSION_2_0)
+        m_connection->isHTTP2 = true;
+}
+
+CurlJobs CurlTransfer::finish(const char* error) noexcept
+{
+    m_job.front().fail(error);
+    m_connection.reset();
+    return std::exchange(m_job, {});
 }
 
 std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
@@ -162,15 +196,37 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
         return "Answer broken off";
     if (code == CURLE_OK)
         return {};
-    if (m_isAnswerTooLong || code == CURLE_FILESIZE_EXCEEDED)
+    if (code == CURLE_ABORTED_BY_CALLBACK || (m_isUnanswered && code == CURLE_COULDNT_CONNECT))
+        return "Connection closed before the answer";
+    if (m_limit == Limit::memory)
+        return outOfMemory;
+    if (m_limit == Limit::data || code == CURLE_FILESIZE_EXCEEDED)
         return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     return m_errorText[0] != '\0' ? m_errorText : curl_easy_strerror(code);
+}
+
+curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    return transfer.m_isUnanswered ? CURL_SOCKET_BAD : transfer.m_connections.open(*address);
+}
+
+int CurlTransfer::beforeRequest(
+    void* self, char* address, char* localAddress, int port, int localPort)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    // libcurl is about to repeat a request that a dying connection may have delivered.
+    if (transfer.m_isUnanswered)
+        return CURL_PREREQFUNC_ABORT;
+    transfer.m_isUnanswered = true;
+    transfer.m_connection = transfer.m_connections.find(localAddress, localPort, address, port);
+    return CURL_PREREQFUNC_OK;
 }
 
 std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    const std::string& body = transfer.m_job.request.body;
+    const std::string& body = transfer.m_job.front().request.body;
     std::size_t length = std::min(size * count, body.size() - transfer.m_bodyBytesRead);
     std::memcpy(room, body.data() + transfer.m_bodyBytesRead, length);
     transfer.m_bodyBytesRead += length;
@@ -181,11 +237,18 @@ std::size_t CurlTransfer::takeData(char* data, std::size_t size, std::size_t cou
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
     std::size_t length = size * count;
+    // Any other number than that of the bytes ends the transfer.
+    const std::size_t refusal = length + 1;
     if (length > transfer.m_options.answerLimitBytes - transfer.m_data.size()) {
-        transfer.m_isAnswerTooLong = true;
-        return length + 1;
+        transfer.m_limit = Limit::data;
+        return refusal;
     }
-    transfer.m_data.append(data, length);
+    try {
+        transfer.m_data.append(data, length);
+    } catch (const std::exception&) {
+        transfer.m_limit = Limit::memory;
+        return refusal;
+    }
     return length;
 }
 
@@ -193,24 +256,12 @@ std::size_t CurlTransfer::takeHeader(char* data, std::size_t size, std::size_t c
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
     std::string_view line(data, size * count);
-    transfer.m_hasAnswerBegun = true;
+    transfer.m_isUnanswered = false;
     if (line.substr(0, 5) == "HTTP/")
         transfer.m_isHeadWhole = false;
     else if (line == "\r\n" || line == "\n")
         transfer.m_isHeadWhole = true;
     return size * count;
-}
-
-int CurlTransfer::rewindBody(void* self, curl_off_t offset, int origin)
-{
-    auto& transfer = *static_cast<CurlTransfer*>(self);
-    // After an answer libcurl follows a redirect. Without one it is about to repeat a request that
-    // a dying connection may have delivered.
-    if (origin != SEEK_SET || offset != 0 || !transfer.m_hasAnswerBegun)
-        return CURL_SEEKFUNC_FAIL;
-    transfer.m_hasAnswerBegun = false;
-    transfer.m_bodyBytesRead = 0;
-    return CURL_SEEKFUNC_OK;
 }
 
 } // namespace telvora

@@ -1,16 +1,20 @@
 #pragma once
 
+#include <Telvora/Platform/Linux/CurlConnection.h>
 #include <Telvora/Platform/Linux/CurlRequest.h>
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
 #include <curl/curl.h>
 
-#include <chrono>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace telvora {
+
+class CurlHost;
 
 /// One libcurl handle and the job that it carries at the moment. Used for job after job: making
 /// a handle and setting its thirty options costs more than many a request.
@@ -18,53 +22,75 @@ namespace telvora {
 /// Life: idle -> begin() -> under way -> finish() -> idle. libcurl knows the transfer by address,
 /// so it never moves.
 /// Threads: one, the client's.
+/// Failure: the constructor throws where memory is wanting.
 class CurlTransfer {
 public:
-    explicit CurlTransfer(const LinuxHTTPOptions& options);
+    /// Both must outlive the transfer.
+    CurlTransfer(const LinuxHTTPOptions& options, CurlConnections& connections);
     ~CurlTransfer();
 
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-    /// Takes the job and makes handle() ready for it; says why if that failed, and then waits for
-    /// finish() all the same. Requires a job without a refusal.
-    std::optional<std::string> begin(CurlJob job, std::string lane);
+    /// Makes handle() ready for the job and takes it; says why if that fails, and leaves the job
+    /// where it is. Requires a job without a refusal.
+    const char* begin(CurlJobs& job, CurlHost& host) noexcept;
 
-    /// Gives the job back, over for `error`, or with the answer that came when there is none.
-    CurlResult finish(std::optional<std::string> error);
+    /// Gives the job back with the answer that came, or with the error that `code` means.
+    CurlJobs finish(CURLcode code) noexcept;
 
-    /// What libcurl's `code` means for this transfer; nothing if it went well.
-    std::optional<std::string> errorFor(CURLcode code) const;
+    /// Gives the job back with an error.
+    CurlJobs finish(const char* error) noexcept;
+
+    /// After finish(): where the answer redirects the request to; null if it does not.
+    const char* redirection() const;
 
     CURL* handle() const { return m_handle; }
-    const std::string& lane() const { return m_lane; }
-    std::chrono::steady_clock::time_point deadline() const { return m_job.deadline; }
+    CurlHost& host() const { return *m_host; }
+    CurlJob::Time deadline() const { return m_job.front().deadline; }
+
+    /// The connection that carries the request; null until there is one.
+    CurlConnection* connection() const { return m_connection.get(); }
+    /// Whether this is the first call since begin().
+    bool isNew() { return std::exchange(m_isNew, false); }
 
 private:
+    enum class Limit { none, data, memory };
+
     template<typename Value> void set(CURLoption option, Value value);
     void setFixedOptions();
+    void setCallbacks();
     void setTrust();
-    void setMethod();
+    void setMethod(const HTTPRequest& request);
+    void noteHTTPVersion();
+    std::optional<std::string> errorFor(CURLcode code) const;
 
+    static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static int beforeRequest(
+        void* self, char* address, char* localAddress, int port, int localPort);
     static std::size_t readBody(char* room, std::size_t size, std::size_t count, void* self);
     static std::size_t takeData(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* self);
-    static int rewindBody(void* self, curl_off_t offset, int origin);
 
     const LinuxHTTPOptions& m_options;
-    CURL* m_handle;
+    CurlConnections& m_connections;
+    CURL* const m_handle;
     CURLcode m_optionError = CURLE_OK;
     char m_errorText[CURL_ERROR_SIZE] = {};
 
-    CurlJob m_job;
+    // Empty while idle.
+    CurlJobs m_job;
+    CurlHost* m_host = nullptr;
     CurlHeaders m_headers;
-    std::string m_lane;
+    bool m_isNew = false;
+    // From when the request is given to a connection to the first byte of an answer.
+    bool m_isUnanswered = false;
+    std::shared_ptr<CurlConnection> m_connection;
+
     std::string m_data;
     std::size_t m_bodyBytesRead = 0;
-    /// Since the request went out, the first time or after a redirect.
-    bool m_hasAnswerBegun = false;
     bool m_isHeadWhole = false;
-    bool m_isAnswerTooLong = false;
+    Limit m_limit = Limit::none;
 };
 
 } // namespace telvora

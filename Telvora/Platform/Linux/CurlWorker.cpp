@@ -4,35 +4,37 @@
 #include <Telvora/Platform/Linux/ForkedChild.h>
 #include <Telvora/Platform/Linux/LinuxThread.h>
 
-#include <algorithm>
-#include <chrono>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace telvora {
 
 namespace {
 
-// Long enough for anybody, short enough for the sums of clocks and of libcurl.
-constexpr std::chrono::seconds longestTimeout = std::chrono::hours(24);
+void call(CurlJob& job) noexcept
+{
+    try {
+        if (job.completion)
+            job.completion(std::move(job.answer));
+    } catch (...) {
+        // It has no caller who could make anything of it.
+    }
+}
 
 /// Completes a request on the caller's thread, where no other can do it.
 void completeAtOnce(HTTPClient::Completion completion, const char* reason)
 {
-    HTTPAnswer answer;
-    answer.error = reason;
-    try {
-        if (completion)
-            completion(std::move(answer));
-    } catch (...) {
-        // The sender is not the one to hear of it.
-    }
+    CurlJob job({}, std::move(completion));
+    job.fail(reason);
+    call(job);
 }
 
 } // namespace
 
-CurlWorker::CurlWorker(LinuxHTTPOptions options)
+CurlWorker::CurlWorker(LinuxHTTPOptions options, const Clock& clock)
     : m_options(std::move(options))
+    , m_clock(clock)
 {
     registerExitHandlerOfOpenSSL();
 }
@@ -40,7 +42,7 @@ CurlWorker::CurlWorker(LinuxHTTPOptions options)
 CurlWorker::~CurlWorker()
 {
     waitForEnd();
-    std::vector<CurlJob> arrived;
+    CurlJobs arrived;
     {
         MutexLock lock(m_lock);
         arrived.swap(m_arrived);
@@ -76,27 +78,37 @@ void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
         return completeAtOnce(std::move(completion), "Process forked after its first request");
     watchForForks();
     detail::noteUse();
-    auto timeout = std::min(request.timeout, longestTimeout);
-    auto deadline = std::chrono::steady_clock::now() + timeout;
 
+    CurlJobs job;
+    try {
+        // Takes neither before it has the memory.
+        job.emplace_back(std::move(request), std::move(completion));
+    } catch (const std::bad_alloc&) {
+        return completeAtOnce(std::move(completion), outOfMemory);
+    }
     {
         MutexLock lock(m_lock);
-        bool mayBeAsleep = m_arrived.empty();
         if (m_isRunning || start()) {
+            bool mayBeAsleep = m_arrived.empty();
             m_inFlight.fetch_add(1, std::memory_order_relaxed);
-            m_arrived.push_back({ std::move(request), std::move(completion), deadline });
+            m_arrived.splice(m_arrived.end(), job);
             if (mayBeAsleep && m_loop)
                 m_loop->wake();
             return;
         }
     }
-    completeAtOnce(std::move(completion), "No thread");
+    job.front().fail("No thread");
+    call(job.front());
 }
 
-bool CurlWorker::start()
+bool CurlWorker::start() noexcept
 {
     detail::ExitGate::watch();
-    m_isRunning = startDetachedThread("telvora-http", [this] { run(); });
+    try {
+        m_isRunning = startDetachedThread("telvora-http", [this] { run(); });
+    } catch (const std::exception&) {
+        // No memory for it: the same as no thread.
+    }
     return m_isRunning;
 }
 
@@ -111,7 +123,7 @@ void CurlWorker::run()
     publish(loop.get());
     serve(*loop);
     publish(nullptr);
-    std::vector<CurlResult> left;
+    CurlJobs left;
     {
         CurlScope scope;
         left = loop->abandon("Client destroyed");
@@ -122,35 +134,42 @@ void CurlWorker::run()
     while (failArrived("Client destroyed")) { }
 }
 
-std::unique_ptr<CurlLoop> CurlWorker::makeLoop()
+std::unique_ptr<CurlLoop> CurlWorker::makeLoop() noexcept
 {
     CurlScope scope;
-    std::unique_ptr<CurlLoop> loop;
-    if (setUpLibcurl())
-        loop = std::make_unique<CurlLoop>(m_options);
-    return loop && loop->isUsable() ? std::move(loop) : nullptr;
+    try {
+        if (setUpLibcurl()) {
+            auto loop = std::make_unique<CurlLoop>(m_options, m_clock);
+            if (loop->isUsable())
+                return loop;
+        }
+    } catch (const std::exception&) {
+        // No memory for it: the same as no libcurl.
+    }
+    return nullptr;
 }
 
 void CurlWorker::serve(CurlLoop& loop)
 {
-    std::vector<CurlJob> arrived;
+    CurlJobs arrived;
     while (takeArrived(arrived)) {
-        std::vector<CurlResult> results;
+        CurlJobs over;
         {
             CurlScope scope;
-            for (CurlJob& job : arrived)
-                loop.add(std::move(job));
-            results = loop.advance();
+            loop.add(arrived);
+            over = loop.advance();
         }
-        arrived.clear();
-        if (results.empty())
+        if (over.empty()) {
             loop.wait();
-        else
-            complete(std::move(results));
+            continue;
+        }
+        const auto begin = m_clock.steadyNow();
+        complete(std::move(over));
+        loop.excuse(m_clock.steadyNow() - begin);
     }
 }
 
-bool CurlWorker::takeArrived(std::vector<CurlJob>& arrived)
+bool CurlWorker::takeArrived(CurlJobs& arrived)
 {
     MutexLock lock(m_lock);
     if (m_isStopping)
@@ -165,37 +184,28 @@ void CurlWorker::publish(CurlLoop* loop)
     m_loop = loop;
 }
 
-void CurlWorker::complete(std::vector<CurlResult> results)
+void CurlWorker::complete(CurlJobs jobs)
 {
-    for (CurlResult& result : results) {
+    while (!jobs.empty()) {
         // What the completion refers to may be gone.
         if (detail::ExitGate::isClosed())
             sleepForGood();
-        try {
-            if (result.completion)
-                result.completion(std::move(result.answer));
-        } catch (...) {
-            // Nobody above could make anything of it.
-        }
-        result.completion.reset();
+        call(jobs.front());
+        jobs.pop_front();
         m_inFlight.fetch_sub(1, std::memory_order_release);
     }
 }
 
-void CurlWorker::fail(std::vector<CurlJob> jobs, const char* reason)
+void CurlWorker::fail(CurlJobs jobs, const char* reason)
 {
-    std::vector<CurlResult> results;
-    for (CurlJob& job : jobs) {
-        HTTPAnswer answer;
-        answer.error = reason;
-        results.push_back({ std::move(job.completion), std::move(answer) });
-    }
-    complete(std::move(results));
+    for (CurlJob& job : jobs)
+        job.fail(reason);
+    complete(std::move(jobs));
 }
 
 bool CurlWorker::failArrived(const char* reason)
 {
-    std::vector<CurlJob> arrived;
+    CurlJobs arrived;
     {
         MutexLock lock(m_lock);
         arrived.swap(m_arrived);

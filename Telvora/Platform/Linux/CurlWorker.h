@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/ThreadAnnotations.h>
+#include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Linux/CurlLoop.h>
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
@@ -9,7 +10,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
-#include <vector>
 
 namespace telvora {
 
@@ -18,9 +18,11 @@ namespace telvora {
 /// Life: the thread starts with the first request. If the system refuses it what it needs, it
 /// fails what has arrived and ends, and the next request tries again.
 /// Threads: as LinuxHTTPClient. The loop belongs to the thread, but for its wake().
+/// Failure: nothing is thrown, not even for want of memory; the request concerned gets an error.
 class CurlWorker {
 public:
-    explicit CurlWorker(LinuxHTTPOptions options);
+    /// `clock` must outlive the process: a thread that sleeps for good may still know it.
+    CurlWorker(LinuxHTTPOptions options, const Clock& clock);
     /// Completes what is left with an error and ends the thread. Requires canStop().
     ~CurlWorker();
 
@@ -32,26 +34,27 @@ public:
 
 private:
     /// False if the system has no thread to give.
-    bool start() TELVORA_REQUIRES(m_lock);
+    bool start() noexcept TELVORA_REQUIRES(m_lock);
     void waitForEnd() TELVORA_EXCLUDES(m_lock);
     void run() TELVORA_EXCLUDES(m_lock);
-    std::unique_ptr<CurlLoop> makeLoop();
+    std::unique_ptr<CurlLoop> makeLoop() noexcept;
     void serve(CurlLoop& loop) TELVORA_EXCLUDES(m_lock);
     /// False once the thread is to end.
-    bool takeArrived(std::vector<CurlJob>& arrived) TELVORA_EXCLUDES(m_lock);
+    bool takeArrived(CurlJobs& arrived) TELVORA_EXCLUDES(m_lock);
     void publish(CurlLoop* loop) TELVORA_EXCLUDES(m_lock);
-    void complete(std::vector<CurlResult> results) TELVORA_EXCLUDES(m_lock);
-    void fail(std::vector<CurlJob> jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
+    void complete(CurlJobs jobs) TELVORA_EXCLUDES(m_lock);
+    void fail(CurlJobs jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
     /// Fails what has arrived. False if nothing arrived meanwhile; the thread counts as ended then
     /// and must not touch the worker any more.
     bool failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
 
     const LinuxHTTPOptions m_options;
+    const Clock& m_clock;
     std::atomic<std::size_t> m_inFlight { 0 };
 
     Mutex m_lock;
     std::condition_variable m_ended;
-    std::vector<CurlJob> m_arrived TELVORA_GUARDED_BY(m_lock);
+    CurlJobs m_arrived TELVORA_GUARDED_BY(m_lock);
     CurlLoop* m_loop TELVORA_GUARDED_BY(m_lock) = nullptr;
     bool m_isRunning TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isStopping TELVORA_GUARDED_BY(m_lock) = false;

@@ -2,13 +2,24 @@
 
 #include <Telvora/Base/AddressText.h>
 #include <Telvora/Platform/Linux/CurlWorker.h>
+#include <Telvora/Platform/Linux/LinuxClock.h>
 
 #include <utility>
 
 namespace telvora {
 
+namespace {
+
+const Clock& machineClock()
+{
+    static const auto& clock = *new LinuxClock;
+    return clock;
+}
+
+} // namespace
+
 LinuxHTTPClient::LinuxHTTPClient(LinuxHTTPOptions options)
-    : m_worker(std::make_unique<CurlWorker>(std::move(options)))
+    : m_worker(std::make_unique<CurlWorker>(std::move(options), machineClock()))
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include <Telvora/Platform/HTTPClient.h>
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -23,8 +24,12 @@ struct LinuxHTTPOptions {
     std::optional<std::string> proxy;
     /// A longer answer is an error and is not read any further.
     std::size_t answerLimitBytes = 4 * 1024 * 1024;
-    /// How many connections one host gets at most. They are kept and used again.
+    /// How many connections one host gets. They are kept and used again.
     std::size_t connectionsPerHost = 6;
+    /// A request that has waited this long for a connection gets another one ...
+    std::chrono::milliseconds connectionWait { 100 };
+    /// ... unless its host has as many as this.
+    std::size_t maximumConnectionsPerHost = 64;
 };
 
 /// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS, which is
@@ -43,7 +48,10 @@ struct LinuxHTTPOptions {
 /// is no token, and CR, LF or NUL in a header value. Without a thread or memory for it, a request
 /// is completed with an error before send() returns, on the caller's thread.
 ///
-/// Deliberate: a request's time-out runs from send(), so it covers the wait for a free connection.
+/// Deliberate: a request's time-out begins when it is given to a connection, which may have to be
+/// opened first. The wait for a connection has no limit, and neither does the time count that
+/// completions take on the client's thread: a busy host, or a slow completion, must not make a
+/// request fail that the server never saw or has answered.
 /// A request goes out at most once: if a kept connection dies with no answer, that is an error
 /// even though libcurl would repeat the request, because the server may have acted on it.
 /// Content-Length and Transfer-Encoding are the client's own, whatever the request says.

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::string_view silentHost = "silent.invalid";
-constexpr auto silence = 15s;
+std::atomic<bool> s_mayResolverAnswer { false };
 std::atomic<bool> s_areDescriptorsUsedUp { false };
 
 /// The C library's own, whose name ours takes.
@@ -30,12 +30,13 @@ template<typename Function> Function* systems(const char* name)
 
 } // namespace
 
-// These stand before the C library's, for libcurl too. A resolver whose servers never answer:
+// These stand before the C library's, for libcurl too. A resolver whose servers do not answer
+// before they are told:
 extern "C" int getaddrinfo(
     const char* name, const char* service, const addrinfo* hints, addrinfo** result)
 {
     if (name && name == silentHost) {
-        std::this_thread::sleep_for(silence);
+        s_mayResolverAnswer.wait(false);
         return EAI_AGAIN;
     }
     return systems<decltype(getaddrinfo)>("getaddrinfo")(name, service, hints, result);
@@ -65,35 +66,39 @@ namespace {
 
 const std::string silentURL = "http://" + std::string(silentHost) + "/";
 
-TEST(LinuxHTTPClientSystemTest, SilentResolverIsTimedOut)
+/// The resolver is silent for as long as the case lasts. ctest ends one that waits for it.
+class SilentResolverTest : public testing::Test {
+protected:
+    ~SilentResolverTest() override
+    {
+        s_mayResolverAnswer = true;
+        s_mayResolverAnswer.notify_all();
+    }
+};
+
+TEST_F(SilentResolverTest, RequestIsTimedOut)
 {
     LinuxHTTPClient client;
-    auto start = std::chrono::steady_clock::now();
 
     HTTPAnswer answer = answerTo(client, postTo(silentURL, "{}", 1s));
 
     EXPECT_THAT(answer.error.value_or(""), testing::HasSubstr("Timed out"));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
-TEST(LinuxHTTPClientSystemTest, SilentResolverHoldsNobodyElseBack)
+TEST_F(SilentResolverTest, OtherRequestsGoOn)
 {
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
     LinuxHTTPClient client;
-    auto start = std::chrono::steady_clock::now();
     AnswerToCome silent(client, postTo(silentURL, "{}", 1s));
 
     EXPECT_EQ(answerTo(client, postTo(server.url())).data, "{}");
     EXPECT_TRUE(silent.wait()->error);
     EXPECT_EQ(answerTo(client, postTo(server.url())).data, "{}");
-
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
-TEST(LinuxHTTPClientSystemTest, SilentResolverDoesNotHoldTheClientsEndBack)
+TEST_F(SilentResolverTest, ClientEnds)
 {
     bool isError = false;
-    auto start = std::chrono::steady_clock::now();
     {
         LinuxHTTPClient client;
         client.send(postTo(silentURL), [&](HTTPAnswer answer) { isError = !!answer.error; });
@@ -101,7 +106,6 @@ TEST(LinuxHTTPClientSystemTest, SilentResolverDoesNotHoldTheClientsEndBack)
     }
 
     EXPECT_TRUE(isError);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
 }
 
 TEST(LinuxHTTPClientSystemTest, WantOfDescriptorsIsAnErrorAndPasses)

@@ -207,14 +207,10 @@ TEST(LinuxHTTPClientTest, MissingAnswerTimesOut)
 {
     LoopbackServer server(always(LoopbackReply::silence()));
     LinuxHTTPClient client;
-    auto start = std::chrono::steady_clock::now();
 
     HTTPAnswer answer = answerTo(client, postTo(server.url(), "{}", 1s));
 
-    auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_THAT(answer.error.value_or(""), HasSubstr("Timed out"));
-    EXPECT_GE(waited, 1s);
-    EXPECT_LT(waited, 5s);
 }
 
 TEST(LinuxHTTPClientTest, TimeoutCoversTheWholeAnswer)
