@@ -21,6 +21,9 @@ struct HTTPRequest {
     /// From when the client gives the request to a connection, be it one that must be opened first,
     /// to the end of the answer. Waiting for a connection costs nothing of it.
     std::chrono::seconds timeout { 60 };
+    /// Names of those headers that only the host of `url` may see, and not one that it redirects
+    /// to. "Authorization", "Cookie" and "Host" always count as such.
+    std::vector<std::string> hostOnlyHeaders {};
 };
 
 /// What came of a request. Either `data` (an answer that arrived whole, whatever its status; it

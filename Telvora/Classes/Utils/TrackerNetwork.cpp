@@ -147,6 +147,11 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     for (const auto& header : fixed)
         remove(own, header.first);
 
+    // What identifies the installation or the host is for the collector alone.
+    request.hostOnlyHeaders.emplace_back(identifierHeader);
+    for (const auto& header : own)
+        request.hostOnlyHeaders.push_back(header.first);
+
     request.headers = std::move(own);
     std::move(fixed.begin(), fixed.end(), std::back_inserter(request.headers));
 }

@@ -19,10 +19,10 @@ char lowered(char character)
                                                 : character;
 }
 
-std::string part(const Address& address, CURLUPart which)
+std::string part(const Address& address, CURLUPart which, unsigned flags = 0)
 {
     char* text = nullptr;
-    if (curl_url_get(address.get(), which, &text, CURLU_DEFAULT_PORT) != CURLUE_OK || !text)
+    if (curl_url_get(address.get(), which, &text, flags) != CURLUE_OK || !text)
         return {};
     const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
     return text;
@@ -39,15 +39,20 @@ bool hasHeader(const HTTPRequest& request, const char* name)
         [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
 }
 
+// A site that moves to https is the same host still.
 bool isSameHost(const CurlOrigin& from, const CurlOrigin& to)
 {
-    return from.host == to.host && from.port == to.port;
+    const bool isUpgrade
+        = from.scheme == "http" && from.port == "80" && to.scheme == "https" && to.port == "443";
+    return from.host == to.host && (from.port == to.port || isUpgrade);
 }
 
-bool isForHostOnly(const std::string& name)
+bool isForHostOnly(const std::string& name, const HTTPRequest& request)
 {
-    return detail::isSameFieldName(name, "Authorization")
-        || detail::isSameFieldName(name, "Cookie");
+    const auto isName
+        = [&](const std::string& other) { return detail::isSameFieldName(name, other); };
+    return isName("Authorization") || isName("Cookie") || isName("Host")
+        || std::any_of(request.hostOnlyHeaders.begin(), request.hostOnlyHeaders.end(), isName);
 }
 
 // `target`, with the user and the password of `url` where it names none itself.
@@ -97,7 +102,7 @@ CurlOrigin originOf(const std::string& url)
     if (code != CURLUE_OK)
         return unreachable(std::string("Bad address: ") + curl_url_strerror(code));
     CurlOrigin origin { part(address, CURLUPART_SCHEME), part(address, CURLUPART_HOST),
-        part(address, CURLUPART_PORT) };
+        part(address, CURLUPART_PORT, CURLU_DEFAULT_PORT) };
     if (origin.scheme != "http" && origin.scheme != "https")
         return unreachable("Unsupported scheme: " + origin.scheme);
     std::transform(origin.host.begin(), origin.host.end(), origin.host.begin(), lowered);
@@ -123,11 +128,13 @@ std::optional<std::string> redirect(HTTPRequest& request, const std::string& tar
     const CurlOrigin to = originOf(target);
     if (to.error)
         return to.error;
+    if (from.scheme == "https" && to.scheme == "http")
+        return "Redirect from https to http";
     if (isSameHost(from, to)) {
         request.url = withCredentialsOf(request.url, target);
     } else {
-        std::erase_if(
-            request.headers, [&](const auto& header) { return isForHostOnly(header.first); });
+        std::erase_if(request.headers,
+            [&](const auto& header) { return isForHostOnly(header.first, request); });
         request.url = target;
     }
     return {};

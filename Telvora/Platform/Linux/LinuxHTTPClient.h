@@ -33,7 +33,9 @@ struct LinuxHTTPOptions {
 };
 
 /// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS, which is
-/// always verified. Redirects are followed to http and https only; a POST stays a POST.
+/// always verified. Up to ten redirects are followed, from http to http and https and from https to
+/// https alone; a POST stays a POST with its body. Headers for the host alone stay where host or
+/// port change, but for a host's move from http on port 80 to https on port 443.
 ///
 /// Life: its one thread, "telvora-http", starts with the first request and sleeps while there is
 /// nothing to do. Destroying the client (not from a completion) completes what is under way with

@@ -27,7 +27,7 @@ SimulatedPlatform& simulated()
     return platform;
 }
 
-/// Which headers a request carries.
+/// Which headers a request carries, and which of them are for the collector's host alone.
 class TrackerNetworkHeaderTest : public testing::Test {
 protected:
     TrackerNetworkHeaderTest() { simulated(); }
@@ -121,6 +121,17 @@ TEST_F(TrackerNetworkHeaderTest, ChannelHeaderThatIsLeftOutTakesTheAdditionalOne
 
     EXPECT_THAT(names(request), Not(Contains("X-Shared")));
     EXPECT_THAT(names(request), Not(Contains("x-shared")));
+}
+
+TEST_F(TrackerNetworkHeaderTest, IdentifierAndTheHostsHeadersAreForTheCollectorsHostAlone)
+{
+    identifyAs("device-1");
+    TrackerManager::configHeaders({ { "x-all", "1" }, { "CLIENTTYPE", "mine" } });
+
+    const HTTPRequest request = requestWith({ { "Authorization", "2" } });
+
+    EXPECT_THAT(
+        request.hostOnlyHeaders, UnorderedElementsAre("QVX-UUID", "x-all", "Authorization"));
 }
 
 } // namespace

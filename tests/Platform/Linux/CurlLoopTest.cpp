@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 
 namespace telvora {
 namespace {
@@ -18,7 +19,8 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 
 /// A loop that the test moves on by hand, with a clock that stands still until it is moved. The
-/// server answers "/" at once and everything else once release() allows it.
+/// server answers "/" at once and any other target once it is released; "/moved" is a redirect to
+/// "/held".
 class CurlLoopTest : public testing::Test {
 protected:
     CurlLoopTest()
@@ -27,7 +29,11 @@ protected:
         EXPECT_TRUE(setUpLibcurl());
     }
 
-    ~CurlLoopTest() override { release(); }
+    ~CurlLoopTest() override
+    {
+        for (const char* target : { "/held", "/moved" })
+            release(target);
+    }
 
     void send(const std::string& target, std::chrono::seconds timeout = 60s)
     {
@@ -64,31 +70,32 @@ protected:
         over.splice(over.end(), more);
     }
 
-    void release()
+    void release(const std::string& target)
     {
         MutexLock lock(m_lock);
-        m_isReleased = true;
+        m_released.insert(target);
     }
 
     LinuxHTTPOptions options;
     ManualClock clock;
     LoopbackServer server { [this](const LoopbackRequest& request) {
-        while (request.target != "/" && !isReleased())
+        while (!isReleased(request.target))
             std::this_thread::sleep_for(1ms);
-        return LoopbackReply::answer(200, "{}");
+        return request.target == "/moved" ? LoopbackReply::redirect(307, "/held")
+                                          : LoopbackReply::answer(200, "{}");
     } };
     CurlLoop loop { options, clock };
     CurlJobs over;
 
 private:
-    bool isReleased()
+    bool isReleased(const std::string& target)
     {
         MutexLock lock(m_lock);
-        return m_isReleased;
+        return m_released.contains(target);
     }
 
     Mutex m_lock;
-    bool m_isReleased TELVORA_GUARDED_BY(m_lock) = false;
+    std::set<std::string> m_released TELVORA_GUARDED_BY(m_lock) { "/" };
 };
 
 using CurlLoopQuirk = CurlLoopTest;
@@ -119,7 +126,7 @@ TEST_F(CurlLoopQuirk, WaitingForAConnectionCostsNothingOfTheTimeout)
     clock.advance(23h);
     advance();
     ASSERT_TRUE(over.empty());
-    release();
+    release("/held");
     runUntilOver(2);
 
     EXPECT_EQ(over.back().answer.data, "{}");
@@ -142,6 +149,24 @@ TEST_F(CurlLoopTest, TimeoutBeginsWhenARequestThatHasWaitedGoes)
     EXPECT_EQ(over.back().answer.error, "Timed out");
 }
 
+TEST_F(CurlLoopTest, TimeoutGoesOnAfterARedirect)
+{
+    send("/moved", 60s);
+    runUntilReceived(1);
+    clock.advance(40s);
+    release("/moved");
+    runUntilReceived(2);
+
+    clock.advance(20s - 1ns);
+    advance();
+    EXPECT_TRUE(over.empty());
+    clock.advance(1ns);
+    advance();
+
+    ASSERT_EQ(over.size(), 1U);
+    EXPECT_EQ(over.front().answer.error, "Timed out");
+}
+
 TEST_F(CurlLoopTest, RequestThatHasWaited100msGoesBesideSixOthers)
 {
     for (int number = 0; number < 7; ++number)
@@ -158,7 +183,7 @@ TEST_F(CurlLoopTest, AnswerThatHasArrivedCountsHoweverLateTheLoopLooks)
 {
     send("/held", 60s);
     runUntilReceived(1);
-    release();
+    release("/held");
     // Until it is there; the loop does not look meanwhile.
     std::this_thread::sleep_for(200ms);
 

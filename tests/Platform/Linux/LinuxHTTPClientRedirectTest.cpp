@@ -2,7 +2,9 @@
 
 #include <tests/Platform/Linux/HTTPTesting.h>
 #include <tests/Platform/Linux/LoopbackServer.h>
+#include <tests/Platform/Linux/TLSServer.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -10,6 +12,30 @@
 
 namespace telvora {
 namespace {
+
+using testing::Contains;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Not;
+
+/// A POST with headers for the host alone, listed or known as such, and one for everybody.
+HTTPRequest identifyingPostTo(std::string url)
+{
+    HTTPRequest request = postTo(std::move(url));
+    request.headers = { { "QVX-UUID", "1" }, { "x-own", "2" }, { "Authorization", "3" },
+        { "cookie", "4" }, { "x-trace-id", "5" } };
+    request.hostOnlyHeaders = { "qvx-uuid", "x-own" };
+    return request;
+}
+
+const std::vector<std::string> identifying { "QVX-UUID", "x-own", "Authorization", "cookie" };
+
+LinuxHTTPOptions trusting(const TLSServer& server)
+{
+    LinuxHTTPOptions options;
+    options.authorityFile = server.authorityFile();
+    return options;
+}
 
 TEST(LinuxHTTPClientRedirectTest, RedirectKeepsMethodBodyAndHeaders)
 {
@@ -53,8 +79,8 @@ TEST(LinuxHTTPClientRedirectTest, EndlessRedirectIsAnError)
     LoopbackServer server(always(LoopbackReply::redirect(307, "/again")));
     LinuxHTTPClient client;
 
-    EXPECT_TRUE(answerTo(client, postTo(server.url())).error);
-    EXPECT_LE(server.received().size(), 20U);
+    EXPECT_EQ(answerTo(client, postTo(server.url())).error, "Too many redirects");
+    EXPECT_EQ(server.received().size(), 11U);
 }
 
 TEST(LinuxHTTPClientRedirectTest, RedirectToNowhereIsAnAnswer)
@@ -63,6 +89,75 @@ TEST(LinuxHTTPClientRedirectTest, RedirectToNowhereIsAnAnswer)
 
     EXPECT_EQ(answer.data, "{}");
     EXPECT_EQ(answer.status, 302);
+}
+
+TEST(LinuxHTTPClientRedirectTest, HeadersGoOnWithinTheHostAndPort)
+{
+    LoopbackServer server([](const LoopbackRequest& request) {
+        return request.target == "/" ? LoopbackReply::redirect(307, "/moved")
+                                     : LoopbackReply::answer(200, "there");
+    });
+    LinuxHTTPClient client;
+
+    answerTo(client, identifyingPostTo(server.url()));
+
+    ASSERT_EQ(server.received().size(), 2U);
+    EXPECT_THAT(server.received()[1].headerNames(), IsSupersetOf(identifying));
+}
+
+TEST(LinuxHTTPClientRedirectTest, HeadersOfTheHostStayWithItAndTheOthersGoOn)
+{
+    LoopbackServer other(always(LoopbackReply::answer(200, "there")));
+    LoopbackServer server(always(LoopbackReply::redirect(307, other.url())));
+    LinuxHTTPClient client;
+
+    EXPECT_EQ(answerTo(client, identifyingPostTo(server.url())).data, "there");
+
+    ASSERT_EQ(other.received().size(), 1U);
+    const LoopbackRequest arrived = other.received().front();
+    for (const std::string& name : identifying)
+        EXPECT_THAT(arrived.headerNames(), Not(Contains(name)));
+    EXPECT_EQ(arrived.header("x-trace-id"), "5");
+    EXPECT_EQ(arrived.body, "{}");
+}
+
+TEST(LinuxHTTPClientRedirectTest, SecureRequestIsNotRedirectedToAPlainOne)
+{
+    TLSServer server;
+    LoopbackServer plain(always(LoopbackReply::answer(200, "{}")));
+    LinuxHTTPClient client(trusting(server));
+
+    for (const char* status : { "301", "302", "303", "307", "308" }) {
+        const std::string target = "/to/" + std::string(status) + "?" + plain.url();
+        const HTTPAnswer answer = answerTo(client, postTo(server.url(target)));
+        EXPECT_EQ(answer.error, "Redirect from https to http") << status;
+        EXPECT_FALSE(answer.data) << status;
+    }
+    EXPECT_THAT(plain.received(), IsEmpty());
+}
+
+TEST(LinuxHTTPClientRedirectTest, SecureRequestIsRedirectedToASecureOne)
+{
+    TLSServer server;
+    LinuxHTTPClient client(trusting(server));
+
+    const HTTPAnswer answer
+        = answerTo(client, identifyingPostTo(server.url("/to/308?" + server.url("/headers"))));
+
+    EXPECT_THAT(answer.data.value_or(""), testing::HasSubstr("x-trace-id"));
+    EXPECT_THAT(answer.data.value_or(""), testing::HasSubstr("QVX-UUID"));
+}
+
+TEST(LinuxHTTPClientRedirectTest, PlainRequestIsRedirectedToASecureOne)
+{
+    TLSServer server;
+    LoopbackServer plain(always(LoopbackReply::redirect(301, server.url("/headers"))));
+    LinuxHTTPClient client(trusting(server));
+
+    const HTTPAnswer answer = answerTo(client, identifyingPostTo(plain.url()));
+
+    EXPECT_THAT(answer.data.value_or(""), testing::HasSubstr("x-trace-id"));
+    EXPECT_THAT(answer.data.value_or(""), Not(testing::HasSubstr("QVX-UUID")));
 }
 
 } // namespace

@@ -35,10 +35,21 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     def do_POST(self):
         self.rfile.read(int(self.headers["Content-Length"]))
-        self.send_response(200)
-        self.send_header("Content-Length", str(len(self.path)))
+        if self.path.startswith("/to/"):
+            status, _, target = self.path[len("/to/"):].partition("?")
+            self.answer(int(status), "", {"Location": target})
+        elif self.path == "/headers":
+            self.answer(200, "\n".join(self.headers.keys()), {})
+        else:
+            self.answer(200, self.path, {})
+
+    def answer(self, status, body, headers):
+        self.send_response(status)
+        for name, value in headers.items():
+            self.send_header(name, value)
+        self.send_header("Content-Length", str(len(body)))
         self.end_headers()
-        self.wfile.write(self.path.encode())
+        self.wfile.write(body.encode())
 
     def log_message(self, *_):
         pass

@@ -7,7 +7,8 @@
 namespace telvora {
 
 /// An HTTPS server on the loopback, in a process of its own, with a certificate authority made for
-/// the occasion. Answers every POST with its path.
+/// the occasion. Answers a POST to "/to/307?URL" with that status and a redirect to URL, one to
+/// "/headers" with the names of its headers, one a line, and any other with its path.
 ///
 /// Life: serves from construction to destruction, and no longer than its maker lives.
 class TLSServer {
