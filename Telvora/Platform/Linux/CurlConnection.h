@@ -3,7 +3,9 @@
 #include <curl/curl.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace telvora {
@@ -24,6 +26,8 @@ struct CurlConnection {
 
     const curl_socket_t socket;
     bool isHTTP2 = false;
+    /// Set once its server closes it: streams above this one were not looked at.
+    std::optional<std::uint32_t> lastStream {};
 
     /// Set by CurlLoop's count: who uses it, how many requests it carries, the most it has carried
     /// at once, and how many it can take besides.

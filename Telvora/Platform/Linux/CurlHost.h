@@ -30,6 +30,14 @@ public:
     /// Has the job wait behind all others.
     void queue(CurlJobs& job, Time now);
 
+    /// Has a job that the host refused wait before all others. Where the host has answered nothing
+    /// since the job was sent, none goes for a while: 10 ms, then twice as long each time, up to a
+    /// second.
+    void queueAgain(CurlJobs& job, Time now);
+
+    /// The host has answered a request.
+    void noteAnswer();
+
     void beginCount();
     /// `isNew` says that it was not connecting at the count before.
     void countConnecting(bool isNew);
@@ -39,7 +47,7 @@ public:
     CurlJobs takeNext(Time now);
 
     /// When takeNext() may have one although nothing else happens; Time::max() if never.
-    Time nextChange() const;
+    Time nextChange(Time now) const;
 
     /// Neither waits anything nor was anything counted.
     bool isIdle() const { return m_waiting.empty() && m_connections + m_connecting == 0; }
@@ -50,6 +58,7 @@ public:
 private:
     std::size_t connectionsInUse() const { return m_connections + m_connecting; }
     bool mayOpenAnother() const;
+    CurlJobs release();
 
     const LinuxHTTPOptions& m_options;
     CurlJobs m_waiting;
@@ -59,6 +68,10 @@ private:
     std::size_t m_newlyConnecting = 0;
     std::size_t m_room = 0;
     bool m_isHTTP2 = false;
+
+    std::size_t m_answers = 0;
+    Time::duration m_pause { 0 };
+    Time m_pausedUntil {};
 };
 
 } // namespace telvora

@@ -90,7 +90,7 @@ void CurlLoop::wait() noexcept
     using namespace std::chrono;
     Time next = m_nextDeadline;
     for (const auto& [origin, host] : m_hosts)
-        next = std::min(next, host.nextChange());
+        next = std::min(next, host.nextChange(now()));
     int timeout = std::numeric_limits<int>::max();
     if (next != Time::max()) {
         auto rest = ceil<milliseconds>(next - now()).count();
@@ -171,6 +171,8 @@ bool CurlLoop::startWaiting()
 void CurlLoop::start(CurlJobs& job, CurlHost& host)
 {
     job.front().deadline = now() + job.front().timeLeft;
+    if (!job.front().firstSent)
+        job.front().firstSent = now();
     m_nextDeadline = std::min(m_nextDeadline, job.front().deadline);
 
     auto place = unusedTransfer();
@@ -208,12 +210,33 @@ void CurlLoop::collectFinished()
         if (transfer == m_underWay.end())
             continue;
         CurlJobs job = transfer->second->finish(code);
-        if (const char* target = transfer->second->redirection();
-            target && !job.front().answer.error)
-            follow(job, target);
-        release(transfer);
+        goOn(job, *transfer->second);
         m_over.splice(m_over.end(), job);
+        release(transfer);
     }
+}
+
+// Takes a job that is not over although its transfer is.
+void CurlLoop::goOn(CurlJobs& job, const CurlTransfer& transfer)
+{
+    if (transfer.wasRefused())
+        return sendAgain(job, transfer.host());
+    if (job.front().answer.error)
+        return;
+    transfer.host().noteAnswer();
+    if (const char* target = transfer.redirection())
+        follow(job, target);
+}
+
+// The very same request, on another connection and with its whole time-out.
+void CurlLoop::sendAgain(CurlJobs& job, CurlHost& host)
+{
+    CurlJob& refused = job.front();
+    if (now() - *refused.firstSent
+        >= std::min<Time::duration>(refused.request.timeout, longestTimeout))
+        return refused.fail("Refused by the server");
+    refused.answer = {};
+    host.queueAgain(job, now());
 }
 
 // A job that must not follow is over.
@@ -256,7 +279,7 @@ void CurlLoop::collectExpired()
 CurlLoop::Transfers::iterator CurlLoop::release(Transfers::iterator transfer)
 {
     curl_multi_remove_handle(m_multi, transfer->second->handle());
-    if (m_idle.size() >= maximumIdleTransfers)
+    if (!transfer->second->isReusable() || m_idle.size() >= maximumIdleTransfers)
         return m_underWay.erase(transfer);
     const auto next = std::next(transfer);
     m_idle.insert(m_underWay.extract(transfer));

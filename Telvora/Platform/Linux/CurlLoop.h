@@ -66,6 +66,8 @@ private:
     void start(CurlJobs& job, CurlHost& host);
     Transfers::iterator unusedTransfer();
     void collectFinished();
+    void goOn(CurlJobs& job, const CurlTransfer& transfer);
+    void sendAgain(CurlJobs& job, CurlHost& host);
     void follow(CurlJobs& job, const char* target);
     void collectExpired();
     Transfers::iterator release(Transfers::iterator transfer);

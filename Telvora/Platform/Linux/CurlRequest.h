@@ -44,6 +44,10 @@ struct CurlJob {
     Time::duration timeLeft {};
     /// Set while it is under way.
     Time deadline {};
+    /// When it was first given to a connection.
+    std::optional<Time> firstSent {};
+    /// How many answers its host had given when it was last given to a connection.
+    std::size_t answersBefore = 0;
     int redirects = 0;
 };
 

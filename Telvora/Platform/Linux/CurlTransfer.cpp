@@ -1,8 +1,12 @@
 #include <Telvora/Platform/Linux/CurlTransfer.h>
 
 #include <Telvora/Base/Version.h>
+#include <Telvora/Platform/Linux/CurlReport.h>
+
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -82,6 +86,9 @@ void CurlTransfer::setCallbacks()
     set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(&m_connections));
     set(CURLOPT_PREREQFUNCTION, &beforeRequest);
     set(CURLOPT_PREREQDATA, self);
+    set(CURLOPT_VERBOSE, 1L);
+    set(CURLOPT_DEBUGFUNCTION, &takeInfo);
+    set(CURLOPT_DEBUGDATA, self);
     set(CURLOPT_READFUNCTION, &readBody);
     set(CURLOPT_READDATA, self);
     set(CURLOPT_WRITEFUNCTION, &takeData);
@@ -127,6 +134,8 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
     m_isNew = true;
     m_isUnanswered = false;
     m_connection.reset();
+    m_stream.reset();
+    m_isRefused = false;
     m_data.clear();
     m_bodyBytesRead = 0;
     m_isHeadWhole = false;
@@ -155,6 +164,8 @@ CurlJobs CurlTransfer::finish(CURLcode code) noexcept
     long status = 0;
     curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &status);
     noteHTTPVersion();
+    m_isReusable = code == CURLE_OK;
+    m_wasRefused = code != CURLE_OK && isRefusedByServer();
     job.answer.status = static_cast<int>(status);
     try {
         job.answer.error = errorFor(code);
@@ -182,9 +193,23 @@ void CurlTransfer::noteHTTPVersion()
         m_connection->isHTTP2 = true;
 }
 
+bool CurlTransfer::isRefusedByServer() const
+{
+    if (!m_isUnanswered)
+        return false;
+    if (m_isRefused)
+        return true;
+    if (!m_connection || !m_connection->lastStream)
+        return false;
+    // Without a stream it was not sent at all: the connection was closing already.
+    return m_stream ? *m_stream > *m_connection->lastStream : m_connection->isHTTP2;
+}
+
 CurlJobs CurlTransfer::finish(const char* error) noexcept
 {
     m_job.front().fail(error);
+    m_isReusable = false;
+    m_wasRefused = false;
     m_connection.reset();
     return std::exchange(m_job, {});
 }
@@ -221,6 +246,36 @@ int CurlTransfer::beforeRequest(
     transfer.m_isUnanswered = true;
     transfer.m_connection = transfer.m_connections.find(localAddress, localPort, address, port);
     return CURL_PREREQFUNC_OK;
+}
+
+int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self)
+{
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    // Before there is one, libcurl speaks of connections that it tries and leaves.
+    if (type != CURLINFO_TEXT || !transfer.m_connection)
+        return 0;
+    const CurlReport report = reportIn({ data, size });
+    if (report.stream) {
+        transfer.m_stream = report.stream;
+        transfer.m_connection->isHTTP2 = true;
+    }
+    if (report.lastStream)
+        transfer.m_connection->lastStream = report.lastStream;
+    // Of a request on a connection that was used before, libcurl says only that it repeats it. It
+    // has a word for every other reason.
+    const bool isRefused = report.isRepeating && transfer.m_stream
+        && !transfer.m_connection->lastStream && transfer.m_errorText[0] == '\0'
+        && transfer.isConnectionOpen();
+    transfer.m_isRefused = transfer.m_isRefused || report.isRefused || isRefused;
+    return 0;
+}
+
+bool CurlTransfer::isConnectionOpen() const
+{
+    char byte = 0;
+    const ssize_t count
+        = ::recv(m_connection->socket, &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT);
+    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
 }
 
 std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t count, void* self)

@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,8 +43,15 @@ public:
     /// Gives the job back with an error.
     CurlJobs finish(const char* error) noexcept;
 
+    /// After finish(): whether the server said that it did not look at the request.
+    bool wasRefused() const { return m_wasRefused; }
+
     /// After finish(): where the answer redirects the request to; null if it does not.
     const char* redirection() const;
+
+    /// After finish(): whether it may begin() again. libcurl's handle keeps a repetition in mind
+    /// that it was not allowed, so only one that has brought an answer is used again.
+    bool isReusable() const { return m_isReusable; }
 
     CURL* handle() const { return m_handle; }
     CurlHost& host() const { return *m_host; }
@@ -63,11 +71,14 @@ private:
     void setTrust();
     void setMethod(const HTTPRequest& request);
     void noteHTTPVersion();
+    bool isRefusedByServer() const;
+    bool isConnectionOpen() const;
     std::optional<std::string> errorFor(CURLcode code) const;
 
     static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static int beforeRequest(
         void* self, char* address, char* localAddress, int port, int localPort);
+    static int takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self);
     static std::size_t readBody(char* room, std::size_t size, std::size_t count, void* self);
     static std::size_t takeData(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* self);
@@ -86,6 +97,10 @@ private:
     // From when the request is given to a connection to the first byte of an answer.
     bool m_isUnanswered = false;
     std::shared_ptr<CurlConnection> m_connection;
+    std::optional<std::uint32_t> m_stream;
+    bool m_isRefused = false;
+    bool m_wasRefused = false;
+    bool m_isReusable = false;
 
     std::string m_data;
     std::size_t m_bodyBytesRead = 0;

@@ -15,34 +15,35 @@ class CurlWorker;
 /// What a LinuxHTTPClient does differently from its defaults. Nothing of it is ever read from the
 /// environment: a batch must not take another way because of how the host was started.
 struct LinuxHTTPOptions {
-    /// The certificates to trust (PEM), in place of the system's.
+    /// File of the certificate authorities to trust (PEM), in place of the system's.
     std::optional<std::string> authorityFile;
-    /// Who we are, where a server asks (PEM).
+    /// Files of the client certificate and of its key (PEM), for servers that ask for one.
     std::optional<std::string> certificateFile;
     std::optional<std::string> keyFile;
     /// Address of a proxy for every request; none when absent.
     std::optional<std::string> proxy;
-    /// A longer answer is an error and is not read any further.
+    /// The body of an answer that is longer is an error and is not read any further.
     std::size_t answerLimitBytes = 4 * 1024 * 1024;
-    /// How many connections one host gets. They are kept and used again.
+    /// How many connections a host gets. They are kept and used again. One of HTTP/1.1 carries one
+    /// request at a time, one that is known to speak HTTP/2 up to 100.
     std::size_t connectionsPerHost = 6;
-    /// A request that has waited this long for a connection gets another one ...
+    /// A request that has waited this long for a connection gets another one, as long as its host
+    /// has fewer than `maximumConnectionsPerHost`.
     std::chrono::milliseconds connectionWait { 100 };
-    /// ... unless its host has as many as this.
     std::size_t maximumConnectionsPerHost = 64;
 };
 
-/// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS, which is
-/// always verified. Up to ten redirects are followed, from http to http and https and from https to
-/// https alone; a POST stays a POST with its body. Headers for the host alone stay where host or
-/// port change, but for a host's move from http on port 80 to https on port 443.
+/// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS. Certificates
+/// are always verified. Up to ten redirects are followed, from http to http and https and from
+/// https to https alone; a POST stays a POST with its body. Headers for the host alone do not go
+/// to another host or port, but for a host's move from http on port 80 to https on port 443.
 ///
 /// Life: its one thread, "telvora-http", starts with the first request and sleeps while there is
 /// nothing to do. Destroying the client (not from a completion) completes what is under way with
 /// an error. When the process ends, the thread stops outside libcurl and no completion begins any
-/// more. In a process that was forked after the first request, send() completes each request at
-/// once, on the caller's thread, with an error; one that was forked before is a process like any
-/// other.
+/// more. In a process that was forked after the library's first use, send() completes each request
+/// at once, on the caller's thread, with an error; one that was forked before is a process like
+/// any other.
 ///
 /// Threads: as HTTPClient says. What a completion throws is dropped.
 ///
@@ -51,12 +52,15 @@ struct LinuxHTTPOptions {
 /// is completed with an error before send() returns, on the caller's thread.
 ///
 /// Deliberate: a request's time-out begins when it is given to a connection, which may have to be
-/// opened first. The wait for a connection has no limit, and neither does the time count that
-/// completions take on the client's thread: a busy host, or a slow completion, must not make a
-/// request fail that the server never saw or has answered.
-/// A request goes out at most once: if a kept connection dies with no answer, that is an error
-/// even though libcurl would repeat the request, because the server may have acted on it.
-/// Content-Length and Transfer-Encoding are the client's own, whatever the request says.
+/// opened first. The wait for a connection has no limit. The time that completions take on the
+/// client's thread does not count either. Otherwise requests would fail that their server has
+/// never seen, or has answered.
+/// Deliberate: a request that its server may have acted on is not repeated. If a kept connection
+/// dies without an answer, that is an error. Only what the server says it has not looked at
+/// (HTTP/2: GOAWAY, REFUSED_STREAM) is sent again, unchanged and with its whole time-out, until
+/// one time-out after its first sending.
+/// Deliberate: Content-Length and Transfer-Encoding are the client's own, whatever the request
+/// says.
 class TELVORA_EXPORT LinuxHTTPClient final : public HTTPClient {
 public:
     explicit LinuxHTTPClient(LinuxHTTPOptions options = {});

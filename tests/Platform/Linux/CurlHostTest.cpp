@@ -124,18 +124,18 @@ TEST_F(CurlHostTest, MoreThan64ConnectionsAreNotOpened)
     count();
 
     EXPECT_EQ(take(), 64U);
-    EXPECT_EQ(host.nextChange(), CurlHost::Time::max());
+    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
 }
 
 TEST_F(CurlHostTest, NextChangeIsWhenTheOldestHasWaitedLongEnough)
 {
-    EXPECT_EQ(host.nextChange(), CurlHost::Time::max());
+    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
     queue(1);
     now += 50ms;
     queue(1);
     count(6);
 
-    EXPECT_EQ(host.nextChange(), CurlHost::Time() + 100ms);
+    EXPECT_EQ(host.nextChange(now), CurlHost::Time() + 100ms);
 }
 
 TEST_F(CurlHostTest, RequestsGoInTheOrderInWhichTheyCame)
@@ -219,7 +219,72 @@ TEST_F(CurlHostTest, ConnectionsOfHTTP2AreOpenedOneAtATime)
     EXPECT_EQ(take(), 1U);
     count(1);
     EXPECT_EQ(take(), 0U);
-    EXPECT_EQ(host.nextChange(), CurlHost::Time::max());
+    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
+}
+
+TEST_F(CurlHostTest, RefusedRequestGoesBeforeAllOthers)
+{
+    queue(2);
+    count();
+    CurlJobs refused = host.takeNext(now);
+    refused.front().request.method = "AGAIN";
+    host.noteAnswer();
+
+    host.queueAgain(refused, now);
+
+    EXPECT_EQ(host.takeNext(now).front().request.method, "AGAIN");
+}
+
+TEST_F(CurlHostTest, RefusalsWithoutAnyAnswerMakeForLongerAndLongerPauses)
+{
+    queue(1);
+    for (const auto pause : { 10ms, 20ms, 40ms, 80ms, 160ms, 320ms, 640ms, 1000ms, 1000ms }) {
+        count();
+        CurlJobs refused = host.takeNext(now);
+        ASSERT_EQ(refused.size(), 1U);
+        host.queueAgain(refused, now);
+
+        EXPECT_EQ(host.nextChange(now), now + pause);
+        now += pause - 1ms;
+        EXPECT_TRUE(host.takeNext(now).empty());
+        now += 1ms;
+    }
+}
+
+TEST_F(CurlHostTest, RequestsThatAreRefusedTogetherMakeForOnePause)
+{
+    queue(3);
+    count();
+    std::deque<CurlJobs> refused;
+    while (refused.size() < 3)
+        refused.push_back(host.takeNext(now));
+
+    for (CurlJobs& job : refused)
+        host.queueAgain(job, now);
+
+    EXPECT_EQ(host.nextChange(now), now + 10ms);
+}
+
+TEST_F(CurlHostTest, AnswerEndsThePause)
+{
+    queue(2);
+    count();
+    CurlJobs refused = host.takeNext(now);
+    host.queueAgain(refused, now);
+    ASSERT_EQ(take(), 0U);
+
+    host.noteAnswer();
+
+    EXPECT_EQ(take(), 2U);
+}
+
+TEST_F(CurlHostTest, ConnectionThatItsServerClosesTakesNothingMore)
+{
+    connect(50, true).lastStream = 99;
+    queue(100);
+    count(5);
+
+    EXPECT_EQ(take(), 0U);
 }
 
 TEST_F(CurlHostTest, HostIsIdleOnceNothingWaitsOrIsUnderWay)

@@ -1,19 +1,9 @@
 #include <tests/Platform/Linux/TLSServer.h>
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-
 namespace telvora {
 
 namespace {
 
-// Ends with its standard input, however its maker ends.
 constexpr const char* program = R"(
 import http.server, os, ssl, sys, threading
 
@@ -71,74 +61,18 @@ threading.Thread(target=lambda: (sys.stdin.read(), os._exit(0)), daemon=True).st
 server.serve_forever()
 )";
 
-void run(const std::string& command)
-{
-    if (std::system(command.c_str()) != 0) {
-        std::fprintf(stderr, "failed: %s\n", command.c_str());
-        std::abort();
-    }
-}
-
 } // namespace
 
 TLSServer::TLSServer(Wants wants, const std::string& address)
+    : m_certificates(address)
+    , m_server(program,
+          { m_certificates.folder(), wants == Wants::CertifiedClient ? "certified" : "any" })
 {
-    std::string folder = std::filesystem::temp_directory_path() / "telvora-tls-XXXXXX";
-    if (!mkdtemp(folder.data()))
-        std::abort();
-    m_folder = folder;
-    makeCertificates(address);
-    start(wants);
-}
-
-TLSServer::~TLSServer()
-{
-    close(m_lifeline);
-    waitpid(m_process, nullptr, 0);
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
 }
 
 std::string TLSServer::url(const std::string& target) const
 {
-    return "https://127.0.0.1:" + m_port + target;
-}
-
-void TLSServer::makeCertificates(const std::string& address)
-{
-    std::string make = "cd " + m_folder
-        + " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2";
-    std::string quietly = " >openssl.log 2>&1";
-    std::string signedBy = " -CA authority.pem -CAkey authority.key"
-                           " -addext basicConstraints=critical,CA:FALSE";
-    run(make + " -keyout authority.key -out authority.pem -subj /CN=Authority" + quietly);
-    run(make + signedBy + " -keyout server.key -out server.pem -subj /CN=Server"
-        + " -addext subjectAltName=IP:" + address + quietly);
-    run(make + signedBy + " -keyout client.key -out client.pem -subj /CN=Client" + quietly);
-}
-
-void TLSServer::start(Wants wants)
-{
-    int lifeline[2];
-    int output[2];
-    if (pipe2(lifeline, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0)
-        std::abort();
-    m_process = fork();
-    if (m_process == 0) {
-        dup2(lifeline[0], STDIN_FILENO);
-        dup2(output[1], STDOUT_FILENO);
-        execl("/usr/bin/python3", "python3", "-c", program, m_folder.c_str(),
-            wants == Wants::CertifiedClient ? "certified" : "any", nullptr);
-        _exit(127);
-    }
-    close(lifeline[0]);
-    close(output[1]);
-    m_lifeline = lifeline[1];
-    for (char letter = 0; read(output[0], &letter, 1) == 1 && letter != '\n';)
-        m_port += letter;
-    close(output[0]);
-    if (m_port.empty())
-        std::abort();
+    return "https://127.0.0.1:" + m_server.port() + target;
 }
 
 } // namespace telvora
