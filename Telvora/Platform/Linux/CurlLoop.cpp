@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Linux/CurlLoop.h>
 
+#include <Telvora/Platform/Linux/CurlWakeup.h>
+
 #include <algorithm>
 #include <iterator>
 #include <limits>
@@ -36,6 +38,8 @@ CurlLoop::CurlLoop(const LinuxHTTPOptions& options, const Clock& clock)
         && curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, limit) == CURLM_OK
         && curl_multi_setopt(m_multi, CURLMOPT_MAX_CONCURRENT_STREAMS, streams) == CURLM_OK
         && curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, keptConnections) == CURLM_OK;
+    if (m_isUsable)
+        closeWakeupOnExec(m_multi);
 }
 
 CurlLoop::~CurlLoop()

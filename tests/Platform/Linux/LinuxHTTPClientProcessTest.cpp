@@ -3,10 +3,14 @@
 #include <tests/Platform/Linux/HTTPTesting.h>
 #include <tests/Platform/Linux/LoopbackServer.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 
 namespace telvora {
 namespace {
@@ -65,6 +69,46 @@ TEST(LinuxHTTPClientProcessTest, IdleThreadDoesNotWakeUp)
 
     ASSERT_EQ(before.size(), 1U);
     EXPECT_EQ(before, after);
+}
+
+/// How many sockets a program finds open that this process starts.
+int inheritedSockets()
+{
+    FILE* program = ::popen("ls -l /proc/self/fd | grep -c socket:", "r");
+    int count = -1;
+    EXPECT_EQ(std::fscanf(program, "%d", &count), 1);
+    ::pclose(program);
+    return count;
+}
+
+TEST(LinuxHTTPClientProcessTest, ProgramThatTheHostStartsInheritsNoSocketOfAnUpload)
+{
+    // Who runs the tests may have left some open.
+    const int before = inheritedSockets();
+    LoopbackServer server(always(LoopbackReply::silence()));
+    LinuxHTTPClient client;
+
+    for (int number = 0; number < 3; ++number)
+        client.send(postTo(server.url()), [](HTTPAnswer) {});
+    ASSERT_TRUE(server.waitForRequests(3));
+
+    EXPECT_EQ(inheritedSockets(), before);
+}
+
+TEST(LinuxHTTPClientProcessTest, SocketsOfTheHostAreInheritedAsBefore)
+{
+    int pair[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    ASSERT_EQ(::write(pair[0], "unread", 6), 6);
+    LoopbackServer server(ok);
+    LinuxHTTPClient client;
+
+    answerTo(client, postTo(server.url()));
+
+    EXPECT_EQ(::fcntl(pair[0], F_GETFD), 0);
+    EXPECT_EQ(::fcntl(pair[1], F_GETFD), 0);
+    ::close(pair[0]);
+    ::close(pair[1]);
 }
 
 } // namespace
