@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <exception>
 
@@ -37,6 +38,13 @@ bool isEnd(GetName* getName, int socket, const char* address, int port)
 }
 
 } // namespace
+
+bool CurlConnection::isOpen() const
+{
+    char byte = 0;
+    const ssize_t count = ::recv(socket, &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT);
+    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
+}
 
 curl_socket_t CurlConnections::open(const curl_sockaddr& address) noexcept
 {

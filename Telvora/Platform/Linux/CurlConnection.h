@@ -24,6 +24,9 @@ struct CurlConnection {
     {
     }
 
+    /// Whether the other end has not closed it, as far as is known here.
+    bool isOpen() const;
+
     const curl_socket_t socket;
     bool isHTTP2 = false;
     /// Set once its server closes it: streams above this one were not looked at.

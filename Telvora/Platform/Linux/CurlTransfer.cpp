@@ -3,10 +3,7 @@
 #include <Telvora/Base/Version.h>
 #include <Telvora/Platform/Linux/CurlReport.h>
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -29,6 +26,7 @@ CurlTransfer::CurlTransfer(const LinuxHTTPOptions& options, CurlConnections& con
     : m_options(options)
     , m_connections(connections)
     , m_handle(curl_easy_init())
+    , m_answer(options.answerLimitBytes)
 {
     if (!m_handle)
         throw std::bad_alloc();
@@ -95,6 +93,9 @@ void CurlTransfer::setCallbacks()
     set(CURLOPT_WRITEDATA, self);
     set(CURLOPT_HEADERFUNCTION, &takeHeader);
     set(CURLOPT_HEADERDATA, self);
+    set(CURLOPT_NOPROGRESS, 0L);
+    set(CURLOPT_XFERINFOFUNCTION, &checkProgress);
+    set(CURLOPT_XFERINFODATA, self);
 }
 
 void CurlTransfer::setTrust()
@@ -136,10 +137,8 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
     m_connection.reset();
     m_stream.reset();
     m_isRefused = false;
-    m_data.clear();
+    m_answer.clear();
     m_bodyBytesRead = 0;
-    m_isHeadWhole = false;
-    m_limit = Limit::none;
     m_errorText[0] = '\0';
 
     const HTTPRequest& request = job.front().request;
@@ -170,7 +169,7 @@ CurlJobs CurlTransfer::finish(CURLcode code) noexcept
     try {
         job.answer.error = errorFor(code);
         if (!job.answer.error)
-            job.answer.data = std::move(m_data);
+            job.answer.data = m_answer.takeData();
     } catch (const std::exception&) {
         job.fail(outOfMemory);
     }
@@ -217,16 +216,16 @@ CurlJobs CurlTransfer::finish(const char* error) noexcept
 std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 {
     // libcurl is content with an answer that breaks off within its headers.
-    if (code == CURLE_OK && !m_isHeadWhole)
+    if (code == CURLE_OK && !m_answer.isHeadWhole())
         return "Answer broken off";
     if (code == CURLE_OK)
         return {};
+    if (auto excess = m_answer.excess())
+        return excess;
+    if (code == CURLE_FILESIZE_EXCEEDED)
+        return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     if (code == CURLE_ABORTED_BY_CALLBACK || (m_isUnanswered && code == CURLE_COULDNT_CONNECT))
         return "Connection closed before the answer";
-    if (m_limit == Limit::memory)
-        return outOfMemory;
-    if (m_limit == Limit::data || code == CURLE_FILESIZE_EXCEEDED)
-        return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     return m_errorText[0] != '\0' ? m_errorText : curl_easy_strerror(code);
 }
 
@@ -251,6 +250,8 @@ int CurlTransfer::beforeRequest(
 int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (type == CURLINFO_DATA_IN)
+        transfer.m_answer.countBody(size);
     // Before there is one, libcurl speaks of connections that it tries and leaves.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
         return 0;
@@ -265,17 +266,9 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     // has a word for every other reason.
     const bool isRefused = report.isRepeating && transfer.m_stream
         && !transfer.m_connection->lastStream && transfer.m_errorText[0] == '\0'
-        && transfer.isConnectionOpen();
+        && transfer.m_connection->isOpen();
     transfer.m_isRefused = transfer.m_isRefused || report.isRefused || isRefused;
     return 0;
-}
-
-bool CurlTransfer::isConnectionOpen() const
-{
-    char byte = 0;
-    const ssize_t count
-        = ::recv(m_connection->socket, &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT);
-    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
 }
 
 std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t count, void* self)
@@ -288,35 +281,26 @@ std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t cou
     return length;
 }
 
+// Any other number than that of the bytes ends the transfer.
 std::size_t CurlTransfer::takeData(char* data, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    std::size_t length = size * count;
-    // Any other number than that of the bytes ends the transfer.
-    const std::size_t refusal = length + 1;
-    if (length > transfer.m_options.answerLimitBytes - transfer.m_data.size()) {
-        transfer.m_limit = Limit::data;
-        return refusal;
-    }
-    try {
-        transfer.m_data.append(data, length);
-    } catch (const std::exception&) {
-        transfer.m_limit = Limit::memory;
-        return refusal;
-    }
-    return length;
+    const std::string_view bytes(data, size * count);
+    return transfer.m_answer.addData(bytes) ? bytes.size() : bytes.size() + 1;
 }
 
 std::size_t CurlTransfer::takeHeader(char* data, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    std::string_view line(data, size * count);
+    const std::string_view line(data, size * count);
     transfer.m_isUnanswered = false;
-    if (line.substr(0, 5) == "HTTP/")
-        transfer.m_isHeadWhole = false;
-    else if (line == "\r\n" || line == "\n")
-        transfer.m_isHeadWhole = true;
-    return size * count;
+    return transfer.m_answer.addHeader(line) ? line.size() : line.size() + 1;
+}
+
+// What a server sends besides headers and data reaches no other callback.
+int CurlTransfer::checkProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return static_cast<CurlTransfer*>(self)->m_answer.isFramingWithinLimit() ? 0 : 1;
 }
 
 } // namespace telvora

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Platform/Linux/CurlAnswer.h>
 #include <Telvora/Platform/Linux/CurlConnection.h>
 #include <Telvora/Platform/Linux/CurlRequest.h>
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
@@ -63,8 +64,6 @@ public:
     bool isNew() { return std::exchange(m_isNew, false); }
 
 private:
-    enum class Limit { none, data, memory };
-
     template<typename Value> void set(CURLoption option, Value value);
     void setFixedOptions();
     void setCallbacks();
@@ -72,7 +71,6 @@ private:
     void setMethod(const HTTPRequest& request);
     void noteHTTPVersion();
     bool isRefusedByServer() const;
-    bool isConnectionOpen() const;
     std::optional<std::string> errorFor(CURLcode code) const;
 
     static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
@@ -81,6 +79,7 @@ private:
     static int takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self);
     static std::size_t readBody(char* room, std::size_t size, std::size_t count, void* self);
     static std::size_t takeData(char* data, std::size_t size, std::size_t count, void* self);
+    static int checkProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* self);
 
     const LinuxHTTPOptions& m_options;
@@ -102,10 +101,8 @@ private:
     bool m_wasRefused = false;
     bool m_isReusable = false;
 
-    std::string m_data;
+    CurlAnswer m_answer;
     std::size_t m_bodyBytesRead = 0;
-    bool m_isHeadWhole = false;
-    Limit m_limit = Limit::none;
 };
 
 } // namespace telvora

@@ -163,46 +163,6 @@ TEST(LinuxHTTPClientTest, AnswerThatIsNoHTTPIsAnError)
     EXPECT_TRUE(answerFor(raw({ { "{\"success\":true}\r\n\r\n" } })).error);
 }
 
-TEST(LinuxHTTPClientTest, AnswerAsLongAsTheLimitIsTaken)
-{
-    LinuxHTTPOptions options;
-    options.answerLimitBytes = 1000;
-
-    HTTPAnswer answer = answerFor(LoopbackReply::answer(200, std::string(1000, 'x')), options);
-
-    EXPECT_EQ(answer.data, std::string(1000, 'x'));
-}
-
-TEST(LinuxHTTPClientTest, AnswerAnnouncedAboveTheLimitIsAnError)
-{
-    LinuxHTTPOptions options;
-    options.answerLimitBytes = 1000;
-
-    HTTPAnswer answer = answerFor(LoopbackReply::answer(200, std::string(1001, 'x')), options);
-
-    EXPECT_THAT(answer.error.value_or(""), HasSubstr("above 1000 bytes"));
-    EXPECT_FALSE(answer.data);
-}
-
-TEST(LinuxHTTPClientTest, AnswerThatGrowsAboveTheLimitIsAnError)
-{
-    LinuxHTTPOptions options;
-    options.answerLimitBytes = 1000;
-
-    HTTPAnswer answer
-        = answerFor(raw({ { "HTTP/1.1 200 OK\r\n\r\n" + std::string(1001, 'x') } }), options);
-
-    EXPECT_THAT(answer.error.value_or(""), HasSubstr("above 1000 bytes"));
-}
-
-TEST(LinuxHTTPClientTest, LimitIsFourMegabytesUnlessTold)
-{
-    std::string limit(4 * 1024 * 1024, 'x');
-
-    EXPECT_EQ(answerFor(LoopbackReply::answer(200, limit)).data, limit);
-    EXPECT_TRUE(answerFor(LoopbackReply::answer(200, limit + 'x')).error);
-}
-
 TEST(LinuxHTTPClientTest, MissingAnswerTimesOut)
 {
     LoopbackServer server(always(LoopbackReply::silence()));
