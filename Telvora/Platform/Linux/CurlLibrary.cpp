@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <string_view>
 
 namespace telvora {
 
@@ -18,7 +19,29 @@ template<typename Function> Function* functionOfOpenSSL(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
 }
 
+bool doesLibcurlUseOpenSSL()
+{
+    const char* library = curl_version_info(CURLVERSION_NOW)->ssl_version;
+    return library && std::string_view(library).starts_with("OpenSSL/");
+}
+
+// libcurl has set its own callback just before.
+CURLcode stopKeyLog(CURL*, void* context, void*)
+{
+    using Callback = void(const void* connection, const char* line);
+    using SetCallback = void(void* context, Callback*);
+    if (auto* set = functionOfOpenSSL<SetCallback>("SSL_CTX_set_keylog_callback"))
+        set(context, nullptr);
+    return CURLE_OK;
+}
+
 } // namespace
+
+curl_ssl_ctx_callback keyLogStopper()
+{
+    static const bool isOpenSSL = doesLibcurlUseOpenSSL();
+    return isOpenSSL ? &stopKeyLog : nullptr;
+}
 
 void registerExitHandlerOfOpenSSL()
 {

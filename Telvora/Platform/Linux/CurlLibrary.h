@@ -3,6 +3,8 @@
 #include <Telvora/Base/ExitGate.h>
 #include <Telvora/Base/ForkedChild.h>
 
+#include <curl/curl.h>
+
 namespace telvora {
 
 /// Has OpenSSL put its exit handler in place, if libcurl comes with OpenSSL. Comes before the first
@@ -15,6 +17,11 @@ void registerExitHandlerOfOpenSSL();
 /// libcurl too. False when the system refuses what libcurl needs; the next call tries again.
 /// Requires a CurlScope.
 bool setUpLibcurl();
+
+/// For CURLOPT_SSL_CTX_FUNCTION: keeps the keys of a connection out of the file that SSLKEYLOGFILE
+/// names. Whoever can set a variable of the host's environment could read its uploads with them.
+/// Null where libcurl does not use OpenSSL.
+curl_ssl_ctx_callback keyLogStopper();
 
 /// The time that a thread of ours spends in libcurl and in the libraries that libcurl uses. exit()
 /// waits for its end before these libraries free their tables, and fork() before it copies their

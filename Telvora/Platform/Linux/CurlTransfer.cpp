@@ -1,6 +1,7 @@
 #include <Telvora/Platform/Linux/CurlTransfer.h>
 
 #include <Telvora/Base/Version.h>
+#include <Telvora/Platform/Linux/CurlLibrary.h>
 #include <Telvora/Platform/Linux/CurlReport.h>
 
 #include <algorithm>
@@ -103,6 +104,8 @@ void CurlTransfer::setTrust()
     set(CURLOPT_SSL_VERIFYPEER, 1L);
     set(CURLOPT_SSL_VERIFYHOST, 2L);
     set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (curl_ssl_ctx_callback stopper = keyLogStopper())
+        set(CURLOPT_SSL_CTX_FUNCTION, stopper);
     if (m_options.authorityFile) {
         set(CURLOPT_CAINFO, m_options.authorityFile->c_str());
         set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));

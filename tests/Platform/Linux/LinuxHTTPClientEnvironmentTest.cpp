@@ -2,13 +2,16 @@
 
 #include <tests/Platform/Linux/HTTPTesting.h>
 #include <tests/Platform/Linux/LoopbackServer.h>
+#include <tests/Platform/Linux/TLSServer.h>
 
+#include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 namespace telvora {
 namespace {
@@ -89,6 +92,37 @@ TEST_F(LinuxHTTPClientEnvironmentTest, FilesInTheHomeFolderAreNotRead)
     EXPECT_THAT(proxy.received(), IsEmpty());
     EXPECT_EQ(server.received().at(0).header("Authorization"), "");
     EXPECT_THAT(server.received().at(0).header("User-Agent"), testing::StartsWith("Telvora/"));
+}
+
+/// One secure request by libcurl itself, as the host may make one.
+void fetchByLibcurl(const TLSServer& server)
+{
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle(
+        curl_easy_init(), &curl_easy_cleanup);
+    curl_easy_setopt(handle.get(), CURLOPT_URL, server.url().c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_CAINFO, server.authorityFile().c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, "");
+    curl_easy_setopt(
+        handle.get(), CURLOPT_WRITEFUNCTION,
+        +[](char*, std::size_t size, std::size_t count, void*) { return size * count; });
+    EXPECT_EQ(curl_easy_perform(handle.get()), CURLE_OK);
+}
+
+TEST(LinuxHTTPClientKeyLogTest, KeysAreNotWrittenToTheFileThatTheEnvironmentNames)
+{
+    TLSServer server;
+    const std::string log = server.file("keys.log");
+    setenv("SSLKEYLOGFILE", log.c_str(), 1);
+    LinuxHTTPOptions options;
+    options.authorityFile = server.authorityFile();
+    LinuxHTTPClient client(options);
+
+    EXPECT_EQ(answerTo(client, postTo(server.url("/a"))).data, "/a");
+
+    EXPECT_TRUE(!std::filesystem::exists(log) || std::filesystem::is_empty(log));
+    // Those of the host's own connections are, as libcurl promises.
+    fetchByLibcurl(server);
+    EXPECT_FALSE(std::filesystem::is_empty(log));
 }
 
 } // namespace
