@@ -31,8 +31,10 @@ TEST(CurlWorkerTest, TimeThatACompletionTakesIsChargedToNoRequest)
 
     // A completion that blocks for an hour.
     std::promise<void> hasReturned;
-    worker.send(postTo(server.url("/")), [&](HTTPAnswer) { clock.advance(1h); });
-    worker.send(postTo(server.url("/")), [&](HTTPAnswer) { hasReturned.set_value(); });
+    worker.send(postTo(server.url("/")), [&](HTTPAnswer) {
+        clock.advance(1h);
+        worker.send(postTo(server.url("/")), [&](HTTPAnswer) { hasReturned.set_value(); });
+    });
     hasReturned.get_future().wait();
     mayAnswer.set_value();
 
