@@ -2,11 +2,11 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <exception>
 
@@ -41,9 +41,9 @@ bool isEnd(GetName* getName, int socket, const char* address, int port)
 
 bool CurlConnection::isOpen() const
 {
-    char byte = 0;
-    const ssize_t count = ::recv(socket, &byte, sizeof(byte), MSG_PEEK | MSG_DONTWAIT);
-    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
+    // Not by reading: a farewell of TLS that nobody has read yet would hide the end.
+    pollfd state { socket, POLLRDHUP, 0 };
+    return ::poll(&state, 1, 0) == 0;
 }
 
 curl_socket_t CurlConnections::open(const curl_sockaddr& address) noexcept

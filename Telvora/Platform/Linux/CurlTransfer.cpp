@@ -139,6 +139,7 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
     m_isUnanswered = false;
     m_connection.reset();
     m_stream.reset();
+    m_isConnectionOwn = false;
     m_isRefused = false;
     m_answer.clear();
     m_bodyBytesRead = 0;
@@ -235,7 +236,10 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 curl_socket_t CurlTransfer::openSocket(void* self, curlsocktype, curl_sockaddr* address)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    return transfer.m_isUnanswered ? CURL_SOCKET_BAD : transfer.m_connections.open(*address);
+    if (transfer.m_isUnanswered)
+        return CURL_SOCKET_BAD;
+    transfer.m_isConnectionOwn = true;
+    return transfer.m_connections.open(*address);
 }
 
 int CurlTransfer::beforeRequest(
@@ -247,7 +251,10 @@ int CurlTransfer::beforeRequest(
         return CURL_PREREQFUNC_ABORT;
     transfer.m_isUnanswered = true;
     transfer.m_connection = transfer.m_connections.find(localAddress, localPort, address, port);
-    return CURL_PREREQFUNC_OK;
+    // A kept connection that its server has closed, which libcurl does not always see.
+    transfer.m_isRefused
+        = !transfer.m_isConnectionOwn && transfer.m_connection && !transfer.m_connection->isOpen();
+    return transfer.m_isRefused ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self)

@@ -97,6 +97,8 @@ private:
     bool m_isUnanswered = false;
     std::shared_ptr<CurlConnection> m_connection;
     std::optional<std::uint32_t> m_stream;
+    // Whether the connection was opened for this request.
+    bool m_isConnectionOwn = false;
     bool m_isRefused = false;
     bool m_wasRefused = false;
     bool m_isReusable = false;

@@ -56,9 +56,10 @@ struct LinuxHTTPOptions {
 /// client's thread does not count either. Otherwise requests would fail that their server has
 /// never seen, or has answered.
 /// Deliberate: a request that its server may have acted on is not repeated. If a kept connection
-/// dies without an answer, that is an error. Only what the server says it has not looked at
-/// (HTTP/2: GOAWAY, REFUSED_STREAM) is sent again, unchanged and with its whole time-out, until
-/// one time-out after its first sending.
+/// dies without an answer, that is an error. Only what the server cannot have looked at is sent
+/// again, unchanged and with its whole time-out, until one time-out after its first sending: what
+/// the server says so of (HTTP/2: GOAWAY, REFUSED_STREAM), and what was about to go to a kept
+/// connection that the server had closed.
 /// Deliberate: Content-Length and Transfer-Encoding are the client's own, whatever the request
 /// says.
 class TELVORA_EXPORT LinuxHTTPClient final : public HTTPClient {

@@ -4,15 +4,18 @@
 
 #include <tests/Platform/Linux/LoopbackServer.h>
 
+#include <arpa/inet.h>
 #include <dlfcn.h>
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -77,6 +80,29 @@ inline bool settle(const LinuxHTTPClient& client)
     while (client.inFlight() > 0 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return client.inFlight() == 0;
+}
+
+/// Returns once no connection to that address is open any more, as far as either end knows; ctest
+/// ends a test in which that never comes.
+inline void waitUntilClosed(const std::string& address, int port)
+{
+    in_addr number {};
+    ::inet_pton(AF_INET, address.c_str(), &number);
+    char end[32];
+    std::snprintf(end, sizeof(end), "%08X:%04X", number.s_addr, port);
+    for (bool isOpen = true; isOpen;) {
+        std::ifstream table("/proc/net/tcp");
+        isOpen = false;
+        for (std::string line; std::getline(table, line);) {
+            std::istringstream fields(line);
+            std::string index, from, to, state;
+            fields >> index >> from >> to >> state;
+            constexpr const char* established = "01";
+            isOpen = isOpen || (state == established && (from == end || to == end));
+        }
+        if (isOpen)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 /// Sets OpenSSL up with all that it has, as a host that uses it does. Its exit handler is in place

@@ -122,8 +122,7 @@ TEST(LinuxHTTPClientConnectionTest, ConnectionThatTheServerClosedIsReplaced)
 
     for (int number = 0; number < 20; ++number) {
         ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
-        // Long enough for the end of the connection to arrive before the next request leaves.
-        std::this_thread::sleep_for(20ms);
+        waitUntilClosed("127.0.0.1", std::stoi(server.port()));
     }
 
     EXPECT_EQ(server.connections(), 20U);

@@ -29,6 +29,17 @@ TEST(LinuxHTTPClientTLSTest, ServerOfATrustedAuthorityIsAnswered)
     EXPECT_EQ(answerTo(client, postTo(server.url("/b"))).data, "/b");
 }
 
+TEST(LinuxHTTPClientTLSTest, KeptConnectionThatTheServerHasClosedIsReplaced)
+{
+    TLSServer server;
+    LinuxHTTPClient client(trusting(server.authorityFile()));
+
+    for (int number = 0; number < 10; ++number) {
+        ASSERT_EQ(answerTo(client, postTo(server.url("/last"))).data, "/last");
+        waitUntilClosed("127.0.0.1", std::stoi(server.port()));
+    }
+}
+
 TEST(LinuxHTTPClientTLSTest, ServerOfAnUnknownAuthorityIsRefused)
 {
     TLSServer server;

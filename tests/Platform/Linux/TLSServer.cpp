@@ -30,8 +30,20 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.answer(int(status), "", {"Location": target})
         elif self.path == "/headers":
             self.answer(200, "\n".join(self.headers.keys()), {})
+        elif self.path == "/last":
+            self.answer(200, self.path, {})
+            self.farewell()
         else:
             self.answer(200, self.path, {})
+
+    def farewell(self):
+        self.wfile.flush()
+        self.connection.settimeout(0)
+        try:
+            self.connection.unwrap()
+        except ssl.SSLWantReadError:
+            pass
+        self.close_connection = True
 
     def answer(self, status, body, headers):
         self.send_response(status)
