@@ -17,7 +17,6 @@ public:
     AnsweringHTTPClient();
     ~AnsweringHTTPClient() override;
 
-    bool canParse(const std::string&) const override { return true; }
     void send(HTTPRequest request, Completion completion) override TELVORA_EXCLUDES(m_lock);
 
 private:

@@ -58,9 +58,6 @@ public:
 
     virtual ~HTTPClient() = default;
 
-    /// Whether `url` is the text of an address at all, fetchable or not.
-    virtual bool canParse(const std::string& url) const = 0;
-
     virtual void send(HTTPRequest request, Completion completion) = 0;
 };
 

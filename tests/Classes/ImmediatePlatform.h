@@ -84,8 +84,6 @@ public:
         forgets,
     };
 
-    bool canParse(const std::string&) const override { return true; }
-
     void send(HTTPRequest request, Completion completion) override
     {
         if (manner == Manner::forgets)

@@ -189,18 +189,6 @@ TYPED_TEST_P(HTTPClientContract, AddressThatCannotBeFetchedIsAnError)
     }
 }
 
-TYPED_TEST_P(HTTPClientContract, AddressesAreParsedWhetherFetchableOrNot)
-{
-    HTTPClient& client = this->subject.client();
-
-    for (const char* url : { "http://127.0.0.1:9100/e2e", "https://a.b/c?d=e#f", "http://[::1]/",
-             "HTTP://A", "foo", "/path", "foo://bar", "mailto:x@y", "http://" })
-        EXPECT_TRUE(client.canParse(url)) << url;
-    for (const char* url : { "", "not a url", "http://a b/", "http://[::1", "http://a:99999/" })
-        EXPECT_FALSE(client.canParse(url)) << url;
-    EXPECT_FALSE(client.canParse(std::string("http://a/\0b", 11)));
-}
-
 TYPED_TEST_P(HTTPClientContract, CompletionDoesNotRunOnTheCallersStack)
 {
     this->subject.answerNext(200, "{}");
@@ -268,7 +256,7 @@ REGISTER_TYPED_TEST_SUITE_P(HTTPClientContract, AnswerIsDataAndItsStatus,
     StatusOfAFailureIsAnAnswerToo, EmptyAnswerIsEmptyData, MissingAnswerIsAnErrorWithoutData,
     RequestArrivesAsItWasGiven, HeadersArriveInTheGivenOrder, EmptyHeaderValueIsSent,
     LineBreakInAHeaderIsAnErrorAndNothingGoesOut, AddressThatCannotBeFetchedIsAnError,
-    AddressesAreParsedWhetherFetchableOrNot, CompletionDoesNotRunOnTheCallersStack,
-    EveryOneOfManyRequestsCompletesOnce, CompletionMaySendAgain, CompletionIsDestroyedOnceItHasRun);
+    CompletionDoesNotRunOnTheCallersStack, EveryOneOfManyRequestsCompletesOnce,
+    CompletionMaySendAgain, CompletionIsDestroyedOnceItHasRun);
 
 } // namespace telvora

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 
+#include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/Fatal.h>
 #include <Telvora/Base/HeaderField.h>
 #include <Telvora/Base/HostCall.h>
@@ -95,8 +96,7 @@ try {
 void TrackerNetwork::postWithEnds(
     const std::string& url, Batch param, const StringDictionary& externHeaders, EndHandler handler)
 {
-    HTTPClient& client = platform().httpClient;
-    if (!client.canParse(url))
+    if (!isAddressText(url))
         fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
@@ -108,7 +108,7 @@ void TrackerNetwork::postWithEnds(
         return;
     }
     request.body = std::move(*body);
-    client.send(std::move(request),
+    platform().httpClient.send(std::move(request),
         [param = std::move(param), handler = std::move(handler)](HTTPAnswer answer) mutable {
             finish(std::move(answer), std::move(param), std::move(handler));
         });

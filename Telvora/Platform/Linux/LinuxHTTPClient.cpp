@@ -1,6 +1,5 @@
 #include <Telvora/Platform/Linux/LinuxHTTPClient.h>
 
-#include <Telvora/Base/AddressText.h>
 #include <Telvora/Platform/Linux/CurlWorker.h>
 #include <Telvora/Platform/Linux/LinuxClock.h>
 
@@ -29,11 +28,6 @@ LinuxHTTPClient::~LinuxHTTPClient()
     // may have left half done must not be taken apart.
     if (!m_worker->canStop())
         static_cast<void>(m_worker.release());
-}
-
-bool LinuxHTTPClient::canParse(const std::string& url) const
-{
-    return isAddressText(url);
 }
 
 void LinuxHTTPClient::send(HTTPRequest request, Completion completion)

@@ -67,7 +67,6 @@ public:
     explicit LinuxHTTPClient(LinuxHTTPOptions options = {});
     ~LinuxHTTPClient() override;
 
-    bool canParse(const std::string& url) const override;
     void send(HTTPRequest request, Completion completion) override;
 
     /// Requests whose completion has not returned yet.

@@ -1,6 +1,5 @@
 #include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
 
-#include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/HeaderField.h>
 
 #include <algorithm>
@@ -59,11 +58,6 @@ ScriptedHTTPClient::ScriptedHTTPClient(ManualDispatch& dispatch)
 }
 
 ScriptedHTTPClient::~ScriptedHTTPClient() = default;
-
-bool ScriptedHTTPClient::canParse(const std::string& url) const
-{
-    return isAddressText(url);
-}
 
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {

@@ -65,7 +65,6 @@ public:
     /// Requests under way are dropped without a completion.
     ~ScriptedHTTPClient() override;
 
-    bool canParse(const std::string& url) const override;
     void send(HTTPRequest request, Completion completion) override;
 
     /// Replaces the general list. With `repeats` its last answer is given again and again.

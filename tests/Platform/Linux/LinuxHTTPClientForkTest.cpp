@@ -57,7 +57,7 @@ TEST_F(LinuxHTTPClientForkTest, ChildForkedLaterGetsAnErrorAtOnceAndTheParentGoe
 
     const std::string end = endOfChild([&] {
         expectErrorAtOnce(client, server.url("/child"));
-        if (client.inFlight() != 0 || !client.canParse("http://127.0.0.1/"))
+        if (client.inFlight() != 0)
             ::_exit(5);
     });
 
