@@ -55,6 +55,21 @@ TEST(LinuxHTTPClientExitTest, ClientThatIsDestroyedDuringExitDoesNotHang)
         "exited 0");
 }
 
+TEST(LinuxHTTPClientExitTest, HandlersThatTheHostGaveToOpenSSLRunAtTheEnd)
+{
+    using AtExit = int(void (*)());
+    auto* atOpenSSLsExit = reinterpret_cast<AtExit*>(dlsym(RTLD_DEFAULT, "OPENSSL_atexit"));
+    ASSERT_TRUE(atOpenSSLsExit);
+
+    EXPECT_EQ(endOfChild([&] {
+        auto* server = new LoopbackServer(ok);
+        auto* client = new LinuxHTTPClient;
+        answerTo(*client, postTo(server->url()));
+        atOpenSSLsExit([] { ::_exit(7); });
+    }),
+        "exited 7");
+}
+
 /// Ends 200 processes, ten at a time, each a little later in its uploads than the one before.
 class LinuxHTTPClientSecureExitTest : public testing::Test {
 protected:
