@@ -21,6 +21,11 @@ constinit thread_local unsigned t_timesInside = 0;
 
 void ExitGate::watch() noexcept
 {
+    if (isForkedChild())
+        return;
+    // A child that is forked meanwhile would find the C library's list of handlers locked, and
+    // hang in exit().
+    const NoForkScope noFork;
     // Without memory for it there is no protection; nothing else is lost.
     static_cast<void>(std::atexit(&ExitGate::handleExit));
 }

@@ -14,7 +14,8 @@ namespace telvora::detail {
 /// closure captured goes with its copy, so a closure is kept behind a shared_ptr.
 ///
 /// Fork: in a forked child, where the lock may be held for ever and the value half changed, it
-/// looks at neither: reading gives T(), and changing does nothing.
+/// looks at neither: reading gives T(), and changing does nothing. A type without a T() is none
+/// for what the library itself keeps.
 template<typename T> class Guarded {
 public:
     constexpr Guarded()
@@ -31,8 +32,10 @@ public:
 
     T get() const TELVORA_EXCLUDES(m_lock)
     {
-        if (isForkedChild())
-            return T();
+        if constexpr (std::is_default_constructible_v<T>) {
+            if (isForkedChild())
+                return T();
+        }
         const MutexLock lock(m_lock);
         return m_value;
     }

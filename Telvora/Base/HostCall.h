@@ -5,6 +5,8 @@
 #include <Telvora/Base/ForkedChild.h>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <utility>
 
 namespace telvora {
@@ -50,6 +52,16 @@ template<typename Callable> HostCall callHost(Callable&& call) noexcept
 inline void noteHostClosure() noexcept
 {
     detail::ExitGate::watch();
+}
+
+/// A closure of the host's as the library keeps it: shared, so that whoever calls it holds no lock
+/// meanwhile, and one that is replaced ends with its last call.
+template<typename Signature>
+std::shared_ptr<const std::function<Signature>> keepHostClosure(std::function<Signature> closure)
+{
+    auto kept = std::make_shared<const std::function<Signature>>(std::move(closure));
+    noteHostClosure();
+    return kept;
 }
 
 } // namespace telvora
