@@ -25,14 +25,14 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_maxLimit(maxLimit)
     , m_useOstraReport(useOstraReport)
     , m_urlHook(std::move(urlHook))
-    , m_commonData(std::make_shared<TrackerCommonData>())
-    , m_stopHook(std::make_shared<Hook>([] {}))
-    , m_restartHook(m_stopHook)
-    , m_apiDatas(std::move(apiDatas))
+    , m_pending(Pending { AnyDepth<Array>(std::move(apiDatas)), 0, nullptr })
     , m_retryCache(
           [this](LedgerShare share, DropReason reason) { m_ledger.droppedWaiting(share, reason); })
 {
-    m_ledger.appended(static_cast<std::int64_t>(m_apiDatas->size()));
+    noteHostClosure();
+    m_ledger.appended(m_pending.with([](const Pending& pending) {
+        return static_cast<std::int64_t>(pending.apiDatas->size());
+    }));
 }
 
 TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
@@ -42,51 +42,10 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
 {
 }
 
-// Here and below: what was there before goes after the lock, since it may hold things of the
-// host's.
-void TrackerConfig::setStartHook(Hook hook)
-{
-    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
-    MutexLock locked(m_lock);
-    m_startHook.swap(shared);
-}
-
-void TrackerConfig::setStopHook(Hook hook)
-{
-    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
-    MutexLock locked(m_lock);
-    m_stopHook.swap(shared);
-}
-
-void TrackerConfig::setRestartHook(Hook hook)
-{
-    std::shared_ptr<const Hook> shared = std::make_shared<Hook>(std::move(hook));
-    MutexLock locked(m_lock);
-    m_restartHook.swap(shared);
-}
-
-std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::startHook() const
-{
-    MutexLock locked(m_lock);
-    return m_startHook;
-}
-
-std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::stopHook() const
-{
-    MutexLock locked(m_lock);
-    return m_stopHook;
-}
-
-std::shared_ptr<const TrackerConfig::Hook> TrackerConfig::restartHook() const
-{
-    MutexLock locked(m_lock);
-    return m_restartHook;
-}
-
 std::shared_ptr<const TrackerCommonData> TrackerConfig::commonData() const
 {
-    MutexLock locked(m_lock);
-    return m_commonData;
+    const auto commonData = m_commonData.get();
+    return commonData ? commonData : std::make_shared<const TrackerCommonData>();
 }
 
 void TrackerConfig::setCommonData(const TrackerCommonData& commonData)
@@ -102,8 +61,7 @@ void TrackerConfig::setCommonData(TrackerCommonData&& commonData)
             dispose(std::move(last->commonDatas));
             delete last;
         });
-    MutexLock locked(m_lock);
-    m_commonData.swap(shared);
+    m_commonData.set(std::move(shared));
 }
 
 void TrackerConfig::insert(TrackerRetryEntry retry)
@@ -125,8 +83,9 @@ TrackerRetryEntry TrackerConfig::popRetryData()
 
 Array TrackerConfig::apiDatas() const
 {
-    MutexLock locked(m_listLock);
-    return copy(m_leaving ? *m_leaving : *m_apiDatas);
+    return m_pending.with([](const Pending& pending) {
+        return copy(pending.leaving ? *pending.leaving : *pending.apiDatas);
+    });
 }
 
 LedgerSnapshot TrackerConfig::ledger() const
@@ -136,50 +95,54 @@ LedgerSnapshot TrackerConfig::ledger() const
 
 bool TrackerConfig::append(Dictionary& event)
 {
-    MutexLock locked(m_listLock);
-    // The one thing here that can fail comes before anything has changed.
-    m_apiDatas->reserve(m_apiDatas->size() + 1);
-    m_apiDatas->emplace_back(std::move(event));
-    m_ledger.appended(1);
-    return static_cast<std::int64_t>(m_apiDatas->size()) >= m_maxLimit;
+    return m_pending.with([&](Pending& pending) {
+        Array& list = *pending.apiDatas;
+        // The one thing here that can fail comes before anything has changed.
+        list.reserve(list.size() + 1);
+        list.emplace_back(std::move(event));
+        m_ledger.appended(1);
+        return static_cast<std::int64_t>(list.size()) >= m_maxLimit;
+    });
+}
+
+const Dictionary& TrackerConfig::lastEvent() const
+{
+    return *m_pending.with(
+        [](const Pending& pending) { return &pending.apiDatas->back().get_object(); });
 }
 
 std::uint32_t TrackerConfig::takeAll(const std::shared_ptr<Array>& place)
 {
-    MutexLock locked(m_listLock);
-    place->swap(*m_apiDatas);
-    m_leaving = place;
-    return static_cast<std::uint32_t>(place->size() - std::exchange(m_copied, 0));
+    return m_pending.with([&](Pending& pending) {
+        place->swap(*pending.apiDatas);
+        pending.leaving = place;
+        return static_cast<std::uint32_t>(place->size() - std::exchange(pending.copied, 0));
+    });
 }
 
 void TrackerConfig::hasLeft()
 {
-    std::shared_ptr<const Array> left;
-    MutexLock locked(m_listLock);
     // It may be the last of its batch: it goes after the lock.
-    m_leaving.swap(left);
+    const auto left
+        = m_pending.with([](Pending& pending) { return std::exchange(pending.leaving, nullptr); });
 }
 
 TrackerConfig::Copied TrackerConfig::copyAll()
 {
-    MutexLock locked(m_listLock);
-    const auto fresh = static_cast<std::uint32_t>(m_apiDatas->size() - m_copied);
-    Copied copied { AnyDepth<Array>(copy(*m_apiDatas)), fresh };
-    m_copied = m_apiDatas->size();
-    return copied;
+    return m_pending.with([](Pending& pending) {
+        const Array& list = *pending.apiDatas;
+        const auto fresh = static_cast<std::uint32_t>(list.size() - pending.copied);
+        Copied copied { AnyDepth<Array>(copy(list)), fresh };
+        pending.copied = list.size();
+        return copied;
+    });
 }
 
 void TrackerConfig::clear()
 {
-    AnyDepth<Array> cleared;
-    std::size_t unsent = 0;
-    {
-        MutexLock locked(m_listLock);
-        unsent = m_apiDatas->size() - m_copied;
-        std::swap(cleared, m_apiDatas);
-        m_copied = 0;
-    }
+    const Pending cleared = m_pending.exchange({});
     // What came in after the copy is lost with it; a gap that the design accepts.
+    const std::size_t unsent = cleared.apiDatas->size() - cleared.copied;
     m_ledger.droppedPending(static_cast<std::int64_t>(unsent), DropReason::clearedAfterCopy);
 }
 

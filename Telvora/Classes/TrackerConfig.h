@@ -3,17 +3,18 @@
 #include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
+#include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/TrackerRetryCache.h>
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace telvora {
 
@@ -58,21 +59,22 @@ public:
     const URLHook& urlHook() const { return m_urlHook; }
 
     /// Called by start() for a channel that is not yet running.
-    void setStartHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+    void setStartHook(Hook hook) { m_startHook.set(keepHostClosure(std::move(hook))); }
     /// Called by stop() and when the application enters the background.
-    void setStopHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+    void setStopHook(Hook hook) { m_stopHook.set(keepHostClosure(std::move(hook))); }
     /// Called when the application returns to the foreground.
-    void setRestartHook(Hook hook) TELVORA_EXCLUDES(m_lock);
+    void setRestartHook(Hook hook) { m_restartHook.set(keepHostClosure(std::move(hook))); }
 
     /// Absent until set. Present but empty for an empty closure, which is skipped.
-    std::shared_ptr<const Hook> startHook() const TELVORA_EXCLUDES(m_lock);
-    std::shared_ptr<const Hook> stopHook() const TELVORA_EXCLUDES(m_lock);
-    std::shared_ptr<const Hook> restartHook() const TELVORA_EXCLUDES(m_lock);
+    std::shared_ptr<const Hook> startHook() const { return m_startHook.get(); }
+    std::shared_ptr<const Hook> stopHook() const { return m_stopHook.get(); }
+    std::shared_ptr<const Hook> restartHook() const { return m_restartHook.get(); }
 
-    std::shared_ptr<const TrackerCommonData> commonData() const TELVORA_EXCLUDES(m_lock);
+    /// Never null.
+    std::shared_ptr<const TrackerCommonData> commonData() const;
     /// Takes them over, or copies them, without recursion however deep they are.
-    void setCommonData(TrackerCommonData&& commonData) TELVORA_EXCLUDES(m_lock);
-    void setCommonData(const TrackerCommonData& commonData) TELVORA_EXCLUDES(m_lock);
+    void setCommonData(TrackerCommonData&& commonData);
+    void setCommonData(const TrackerCommonData& commonData);
 
     /// Puts an entry into the retry cache; returns before it is in.
     void insert(TrackerRetryEntry retry);
@@ -82,7 +84,7 @@ public:
     const TrackerRetryCache& retryCache() const { return m_retryCache; }
 
     /// A copy of the pending events as they stand.
-    Array apiDatas() const TELVORA_EXCLUDES(m_listLock);
+    Array apiDatas() const;
 
     LedgerSnapshot ledger() const;
 
@@ -97,24 +99,30 @@ private:
         std::uint32_t fresh = 0;
     };
 
+    // The events that wait, and what a flush or a batch has of them.
+    struct Pending {
+        AnyDepth<Array> apiDatas;
+        // How many events at the front of the list a copy has sent already.
+        std::size_t copied = 0;
+        // The list taken last, in its batch, while that is being sent.
+        std::shared_ptr<const Array> leaving;
+    };
+
     // In a barrier block of the manager's queue. Takes the event over, unless it throws. True when
     // the list has reached the limit.
-    bool append(Dictionary& event) TELVORA_EXCLUDES(m_listLock);
+    bool append(Dictionary& event);
     // In the same barrier block, as long as the list is left alone.
-    const Dictionary& lastEvent() const TELVORA_NO_THREAD_SAFETY_ANALYSIS
-    {
-        return m_apiDatas->back().get_object();
-    }
+    const Dictionary& lastEvent() const;
     // In a barrier block. Moves the list into `place`, which is empty, and gives back how much of
     // it no earlier copy held. Until hasLeft() it still shows as pending, as it does while a copy
     // is sent.
-    std::uint32_t takeAll(const std::shared_ptr<Array>& place) TELVORA_EXCLUDES(m_listLock);
+    std::uint32_t takeAll(const std::shared_ptr<Array>& place);
     // In the same barrier block, when the request is out.
-    void hasLeft() TELVORA_EXCLUDES(m_listLock);
+    void hasLeft();
     // In a synchronous block. Leaves the list as it is.
-    Copied copyAll() TELVORA_EXCLUDES(m_listLock);
+    Copied copyAll();
     // In a barrier block, after a copy was sent.
-    void clear() TELVORA_EXCLUDES(m_listLock);
+    void clear();
 
     TrackerRetryCache::Taken takeRetryData();
 
@@ -124,19 +132,13 @@ private:
     const bool m_useOstraReport;
     const URLHook m_urlHook;
 
-    mutable Mutex m_lock;
-    std::shared_ptr<const TrackerCommonData> m_commonData TELVORA_GUARDED_BY(m_lock);
-    std::shared_ptr<const Hook> m_startHook TELVORA_GUARDED_BY(m_lock);
-    std::shared_ptr<const Hook> m_stopHook TELVORA_GUARDED_BY(m_lock);
-    std::shared_ptr<const Hook> m_restartHook TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::shared_ptr<const TrackerCommonData>> m_commonData;
+    detail::Guarded<std::shared_ptr<const Hook>> m_startHook;
+    detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { keepHostClosure(Hook([] {})) };
+    detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
     // The queue orders the changes; the lock is for readers that do not queue up.
-    mutable Mutex m_listLock;
-    AnyDepth<Array> m_apiDatas TELVORA_GUARDED_BY(m_listLock);
-    // How many events at the front of the list a copy has sent already.
-    std::size_t m_copied TELVORA_GUARDED_BY(m_listLock) = 0;
-    // The list taken last, in its batch, while that is being sent.
-    std::shared_ptr<const Array> m_leaving TELVORA_GUARDED_BY(m_listLock);
+    detail::Guarded<Pending> m_pending;
 
     ChannelLedger m_ledger;
     // After the ledger, which hears of its removals.

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Delivery.h>
 
@@ -37,8 +38,7 @@ void TrackerManager::lostBeforeIntake(const std::string& index)
 
 void TrackerManager::setTriggerCallback(TriggerCallback callback)
 {
-    shared().m_triggerCallback.setValue(
-        std::make_shared<const TriggerCallback>(std::move(callback)));
+    shared().m_triggerCallback.setValue(keepHostClosure(std::move(callback)));
 }
 
 // In a barrier block of the queue.
@@ -99,7 +99,7 @@ void TrackerManager::trigger(
     const Dictionary& event, const std::string& index, ChannelLedger& ledger)
 {
     const auto callback = m_triggerCallback.getValue();
-    if (*callback && callHost([&] { (*callback)(event, index); }) == HostCall::threw)
+    if (callback && *callback && callHost([&] { (*callback)(event, index); }) == HostCall::threw)
         ledger.hostThrew();
 }
 
@@ -112,6 +112,8 @@ std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) con
 std::map<std::string, LedgerSnapshot> TrackerManager::ledgers() const
 {
     std::map<std::string, LedgerSnapshot> ledgers;
+    if (detail::isForkedChild())
+        return ledgers;
     const auto registered = configs();
     for (const auto& [index, config] : *registered)
         ledgers.emplace(index, config->ledger());

@@ -1,7 +1,9 @@
 #include <Telvora/Classes/TrackerManager.h>
 
 #include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
@@ -29,8 +31,8 @@ void showNetworkStatus(const TrackNetworkStatus& status)
 
 TrackerManager& TrackerManager::shared()
 {
-    static auto& shared = *new TrackerManager;
-    return shared;
+    static constinit detail::Lazy<TrackerManager> shared;
+    return shared.get([] { return new TrackerManager; });
 }
 
 TrackerManager::TrackerManager()
@@ -38,8 +40,6 @@ TrackerManager::TrackerManager()
     , m_configs(std::make_shared<const Configs>())
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))
-    , m_fetchQvxUuid(std::make_shared<const FetchQvxUuid>())
-    , m_triggerCallback(std::make_shared<const TriggerCallback>())
 {
     // The uploader knows nothing of the facade; it asks whom it is told to ask.
     TrackerNetwork::shareInstance().setIdentifierSource([] { return uuid(); });
@@ -49,14 +49,14 @@ std::optional<std::string> TrackerManager::uuid()
 {
     const auto fetch = shared().m_fetchQvxUuid.getValue();
     std::optional<std::string> identifier;
-    if (*fetch)
+    if (fetch && *fetch)
         callHost([&] { identifier = (*fetch)(); });
     return identifier;
 }
 
 void TrackerManager::setQvxUuid(FetchQvxUuid fetch)
 {
-    m_fetchQvxUuid.setValue(std::make_shared<const FetchQvxUuid>(std::move(fetch)));
+    m_fetchQvxUuid.setValue(keepHostClosure(std::move(fetch)));
 }
 
 void TrackerManager::setMode(TrackerMode mode)
@@ -72,12 +72,13 @@ void TrackerManager::configHeaders(StringDictionary headers)
 
 void TrackerManager::setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provider)
 {
+    noteHostClosure();
     m_ostraProvider.setValue(std::move(provider));
 }
 
 void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
 {
-    if (!config)
+    if (!config || detail::isForkedChild())
         return;
     const std::string& index = config->index();
     if (configs()->contains(index)) {
@@ -176,6 +177,12 @@ void TrackerManager::applicationBackgroundEnterFront()
         callHook(*config, config->restartHook());
         setStatus(index, ConfigStatus::running);
     }
+}
+
+std::shared_ptr<const TrackerManager::Configs> TrackerManager::configs() const
+{
+    const auto configs = m_configs.getValue();
+    return configs ? configs : std::make_shared<const Configs>();
 }
 
 std::shared_ptr<TrackerConfig> TrackerManager::config(std::string_view index) const

@@ -30,7 +30,12 @@ namespace telvora {
 /// The library, as a host sees it: register a TrackerConfig for each channel, start once, and hand
 /// over events.
 ///
-/// Life: one instance, made on first use and never destroyed; calls at exit are harmless.
+/// Life: one instance, made on first use and never destroyed; calls at exit are harmless, and call
+/// no closure of the host's any more.
+///
+/// Fork: a process may register, set up and fork, as a daemon does; the child works like any other.
+/// Once start() was called, an event was handed over or a request sent, a child that is forked gets
+/// an inert library: every call returns at once and does nothing, and there is nothing to see.
 ///
 /// Threads: every operation from any thread. Nothing an event passes through waits for the network
 /// or for another event; intake runs later, in order, on the manager's own queue.
@@ -215,7 +220,8 @@ private:
 
     TrackerManager();
 
-    std::shared_ptr<const Configs> configs() const { return m_configs.getValue(); }
+    // Never null; empty in a forked child.
+    std::shared_ptr<const Configs> configs() const;
     void setStatus(const std::string& index, ConfigStatus status);
     ConfigStatus status(const std::string& index) const;
     static void callHook(

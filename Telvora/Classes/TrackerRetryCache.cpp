@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerRetryCache.h>
 
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
 
@@ -36,6 +37,8 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
 {
     State* state = m_state.get();
     Taken taken;
+    if (detail::isForkedChild())
+        return taken;
     try {
         m_lock.read([&] {
             if (state->priorityQueue.isEmpty())
@@ -99,6 +102,8 @@ void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) 
 
 std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const
 {
+    if (detail::isForkedChild())
+        return {};
     const auto copy = [this] {
         MutexLock locked(m_state->changing);
         return m_state->priorityQueue;

@@ -1,6 +1,8 @@
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/Base/OnceValue.h>
 #include <Telvora/Platform/Device.h>
 #include <Telvora/Platform/Platform.h>
 #include <Telvora/Platform/Telephony.h>
@@ -87,9 +89,15 @@ Type bestCellularType()
 
 std::optional<Type> cellularType(std::string_view technology)
 {
-    static const auto& types = *new CellularTypes(makeCellularTypes());
-    const auto found = types.find(technology);
-    return found == types.end() ? std::nullopt : std::optional(found->second);
+    static constinit detail::NeverDestroyed<detail::OnceValue<std::shared_ptr<const CellularTypes>>>
+        s_types;
+    const auto types
+        = s_types->get([] { return std::make_shared<const CellularTypes>(makeCellularTypes()); });
+    // None in a forked child.
+    if (!types)
+        return std::nullopt;
+    const auto found = types->find(technology);
+    return found == types->end() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<int> cellularRank(Type type)
@@ -113,8 +121,8 @@ std::optional<int> cellularRank(Type type)
 
 bool isEarlierThanIPhone12()
 {
-    static const bool isEarlier = probeEarlierThanIPhone12();
-    return isEarlier;
+    static constinit detail::NeverDestroyed<detail::OnceValue<bool>> isEarlier;
+    return isEarlier->get(probeEarlierThanIPhone12);
 }
 
 TrackNetworkStatus TrackNetworkStatus::of(Reachability::Connection connection)
@@ -169,6 +177,7 @@ void CommonTrackNetworkStatus::onStatusChange(Handler handler)
 {
     if (!m_reachability || !handler)
         return;
+    noteHostClosure();
     // What is told is the connection of now, which may be a later one than the change's.
     const auto tell = [&reachability = *m_reachability, handler = std::move(handler)](
                           Reachability::Connection) {

@@ -3,6 +3,7 @@
 #include <Telvora/Base/Fatal.h>
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/NumberText.h>
 #include <Telvora/Base/OnceValue.h>
 #include <Telvora/Platform/Application.h>
@@ -83,8 +84,8 @@ struct Kept {
 
 Kept& kept()
 {
-    static auto& kept = *new Kept;
-    return kept;
+    static constinit detail::Lazy<Kept> kept;
+    return kept.get([] { return new Kept; });
 }
 
 std::optional<std::string> readAppVersion()
@@ -146,7 +147,7 @@ std::string readMobileOperator()
 
 TrackerDataExcavator& TrackerDataExcavator::one()
 {
-    static auto& one = *new TrackerDataExcavator;
+    static constinit TrackerDataExcavator one;
     return one;
 }
 

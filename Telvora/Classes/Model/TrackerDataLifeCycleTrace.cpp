@@ -1,6 +1,7 @@
 #include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Classes/Model/PageTransition.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
@@ -206,8 +207,8 @@ void TrackerDataLifeCycleTrace::checkAndUpdateTransitioningState(bool start)
 
 TrackerDataLifeCycleMonitor& TrackerDataLifeCycleMonitor::shared()
 {
-    static auto& shared = *new TrackerDataLifeCycleMonitor;
-    return shared;
+    static constinit detail::Lazy<TrackerDataLifeCycleMonitor> shared;
+    return shared.get([] { return new TrackerDataLifeCycleMonitor; });
 }
 
 TrackerDataLifeCycleMonitor::TrackerDataLifeCycleMonitor()

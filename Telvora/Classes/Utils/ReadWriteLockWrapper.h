@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/Mutex.h>
 
 #include <utility>
@@ -40,20 +41,10 @@ public:
     {
     }
 
-    T getValue() const TELVORA_EXCLUDES(m_lock)
-    {
-        MutexLock locked(m_lock);
-        return m_value;
-    }
-
-    void setValue(T newValue) TELVORA_EXCLUDES(m_lock)
-    {
-        {
-            MutexLock locked(m_lock);
-            std::swap(m_value, newValue);
-        }
-        // The old value goes here, with the lock free: it may be the last of something large.
-    }
+    /// T() in a forked child.
+    T getValue() const { return m_value.get(); }
+    /// The old value goes after the lock.
+    void setValue(T newValue) { m_value.set(std::move(newValue)); }
 
     T wrappedValue() const { return getValue(); }
     void setWrappedValue(T newValue) { setValue(std::move(newValue)); }
@@ -67,8 +58,7 @@ public:
     }
 
 private:
-    mutable Mutex m_lock;
-    T m_value TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<T> m_value;
 };
 
 } // namespace telvora

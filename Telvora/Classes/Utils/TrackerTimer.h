@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/TimerSource.h>
 
 #include <atomic>
@@ -35,13 +35,12 @@ public:
     /// handler and counts the interval afresh. `timeInterval` is in seconds; without it the current
     /// interval stays. One of 0 or less is kept as it is, and ticks as often as the platform's
     /// timers do without an interval.
-    void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
-        TELVORA_EXCLUDES(m_lock);
+    void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler);
 
     /// Stops the ticks if it is running.
-    void suspend() TELVORA_EXCLUDES(m_lock);
+    void suspend();
     /// Lets them go on if it is not. At most one missed tick comes at once.
-    void resume() TELVORA_EXCLUDES(m_lock);
+    void resume();
 
     bool isRunning() const { return m_isRunning.load(std::memory_order_relaxed); }
     std::int64_t postInterval() const { return m_postInterval.load(std::memory_order_relaxed); }
@@ -50,12 +49,15 @@ public:
     std::int64_t failureCount() const { return 0; }
 
 private:
-    Mutex m_lock;
+    struct Ticking {
+        std::unique_ptr<TimerSource> logTimer;
+        // The one that the source calls, kept so that its end does not come inside the source.
+        std::shared_ptr<const std::function<void()>> handler;
+    };
+
     std::atomic<bool> m_isRunning { false };
     std::atomic<std::int64_t> m_postInterval { defaultPostInterval };
-    // The one that the source calls, kept so that its end does not come inside the source.
-    std::shared_ptr<const std::function<void()>> m_handler TELVORA_GUARDED_BY(m_lock);
-    std::unique_ptr<TimerSource> m_logTimer;
+    detail::Guarded<Ticking> m_ticking;
 };
 
 } // namespace telvora

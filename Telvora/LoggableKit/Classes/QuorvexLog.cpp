@@ -1,7 +1,10 @@
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 
+#include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Lazy.h>
+#include <Telvora/Base/NeverDestroyed.h>
 #include <Telvora/LoggableKit/Classes/Extension/Dictionary+Extension.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Platform.h>
@@ -30,27 +33,20 @@ private:
     ObjcLogService m_functions;
 };
 
-// The facade's own state; one for the process, never destroyed.
-struct State {
-    std::unique_ptr<DispatchQueue> tesselQueue
-        = platform().dispatch.makeConcurrentQueue("Quorvex.Tessel.queue");
+using detail::Guarded;
+using detail::NeverDestroyed;
 
-    Mutex lock;
-    std::shared_ptr<LogService> service TELVORA_GUARDED_BY(lock);
-    QuorvexLogFilter filter TELVORA_GUARDED_BY(lock) = QuorvexLogFilter::all();
-    std::vector<std::string> logs TELVORA_GUARDED_BY(lock);
+constinit NeverDestroyed<Guarded<std::shared_ptr<LogService>>> s_service;
+// Absent for the one that lets everything through.
+constinit NeverDestroyed<Guarded<std::optional<QuorvexLogFilter>>> s_filter;
+constinit NeverDestroyed<Guarded<std::vector<std::string>>> s_logs;
 
-    std::shared_ptr<LogService> currentService() TELVORA_EXCLUDES(lock)
-    {
-        MutexLock locked(lock);
-        return service;
-    }
-};
-
-State& state()
+// The service is called in its blocks, one at a time.
+DispatchQueue& tesselQueue()
 {
-    static auto& state = *new State;
-    return state;
+    static constinit detail::Lazy<DispatchQueue> queue;
+    return queue.get(
+        [] { return platform().dispatch.makeConcurrentQueue("Quorvex.Tessel.queue").release(); });
 }
 
 // Both are looked at by every line, so that one that goes nowhere costs two loads.
@@ -60,7 +56,7 @@ std::atomic<bool> s_hasInitTessel { false };
 bool isListening()
 {
     return s_hasInitTessel.load(std::memory_order_acquire)
-        && s_hasService.load(std::memory_order_relaxed);
+        && s_hasService.load(std::memory_order_relaxed) && !detail::isForkedChild();
 }
 
 QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
@@ -104,10 +100,12 @@ std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
 
 void QuorvexLog::setLogService(std::shared_ptr<LogService> service)
 {
-    MutexLock locked(state().lock);
-    s_hasService.store(service != nullptr, std::memory_order_relaxed);
-    // The old one may be the last reference to an object of the host: let it go after the lock.
-    state().service.swap(service);
+    noteHostClosure();
+    // The old one may be the last reference to an object of the host: it goes after the lock.
+    s_service->with([&](std::shared_ptr<LogService>& current) {
+        s_hasService.store(service != nullptr, std::memory_order_relaxed);
+        current.swap(service);
+    });
 }
 
 void QuorvexLog::setLogService(const ObjcLogService& service)
@@ -117,10 +115,10 @@ void QuorvexLog::setLogService(const ObjcLogService& service)
 
 void QuorvexLog::configLogger()
 {
-    const auto service = state().currentService();
+    const auto service = s_service->get();
     if (!service)
         return;
-    state().tesselQueue->barrierSync([&] {
+    tesselQueue().barrierSync([&] {
         callHost([&] { service->loggerInit(); });
         s_hasInitTessel.store(true, std::memory_order_release);
     });
@@ -157,41 +155,38 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
     if (!isListening())
         return;
     withoutThrowing([&] {
-        const auto service = state().currentService();
+        const auto service = s_service->get();
         if (!service)
             return;
-        state().tesselQueue->barrierSync([&] { callHost([&] { service->log(level, message); }); });
+        tesselQueue().barrierSync([&] { callHost([&] { service->log(level, message); }); });
     });
 }
 
 QuorvexLogFilter QuorvexLog::logFilter()
 {
-    MutexLock locked(state().lock);
-    return state().filter;
+    return s_filter->get().value_or(QuorvexLogFilter::all());
 }
 
 void QuorvexLog::setLogFilter(QuorvexLogFilter filter)
 {
-    MutexLock locked(state().lock);
-    state().filter = std::move(filter);
+    s_filter->set(std::move(filter));
 }
 
 bool QuorvexLog::needToPrint(const Category& category)
 {
-    MutexLock locked(state().lock);
-    return state().filter.needToPrint(category);
+    return s_filter->with([&](const std::optional<QuorvexLogFilter>& filter) {
+        return !filter || filter->needToPrint(category);
+    });
 }
 
 std::vector<std::string> QuorvexLog::logs()
 {
-    MutexLock locked(state().lock);
-    return state().logs;
+    return s_logs->get();
 }
 
 void QuorvexLog::setLogs(std::vector<std::string> logs)
 {
-    MutexLock locked(state().lock);
-    state().logs = std::move(logs);
+    s_logs->set(std::move(logs));
 }
 
 void log(const QuorvexLogCategory& category, std::string_view message)

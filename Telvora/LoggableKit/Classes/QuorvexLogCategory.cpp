@@ -1,53 +1,66 @@
 #include <Telvora/LoggableKit/Classes/QuorvexLogCategory.h>
 
+#include <Telvora/Base/Lazy.h>
+
 namespace telvora {
+
+namespace {
+
+using Made = detail::Lazy<const QuorvexLogCategory>;
+
+const QuorvexLogCategory& named(const char* name, Made& category)
+{
+    return category.get([&] { return new QuorvexLogCategory(name); });
+}
+
+} // namespace
 
 const QuorvexLogCategory& QuorvexLogCategory::http()
 {
-    static const auto& category = *new QuorvexLogCategory("HTTP");
-    return category;
+    static constinit Made category;
+    return named("HTTP", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::sensors()
 {
-    static const auto& category = *new QuorvexLogCategory("Sensors");
-    return category;
+    static constinit Made category;
+    return named("Sensors", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::trackerData()
 {
-    static const auto& category = *new QuorvexLogCategory("TrackerData");
-    return category;
+    static constinit Made category;
+    return named("TrackerData", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::trackerTransition()
 {
-    static const auto& category = *new QuorvexLogCategory("TrackerTransition");
-    return category;
+    static constinit Made category;
+    return named("TrackerTransition", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::watchdog()
 {
-    static const auto& category = *new QuorvexLogCategory("Watchdog");
-    return category;
+    static constinit Made category;
+    return named("Watchdog", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::endToEnd()
 {
-    static const auto& category = *new QuorvexLogCategory("APM-Http");
-    return category;
+    static constinit Made category;
+    return named("APM-Http", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::tracker()
 {
-    static const auto& category = *new QuorvexLogCategory("Tracker Manager");
-    return category;
+    static constinit Made category;
+    return named("Tracker Manager", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::db()
 {
-    static const auto& category = *new QuorvexLogCategory("db");
-    return category;
+    static constinit Made category;
+    return named("db", category);
 }
 
 } // namespace telvora

@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Platform/Linux/LinuxThread.h>
 
 #include <utility>
@@ -51,8 +52,8 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
 Platform& systemPlatform()
 {
     // Never destroyed: threads of the library may still be at work when the process ends.
-    static LinuxPlatform& s_platform = *new LinuxPlatform;
-    return s_platform.services();
+    static constinit detail::Lazy<LinuxPlatform> platform;
+    return platform.get([] { return new LinuxPlatform; }).services();
 }
 
 } // namespace telvora

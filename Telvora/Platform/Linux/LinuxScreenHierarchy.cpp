@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Linux/LinuxScreenHierarchy.h>
 
+#include <Telvora/Base/HostCall.h>
+
 #include <utility>
 
 namespace telvora {
@@ -11,7 +13,7 @@ LinuxScreenHierarchy::LinuxScreenHierarchy(KeyWindowSupplier supplier)
 
 void LinuxScreenHierarchy::setKeyWindowSupplier(KeyWindowSupplier supplier)
 {
-    m_supplier.set(std::make_shared<const KeyWindowSupplier>(std::move(supplier)));
+    m_supplier.set(keepHostClosure(std::move(supplier)));
 }
 
 std::shared_ptr<UIWindow> LinuxScreenHierarchy::keyWindow() const
