@@ -2,9 +2,11 @@
 
 #include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HeaderField.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/JSONBytes.h>
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Bundle.h>
@@ -70,8 +72,8 @@ void logFailure(std::string_view reason)
 
 TrackerNetwork& TrackerNetwork::shareInstance()
 {
-    static auto& instance = *new TrackerNetwork;
-    return instance;
+    static constinit detail::Lazy<TrackerNetwork> instance;
+    return instance.get([] { return new TrackerNetwork; });
 }
 
 std::string TrackerNetwork::applicationVersion()
@@ -83,6 +85,11 @@ std::string TrackerNetwork::applicationVersion()
 void TrackerNetwork::post(
     const std::string& with, Batch param, const StringDictionary& externHeaders, Handler handler)
 try {
+    if (detail::isForkedChild()) {
+        if (handler)
+            handler(false, std::move(param));
+        return;
+    }
     shareInstance().postWithEnds(with, std::move(param), externHeaders,
         [handler = std::move(handler)](PostEnd end, Batch posted) {
             const bool isHeard = end == PostEnd::accepted || end == PostEnd::refused;
@@ -90,7 +97,7 @@ try {
                 callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
         });
 } catch (...) {
-    // The handler went uncalled.
+    // The handler went uncalled, or threw.
 }
 
 void TrackerNetwork::postWithEnds(
@@ -114,18 +121,10 @@ void TrackerNetwork::postWithEnds(
         });
 }
 
-void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders)
+void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders) const
 {
-    std::shared_ptr<const StringDictionary> additionHeaders;
-    std::shared_ptr<const IdentifierSource> identifierSource;
-    {
-        MutexLock locked(m_lock);
-        additionHeaders = m_additionHeaders;
-        identifierSource = m_identifierSource;
-    }
-
     HeaderList own;
-    if (additionHeaders) {
+    if (const auto additionHeaders = m_additionHeaders.get()) {
         for (const auto& [name, value] : *additionHeaders)
             set(own, name, value);
     }
@@ -136,7 +135,9 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     set(fixed, "clienttype", "ios");
     set(fixed, "versioncode", applicationVersion());
     set(fixed, "system-version", platform().device.systemVersion());
-    const auto identifier = identifierSource ? (*identifierSource)() : std::nullopt;
+    std::optional<std::string> identifier;
+    if (const auto source = m_identifierSource.get())
+        callHost([&] { identifier = (*source)(); });
     if (identifier)
         set(fixed, identifierHeader, *identifier);
     set(fixed, "Content-Type", "application/json");
@@ -188,17 +189,13 @@ try {
 
 void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)
 {
-    auto shared = headers ? std::make_shared<const StringDictionary>(std::move(*headers)) : nullptr;
-    MutexLock locked(m_lock);
-    m_additionHeaders = std::move(shared);
+    m_additionHeaders.set(
+        headers ? std::make_shared<const StringDictionary>(std::move(*headers)) : nullptr);
 }
 
 void TrackerNetwork::setIdentifierSource(IdentifierSource source)
 {
-    auto shared = source ? std::make_shared<const IdentifierSource>(std::move(source)) : nullptr;
-    MutexLock locked(m_lock);
-    // The old one goes after the lock.
-    m_identifierSource.swap(shared);
+    m_identifierSource.set(source ? keepHostClosure(std::move(source)) : nullptr);
 }
 
 } // namespace telvora

@@ -2,7 +2,7 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Utils/Batch.h>
 
@@ -28,7 +28,7 @@ struct HTTPRequest;
 /// process. White space and line breaks around a header's value are cut off; a header with a line
 /// break or a NUL inside, or with a name that is no token of HTTP, is left out of the request.
 /// Where something throws on the way (there is no memory, or the client throws), the handler is
-/// destroyed without a call.
+/// destroyed without a call. In a forked child every batch is refused at once.
 ///
 /// Deliberate: the HTTP status is not looked at, and neither is the value of "success" in the
 /// answer: a member of that name that is a boolean, or a number equal to 0 or 1, means that the
@@ -67,23 +67,20 @@ public:
 
     /// Sent on every request before all other headers, so that a channel's or a fixed one of the
     /// same name wins.
-    void setAdditionHeaders(std::optional<StringDictionary> headers) TELVORA_EXCLUDES(m_lock);
+    void setAdditionHeaders(std::optional<StringDictionary> headers);
 
     /// Where the value of "QVX-UUID" comes from, asked once a request. With an empty one there is
     /// no such header.
-    void setIdentifierSource(IdentifierSource source) TELVORA_EXCLUDES(m_lock);
+    void setIdentifierSource(IdentifierSource source);
 
 private:
     TrackerNetwork() = default;
 
-    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders)
-        TELVORA_EXCLUDES(m_lock);
+    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
-    Mutex m_lock;
-    std::shared_ptr<const StringDictionary> m_additionHeaders TELVORA_GUARDED_BY(m_lock);
-    std::shared_ptr<const std::function<std::optional<std::string>()>>
-        m_identifierSource TELVORA_GUARDED_BY(m_lock);
+    detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;
+    detail::Guarded<std::shared_ptr<const IdentifierSource>> m_identifierSource;
 };
 
 } // namespace telvora

@@ -1,6 +1,8 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
 
+#include <tests/ChildProcess.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -14,25 +16,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-namespace {
-
-// Set in the children: there, what only a thread of the parent pointed to looks lost.
-bool s_isChild = false;
-
-} // namespace
-
-// Read by the sanitizers where they are built in.
-extern "C" const char* __tsan_default_options()
-{
-    return "die_after_fork=0:atexit_sleep_ms=50";
-}
-extern "C" int __lsan_is_turned_off()
-{
-    return s_isChild;
-}
 
 namespace telvora {
 namespace {
@@ -90,25 +74,6 @@ bool waitForUploads()
     return false;
 }
 
-/// Runs `body` in a child with its output going to `file`; a child that hangs is ended by a signal.
-template<typename Body> std::string endOfChild(Body body, const std::string& file = "/dev/null")
-{
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        s_isChild = true;
-        alarm(30);
-        if (!std::freopen(file.c_str(), "w", stdout) || !std::freopen(file.c_str(), "a", stderr))
-            _exit(90);
-        body();
-        std::exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? "exited " + std::to_string(WEXITSTATUS(status))
-                             : "killed by " + std::to_string(WTERMSIG(status));
-}
-
 TEST(GuestTest, TheProcessEndsCleanlyWithUploadsUnderWay)
 {
     const SilentPort port;
@@ -138,40 +103,17 @@ TEST(GuestTest, CallsFromExitHandlersAreHarmless)
         "exited 0");
 }
 
-TEST(GuestQuirk, AForkedChildMayCallEverythingAndEnds)
-{
-    const SilentPort port;
-    EXPECT_EQ(endOfChild([&] {
-        useTheLibrary(port.url());
-        if (!waitForUploads())
-            std::exit(3);
-        const std::string end = endOfChild([] {
-            TrackerManager& manager = TrackerManager::shared();
-            for (int number = 0; number < 50; ++number)
-                manager.enrollE2ETrack({ { "number", number } });
-            manager.reportAPMDict({ { "t", "FPS" } });
-            platform().notificationCenter.post(Notification::didEnterBackground);
-            platform().notificationCenter.post(Notification::willEnterForeground);
-            TrackerManager::stop();
-            manager.getCurrentNetWorkStatus();
-            manager.ledgers();
-        });
-        std::exit(end == "exited 0" ? 0 : 4);
-    }),
-        "exited 0");
-}
-
 TEST(GuestTest, NothingIsPrinted)
 {
     const SilentPort port;
     const std::string file = testing::TempDir() + "guest-output-" + std::to_string(getpid());
-    EXPECT_EQ(endOfChild(
-                  [&] {
-                      useTheLibrary(port.url());
-                      TrackerManager::shared().appendTracker({ { "x", 1 } }, "nowhere");
-                      platform().notificationCenter.post(Notification::didEnterBackground);
-                  },
-                  file),
+    EXPECT_EQ(endOfChild([&] {
+        if (!std::freopen(file.c_str(), "w", stdout) || !std::freopen(file.c_str(), "a", stderr))
+            ::_exit(90);
+        useTheLibrary(port.url());
+        TrackerManager::shared().appendTracker({ { "x", 1 } }, "nowhere");
+        platform().notificationCenter.post(Notification::didEnterBackground);
+    }),
         "exited 0");
 
     std::ifstream output(file);
