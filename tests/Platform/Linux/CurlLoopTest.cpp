@@ -22,6 +22,10 @@ using testing::HasSubstr;
 /// server answers "/" at once and any other target once it is released; "/moved" is a redirect to
 /// "/held".
 class CurlLoopTest : public testing::Test {
+    // Before the server, whose threads use them to the end.
+    Mutex m_lock;
+    std::set<std::string> m_released TELVORA_GUARDED_BY(m_lock) { "/" };
+
 protected:
     CurlLoopTest()
     {
@@ -93,9 +97,6 @@ private:
         MutexLock lock(m_lock);
         return m_released.contains(target);
     }
-
-    Mutex m_lock;
-    std::set<std::string> m_released TELVORA_GUARDED_BY(m_lock) { "/" };
 };
 
 using CurlLoopQuirk = CurlLoopTest;
