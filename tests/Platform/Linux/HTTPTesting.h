@@ -24,7 +24,7 @@
 namespace telvora {
 
 inline HTTPRequest postTo(std::string url, std::string body = "{}",
-    std::chrono::seconds timeout = std::chrono::seconds(10))
+    std::chrono::seconds timeout = std::chrono::seconds(60))
 {
     return { std::move(url), "POST", { { "Content-Type", "application/json" } }, std::move(body),
         timeout };
@@ -41,8 +41,8 @@ public:
             [promise](HTTPAnswer answer) { promise->set_value(std::move(answer)); });
     }
 
-    /// Nothing if it does not come within 20 s.
-    std::optional<HTTPAnswer> wait(std::chrono::seconds limit = std::chrono::seconds(20))
+    /// Nothing if it does not come within 100 s.
+    std::optional<HTTPAnswer> wait(std::chrono::seconds limit = std::chrono::seconds(100))
     {
         if (m_future.wait_for(limit) != std::future_status::ready)
             return {};
@@ -73,10 +73,10 @@ inline HTTPAnswer answerFor(LoopbackReply reply, LinuxHTTPOptions options = {})
     return answerTo(client, postTo(server.url()));
 }
 
-/// Until every completion has returned, at most 20 s; false if some has not.
+/// Until every completion has returned, at most 100 s; false if some has not.
 inline bool settle(const LinuxHTTPClient& client)
 {
-    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(100);
     while (client.inFlight() > 0 && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return client.inFlight() == 0;

@@ -140,7 +140,7 @@ LoopbackServer::LoopbackServer(Script script)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof(address);
-    if (bind(m_listener, generic(address), size) != 0 || listen(m_listener, 128) != 0
+    if (bind(m_listener, generic(address), size) != 0 || listen(m_listener, SOMAXCONN) != 0
         || getsockname(m_listener, generic(address), &size) != 0)
         std::abort();
     m_port = ntohs(address.sin_port);
@@ -190,7 +190,7 @@ std::size_t LoopbackServer::connections() const
 
 bool LoopbackServer::waitForRequests(std::size_t count) TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
-    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     std::unique_lock lock(m_lock.native());
     while (m_received.size() < count) {
         if (m_changed.wait_until(lock, limit) == std::cv_status::timeout)

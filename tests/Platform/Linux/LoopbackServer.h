@@ -71,7 +71,7 @@ public:
     std::vector<LoopbackRequest> received() const TELVORA_EXCLUDES(m_lock);
     std::size_t connections() const TELVORA_EXCLUDES(m_lock);
 
-    /// Returns once `count` requests have arrived; false if they do not within 10 s.
+    /// Returns once `count` requests have arrived; false if they do not within 60 s.
     bool waitForRequests(std::size_t count) TELVORA_EXCLUDES(m_lock);
 
 private:

@@ -57,7 +57,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
 class Server(http.server.ThreadingHTTPServer):
-    request_queue_size = 128
+    request_queue_size = 4096
 
     def get_request(self):
         connection, address = super().get_request()

@@ -33,7 +33,7 @@ public:
     void restart() { m_peer.restart(); }
 
     /// How many requests it has answered, by their numbers. Waits until it has written down
-    /// `count`, at most 20 s.
+    /// `count`, at most 60 s.
     std::vector<int> answered(std::size_t count) const;
 
 private:
