@@ -39,9 +39,13 @@ bool mustFail()
 
 // They stand before those of the C++ library, in this program alone. Inlined, g++ would take them
 // for a pair that does not match.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return mustFail() ? nullptr : std::malloc(size ? size : 1);
+}
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
-    void* memory = mustFail() ? nullptr : std::malloc(size ? size : 1);
+    void* memory = operator new(size, std::nothrow);
     if (!memory)
         throw std::bad_alloc();
     return memory;
