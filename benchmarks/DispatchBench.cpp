@@ -2,7 +2,7 @@
 // next to the simplest thing that could do the job.
 
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <benchmarks/Percentiles.h>
 
@@ -29,7 +29,7 @@ struct Captures {
 
 ThreadedDispatch& dispatch()
 {
-    static ThreadedDispatch& dispatch = *new ThreadedDispatch(startDetachedThread);
+    static ThreadedDispatch& dispatch = *new ThreadedDispatch(detail::startDetachedThread);
     return dispatch;
 }
 

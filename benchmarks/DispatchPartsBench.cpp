@@ -3,7 +3,7 @@
 #include <Telvora/Platform/Dispatch/BlockList.h>
 #include <Telvora/Platform/Dispatch/BriefLock.h>
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <benchmarks/Costs.h>
 #include <benchmarks/SampleEvent.h>
@@ -126,7 +126,7 @@ struct TakeEvent {
 
 template<bool isInPlace> void BM_DispatchQueue_Event(benchmark::State& state)
 {
-    ThreadedDispatch dispatch(startDetachedThread);
+    ThreadedDispatch dispatch(detail::startDetachedThread);
     const auto queue = dispatch.makeConcurrentQueue("bench");
     long taken = 0;
     std::vector<std::int64_t> costs;
@@ -163,7 +163,7 @@ public:
     }
 
 private:
-    ThreadedDispatch m_dispatch { startDetachedThread };
+    ThreadedDispatch m_dispatch { detail::startDetachedThread };
     std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
 };
 

@@ -6,7 +6,7 @@
 // and, as a block, into a deque under a mutex, whose one worker sleeps on a condition variable.
 
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <benchmarks/Percentiles.h>
 #include <benchmarks/SampleEvent.h>
@@ -58,7 +58,7 @@ private:
         }
     };
 
-    ThreadedDispatch m_dispatch { startDetachedThread };
+    ThreadedDispatch m_dispatch { detail::startDetachedThread };
     std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
     long m_taken = 0;
 };

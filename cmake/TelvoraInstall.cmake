@@ -2,7 +2,7 @@
 
 include(CMakePackageConfigHelpers)
 
-install(TARGETS telvora telvora_simulated
+install(TARGETS telvora telvora_core telvora_linux telvora_simulated
     EXPORT TelvoraTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -10,7 +10,8 @@ install(TARGETS telvora telvora_simulated
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# CMake: find_package(Telvora) gives Telvora::telvora and Telvora::simulated.
+# CMake: find_package(Telvora) gives Telvora::telvora, what it consists of (Telvora::core and
+# Telvora::linux), and Telvora::simulated.
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
 install(EXPORT TelvoraTargets NAMESPACE Telvora:: DESTINATION ${packageFolder})
 configure_package_config_file(
@@ -45,9 +46,12 @@ endif()
 
 if(BUILD_SHARED_LIBS)
     set(TELVORA_PC_CFLAGS "")
+    set(TELVORA_PC_PLATFORM_LIBS
+        "-Wl,--push-state,--no-as-needed -ltelvora_linux -Wl,--pop-state")
     set(TELVORA_PC_ARCHIVE_LIBS "")
 else()
     set(TELVORA_PC_CFLAGS " -DTELVORA_STATIC")
+    set(TELVORA_PC_PLATFORM_LIBS "-Wl,--undefined=telvora_defaultPlatform -ltelvora_linux")
     set(TELVORA_PC_ARCHIVE_LIBS " -lcurl")
 endif()
 foreach(file IN ITEMS telvora telvora-simulated)

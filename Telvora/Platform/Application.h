@@ -9,7 +9,7 @@ namespace telvora {
 /// What the running application can do.
 ///
 /// Threads: any.
-/// Implementations: Linux/LinuxApplication, Simulated/ScriptedApplication.
+/// Implementations: Linux/Machine/LinuxApplication, Simulated/ScriptedApplication.
 class TELVORA_EXPORT Application {
 public:
     virtual ~Application() = default;

@@ -12,7 +12,7 @@ namespace telvora {
 /// What the host application says of itself.
 ///
 /// Threads: any.
-/// Implementations: Linux/LinuxBundle (from the host's options), Simulated/ScriptedBundle.
+/// Implementations: Host/HostBundle (from the host's options), Simulated/ScriptedBundle.
 class TELVORA_EXPORT Bundle {
 public:
     virtual ~Bundle() = default;

@@ -12,7 +12,8 @@ namespace telvora {
 /// Threads: any thread, at any time.
 /// Failure: none. Reading a clock always yields a value.
 ///
-/// Implementations: Linux/LinuxClock (the machine's), Simulated/ManualClock (moved by the test).
+/// Implementations: Linux/Machine/LinuxClock (the machine's), Simulated/ManualClock (moved by the
+/// test).
 class TELVORA_EXPORT Clock {
 public:
     virtual ~Clock() = default;

@@ -28,7 +28,7 @@ enum class UserInterfaceIdiom {
 /// Threads: any. Values may cost a file read; the library keeps those that cannot change.
 /// Failure: none; an implementation that does not know answers with its neutral value.
 ///
-/// Implementations: Linux/LinuxDevice (below a root prefix), Simulated/ScriptedDevice.
+/// Implementations: Linux/Machine/LinuxDevice (below a root prefix), Simulated/ScriptedDevice.
 class TELVORA_EXPORT Device {
 public:
     virtual ~Device() = default;

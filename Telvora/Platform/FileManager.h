@@ -10,7 +10,7 @@ namespace telvora {
 /// The two things the library asks of a file system.
 ///
 /// Threads: any.
-/// Implementations: Linux/LinuxFileManager, Simulated/ScriptedFileManager.
+/// Implementations: Linux/Machine/LinuxFileManager, Simulated/ScriptedFileManager.
 class TELVORA_EXPORT FileManager {
 public:
     virtual ~FileManager() = default;

@@ -50,7 +50,7 @@ struct HTTPAnswer {
 /// unsupported scheme, time-out, an answer above the client's size limit, a header value with a
 /// line break in it.
 ///
-/// Implementations: Linux/LinuxHTTPClient (libcurl), Simulated/ScriptedHTTPClient (answers from a
+/// Implementations: Curl/CurlHTTPClient (libcurl), Simulated/ScriptedHTTPClient (answers from a
 /// list).
 class TELVORA_EXPORT HTTPClient {
 public:

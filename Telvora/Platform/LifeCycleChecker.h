@@ -108,7 +108,7 @@ public:
 /// each scene from the registered factory, sets its scene and calls it.
 ///
 /// Threads: the main thread.
-/// Implementations: Linux/LinuxLifeCycleChecker (driven by the host or its toolkit's
+/// Implementations: Host/HostLifeCycleChecker (driven by the host or its toolkit's
 /// integration), Simulated/ScriptedLifeCycleChecker.
 class TELVORA_EXPORT LifeCycleChecker {
 public:

@@ -21,7 +21,7 @@ enum class Notification {
 ///
 /// Deliberate: registering one observer twice for a notification makes it hear each post twice.
 ///
-/// Implementations: Linux/LinuxNotificationCenter, Simulated/RecordingNotificationCenter.
+/// Implementations: Host/HostNotificationCenter, Simulated/RecordingNotificationCenter.
 class TELVORA_EXPORT NotificationCenter {
 public:
     virtual ~NotificationCenter() = default;

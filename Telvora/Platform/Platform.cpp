@@ -4,6 +4,9 @@
 
 #include <atomic>
 
+// The core links without it; its address is null then.
+extern "C" [[gnu::weak]] telvora::Platform* telvora_defaultPlatform();
+
 namespace telvora {
 
 namespace {
@@ -24,9 +27,13 @@ Platform& platform()
 {
     if (Platform* set = s_platform.load(std::memory_order_acquire))
         return *set;
+    if (!telvora_defaultPlatform) {
+        fatal("No platform is installed: link Telvora::telvora, or call installPlatform() first",
+            "Platform");
+    }
     Platform* none = nullptr;
-    Platform& system = systemPlatform();
-    return s_platform.compare_exchange_strong(none, &system) ? system : *none;
+    Platform* byDefault = telvora_defaultPlatform();
+    return s_platform.compare_exchange_strong(none, byDefault) ? *byDefault : *none;
 }
 
 } // namespace telvora

@@ -42,10 +42,12 @@ struct Platform {
 /// library, from one thread; a second set, or one after first use, stops the process.
 TELVORA_EXPORT void installPlatform(Platform& set);
 
-/// The installed set; without one the system's own, made on first use and never destroyed.
+/// The installed set; without one the default of the system's library, made on first use and never
+/// destroyed. A program that has neither stops with "No platform is installed".
 TELVORA_EXPORT Platform& platform();
 
-/// The set of the system that the library was built for. Defined in that system's folder.
-Platform& systemPlatform();
-
 } // namespace telvora
+
+/// The default set. The library of a system defines it, as telvora_linux does. A program that links
+/// the core alone has none.
+extern "C" TELVORA_EXPORT telvora::Platform* telvora_defaultPlatform();

@@ -44,7 +44,7 @@ public:
 
 /// Makes Reachability objects.
 ///
-/// Implementations: Linux/LinuxReachability (rtnetlink), Simulated/ScriptedReachability.
+/// Implementations: Linux/Network/LinuxReachability (rtnetlink), Simulated/ScriptedReachability.
 class TELVORA_EXPORT ReachabilityService {
 public:
     /// What an object is made for: to be held for the life of the process, or for one reading.

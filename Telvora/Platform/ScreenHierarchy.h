@@ -95,7 +95,8 @@ public:
 /// The application's windows.
 ///
 /// Threads: the main thread.
-/// Implementations: Linux/LinuxScreenHierarchy (what the host supplies), Simulated/ScriptedScreens.
+/// Implementations: Host/HostScreenHierarchy (what the host supplies),
+/// Simulated/ScriptedScreenHierarchy.
 class TELVORA_EXPORT ScreenHierarchy {
 public:
     virtual ~ScreenHierarchy() = default;

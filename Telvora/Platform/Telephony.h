@@ -21,7 +21,7 @@ struct Carrier {
 ///
 /// Threads: any; both are read on the host's thread and must be snapshots.
 ///
-/// Implementations: Linux/LinuxTelephony, Simulated/ScriptedTelephony.
+/// Implementations: Host/HostTelephony, Simulated/ScriptedTelephony.
 class TELVORA_EXPORT Telephony {
 public:
     using Carriers = std::vector<std::pair<std::string, Carrier>>;

@@ -8,7 +8,8 @@ namespace telvora {
 /// Where random UUIDs come from.
 ///
 /// Threads: any.
-/// Implementations: Linux/LinuxUUIDSource (the kernel's randomness), Simulated/SeededUUIDSource.
+/// Implementations: Linux/Machine/LinuxUUIDSource (the kernel's randomness),
+/// Simulated/SeededUUIDSource.
 class TELVORA_EXPORT UUIDSource {
 public:
     virtual ~UUIDSource() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Platform/Linux/LinuxLifeCycleChecker.h>
+#include <Telvora/Platform/Host/HostLifeCycleChecker.h>
 #include <Telvora/Platform/ScreenHierarchy.h>
 
 #include <memory>
@@ -41,7 +41,7 @@ public:
 /// Belongs to the main thread.
 class Navigator {
 public:
-    explicit Navigator(telvora::LinuxLifeCycleChecker& checker)
+    explicit Navigator(telvora::HostLifeCycleChecker& checker)
         : m_checker(checker)
     {
         m_window->root = std::make_shared<Screen>(
@@ -71,6 +71,6 @@ private:
         adaptor->activeActionHandler(occasion, telvora::LifeCycleTraceState::after);
     }
 
-    telvora::LinuxLifeCycleChecker& m_checker;
+    telvora::HostLifeCycleChecker& m_checker;
     std::shared_ptr<Window> m_window = std::make_shared<Window>();
 };

@@ -30,8 +30,8 @@ struct Link {
 };
 
 // `self` may be named although it is only about to be made.
-Link linkIn(const Arguments& arguments, std::string_view name, const ScriptedScreens& screens,
-    const std::string* self)
+Link linkIn(const Arguments& arguments, std::string_view name,
+    const ScriptedScreenHierarchy& screens, const std::string* self)
 {
     if (!arguments.has(name))
         return {};
@@ -54,7 +54,8 @@ struct ScreenLine {
     std::optional<StringDictionary> delegateParams;
 };
 
-ScreenLine read(const Arguments& arguments, const ScriptedScreens& screens, const std::string& id)
+ScreenLine read(
+    const Arguments& arguments, const ScriptedScreenHierarchy& screens, const std::string& id)
 {
     ScreenLine line;
     line.className = arguments.optionalText("className");
@@ -74,7 +75,7 @@ ScreenLine read(const Arguments& arguments, const ScriptedScreens& screens, cons
 
 Result screen(const Call& call)
 {
-    ScriptedScreens& screens = call.simulated().screens();
+    ScriptedScreenHierarchy& screens = call.simulated().screens();
     const std::string id = call.arguments.text("id");
     ScreenLine line = read(call.arguments, screens, id);
 
@@ -102,7 +103,7 @@ Result screen(const Call& call)
 
 Result window(const Call& call)
 {
-    ScriptedScreens& screens = call.simulated().screens();
+    ScriptedScreenHierarchy& screens = call.simulated().screens();
     const bool isGone = call.arguments.flag("none", false);
     const Link root = linkIn(call.arguments, "root", screens, nullptr);
     if (isGone)

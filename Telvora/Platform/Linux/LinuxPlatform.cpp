@@ -1,7 +1,16 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 
 #include <Telvora/Base/Lazy.h>
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/Platform/Host/HostBundle.h>
+#include <Telvora/Platform/Linux/Machine/LinuxApplication.h>
+#include <Telvora/Platform/Linux/Machine/LinuxClock.h>
+#include <Telvora/Platform/Linux/Machine/LinuxDevice.h>
+#include <Telvora/Platform/Linux/Machine/LinuxFileManager.h>
+#include <Telvora/Platform/Linux/Machine/LinuxUUIDSource.h>
+#include <Telvora/Platform/Linux/Network/LinuxReachability.h>
+#include <Telvora/Platform/Linux/Process/ForkHandlers.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <utility>
 
@@ -9,7 +18,9 @@ namespace telvora {
 
 namespace {
 
-LinuxBundle::Options bundleOptions(LinuxPlatformOptions& options)
+using detail::SystemFiles;
+
+HostBundle::Options bundleOptions(LinuxPlatformOptions& options)
 {
     if (!options.applicationName)
         options.applicationName = SystemFiles(options.root).firstLine("/proc/self/comm");
@@ -21,39 +32,102 @@ LinuxBundle::Options bundleOptions(LinuxPlatformOptions& options)
     };
 }
 
+// Threads of the HTTP client may look at it until the process is gone.
+constinit detail::NeverDestroyed<detail::LinuxClock> s_clock;
+
 } // namespace
 
-LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
-    : m_dispatch(startDetachedThread, std::move(options.mainThread))
-    , m_application(SystemFiles(options.root))
-    , m_bundle(bundleOptions(options))
-    , m_device(SystemFiles(options.root), options.screen)
-    , m_httpClient(std::move(options.http))
-    , m_reachability(m_dispatch, SystemFiles(options.root))
-    , m_screens(std::move(options.keyWindow))
-    , m_services {
-        .application = m_application,
-        .bundle = m_bundle,
-        .clock = m_clock,
-        .device = m_device,
-        .dispatch = m_dispatch,
-        .fileManager = m_fileManager,
-        .httpClient = m_httpClient,
-        .lifeCycleChecker = m_lifeCycleChecker,
-        .notificationCenter = m_notificationCenter,
-        .reachability = m_reachability,
-        .screens = m_screens,
-        .telephony = m_telephony,
-        .uuids = m_uuids,
+struct LinuxPlatform::Services {
+    explicit Services(LinuxPlatformOptions options)
+        : dispatch(detail::startDetachedThread, std::move(options.mainThread))
+        , application(SystemFiles(options.root))
+        , bundle(bundleOptions(options))
+        , device(SystemFiles(options.root), options.screen)
+        , httpClient(detail::startDetachedThread, *s_clock, std::move(options.http))
+        , reachability(dispatch, SystemFiles(options.root))
+        , screens(std::move(options.keyWindow))
+    {
     }
+
+    // The others may submit work for as long as they live, so it goes last.
+    ThreadedDispatch dispatch;
+    detail::LinuxApplication application;
+    HostBundle bundle;
+    detail::LinuxDevice device;
+    detail::LinuxFileManager fileManager;
+    CurlHTTPClient httpClient;
+    HostLifeCycleChecker lifeCycleChecker;
+    HostNotificationCenter notificationCenter;
+    detail::LinuxReachability reachability;
+    HostScreenHierarchy screens;
+    HostTelephony telephony;
+    detail::LinuxUUIDSource uuids;
+    Platform all {
+        .application = application,
+        .bundle = bundle,
+        .clock = *s_clock,
+        .device = device,
+        .dispatch = dispatch,
+        .fileManager = fileManager,
+        .httpClient = httpClient,
+        .lifeCycleChecker = lifeCycleChecker,
+        .notificationCenter = notificationCenter,
+        .reachability = reachability,
+        .screens = screens,
+        .telephony = telephony,
+        .uuids = uuids,
+    };
+};
+
+LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
+    : m_services(std::make_unique<Services>(std::move(options)))
 {
+    // Before the first use of the library, so that no fork after it goes unnoticed.
+    detail::installForkHandlers();
 }
 
-Platform& systemPlatform()
+LinuxPlatform::~LinuxPlatform() = default;
+
+Platform& LinuxPlatform::services()
 {
-    // Never destroyed: threads of the library may still be at work when the process ends.
-    static constinit detail::Lazy<LinuxPlatform> platform;
-    return platform.get([] { return new LinuxPlatform; }).services();
+    return m_services->all;
+}
+
+ThreadedDispatch& LinuxPlatform::dispatch()
+{
+    return m_services->dispatch;
+}
+
+CurlHTTPClient& LinuxPlatform::httpClient()
+{
+    return m_services->httpClient;
+}
+
+HostNotificationCenter& LinuxPlatform::notificationCenter()
+{
+    return m_services->notificationCenter;
+}
+
+HostLifeCycleChecker& LinuxPlatform::lifeCycleChecker()
+{
+    return m_services->lifeCycleChecker;
+}
+
+HostScreenHierarchy& LinuxPlatform::screens()
+{
+    return m_services->screens;
+}
+
+HostTelephony& LinuxPlatform::telephony()
+{
+    return m_services->telephony;
 }
 
 } // namespace telvora
+
+telvora::Platform* telvora_defaultPlatform()
+{
+    // Never destroyed: threads of the library may still be at work when the process ends.
+    static constinit telvora::detail::Lazy<telvora::LinuxPlatform> platform;
+    return &platform.get([] { return new telvora::LinuxPlatform; }).services();
+}

@@ -1,21 +1,17 @@
 #pragma once
 
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Platform/Curl/CurlHTTPClient.h>
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
-#include <Telvora/Platform/Linux/LinuxApplication.h>
-#include <Telvora/Platform/Linux/LinuxBundle.h>
-#include <Telvora/Platform/Linux/LinuxClock.h>
-#include <Telvora/Platform/Linux/LinuxDevice.h>
-#include <Telvora/Platform/Linux/LinuxFileManager.h>
-#include <Telvora/Platform/Linux/LinuxHTTPClient.h>
-#include <Telvora/Platform/Linux/LinuxLifeCycleChecker.h>
-#include <Telvora/Platform/Linux/LinuxNotificationCenter.h>
-#include <Telvora/Platform/Linux/LinuxReachability.h>
-#include <Telvora/Platform/Linux/LinuxScreenHierarchy.h>
-#include <Telvora/Platform/Linux/LinuxTelephony.h>
-#include <Telvora/Platform/Linux/LinuxUUIDSource.h>
+#include <Telvora/Platform/Host/HostLifeCycleChecker.h>
+#include <Telvora/Platform/Host/HostNotificationCenter.h>
+#include <Telvora/Platform/Host/HostScreenHierarchy.h>
+#include <Telvora/Platform/Host/HostTelephony.h>
+#include <Telvora/Platform/Linux/MainScreen.h>
 #include <Telvora/Platform/Platform.h>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -36,11 +32,11 @@ struct LinuxPlatformOptions {
     /// thread. Without one, that work runs on the global queue.
     std::function<void(Work)> mainThread {};
     /// The main screen as the host's toolkit knows it; without one, as the kernel does.
-    std::optional<LinuxDevice::Screen> screen {};
+    std::optional<MainScreen> screen {};
     /// The window that has the user's input; without one there are no screens to see.
-    LinuxScreenHierarchy::KeyWindowSupplier keyWindow {};
+    HostScreenHierarchy::KeyWindowSupplier keyWindow {};
 
-    LinuxHTTPOptions http {};
+    CurlHTTPOptions http {};
 
     /// Put before the paths of /sys, /proc, /etc and the desktop's registers when the machine is
     /// read; for tests. Files that the library is asked for are never looked up below it.
@@ -56,36 +52,25 @@ struct LinuxPlatformOptions {
 class TELVORA_EXPORT LinuxPlatform {
 public:
     explicit LinuxPlatform(LinuxPlatformOptions options = {});
+    ~LinuxPlatform();
 
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
-    Platform& services() { return m_services; }
+    Platform& services();
 
-    ThreadedDispatch& dispatch() { return m_dispatch; }
-    LinuxHTTPClient& httpClient() { return m_httpClient; }
+    ThreadedDispatch& dispatch();
+    CurlHTTPClient& httpClient();
     /// The host posts its moves to the background and back here.
-    LinuxNotificationCenter& notificationCenter() { return m_notificationCenter; }
-    LinuxLifeCycleChecker& lifeCycleChecker() { return m_lifeCycleChecker; }
-    LinuxScreenHierarchy& screens() { return m_screens; }
-    LinuxTelephony& telephony() { return m_telephony; }
+    HostNotificationCenter& notificationCenter();
+    HostLifeCycleChecker& lifeCycleChecker();
+    HostScreenHierarchy& screens();
+    HostTelephony& telephony();
 
 private:
-    // The others may submit work for as long as they live, so it goes last.
-    ThreadedDispatch m_dispatch;
-    LinuxClock m_clock;
-    LinuxApplication m_application;
-    LinuxBundle m_bundle;
-    LinuxDevice m_device;
-    LinuxFileManager m_fileManager;
-    LinuxHTTPClient m_httpClient;
-    LinuxLifeCycleChecker m_lifeCycleChecker;
-    LinuxNotificationCenter m_notificationCenter;
-    LinuxReachability m_reachability;
-    LinuxScreenHierarchy m_screens;
-    LinuxTelephony m_telephony;
-    LinuxUUIDSource m_uuids;
-    Platform m_services;
+    struct Services;
+
+    const std::unique_ptr<Services> m_services;
 };
 
 } // namespace telvora

@@ -12,7 +12,7 @@
 #include <Telvora/Platform/Simulated/ScriptedHTTPClient.h>
 #include <Telvora/Platform/Simulated/ScriptedLifeCycleChecker.h>
 #include <Telvora/Platform/Simulated/ScriptedReachability.h>
-#include <Telvora/Platform/Simulated/ScriptedScreens.h>
+#include <Telvora/Platform/Simulated/ScriptedScreenHierarchy.h>
 #include <Telvora/Platform/Simulated/ScriptedTelephony.h>
 #include <Telvora/Platform/Simulated/SeededUUIDSource.h>
 
@@ -70,7 +70,7 @@ public:
     ScriptedLifeCycleChecker& lifeCycleChecker() { return m_lifeCycleChecker; }
     RecordingNotificationCenter& notificationCenter() { return m_notificationCenter; }
     ScriptedReachability& reachability() { return m_reachability; }
-    ScriptedScreens& screens() { return m_screens; }
+    ScriptedScreenHierarchy& screens() { return m_screens; }
     ScriptedTelephony& telephony() { return m_telephony; }
     SeededUUIDSource& uuids() { return m_uuids; }
 
@@ -89,7 +89,7 @@ private:
     ScriptedLifeCycleChecker m_lifeCycleChecker;
     RecordingNotificationCenter m_notificationCenter;
     ScriptedReachability m_reachability;
-    ScriptedScreens m_screens;
+    ScriptedScreenHierarchy m_screens;
     ScriptedTelephony m_telephony;
     SeededUUIDSource m_uuids;
     Platform m_services;

@@ -94,7 +94,7 @@ protected:
         screens.setDelegatesTo(id, to);
     }
 
-    ScriptedScreens& screens = simulated().screens();
+    ScriptedScreenHierarchy& screens = simulated().screens();
 };
 using TopScreenWalkQuirk = TopScreenWalkTest;
 

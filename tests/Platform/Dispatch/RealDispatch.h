@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ namespace telvora {
 class RealDispatch : public ThreadedDispatch {
 public:
     RealDispatch()
-        : ThreadedDispatch(startDetachedThread)
+        : ThreadedDispatch(detail::startDetachedThread)
     {
     }
 

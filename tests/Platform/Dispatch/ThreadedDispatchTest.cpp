@@ -83,7 +83,7 @@ TEST_F(ThreadedDispatchTest, AQueueMayOutliveItsDispatch)
 TEST_F(ThreadedDispatchTest, AnExecutorOfTheHostsThatThrowsIsCountedAndHarmsNobody)
 {
     ThreadedDispatch withExecutor(
-        startDetachedThread, [](Work) { throw std::runtime_error("not now"); });
+        detail::startDetachedThread, [](Work) { throw std::runtime_error("not now"); });
     const auto exceptions = hostExceptionCount();
 
     withExecutor.mainAsync([] {});

@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Dispatch/TimerThread.h>
 
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <gtest/gtest.h>
 
@@ -75,7 +75,8 @@ protected:
     std::vector<int> come;
     std::mutex lock;
     std::atomic<int> count { 0 };
-    std::shared_ptr<TimerThread> timers = std::make_shared<TimerThread>(startDetachedThread);
+    std::shared_ptr<TimerThread> timers
+        = std::make_shared<TimerThread>(detail::startDetachedThread);
 };
 
 TEST_F(TimerThreadTest, DeadlinesComeInTheirOrderWhateverTheOrderOfArming)

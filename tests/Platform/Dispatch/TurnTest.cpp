@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Dispatch/Turn.h>
 
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ protected:
     /// What the analysis of the compiler would not let through.
     void takeShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS { turn.takeShared(); }
 
-    std::shared_ptr<WorkerPool> pool = std::make_shared<WorkerPool>(startDetachedThread);
+    std::shared_ptr<WorkerPool> pool = std::make_shared<WorkerPool>(detail::startDetachedThread);
     Turn turn { *pool, "label" };
 };
 

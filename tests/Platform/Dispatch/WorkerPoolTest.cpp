@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Dispatch/WorkerPool.h>
 
-#include <Telvora/Platform/Linux/LinuxThread.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ bool startCounted(const char* name, Work body)
         return false;
     ++s_threads;
     ++s_threadsStarted;
-    return startDetachedThread(name, [body = std::move(body)]() mutable {
+    return detail::startDetachedThread(name, [body = std::move(body)]() mutable {
         body();
         body.reset();
         --s_threads;

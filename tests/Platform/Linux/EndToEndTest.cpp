@@ -9,7 +9,7 @@
 #include <chrono>
 #include <thread>
 
-namespace telvora {
+namespace telvora::detail {
 namespace {
 
 using namespace std::chrono_literals;
@@ -172,4 +172,4 @@ TEST_F(EndToEndTest, WhileTheCollectorIsGoneMemoryHoldsWhatTheRetriesAllowAndNoM
 }
 
 } // namespace
-} // namespace telvora
+} // namespace telvora::detail

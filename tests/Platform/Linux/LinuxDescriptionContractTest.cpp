@@ -1,19 +1,24 @@
 // The contracts of the services that describe the device and the application.
 
+#include <Telvora/Platform/Host/HostBundle.h>
+#include <Telvora/Platform/Host/HostLifeCycleChecker.h>
+#include <Telvora/Platform/Host/HostScreenHierarchy.h>
+#include <Telvora/Platform/Host/HostTelephony.h>
+#include <Telvora/Platform/Linux/Machine/LinuxApplication.h>
+#include <Telvora/Platform/Linux/Machine/LinuxDevice.h>
+
 #include <tests/Platform/ApplicationContract.h>
 #include <tests/Platform/BundleContract.h>
 #include <tests/Platform/DeviceContract.h>
 #include <tests/Platform/LifeCycleCheckerContract.h>
+#include <tests/Platform/Linux/Machine/TemporaryTree.h>
 #include <tests/Platform/ScreenHierarchyContract.h>
 #include <tests/Platform/TelephonyContract.h>
-
-#include <Telvora/Platform/Linux/LinuxPlatform.h>
-#include <tests/Platform/Linux/TemporaryTree.h>
 
 #include <memory>
 #include <utility>
 
-namespace telvora {
+namespace telvora::detail {
 namespace {
 
 class LinuxApplicationSubject {
@@ -33,17 +38,17 @@ private:
     LinuxApplication m_application { SystemFiles(m_tree.path()), { {}, { "/usr/share" }, {} } };
 };
 
-class LinuxBundleSubject {
+class HostBundleSubject {
 public:
     Bundle& bundle(Dictionary info, std::optional<std::string> identifier)
     {
-        m_bundle = std::make_unique<LinuxBundle>(
-            LinuxBundle::Options { {}, {}, std::move(identifier), std::move(info) });
+        m_bundle = std::make_unique<HostBundle>(
+            HostBundle::Options { {}, {}, std::move(identifier), std::move(info) });
         return *m_bundle;
     }
 
 private:
-    std::unique_ptr<LinuxBundle> m_bundle;
+    std::unique_ptr<HostBundle> m_bundle;
 };
 
 class LinuxDeviceSubject {
@@ -59,7 +64,7 @@ private:
     LinuxDevice m_device { SystemFiles(m_tree.path()) };
 };
 
-class LinuxLifeCycleCheckerSubject {
+class HostLifeCycleCheckerSubject {
 public:
     LifeCycleChecker& checker() { return m_checker; }
     std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName)
@@ -68,10 +73,10 @@ public:
     }
 
 private:
-    LinuxLifeCycleChecker m_checker;
+    HostLifeCycleChecker m_checker;
 };
 
-class LinuxScreenHierarchySubject {
+class HostScreenHierarchySubject {
 public:
     ScreenHierarchy& screens() { return m_screens; }
     void open()
@@ -95,10 +100,10 @@ private:
     };
 
     const std::shared_ptr<Window> m_window = std::make_shared<Window>();
-    LinuxScreenHierarchy m_screens;
+    HostScreenHierarchy m_screens;
 };
 
-class LinuxTelephonySubject {
+class HostTelephonySubject {
 public:
     Telephony& telephony() { return m_telephony; }
     void publish(std::optional<Telephony::Carriers> carriers,
@@ -108,17 +113,17 @@ public:
     }
 
 private:
-    LinuxTelephony m_telephony;
+    HostTelephony m_telephony;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(LinuxApplication, ApplicationContract, LinuxApplicationSubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(LinuxBundle, BundleContract, LinuxBundleSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(HostBundle, BundleContract, HostBundleSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(LinuxDevice, DeviceContract, LinuxDeviceSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(
-    LinuxLifeCycleChecker, LifeCycleCheckerContract, LinuxLifeCycleCheckerSubject);
+    HostLifeCycleChecker, LifeCycleCheckerContract, HostLifeCycleCheckerSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(
-    LinuxScreenHierarchy, ScreenHierarchyContract, LinuxScreenHierarchySubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(LinuxTelephony, TelephonyContract, LinuxTelephonySubject);
+    HostScreenHierarchy, ScreenHierarchyContract, HostScreenHierarchySubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(HostTelephony, TelephonyContract, HostTelephonySubject);
 
 } // namespace
-} // namespace telvora
+} // namespace telvora::detail

@@ -1,13 +1,19 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 
-#include <tests/Platform/Linux/TemporaryTree.h>
+#include <Telvora/Platform/Bundle.h>
+#include <Telvora/Platform/DispatchQueue.h>
+#include <Telvora/Platform/FileManager.h>
+#include <Telvora/Platform/Linux/Machine/LinuxDevice.h>
+#include <Telvora/Platform/Reachability.h>
+
+#include <tests/Platform/Linux/Machine/TemporaryTree.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <future>
 
-namespace telvora {
+namespace telvora::detail {
 namespace {
 
 using Use = ReachabilityService::Use;
@@ -45,7 +51,7 @@ TEST(LinuxPlatformTest, TheHostsOptionsReachTheServices)
         .applicationVersion = "1.4.2",
         .applicationIdentifier = "com.example.host",
         .infoDictionary = { { "Channel", "beta" } },
-        .screen = LinuxDevice::Screen { 390, 844, 3, 460 },
+        .screen = MainScreen { 390, 844, 3, 460 },
     });
     const Platform& services = machine.services();
 
@@ -129,4 +135,4 @@ TEST(LinuxPlatformDeathTest, TheProcessEndsCleanlyWithEverythingUnderWay)
 }
 
 } // namespace
-} // namespace telvora
+} // namespace telvora::detail

@@ -74,7 +74,7 @@ public:
     void close() { m_screens.removeWindow(); }
 
 private:
-    ScriptedScreens m_screens;
+    ScriptedScreenHierarchy m_screens;
 };
 
 class ScriptedTelephonySubject {
@@ -97,7 +97,8 @@ INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedBundle, BundleContract, ScriptedBundleSub
 INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedDevice, DeviceContract, ScriptedDeviceSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(
     ScriptedLifeCycleChecker, LifeCycleCheckerContract, ScriptedLifeCycleCheckerSubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedScreens, ScreenHierarchyContract, ScriptedScreensSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(
+    ScriptedScreenHierarchy, ScreenHierarchyContract, ScriptedScreensSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedTelephony, TelephonyContract, ScriptedTelephonySubject);
 
 } // namespace

@@ -1,0 +1,71 @@
+#include <Telvora/Platform/Curl/CurlAnswer.h>
+
+#include <Telvora/Platform/Curl/CurlRequest.h>
+
+#include <exception>
+
+namespace telvora::detail {
+
+namespace {
+
+constexpr std::size_t headerLimit = 64 * 1024;
+
+// Six bytes stand around a byte that is a chunk of its own; some servers extend their chunks.
+constexpr std::size_t framingLimit = 64 * 1024;
+constexpr std::size_t framingPerByte = 8;
+
+} // namespace
+
+void CurlAnswer::clear()
+{
+    m_data.clear();
+    m_headerBytes = 0;
+    m_bodyBytes = 0;
+    m_isHeadWhole = false;
+    m_isDataTooLong = false;
+    m_isMemoryUsedUp = false;
+}
+
+bool CurlAnswer::addData(std::string_view data) noexcept
+{
+    m_isDataTooLong = data.size() > m_dataLimit - m_data.size();
+    if (m_isDataTooLong)
+        return false;
+    try {
+        m_data.append(data);
+    } catch (const std::exception&) {
+        m_isMemoryUsedUp = true;
+    }
+    return !m_isMemoryUsedUp;
+}
+
+bool CurlAnswer::addHeader(std::string_view line)
+{
+    m_headerBytes += line.size();
+    if (line.starts_with("HTTP/"))
+        m_isHeadWhole = false;
+    else if (line == "\r\n" || line == "\n")
+        m_isHeadWhole = true;
+    return m_headerBytes <= headerLimit;
+}
+
+bool CurlAnswer::isFramingWithinLimit() const
+{
+    // Trailers come within the body and have their own limit.
+    return m_bodyBytes <= m_data.size() * (1 + framingPerByte) + framingLimit + m_headerBytes;
+}
+
+std::optional<std::string> CurlAnswer::excess() const
+{
+    if (m_isMemoryUsedUp)
+        return outOfMemory;
+    if (m_isDataTooLong)
+        return "Answer above " + std::to_string(m_dataLimit) + " bytes";
+    if (m_headerBytes > headerLimit)
+        return "Headers of the answer above " + std::to_string(headerLimit) + " bytes";
+    if (!isFramingWithinLimit())
+        return "Too much around the bytes of the answer";
+    return std::nullopt;
+}
+
+} // namespace telvora::detail

@@ -1,0 +1,116 @@
+#include <Telvora/Platform/Curl/CurlHost.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+constexpr std::chrono::milliseconds shortestPause { 10 };
+constexpr std::chrono::milliseconds longestPause { 1000 };
+
+} // namespace
+
+void CurlHost::queue(CurlJobs& job, Time now)
+{
+    job.front().waitingSince = now;
+    m_waiting.splice(m_waiting.end(), job);
+}
+
+void CurlHost::queueAgain(CurlJobs& job, Time now)
+{
+    // Those that were refused together make for one pause.
+    if (job.front().answersBefore == m_answers && now >= m_pausedUntil) {
+        m_pause = std::clamp<Time::duration>(2 * m_pause, shortestPause, longestPause);
+        m_pausedUntil = now + m_pause;
+    }
+    m_waiting.splice(m_waiting.begin(), job);
+}
+
+void CurlHost::noteAnswer()
+{
+    ++m_answers;
+    m_pause = {};
+    m_pausedUntil = {};
+}
+
+void CurlHost::beginCount()
+{
+    m_connections = 0;
+    m_connecting = 0;
+    m_newlyConnecting = 0;
+    m_room = 0;
+    m_isHTTP2 = false;
+}
+
+void CurlHost::countConnecting(bool isNew)
+{
+    ++m_connecting;
+    if (isNew)
+        ++m_newlyConnecting;
+}
+
+void CurlHost::count(CurlConnection& connection)
+{
+    ++m_connections;
+    connection.mostRequests = std::max(connection.mostRequests, connection.requests);
+    if (!connection.isHTTP2)
+        return;
+    m_isHTTP2 = true;
+    // What the server closes takes nothing more.
+    if (connection.lastStream)
+        return;
+    // libcurl opens a connection only where no other takes the request.
+    if (m_newlyConnecting > 0 && connection.room > 0)
+        connection.limit = connection.mostRequests;
+    const std::size_t tried = std::min(connection.limit, 2 * connection.mostRequests);
+    connection.room = tried - std::min(tried, connection.requests);
+    m_room += connection.room;
+}
+
+CurlJobs CurlHost::takeNext(Time now)
+{
+    if (m_waiting.empty() || now < m_pausedUntil)
+        return {};
+    if (m_room > 0) {
+        --m_room;
+        return release();
+    }
+    const bool isOverdue = now - m_waiting.front().waitingSince >= m_options.connectionWait;
+    const std::size_t limit
+        = isOverdue ? m_options.maximumConnectionsPerHost : m_options.connectionsPerHost;
+    if (connectionsInUse() >= std::max<std::size_t>(limit, 1) || !mayOpenAnother())
+        return {};
+    ++m_connecting;
+    return release();
+}
+
+CurlJobs CurlHost::release()
+{
+    m_waiting.front().answersBefore = m_answers;
+    return takeFirst(m_waiting);
+}
+
+// The first connection of HTTP/2 is likely to make room for many: others are not opened beside it.
+bool CurlHost::mayOpenAnother() const
+{
+    return !m_isHTTP2 || m_connecting == 0;
+}
+
+CurlHost::Time CurlHost::nextChange(Time now) const
+{
+    if (!m_waiting.empty() && now < m_pausedUntil)
+        return m_pausedUntil;
+    if (m_waiting.empty() || connectionsInUse() >= m_options.maximumConnectionsPerHost
+        || !mayOpenAnother())
+        return Time::max();
+    return m_waiting.front().waitingSince + m_options.connectionWait;
+}
+
+CurlJobs CurlHost::takeAll()
+{
+    return std::exchange(m_waiting, {});
+}
+
+} // namespace telvora::detail

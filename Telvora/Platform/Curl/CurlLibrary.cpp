@@ -1,0 +1,86 @@
+#include <Telvora/Platform/Curl/CurlLibrary.h>
+
+#include <Telvora/Base/Mutex.h>
+
+#include <curl/curl.h>
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <string_view>
+
+namespace telvora::detail {
+
+namespace {
+
+// Looked up at run time, because libcurl may just as well use another TLS library.
+template<typename Function> Function* functionOfOpenSSL(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
+}
+
+bool doesLibcurlUseOpenSSL()
+{
+    const char* library = curl_version_info(CURLVERSION_NOW)->ssl_version;
+    return library && std::string_view(library).starts_with("OpenSSL/");
+}
+
+// libcurl has set its own callback just before.
+CURLcode stopKeyLog(CURL*, void* context, void*)
+{
+    using Callback = void(const void* connection, const char* line);
+    using SetCallback = void(void* context, Callback*);
+    if (auto* set = functionOfOpenSSL<SetCallback>("SSL_CTX_set_keylog_callback"))
+        set(context, nullptr);
+    return CURLE_OK;
+}
+
+} // namespace
+
+curl_ssl_ctx_callback keyLogStopper()
+{
+    static const bool isOpenSSL = doesLibcurlUseOpenSSL();
+    return isOpenSSL ? &stopKeyLog : nullptr;
+}
+
+void registerExitHandlerOfOpenSSL()
+{
+    // OPENSSL_INIT_ASYNC: the smallest piece of the set-up, about 10 microseconds. Any piece brings
+    // the exit handler with it.
+    constexpr std::uint64_t smallestPiece = 0x100;
+    if (auto* setUp = functionOfOpenSSL<int(std::uint64_t, const void*)>("OPENSSL_init_crypto"))
+        static_cast<void>(setUp(smallestPiece, nullptr));
+}
+
+bool setUpLibcurl()
+{
+    static auto& lock = *new Mutex;
+    static bool isSetUp = false;
+    MutexLock locked(lock);
+    if (!isSetUp) {
+        isSetUp = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+        // Whatever exit handlers came with it now run after ours.
+        ExitGate::watch();
+    }
+    return isSetUp;
+}
+
+CurlScope::Entry::Entry()
+{
+    if (!m_pass)
+        sleepForGood();
+}
+
+void sleepForGood()
+{
+    for (;;)
+        pause();
+}
+
+void releaseThreadFromOpenSSL()
+{
+    if (auto* stop = functionOfOpenSSL<void()>("OPENSSL_thread_stop"))
+        stop();
+}
+
+} // namespace telvora::detail

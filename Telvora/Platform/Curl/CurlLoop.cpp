@@ -1,0 +1,293 @@
+#include <Telvora/Platform/Curl/CurlLoop.h>
+
+#include <Telvora/Platform/Curl/CurlWakeup.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <thread>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+constexpr int maximumRedirects = 10;
+constexpr std::size_t maximumIdleTransfers = 16;
+constexpr long keptConnections = 64;
+
+// Long enough for anybody, short enough for the sums of clocks and of libcurl.
+constexpr std::chrono::seconds longestTimeout = std::chrono::hours(24);
+
+} // namespace
+
+CurlLoop::CurlLoop(const CurlHTTPOptions& options, const Clock& clock)
+    : m_options(options)
+    , m_clock(clock)
+    , m_multi(curl_multi_init())
+{
+    if (!m_multi)
+        return;
+    // libcurl's own limit: jobs beyond it would wait in libcurl, on their time-out's account. Only
+    // a server that takes fewer requests on a connection than it did before makes it reach this.
+    const auto limit = static_cast<long>(std::max(
+        { options.maximumConnectionsPerHost, options.connectionsPerHost, std::size_t { 1 } }));
+    const auto streams = static_cast<long>(CurlConnection::http2Requests);
+    // libcurl makes do without a means to be woken if the system refuses it one; we do not.
+    m_isUsable = curl_multi_wakeup(m_multi) == CURLM_OK
+        && curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, limit) == CURLM_OK
+        && curl_multi_setopt(m_multi, CURLMOPT_MAX_CONCURRENT_STREAMS, streams) == CURLM_OK
+        && curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, keptConnections) == CURLM_OK;
+    if (m_isUsable)
+        closeWakeupOnExec(m_multi);
+}
+
+CurlLoop::~CurlLoop()
+{
+    abandon("Client destroyed");
+    m_idle.clear();
+    curl_multi_cleanup(m_multi);
+}
+
+void CurlLoop::add(CurlJobs& jobs) noexcept
+{
+    while (!jobs.empty()) {
+        CurlJobs job = takeFirst(jobs);
+        job.front().timeLeft = std::min(job.front().request.timeout, longestTimeout);
+        queue(job);
+    }
+}
+
+// A job that cannot be queued is over.
+void CurlLoop::queue(CurlJobs& job)
+{
+    try {
+        const HTTPRequest& request = job.front().request;
+        const CurlOrigin origin = originOf(request.url);
+        if (auto refusal = refusalOf(request))
+            job.front().fail(*refusal);
+        else if (origin.error)
+            job.front().fail(*origin.error);
+        else
+            m_hosts.try_emplace(origin.text(), m_options).first->second.queue(job, now());
+    } catch (const std::exception&) {
+        job.front().fail(outOfMemory);
+    }
+    m_over.splice(m_over.end(), job);
+}
+
+CurlJobs CurlLoop::advance() noexcept
+{
+    startWaiting();
+    do {
+        int running = 0;
+        curl_multi_perform(m_multi, &running);
+        collectFinished();
+    } while (startWaiting() && m_over.empty());
+    // Last: an answer that has arrived in time counts, however late the thread gets to it.
+    collectExpired();
+    return std::exchange(m_over, {});
+}
+
+void CurlLoop::wait() noexcept
+{
+    using namespace std::chrono;
+    Time next = m_nextDeadline;
+    for (const auto& [origin, host] : m_hosts)
+        next = std::min(next, host.nextChange(now()));
+    int timeout = std::numeric_limits<int>::max();
+    if (next != Time::max()) {
+        auto rest = ceil<milliseconds>(next - now()).count();
+        timeout = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, timeout));
+    }
+    // A poll that fails must not become a thread that spins.
+    if (curl_multi_poll(m_multi, nullptr, 0, timeout, nullptr) != CURLM_OK)
+        std::this_thread::sleep_for(milliseconds(100));
+}
+
+void CurlLoop::wake() noexcept
+{
+    curl_multi_wakeup(m_multi);
+}
+
+CurlJobs CurlLoop::abandon(const char* reason) noexcept
+{
+    for (auto transfer = m_underWay.begin(); transfer != m_underWay.end();) {
+        CurlJobs job = transfer->second->finish(reason);
+        m_over.splice(m_over.end(), job);
+        transfer = release(transfer);
+    }
+    for (auto& [origin, host] : m_hosts) {
+        CurlJobs waiting = host.takeAll();
+        for (CurlJob& job : waiting)
+            job.fail(reason);
+        m_over.splice(m_over.end(), waiting);
+    }
+    m_hosts.clear();
+    return std::exchange(m_over, {});
+}
+
+void CurlLoop::count()
+{
+    for (auto& [origin, host] : m_hosts)
+        host.beginCount();
+    for (const auto& connection : m_connections.all())
+        connection->requests = 0;
+    for (auto& [handle, transfer] : m_underWay) {
+        const bool isNew = transfer->isNew();
+        if (CurlConnection* connection = transfer->connection()) {
+            connection->host = &transfer->host();
+            ++connection->requests;
+        } else {
+            transfer->host().countConnecting(isNew);
+        }
+    }
+    for (const auto& connection : m_connections.all()) {
+        if (connection->requests > 0)
+            connection->host->count(*connection);
+    }
+    std::erase_if(m_hosts, [](const auto& entry) { return entry.second.isIdle(); });
+    // So that an idle client sleeps without an end, rather than until a deadline of the past.
+    if (m_underWay.empty())
+        m_nextDeadline = Time::max();
+}
+
+// Whether there was one that may go.
+bool CurlLoop::startWaiting()
+{
+    count();
+    bool isAnyStarted = false;
+    for (auto& [origin, host] : m_hosts) {
+        for (CurlJobs job = host.takeNext(now()); !job.empty(); job = host.takeNext(now())) {
+            isAnyStarted = true;
+            try {
+                start(job, host);
+            } catch (const std::exception&) {
+                job.front().fail(outOfMemory);
+            }
+            // Those that could not start.
+            m_over.splice(m_over.end(), job);
+        }
+    }
+    return isAnyStarted;
+}
+
+void CurlLoop::start(CurlJobs& job, CurlHost& host)
+{
+    job.front().deadline = now() + job.front().timeLeft;
+    if (!job.front().firstSent)
+        job.front().firstSent = now();
+    m_nextDeadline = std::min(m_nextDeadline, job.front().deadline);
+
+    auto place = unusedTransfer();
+    CurlTransfer& transfer = *place->second;
+    if (const char* error = transfer.begin(job, host)) {
+        job.front().fail(error);
+    } else {
+        CURLMcode code = curl_multi_add_handle(m_multi, transfer.handle());
+        if (code == CURLM_OK)
+            return;
+        job = transfer.finish(curl_multi_strerror(code));
+    }
+    // The handle did not take what it was told: it is not used again.
+    m_underWay.erase(place);
+}
+
+CurlLoop::Transfers::iterator CurlLoop::unusedTransfer()
+{
+    if (!m_idle.empty())
+        return m_underWay.insert(m_idle.extract(m_idle.begin())).position;
+    auto transfer = std::make_unique<CurlTransfer>(m_options, m_connections);
+    CURL* handle = transfer->handle();
+    return m_underWay.emplace(handle, std::move(transfer)).first;
+}
+
+void CurlLoop::collectFinished()
+{
+    int left = 0;
+    while (CURLMsg* message = curl_multi_info_read(m_multi, &left)) {
+        if (message->msg != CURLMSG_DONE)
+            continue;
+        // The message dies with the handle's removal.
+        CURLcode code = message->data.result;
+        auto transfer = m_underWay.find(message->easy_handle);
+        if (transfer == m_underWay.end())
+            continue;
+        CurlJobs job = transfer->second->finish(code);
+        goOn(job, *transfer->second);
+        m_over.splice(m_over.end(), job);
+        release(transfer);
+    }
+}
+
+// Takes a job that is not over although its transfer is.
+void CurlLoop::goOn(CurlJobs& job, const CurlTransfer& transfer)
+{
+    if (transfer.wasRefused())
+        return sendAgain(job, transfer.host());
+    if (job.front().answer.error)
+        return;
+    transfer.host().noteAnswer();
+    if (const char* target = transfer.redirection())
+        follow(job, target);
+}
+
+// The very same request, on another connection and with its whole time-out.
+void CurlLoop::sendAgain(CurlJobs& job, CurlHost& host)
+{
+    CurlJob& refused = job.front();
+    if (now() - *refused.firstSent
+        >= std::min<Time::duration>(refused.request.timeout, longestTimeout))
+        return refused.fail("Refused by the server");
+    refused.answer = {};
+    host.queueAgain(job, now());
+}
+
+// A job that must not follow is over.
+void CurlLoop::follow(CurlJobs& job, const char* target)
+{
+    CurlJob& redirected = job.front();
+    if (++redirected.redirects > maximumRedirects)
+        return redirected.fail("Too many redirects");
+    try {
+        if (auto refusal = redirect(redirected.request, target))
+            return redirected.fail(*refusal);
+    } catch (const std::exception&) {
+        return redirected.fail(outOfMemory);
+    }
+    redirected.answer = {};
+    redirected.timeLeft = redirected.deadline - now();
+    queue(job);
+}
+
+void CurlLoop::collectExpired()
+{
+    const Time present = now();
+    if (present < m_nextDeadline)
+        return;
+    m_nextDeadline = Time::max();
+    for (auto transfer = m_underWay.begin(); transfer != m_underWay.end();) {
+        const Time deadline = transfer->second->deadline();
+        if (deadline > present) {
+            m_nextDeadline = std::min(m_nextDeadline, deadline);
+            ++transfer;
+            continue;
+        }
+        CurlJobs job = transfer->second->finish("Timed out");
+        m_over.splice(m_over.end(), job);
+        transfer = release(transfer);
+    }
+}
+
+// Takes a transfer that has given its job back from libcurl.
+CurlLoop::Transfers::iterator CurlLoop::release(Transfers::iterator transfer)
+{
+    curl_multi_remove_handle(m_multi, transfer->second->handle());
+    if (!transfer->second->isReusable() || m_idle.size() >= maximumIdleTransfers)
+        return m_underWay.erase(transfer);
+    const auto next = std::next(transfer);
+    m_idle.insert(m_underWay.extract(transfer));
+    return next;
+}
+
+} // namespace telvora::detail

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <Telvora/Platform/Curl/CurlAnswer.h>
+#include <Telvora/Platform/Curl/CurlConnection.h>
+#include <Telvora/Platform/Curl/CurlHTTPClient.h>
+#include <Telvora/Platform/Curl/CurlRequest.h>
+
+#include <curl/curl.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace telvora::detail {
+
+class CurlHost;
+
+/// One libcurl handle and the job that it carries at the moment. Used for job after job: making
+/// a handle and setting its thirty options costs more than many a request.
+///
+/// Life: idle -> begin() -> under way -> finish() -> idle. libcurl knows the transfer by address,
+/// so it never moves.
+/// Threads: one, the client's.
+/// Failure: the constructor throws where memory is wanting.
+class CurlTransfer {
+public:
+    /// Both must outlive the transfer.
+    CurlTransfer(const CurlHTTPOptions& options, CurlConnections& connections);
+    ~CurlTransfer();
+
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    /// Makes handle() ready for the job and takes it; says why if that fails, and leaves the job
+    /// where it is. Requires a job without a refusal.
+    const char* begin(CurlJobs& job, CurlHost& host) noexcept;
+
+    /// Gives the job back with the answer that came, or with the error that `code` means.
+    CurlJobs finish(CURLcode code) noexcept;
+
+    /// Gives the job back with an error.
+    CurlJobs finish(const char* error) noexcept;
+
+    /// After finish(): whether the server said that it did not look at the request.
+    bool wasRefused() const { return m_wasRefused; }
+
+    /// After finish(): where the answer redirects the request to; null if it does not.
+    const char* redirection() const;
+
+    /// After finish(): whether it may begin() again. libcurl's handle keeps a repetition in mind
+    /// that it was not allowed, so only one that has brought an answer is used again.
+    bool isReusable() const { return m_isReusable; }
+
+    CURL* handle() const { return m_handle; }
+    CurlHost& host() const { return *m_host; }
+    CurlJob::Time deadline() const { return m_job.front().deadline; }
+
+    /// The connection that carries the request; null until there is one.
+    CurlConnection* connection() const { return m_connection.get(); }
+    /// Whether this is the first call since begin().
+    bool isNew() { return std::exchange(m_isNew, false); }
+
+private:
+    template<typename Value> void set(CURLoption option, Value value);
+    void setFixedOptions();
+    void setCallbacks();
+    void setTrust();
+    void setMethod(const HTTPRequest& request);
+    void noteHTTPVersion();
+    bool isRefusedByServer() const;
+    std::optional<std::string> errorFor(CURLcode code) const;
+
+    static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static int beforeRequest(
+        void* self, char* address, char* localAddress, int port, int localPort);
+    static int takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self);
+    static std::size_t readBody(char* room, std::size_t size, std::size_t count, void* self);
+    static std::size_t takeData(char* data, std::size_t size, std::size_t count, void* self);
+    static int checkProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
+    static std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* self);
+
+    const CurlHTTPOptions& m_options;
+    CurlConnections& m_connections;
+    CURL* const m_handle;
+    CURLcode m_optionError = CURLE_OK;
+    char m_errorText[CURL_ERROR_SIZE] = {};
+
+    // Empty while idle.
+    CurlJobs m_job;
+    CurlHost* m_host = nullptr;
+    CurlHeaders m_headers;
+    bool m_isNew = false;
+    // From when the request is given to a connection to the first byte of an answer.
+    bool m_isUnanswered = false;
+    std::shared_ptr<CurlConnection> m_connection;
+    std::optional<std::uint32_t> m_stream;
+    // Whether the connection was opened for this request.
+    bool m_isConnectionOwn = false;
+    bool m_isRefused = false;
+    bool m_wasRefused = false;
+    bool m_isReusable = false;
+
+    CurlAnswer m_answer;
+    std::size_t m_bodyBytesRead = 0;
+};
+
+} // namespace telvora::detail

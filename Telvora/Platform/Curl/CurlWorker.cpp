@@ -1,0 +1,220 @@
+#include <Telvora/Platform/Curl/CurlWorker.h>
+
+#include <Telvora/Platform/Curl/CurlLibrary.h>
+
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+void call(CurlJob& job) noexcept
+{
+    try {
+        if (job.completion)
+            job.completion(std::move(job.answer));
+    } catch (...) {
+        // It has no caller who could make anything of it.
+    }
+}
+
+/// Completes a request on the caller's thread, where no other can do it.
+void completeAtOnce(HTTPClient::Completion completion, const char* reason)
+{
+    CurlJob job({}, std::move(completion));
+    job.fail(reason);
+    call(job);
+}
+
+} // namespace
+
+CurlWorker::CurlWorker(StartThread startThread, const Clock& clock, CurlHTTPOptions options)
+    : m_startThread(startThread)
+    , m_clock(clock)
+    , m_options(std::move(options))
+{
+    registerExitHandlerOfOpenSSL();
+}
+
+CurlWorker::~CurlWorker()
+{
+    waitForEnd();
+    CurlJobs arrived;
+    {
+        MutexLock lock(m_lock);
+        arrived.swap(m_arrived);
+    }
+    fail(std::move(arrived), "Client destroyed");
+}
+
+// The analysis does not follow a condition variable.
+void CurlWorker::waitForEnd() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+{
+    std::unique_lock lock(m_lock.native());
+    m_isStopping = true;
+    if (m_loop)
+        m_loop->wake();
+    while (m_isRunning)
+        m_ended.wait(lock);
+}
+
+bool CurlWorker::canStop()
+{
+    return !isForkedChild() && !ExitGate::isClosed();
+}
+
+std::size_t CurlWorker::inFlight() const
+{
+    return isForkedChild() ? 0 : m_inFlight.load(std::memory_order_acquire);
+}
+
+void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
+{
+    // Whatever locks the parent's threads held at the fork, they hold here for ever.
+    if (isForkedChild())
+        return completeAtOnce(std::move(completion), "Process forked after its first request");
+    noteUse();
+
+    CurlJobs job;
+    try {
+        // Takes neither before it has the memory.
+        job.emplace_back(std::move(request), std::move(completion));
+    } catch (const std::bad_alloc&) {
+        return completeAtOnce(std::move(completion), outOfMemory);
+    }
+    {
+        MutexLock lock(m_lock);
+        if (m_isRunning || start()) {
+            bool mayBeAsleep = m_arrived.empty();
+            m_inFlight.fetch_add(1, std::memory_order_relaxed);
+            m_arrived.splice(m_arrived.end(), job);
+            if (mayBeAsleep && m_loop)
+                m_loop->wake();
+            return;
+        }
+    }
+    job.front().fail("No thread");
+    call(job.front());
+}
+
+bool CurlWorker::start() noexcept
+{
+    ExitGate::watch();
+    try {
+        m_isRunning = m_startThread("telvora-http", [this] { run(); });
+    } catch (const std::exception&) {
+        // No memory for it: the same as no thread.
+    }
+    return m_isRunning;
+}
+
+void CurlWorker::run()
+{
+    std::unique_ptr<CurlLoop> loop = makeLoop();
+    while (!loop) {
+        if (!failArrived("libcurl does not start"))
+            return;
+        loop = makeLoop();
+    }
+    publish(loop.get());
+    serve(*loop);
+    publish(nullptr);
+    CurlJobs left;
+    {
+        CurlScope scope;
+        left = loop->abandon("Client destroyed");
+        loop.reset();
+        releaseThreadFromOpenSSL();
+    }
+    complete(std::move(left));
+    while (failArrived("Client destroyed")) { }
+}
+
+std::unique_ptr<CurlLoop> CurlWorker::makeLoop() noexcept
+{
+    CurlScope scope;
+    try {
+        if (setUpLibcurl()) {
+            auto loop = std::make_unique<CurlLoop>(m_options, m_clock);
+            if (loop->isUsable())
+                return loop;
+        }
+    } catch (const std::exception&) {
+        // No memory for it: the same as no libcurl.
+    }
+    return nullptr;
+}
+
+void CurlWorker::serve(CurlLoop& loop)
+{
+    CurlJobs arrived;
+    while (takeArrived(arrived)) {
+        CurlJobs over;
+        {
+            CurlScope scope;
+            loop.add(arrived);
+            over = loop.advance();
+        }
+        if (over.empty()) {
+            loop.wait();
+            continue;
+        }
+        const auto begin = m_clock.steadyNow();
+        complete(std::move(over));
+        loop.excuse(m_clock.steadyNow() - begin);
+    }
+}
+
+bool CurlWorker::takeArrived(CurlJobs& arrived)
+{
+    MutexLock lock(m_lock);
+    if (m_isStopping)
+        return false;
+    arrived.swap(m_arrived);
+    return true;
+}
+
+void CurlWorker::publish(CurlLoop* loop)
+{
+    MutexLock lock(m_lock);
+    m_loop = loop;
+}
+
+void CurlWorker::complete(CurlJobs jobs)
+{
+    while (!jobs.empty()) {
+        // What the completion refers to may be gone.
+        if (ExitGate::isClosed())
+            sleepForGood();
+        call(jobs.front());
+        jobs.pop_front();
+        m_inFlight.fetch_sub(1, std::memory_order_release);
+    }
+}
+
+void CurlWorker::fail(CurlJobs jobs, const char* reason)
+{
+    for (CurlJob& job : jobs)
+        job.fail(reason);
+    complete(std::move(jobs));
+}
+
+bool CurlWorker::failArrived(const char* reason)
+{
+    CurlJobs arrived;
+    {
+        MutexLock lock(m_lock);
+        arrived.swap(m_arrived);
+    }
+    fail(std::move(arrived), reason);
+    MutexLock lock(m_lock);
+    m_isRunning = !m_arrived.empty();
+    // With the lock held: who waits for it may destroy the worker right after.
+    if (!m_isRunning)
+        m_ended.notify_all();
+    return m_isRunning;
+}
+
+} // namespace telvora::detail

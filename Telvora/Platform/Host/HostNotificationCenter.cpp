@@ -1,0 +1,59 @@
+#include <Telvora/Platform/Host/HostNotificationCenter.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace telvora {
+
+void HostNotificationCenter::addObserver(
+    const void* observer, Notification notification, std::function<void()> handler)
+{
+    auto shared = std::make_shared<const std::function<void()>>(std::move(handler));
+    m_registrations.with([&](Registrations& registrations) {
+        registrations.list.push_back(
+            { registrations.nextNumber++, observer, notification, std::move(shared) });
+    });
+}
+
+void HostNotificationCenter::removeObserver(const void* observer, Notification notification)
+{
+    // What a handler captured is the host's and may do anything as it goes: not under the lock.
+    std::vector<Registration> removed;
+    m_registrations.with([&](Registrations& registrations) {
+        auto& list = registrations.list;
+        const auto end
+            = std::stable_partition(list.begin(), list.end(), [&](const Registration& one) {
+                  return one.observer != observer || one.notification != notification;
+              });
+        removed.assign(std::make_move_iterator(end), std::make_move_iterator(list.end()));
+        list.erase(end, list.end());
+    });
+}
+
+void HostNotificationCenter::post(Notification notification)
+{
+    std::uint64_t first = 0;
+    const std::uint64_t end = m_registrations.with(
+        [](Registrations& registrations) { return registrations.nextNumber; });
+    while (const Handler handler = nextHandler(notification, first, end)) {
+        if (*handler)
+            (*handler)();
+    }
+}
+
+HostNotificationCenter::Handler HostNotificationCenter::nextHandler(
+    Notification notification, std::uint64_t& first, std::uint64_t end) const
+{
+    return m_registrations.with([&](const Registrations& registrations) -> Handler {
+        for (const Registration& one : registrations.list) {
+            if (one.number < first || one.number >= end || one.notification != notification)
+                continue;
+            first = one.number + 1;
+            return one.handler;
+        }
+        return nullptr;
+    });
+}
+
+} // namespace telvora

@@ -1,0 +1,163 @@
+#include <Telvora/Platform/Linux/Machine/LinuxApplication.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+/// The cache of a desktop with very many applications is some hundred kilobytes.
+constexpr std::size_t registerLimitBytes = 8 * 1024 * 1024;
+
+std::string lowered(std::string_view text)
+{
+    std::string result(text);
+    for (char& letter : result) {
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return result;
+}
+
+std::vector<std::string> parts(std::string_view text, char separator)
+{
+    std::vector<std::string> result;
+    while (!text.empty()) {
+        const auto end = text.find(separator);
+        if (const auto part = trimmed(text.substr(0, end)); !part.empty())
+            result.emplace_back(part);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    return result;
+}
+
+std::string environment(const char* name, const std::string& otherwise)
+{
+    const char* value = std::getenv(name);
+    return value && *value ? value : otherwise;
+}
+
+/// Lower case, without the colon; empty for a text that starts with none (RFC 3986, 3.1).
+std::string schemeOf(const std::string& url)
+{
+    const std::string scheme = lowered(url.substr(0, url.find(':')));
+    const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };
+    const bool isScheme = scheme.size() < url.size() && !scheme.empty() && isLetter(scheme[0])
+        && std::all_of(scheme.begin(), scheme.end(), [&](char c) {
+               return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+           });
+    return isScheme ? scheme : std::string();
+}
+
+/// What one register says of a type.
+struct Entries {
+    std::vector<std::string> added;
+    std::vector<std::string> removed;
+};
+
+Entries entriesFor(std::string_view type, std::string_view text)
+{
+    Entries entries;
+    std::string_view group;
+    while (!text.empty()) {
+        const auto line = trimmed(nextLine(text));
+        if (!line.empty() && line.front() == '[') {
+            group = line;
+            continue;
+        }
+        const auto equals = line.find('=');
+        if (equals == std::string_view::npos || trimmed(line.substr(0, equals)) != type)
+            continue;
+        auto& list = group == "[Removed Associations]" ? entries.removed : entries.added;
+        for (auto& name : parts(line.substr(equals + 1), ';'))
+            list.push_back(std::move(name));
+    }
+    return entries;
+}
+
+} // namespace
+
+LinuxApplication::Folders LinuxApplication::foldersOfEnvironment()
+{
+    const std::string home = environment("HOME", "/nonexistent");
+    Folders folders;
+    folders.config = parts(environment("XDG_CONFIG_HOME", home + "/.config") + ":"
+            + environment("XDG_CONFIG_DIRS", "/etc/xdg"),
+        ':');
+    folders.data = parts(environment("XDG_DATA_HOME", home + "/.local/share") + ":"
+            + environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"),
+        ':');
+    folders.desktops = parts(lowered(environment("XDG_CURRENT_DESKTOP", "")), ':');
+    return folders;
+}
+
+LinuxApplication::LinuxApplication(SystemFiles files, Folders folders)
+    : m_files(std::move(files))
+    , m_folders(std::move(folders))
+{
+}
+
+bool LinuxApplication::canOpenURL(const std::string& url) const
+{
+    const std::string scheme = schemeOf(url);
+    if (scheme.empty())
+        return false;
+
+    // A register may take an entry away that a less important one adds, not the reverse.
+    const std::string type = "x-scheme-handler/" + scheme;
+    std::set<std::string> removed;
+    for (const std::string& path : registers()) {
+        const auto text = m_files.contents(path, registerLimitBytes);
+        if (!text)
+            continue;
+        const Entries entries = entriesFor(type, *text);
+        for (const std::string& name : entries.added) {
+            if (!removed.contains(name) && isInstalled(name))
+                return true;
+        }
+        removed.insert(entries.removed.begin(), entries.removed.end());
+    }
+    return false;
+}
+
+std::vector<std::string> LinuxApplication::registers() const
+{
+    std::vector<std::string> paths;
+    const auto addLists = [&](const std::string& folder) {
+        for (const std::string& desktop : m_folders.desktops)
+            paths.push_back(folder + "/" + desktop + "-mimeapps.list");
+        paths.push_back(folder + "/mimeapps.list");
+    };
+    for (const std::string& folder : m_folders.config)
+        addLists(folder);
+    for (const std::string& folder : m_folders.data) {
+        addLists(folder + "/applications");
+        paths.push_back(folder + "/applications/mimeinfo.cache");
+    }
+    return paths;
+}
+
+bool LinuxApplication::isInstalled(const std::string& desktopEntry) const
+{
+    if (desktopEntry.find('/') != std::string::npos)
+        return false;
+
+    // The entry "kde-mail.desktop" may lie in applications/kde/mail.desktop.
+    std::string name = desktopEntry;
+    for (;;) {
+        for (const std::string& folder : m_folders.data) {
+            const std::string path = folder + "/applications/" + name;
+            if (m_files.exists(path))
+                return m_files.assignment(path, "Hidden").value_or("false") != "true";
+        }
+        const auto dash = name.find('-');
+        if (dash == std::string::npos)
+            return false;
+        name[dash] = '/';
+    }
+}
+
+} // namespace telvora::detail

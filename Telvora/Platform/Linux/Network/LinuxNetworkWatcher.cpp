@@ -1,0 +1,231 @@
+#include <Telvora/Platform/Linux/Network/LinuxNetworkWatcher.h>
+
+#include <Telvora/Base/Guarded.h>
+#include <Telvora/Platform/Linux/Network/NetlinkSocket.h>
+#include <Telvora/Platform/Linux/Network/NetworkSnapshot.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <linux/rtnetlink.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace telvora::detail {
+
+namespace {
+
+using Connection = Reachability::Connection;
+using Dump = NetlinkSocket::Dump;
+
+/// Asks the kernel for all links and routes. Failed leaves `connection` as it was.
+Dump readConnection(NetlinkSocket& socket, const SystemFiles& files, Connection& connection)
+{
+    NetworkSnapshot picture;
+    const auto add = [&](const nlmsghdr& message) { picture.add(message); };
+    Dump result = Dump::whole;
+    for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
+             std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
+        const Dump part
+            = socket.dump(static_cast<std::uint16_t>(type), static_cast<std::uint8_t>(family), add);
+        if (part == Dump::failed)
+            return part;
+        if (part == Dump::interrupted)
+            result = part;
+    }
+    connection = picture.connection(files);
+    return result;
+}
+
+} // namespace
+
+struct LinuxNetworkWatcher::State {
+    explicit State(SystemFiles theFiles)
+        : files(std::move(theFiles))
+    {
+    }
+
+    void publish(Connection now)
+    {
+        if (connection.exchange(now) == now)
+            return;
+        for (const auto& weak : listeners.get()) {
+            if (const auto listener = weak.lock())
+                listener->connectionDidChange(now);
+        }
+    }
+
+    const SystemFiles files;
+    std::atomic<Connection> connection { Connection::none };
+    std::atomic<bool> isWatching { false };
+    Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
+};
+
+/// One run of the watching thread: its sockets and the way to end it.
+class LinuxNetworkWatcher::Session {
+public:
+    /// Null when the kernel's messages cannot be had. Has taken a first reading.
+    static std::unique_ptr<Session> open(std::shared_ptr<State> state)
+    {
+        std::unique_ptr<Session> session(new Session(std::move(state)));
+        // Subscribed before the first reading: what changes in between is then heard of.
+        session->m_events
+            = NetlinkSocket::open(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
+        session->m_requests = NetlinkSocket::open(0);
+        int ends[2];
+        if (!session->m_events || !session->m_requests
+            || ::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+            return nullptr;
+        session->m_stopped = Descriptor(ends[0]);
+        session->m_stop = Descriptor(ends[1]);
+        session->read();
+        return session;
+    }
+
+    Descriptor takeStop() { return std::move(m_stop); }
+
+    /// Returns when the watcher is gone or the descriptors are of no more use.
+    void watch()
+    {
+        while (waitForEvents() && readEvents()) {
+            // All at once, when the kernel has fallen silent: changes come in swarms. A link that
+            // goes down takes its IPv4 routes with it without a word, so everything is asked for.
+            if (m_isStale)
+                read();
+        }
+        m_state->isWatching = false;
+    }
+
+private:
+    explicit Session(std::shared_ptr<State> state)
+        : m_state(std::move(state))
+    {
+    }
+
+    void read()
+    {
+        // A reading during which something changed may miss an object that did not. The last one
+        // is shown all the same, and taken again after a while.
+        static constexpr int attempts = 8;
+
+        Connection connection = m_state->connection;
+        Dump result = Dump::interrupted;
+        for (int attempt = 0; attempt < attempts && result == Dump::interrupted; ++attempt)
+            result = readConnection(*m_requests, m_state->files, connection);
+        m_state->publish(connection);
+        m_isStale = result != Dump::whole;
+    }
+
+    bool waitForEvents() const
+    {
+        // With nothing left to do, no time limit: a machine at rest is not woken.
+        const int limitMilliseconds = m_isStale ? 1000 : -1;
+
+        pollfd waiting[] {
+            { m_stopped.number(), POLLIN, 0 },
+            { m_events->descriptor().number(), POLLIN, 0 },
+        };
+        while (::poll(waiting, 2, limitMilliseconds) < 0) {
+            if (errno != EINTR)
+                return false;
+        }
+        return waiting[0].revents == 0 && m_events->descriptor().isOurs()
+            && m_requests->descriptor().isOurs();
+    }
+
+    /// Reads all that is waiting; false when the socket is of no more use.
+    bool readEvents()
+    {
+        for (;;) {
+            const auto reading = m_events->read([&](const nlmsghdr& message) {
+                m_isStale = m_isStale || concernsConnection(message);
+            });
+            switch (reading) {
+            case NetlinkSocket::Reading::messages:
+                break;
+            case NetlinkSocket::Reading::nothing:
+                return true;
+            case NetlinkSocket::Reading::lost:
+                m_isStale = true;
+                break;
+            case NetlinkSocket::Reading::failed:
+                return false;
+            }
+        }
+    }
+
+    const std::shared_ptr<State> m_state;
+    std::unique_ptr<NetlinkSocket> m_events;
+    std::unique_ptr<NetlinkSocket> m_requests;
+    Descriptor m_stopped;
+    Descriptor m_stop;
+    /// What is published may be out of date.
+    bool m_isStale = false;
+};
+
+LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files)
+    : m_state(std::make_shared<State>(std::move(files)))
+{
+}
+
+LinuxNetworkWatcher::~LinuxNetworkWatcher()
+{
+    // A forked child shares the pipe and must not end its parent's thread.
+    if (isForkedChild())
+        return;
+    const MutexLock lock(m_lock);
+    if (m_stop.isOurs())
+        static_cast<void>(::write(m_stop.number(), "", 1) == 1);
+}
+
+bool LinuxNetworkWatcher::isAvailable()
+{
+    return m_isAvailable.get([] { return NetlinkSocket::open(0) != nullptr; });
+}
+
+bool LinuxNetworkWatcher::start()
+{
+    if (isForkedChild())
+        return false;
+    const MutexLock lock(m_lock);
+    if (m_state->isWatching)
+        return true;
+    auto session = Session::open(m_state);
+    if (!session)
+        return false;
+    m_stop = session->takeStop();
+    m_state->isWatching = true;
+    const bool isStarted = startDetachedThread(
+        "telvora-netlink", [session = std::move(session)] { session->watch(); });
+    if (!isStarted)
+        m_state->isWatching = false;
+    return isStarted;
+}
+
+Connection LinuxNetworkWatcher::connection()
+{
+    const bool isFresh = m_state->isWatching || isForkedChild() || (isInUse() && start());
+    if (!isFresh) {
+        Connection connection = Connection::none;
+        if (const auto socket = NetlinkSocket::open(0))
+            readConnection(*socket, m_state->files, connection);
+        return connection;
+    }
+    return m_state->connection.load(std::memory_order_acquire);
+}
+
+void LinuxNetworkWatcher::addListener(std::weak_ptr<Listener> listener)
+{
+    m_state->listeners.with([&](auto& listeners) {
+        std::erase_if(listeners, [](const auto& known) { return known.expired(); });
+        listeners.push_back(std::move(listener));
+    });
+}
+
+} // namespace telvora::detail

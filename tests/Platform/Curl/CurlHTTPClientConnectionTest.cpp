@@ -1,0 +1,178 @@
+#include <Telvora/Platform/Curl/CurlHTTPClient.h>
+
+#include <tests/Platform/Curl/HTTPTesting.h>
+#include <tests/Platform/Curl/LoopbackServer.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <vector>
+
+namespace telvora::detail {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// No request waits long enough to get a connection of its own, however slow the machine is.
+CurlHTTPOptions patient()
+{
+    CurlHTTPOptions options;
+    options.connectionWait = 1h;
+    return options;
+}
+
+/// A server that answers once `count` requests are there, so that they are there at once.
+class GatheringServer : public LoopbackServer {
+public:
+    explicit GatheringServer(std::size_t count)
+        : LoopbackServer([this, count](const LoopbackRequest&) {
+            waitForRequests(count);
+            return LoopbackReply::answer(200, "{}");
+        })
+    {
+    }
+};
+
+TEST(CurlHTTPClientConnectionTest, OneConnectionServesOneRequestAfterAnother)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    RealHTTPClient client;
+
+    for (int number = 0; number < 200; ++number)
+        ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+
+    EXPECT_EQ(server.connections(), 1U);
+}
+
+TEST(CurlHTTPClientConnectionTest, FiftyRequestsAtOnceShareSixConnections)
+{
+    GatheringServer server(6);
+    std::atomic<int> answers { 0 };
+    RealHTTPClient client(patient());
+
+    for (int number = 0; number < 50; ++number)
+        client.send(postTo(server.url()), [&](HTTPAnswer answer) { answers += !!answer.data; });
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(answers, 50);
+    EXPECT_EQ(server.connections(), 6U);
+}
+
+TEST(CurlHTTPClientConnectionTest, EveryConnectionIsUsedAgainAfterAPause)
+{
+    GatheringServer server(6);
+    RealHTTPClient client(patient());
+
+    for (int round = 0; round < 5; ++round) {
+        for (int number = 0; number < 12; ++number)
+            client.send(postTo(server.url()), [](HTTPAnswer) {});
+        ASSERT_TRUE(settle(client));
+    }
+
+    EXPECT_EQ(server.connections(), 6U);
+}
+
+TEST(CurlHTTPClientConnectionTest, NumberOfConnectionsIsAnOption)
+{
+    GatheringServer server(2);
+    CurlHTTPOptions options = patient();
+    options.connectionsPerHost = 2;
+    RealHTTPClient client(options);
+
+    for (int number = 0; number < 10; ++number)
+        client.send(postTo(server.url()), [](HTTPAnswer) {});
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(server.connections(), 2U);
+}
+
+TEST(CurlHTTPClientConnectionTest, SlowHostDoesNotHoldAnotherBack)
+{
+    LoopbackServer slow([](const LoopbackRequest&) { return LoopbackReply::silence(); });
+    LoopbackServer quick([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    RealHTTPClient client(patient());
+    for (int number = 0; number < 300; ++number)
+        client.send(postTo(slow.url()), [](HTTPAnswer) {});
+    ASSERT_TRUE(slow.waitForRequests(6));
+
+    EXPECT_EQ(answerTo(client, postTo(quick.url())).data, "{}");
+    EXPECT_EQ(slow.connections(), 6U);
+}
+
+TEST(CurlHTTPClientConnectionTest, EachRequestKeepsItsOwnTimeout)
+{
+    LoopbackServer server([](const LoopbackRequest& request) {
+        return LoopbackReply::answer(200, "{}").after(request.target == "/slow" ? 2s : 0s);
+    });
+    RealHTTPClient client;
+
+    AnswerToCome patient(client, postTo(server.url("/slow"), "{}", 10s));
+    AnswerToCome impatient(client, postTo(server.url("/slow"), "{}", 1s));
+
+    EXPECT_TRUE(impatient.wait()->error);
+    EXPECT_EQ(patient.wait()->data, "{}");
+}
+
+TEST(CurlHTTPClientConnectionTest, ConnectionThatTheServerClosedIsReplaced)
+{
+    LoopbackServer server(
+        [](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}").thenClose(); });
+    RealHTTPClient client;
+
+    for (int number = 0; number < 20; ++number) {
+        ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+        waitUntilClosed("127.0.0.1", std::stoi(server.port()));
+    }
+
+    EXPECT_EQ(server.connections(), 20U);
+}
+
+TEST(CurlHTTPClientConnectionQuirk, RequestIsNotRepeatedWhenAKeptConnectionDies)
+{
+    LoopbackServer server([](const LoopbackRequest& request) {
+        return request.number == 0 ? LoopbackReply::answer(200, "{}") : LoopbackReply::close();
+    });
+    RealHTTPClient client;
+    ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
+
+    HTTPAnswer answer = answerTo(client, postTo(server.url(), "once"));
+
+    EXPECT_TRUE(answer.error);
+    EXPECT_EQ(server.received().size(), 2U);
+}
+
+TEST(CurlHTTPClientConnectionTest, ManyThreadsMaySendAtOnce)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });
+    std::atomic<int> answers { 0 };
+    RealHTTPClient client(patient());
+
+    std::vector<std::thread> senders;
+    for (int sender = 0; sender < 4; ++sender)
+        senders.emplace_back([&] {
+            for (int number = 0; number < 100; ++number)
+                client.send(
+                    postTo(server.url()), [&](HTTPAnswer answer) { answers += !!answer.data; });
+        });
+    for (std::thread& sender : senders)
+        sender.join();
+
+    EXPECT_TRUE(settle(client));
+    EXPECT_EQ(answers, 400);
+    EXPECT_LE(server.connections(), 6U);
+}
+
+TEST(CurlHTTPClientConnectionTest, SendDoesNotWaitForTheNetwork)
+{
+    LoopbackServer server([](const LoopbackRequest&) { return LoopbackReply::silence(); });
+    RealHTTPClient client;
+
+    for (int number = 0; number < 1000; ++number)
+        client.send(postTo(server.url()), [](HTTPAnswer) {});
+
+    EXPECT_EQ(client.inFlight(), 1000U);
+}
+
+} // namespace
+} // namespace telvora::detail

@@ -1,0 +1,172 @@
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+#include <Telvora/Telvora.h>
+
+#include <tests/ChildProcess.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace telvora::detail {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A port of the loopback that takes connections and never answers: its backlog does it.
+class SilentPort {
+public:
+    SilentPort();
+    ~SilentPort() { close(m_socket); }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(m_port) + "/"; }
+
+private:
+    int m_socket;
+    int m_port = 0;
+};
+
+SilentPort::SilentPort()
+    : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* plain = static_cast<sockaddr*>(static_cast<void*>(&address));
+    bind(m_socket, plain, length);
+    listen(m_socket, 128);
+    getsockname(m_socket, plain, &length);
+    m_port = ntohs(address.sin_port);
+}
+
+/// The usual life of a host, with every thread of the library at work.
+void useTheLibrary(const std::string& url)
+{
+    TrackerManager& manager = TrackerManager::shared();
+    manager.register_(std::make_shared<TrackerConfig>(
+        "E2E", 2, StringDictionary(), Array(), false, [url] { return url; }));
+    manager.setupCommonE2EDatas();
+    TrackerManager::start();
+    TrackerDataExcavator::initial();
+    TrackerDataLifeCycleMonitor::setup();
+    for (int number = 0; number < 20; ++number)
+        manager.enrollE2ETrack({ { "number", number } });
+}
+
+bool waitForUploads()
+{
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (TrackerManager::shared().ledger("E2E")->events.inFlight == 20)
+            return true;
+        std::this_thread::sleep_for(1ms);
+    }
+    return false;
+}
+
+TEST(GuestTest, TheProcessEndsCleanlyWithUploadsUnderWay)
+{
+    const SilentPort port;
+    for (int round = 0; round < 20; ++round) {
+        EXPECT_EQ(endOfChild([&] {
+            useTheLibrary(port.url());
+            if (round % 2 == 0 && !waitForUploads())
+                std::exit(3);
+        }),
+            "exited 0");
+    }
+}
+
+TEST(GuestTest, CallsFromExitHandlersAreHarmless)
+{
+    const SilentPort port;
+    EXPECT_EQ(endOfChild([&] {
+        // Registered first, so it runs after everything that came later is gone.
+        std::atexit([] {
+            TrackerManager::shared().enrollE2ETrack({ { "late", true } });
+            TrackerManager::shared().reportAPMDict({ { "t", "LATE" } });
+            TrackerManager::stop();
+            TrackerManager::start();
+        });
+        useTheLibrary(port.url());
+    }),
+        "exited 0");
+}
+
+TEST(GuestTest, NothingIsPrinted)
+{
+    const SilentPort port;
+    const std::string file = testing::TempDir() + "guest-output-" + std::to_string(getpid());
+    EXPECT_EQ(endOfChild([&] {
+        if (!std::freopen(file.c_str(), "w", stdout) || !std::freopen(file.c_str(), "a", stderr))
+            ::_exit(90);
+        useTheLibrary(port.url());
+        TrackerManager::shared().appendTracker({ { "x", 1 } }, "nowhere");
+        platform().notificationCenter.post(Notification::didEnterBackground);
+    }),
+        "exited 0");
+
+    std::ifstream output(file);
+    const std::string text((std::istreambuf_iterator<char>(output)), {});
+    EXPECT_EQ(text, "");
+    std::filesystem::remove(file);
+}
+
+TEST(GuestTest, SignalsAreLeftToTheHost)
+{
+    const SilentPort port;
+    EXPECT_EQ(endOfChild([&] {
+        struct sigaction before[NSIG];
+        for (int signal = 1; signal < NSIG; ++signal)
+            sigaction(signal, nullptr, &before[signal]);
+        useTheLibrary(port.url());
+        if (!waitForUploads())
+            std::exit(3);
+        for (int signal = 1; signal < NSIG; ++signal) {
+            struct sigaction after { };
+            sigaction(signal, nullptr, &after);
+            if (after.sa_handler != before[signal].sa_handler)
+                std::exit(4);
+        }
+
+        // Every thread of ours has a name, and takes no signal but those that nobody can block.
+        int ours = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+            if (entry.path().filename() == std::to_string(getpid()))
+                continue;
+            std::ifstream status(entry.path() / "status");
+            std::string name;
+            std::string blocked;
+            for (std::string line; std::getline(status, line);) {
+                if (line.starts_with("Name:"))
+                    name = line;
+                if (line.starts_with("SigBlk:"))
+                    blocked = line.substr(line.find_last_of(" \t") + 1);
+            }
+            if (name.find("telvora-") == std::string::npos)
+                continue;
+            ++ours;
+            const auto mask = std::stoull(blocked, nullptr, 16);
+            for (const int signal :
+                { SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD, SIGALRM, SIGUSR1 }) {
+                if (!(mask & (1ull << (signal - 1))))
+                    std::exit(5);
+            }
+        }
+        std::exit(ours >= 3 ? 0 : 6);
+    }),
+        "exited 0");
+}
+
+} // namespace
+} // namespace telvora::detail
