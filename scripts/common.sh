@@ -42,6 +42,8 @@ printStepTimes() {
 useCcache() {
     command -v ccache >/dev/null || return 0
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    # What ccache asks for where headers are compiled ahead.
+    export CCACHE_SLOPPINESS="${CCACHE_SLOPPINESS:-pch_defines,time_macros}"
     if [[ -z "${CCACHE_DIR:-}" && ! -w "${HOME:-/nonexistent}" ]]; then
         export CCACHE_DIR="$root/build/ccache"
     fi

@@ -1,0 +1,1 @@
+// Nothing of its own: it carries the headers that are compiled ahead for all tests.
