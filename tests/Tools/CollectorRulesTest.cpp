@@ -94,7 +94,7 @@ TEST_F(RuleListTest, SaysWhatIsWrongAndKeepsTheOldRules)
     EXPECT_EQ(rules.install(R"([{},{"times":-1}])", start),
         R"(rule 1: "times" must be a whole number from 0)");
     EXPECT_EQ(rules.install(R"([{"statuss":1}])", start), R"(rule 0: unknown member "statuss")");
-    EXPECT_EQ(rules.install(R"([1])", start), "rule 0: a rule is no object");
+    EXPECT_EQ(rules.install(R"([1])", start), "rule 0: a rule must be an object");
     for (const char* text :
         { "", "{}", "7", R"([{"delay":-1}])", R"([{"delay":1e300}])", R"([{"status":99}])",
             R"([{"close":"later"}])", R"([{"drip":{"bytes":0}}])", R"([{"drip":{"x":0}}])",

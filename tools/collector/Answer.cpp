@@ -106,7 +106,7 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
     answer.outcome = isRedirect(rule) ? Outcome::undelivered : understood(body);
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
 
-    // Half of the body where there is one, so that the answer has begun beyond doubt.
+    // Half of the body, or of the head where there is no body: the client surely sees a beginning.
     std::size_t sent = answer.bytes.size();
     if (rule.close == Rule::Close::within)
         sent = body.size() > 1 ? headSize + body.size() / 2 : headSize / 2;

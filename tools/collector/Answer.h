@@ -10,45 +10,45 @@
 
 namespace telvora::collector {
 
-/// What became of a request, as its sender must have understood it.
+/// What the sender of a request must conclude from the answer.
 enum class Outcome {
     /// Not settled yet.
     pending,
-    /// An object came back whole whose "success" is true, false, 0 or 1: the batch is delivered.
+    /// It received a whole object whose "success" is true, false, 0 or 1: the batch is delivered.
     accepted,
-    /// An answer came back whole that says nothing of the kind: the sender will try again.
+    /// It received a whole answer without such a "success": it tries again.
     rejected,
-    /// JSON came back whole that is no object: the sender never hears of its batch again.
+    /// It received whole JSON that is not an object: it drops the batch.
     notObject,
-    /// No whole HTTP answer came back: the sender will try again.
+    /// It received no whole HTTP answer: it tries again.
     undelivered,
 };
 
 const char* outcomeText(Outcome outcome);
 
-/// How a sender understands an answer's body. It never looks at the status.
+/// How a sender reads an answer with this body. The status does not matter.
 Outcome understood(std::string_view body);
 
 enum class AfterAnswer { keepOpen, close, reset };
 
-/// All a session has to do to answer one request.
+/// What a session does to answer one request.
 struct Answer {
-    /// Hold the connection open and say nothing.
+    /// Keep the connection open and send nothing.
     bool isNever = false;
     std::chrono::milliseconds delay { 0 };
-    /// What is sent, possibly less than the answer that it begins.
+    /// The bytes to send; a fault may have cut the answer short.
     std::string bytes;
-    /// Sent in pieces of this size and at this distance, where set.
+    /// Where set, the bytes are sent in pieces of this size, with this time in between.
     std::optional<Rule::Drip> drip;
     AfterAnswer after = AfterAnswer::keepOpen;
-    /// What becomes of the request once all of `bytes` are sent.
+    /// The request's outcome once all of `bytes` are sent.
     Outcome outcome = Outcome::accepted;
 };
 
-/// The answer a rule asks for. `keepAlive` is what the request allows.
+/// The answer that `rule` asks for. `keepAlive`: whether the request lets the connection stay open.
 Answer ruledAnswer(const Rule& rule, bool keepAlive);
 
-/// A whole answer of our own, outside the rules.
+/// A complete answer that no rule changes.
 Answer plainAnswer(int status, std::string_view body, bool keepAlive);
 
 } // namespace telvora::collector

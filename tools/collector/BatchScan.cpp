@@ -86,7 +86,7 @@ private:
         return true;
     }
 
-    /// Called at the first byte of every value, before it is entered.
+    // Called at the first byte of every value, before the value is read.
     void noteValue(char first)
     {
         if (m_open.empty()) {
@@ -246,7 +246,7 @@ private:
         return true;
     }
 
-    /// The value of the \uXXXX at `at`, or -1.
+    // The value of the \uXXXX at `at`, or -1.
     int codeUnit(std::size_t at) const
     {
         if (at + 6 > m_text.size() || m_text[at] != '\\' || m_text[at + 1] != 'u')
@@ -276,7 +276,7 @@ private:
     std::string_view m_text;
     std::size_t m_at = 0;
     Want m_want = Want::value;
-    /// The brackets that are open, outermost first.
+    // The brackets that are open, outermost first.
     std::string m_open;
     const char* m_error = "";
     BatchScan m_scan;

@@ -8,12 +8,11 @@
 
 namespace telvora::collector {
 
-/// What a body's JSON text holds, as far as judging a batch needs it.
+/// What the check of a batch needs to know about a body's JSON text.
 ///
-/// The reader is our own and not a library's, for two reasons: the collector is a witness, so it
-/// must not share its reading of JSON with the sender; and a body may be nested as deep as its
-/// length allows, which a reader that builds a tree by recursion cannot bear. This one keeps
-/// one byte a level and builds nothing.
+/// The JSON reader is our own, for two reasons. The collector checks what the library writes, so
+/// the two must not share their JSON code. And a body may be nested as deeply as its length allows,
+/// which overflows the stack of a recursive reader; this one needs one byte a level.
 struct BatchScan {
     enum class Root { notJSON, object, other };
 
@@ -27,14 +26,14 @@ struct BatchScan {
     };
 
     Root root = Root::notJSON;
-    /// Why and at which byte the text is no JSON; empty where it is.
+    /// Why the text is not JSON, and at which byte; empty where it is JSON.
     std::string error;
     std::size_t errorOffset = 0;
     /// The root object's members in order of appearance, repeated keys included.
     std::vector<Member> members;
 };
 
-/// Reads `text` by the letter of RFC 8259: one value, valid UTF-8, no unpaired surrogates.
+/// Reads `text` strictly as RFC 8259 defines it: one value, valid UTF-8, no unpaired surrogates.
 BatchScan scanBatch(std::string_view text);
 
 } // namespace telvora::collector

@@ -98,7 +98,7 @@ boost::json::object Collector::summary() const
 {
     boost::json::object object = m_store.summary();
     if (m_options.isSink) {
-        // Every request a sink takes is answered with success.
+        // A sink answers every request with success.
         object["total"] = { { "requests", m_sink.requests }, { "events", m_sink.events },
             { "bytes", m_sink.bytes },
             { "accepted", { { "batches", m_sink.requests }, { "events", m_sink.events } } } };

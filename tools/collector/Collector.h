@@ -24,24 +24,23 @@ struct SinkCounts {
     std::uint64_t events = 0;
 };
 
-/// The collector without its sockets: takes requests, decides how they are answered, keeps the
-/// account.
+/// The collector without its sockets: takes requests, chooses their answers and counts them.
 ///
 /// Thread safety: one thread.
 class Collector {
 public:
     struct Reception {
         Answer answer;
-        /// To be settled once the answer is out or has failed. Absent in sink mode.
+        /// For settle(), once the answer is sent or has failed. Absent in sink mode.
         std::optional<Store::Ticket> ticket;
     };
 
     explicit Collector(Options options);
 
-    /// Reads the rules file and opens the record. Says what is wrong, if anything.
+    /// Reads the rules file and opens the record file. Returns an error text on failure.
     std::optional<std::string> prepare();
 
-    /// `request` carries method, target, headers, body and connection; the rest is filled in.
+    /// `request` has method, target, headers, body and connection; receive() fills in the rest.
     Reception receive(Request request, bool keepAlive);
     void settle(const Store::Ticket& ticket, Outcome outcome);
 
@@ -53,10 +52,10 @@ public:
         noteProgress();
     }
 
-    /// Forgets requests and counts and goes back to the rules of the start.
+    /// Forgets requests and counts and restores the rules that were given at the start.
     void reset();
 
-    /// Installs the rules in `text`, or says what is wrong with it.
+    /// Installs the rules in `text`. Returns an error text where they are wrong.
     std::optional<std::string> installRules(std::string_view text);
 
     boost::json::object summary() const;

@@ -10,7 +10,7 @@ namespace {
 
 namespace json = boost::json;
 
-/// Enough for a reader that pages, small enough to be built in one piece.
+// Bytes that one listing holds at most: its text is built in memory.
 constexpr std::size_t maximumListing = std::size_t { 16 } << 20U;
 
 ControlReply reply(const json::object& object)
@@ -24,8 +24,8 @@ ControlReply problem(int status, std::string_view why)
     return { status, json::serialize(object) + '\n', std::nullopt };
 }
 
-/// The value of `name` in the query of `target`; `standard` where it is left out, nothing where it
-/// is no number.
+// The value of `name` in the query of `target`; `standard` where it is missing, absent where it is
+// not a number.
 std::optional<double> queryNumber(std::string_view target, std::string_view name, double standard)
 {
     const std::size_t mark = target.find('?');

@@ -27,7 +27,7 @@ struct WaitCondition {
 struct ControlReply {
     int status = 200;
     std::string body;
-    /// Answer with the summary when this is met or its time is over, and not before.
+    /// Where set: answer with the summary once this is met or its time is over.
     std::optional<WaitCondition> wait;
 };
 

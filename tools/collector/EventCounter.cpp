@@ -21,15 +21,15 @@ constexpr std::array<bool, 256> isStructural = structuralBytes();
 constexpr std::size_t blockSize = 64;
 using Lanes = unsigned char __attribute__((vector_size(16)));
 
-/// Where a block has quotes, backslashes and brackets: bit i stands for byte i.
+// Where a block has quotes, backslashes and brackets: bit i stands for byte i.
 struct BlockMasks {
     std::uint64_t quotes = 0;
     std::uint64_t backslashes = 0;
     std::uint64_t brackets = 0;
 };
 
-/// Gathers a comparison's sixteen results, each all ones or all zeros, into sixteen bits.
-template<typename Comparison> std::uint64_t gathered(Comparison comparison)
+// Packs a comparison's sixteen results, each all ones or all zeros, into sixteen bits.
+template<typename Comparison> std::uint64_t packed(Comparison comparison)
 {
     const auto halves = std::bit_cast<std::array<std::uint64_t, 2>>(comparison);
     const auto bits = [](std::uint64_t half) {
@@ -44,16 +44,16 @@ BlockMasks masksOf(const char* block)
     for (unsigned at = 0; at < blockSize; at += sizeof(Lanes)) {
         Lanes lanes;
         std::memcpy(&lanes, block + at, sizeof lanes);
-        masks.quotes |= gathered(lanes == '"') << at;
-        masks.backslashes |= gathered(lanes == '\\') << at;
-        // This bit is all that tells braces from square brackets.
+        masks.quotes |= packed(lanes == '"') << at;
+        masks.backslashes |= packed(lanes == '\\') << at;
+        // Braces and square brackets differ in this bit alone.
         const Lanes braces = lanes | 0x20;
-        masks.brackets |= gathered((braces == '{') | (braces == '}')) << at;
+        masks.brackets |= packed((braces == '{') | (braces == '}')) << at;
     }
     return masks;
 }
 
-/// Bit i of the result is the parity of the bits up to i.
+// Bit i of the result is the parity of the bits up to i.
 std::uint64_t runningParity(std::uint64_t bits)
 {
     for (unsigned shift = 1; shift < 64; shift *= 2)
@@ -76,8 +76,8 @@ void EventCounter::feed(std::string_view part)
     }
 }
 
-/// Takes a block within the array that is counted, where only quotes and brackets matter. Ends at
-/// the array's end where that comes first.
+// Reads one block of the counted array, where only quotes and brackets matter. Stops at the array's
+// end. Returns where to read on.
 const char* EventCounter::feedBlock(const char* block)
 {
     const BlockMasks masks = masksOf(block);
@@ -155,7 +155,7 @@ void EventCounter::feedStructure(char c)
     case '[':
         if (m_depth == 1)
             m_isCounting = m_isKeySeen;
-        // The blocks of the array do not look at keys.
+        // feedBlock() does not compare keys.
         m_matched = std::string::npos;
         ++m_depth;
         break;

@@ -6,11 +6,10 @@
 
 namespace telvora::collector {
 
-/// Counts the objects in one array of a body as the body streams by, for benchmarks in which
-/// looking closer would cost more than what is measured.
+/// Counts the objects in one array of a body while the body arrives, for benchmarks in which a full
+/// check would cost more than what they measure.
 ///
-/// Deliberate: believes that the text is JSON and that the key is written without escapes. The
-/// verdict of an ordinary run is the judge of that.
+/// Deliberate: assumes valid JSON and a key without escapes. A run without --sink checks the JSON.
 class EventCounter {
 public:
     explicit EventCounter(std::string key)
@@ -21,7 +20,7 @@ public:
     void feed(std::string_view part);
     std::uint64_t count() const { return m_count; }
 
-    /// Forgets the body, keeps the key.
+    /// Starts a new body with the same key.
     void restart();
 
 private:
@@ -35,7 +34,7 @@ private:
     std::uint64_t m_depth = 0;
     bool m_isInString = false;
     bool m_isEscaped = false;
-    /// Length of the root-level string so far that equals the key's beginning; npos: differs.
+    // How many bytes of the current root-level string match the key; npos: it differs.
     std::size_t m_matched = std::string::npos;
     bool m_isKeySeen = false;
     bool m_isCounting = false;

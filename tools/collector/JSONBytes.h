@@ -7,7 +7,7 @@ inline bool isSpace(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-/// Bytes that stand for themselves in a string: printable ASCII but the quote and the backslash.
+/// Bytes that need no escape in a string: printable ASCII except the quote and the backslash.
 inline bool isPlain(char c)
 {
     return static_cast<signed char>(c) >= 0x20 && c != '"' && c != '\\';

@@ -6,8 +6,8 @@
 
 namespace telvora::collector {
 
-/// A text as JSON can carry it: itself where it is UTF-8, else {"$bytes": HEX}, so that nothing
-/// that came over the wire is lost or altered in the telling.
+/// `text` as a JSON value: itself where it is UTF-8, else {"$bytes": HEX}, so that bytes from the
+/// wire are shown unchanged.
 boost::json::value asJSON(std::string_view text);
 
 } // namespace telvora::collector

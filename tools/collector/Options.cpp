@@ -13,7 +13,7 @@ std::uint64_t number(const std::string& option, const std::string& text, std::ui
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc() || stop != end || value > maximum)
         throw std::invalid_argument(
-            option + " wants a whole number up to " + std::to_string(maximum));
+            option + " needs a whole number up to " + std::to_string(maximum));
     return value;
 }
 
@@ -21,7 +21,7 @@ Endpoint endpoint(const std::string& option, const std::string& text)
 {
     const std::size_t colon = text.rfind(':');
     if (colon == std::string::npos || colon == 0)
-        throw std::invalid_argument(option + " wants ADDR:PORT");
+        throw std::invalid_argument(option + " needs ADDR:PORT");
     std::string address = text.substr(0, colon);
     if (address == "localhost")
         address = "127.0.0.1";
@@ -78,13 +78,13 @@ Options readOptions(const std::vector<std::string>& arguments)
             } else if (i + 1 < arguments.size()) {
                 readOption(options, option, arguments[++i]);
             } else {
-                throw std::invalid_argument(option + " wants a value, or is unknown");
+                throw std::invalid_argument(option + " needs a value, or is unknown");
             }
         }
         if (!options.countKey.empty() && !options.isSink)
-            throw std::invalid_argument("--count belongs to --sink");
+            throw std::invalid_argument("--count needs --sink");
         if (options.isSink && !(options.rulesFile.empty() && options.recordFile.empty()))
-            throw std::invalid_argument("--sink knows no --rules and no --record");
+            throw std::invalid_argument("--sink allows neither --rules nor --record");
     } catch (const std::invalid_argument& problem) {
         options.problem = problem.what();
     }
@@ -93,20 +93,20 @@ Options readOptions(const std::vector<std::string>& arguments)
 
 std::string usage()
 {
-    return R"(telvora-collector: a local collector that takes batches and says what is wrong with them
+    return R"(telvora-collector: a local collector that takes batches and reports what is wrong with them
 
   --listen ADDR:PORT        where to listen (127.0.0.1:0; port 0: any free one)
   --port-file FILE          write the port there once it is chosen
-  --control ADDR:PORT       serve /_telvora/ here too, out of reach of every rule
+  --control ADDR:PORT       serve /_telvora/ here too, where no rule applies
   --control-port-file FILE  write that port there
   --rules FILE              answer by these rules from the start (see README.md)
   --record FILE             write every settled request there, one JSON text a line
-  --sink                    answer success at once, count requests and bytes, look at nothing
+  --sink                    answer success at once; count requests and bytes, check nothing
   --count KEY               with --sink: count the elements of the body's member KEY too
-  --max-memory MB           keep at most so much of the requests (256)
+  --max-memory MB           memory for kept requests (256)
   --max-body MB             refuse longer bodies (64)
-  --idle SECONDS            drop a connection that asks nothing for so long (300)
-  --slow SECONDS            drop a connection whose request makes no headway for so long (30)
+  --idle SECONDS            drop a connection without a request for so long (300)
+  --slow SECONDS            drop a connection whose request makes no progress for so long (30)
   --help                    this text
 
 Ends on SIGTERM or SIGINT with status 0; with 2 where the command line is wrong, with 1 where

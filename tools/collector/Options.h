@@ -9,7 +9,7 @@
 
 namespace telvora::collector {
 
-/// A place to listen at. Port 0 lets the system choose.
+/// An address to listen on. Port 0 lets the system choose.
 struct Endpoint {
     std::string address = "127.0.0.1";
     std::uint16_t port = 0;
@@ -18,18 +18,21 @@ struct Endpoint {
 /// What the command line says.
 struct Options {
     Endpoint listen;
-    /// A second place that serves /_telvora/ and is never refused by a rule.
+    /// A second port for /_telvora/ alone; no rule applies to it.
     std::optional<Endpoint> control;
     std::string portFile;
     std::string controlPortFile;
     std::string rulesFile;
     std::string recordFile;
     bool isSink = false;
-    /// Count the elements of this member in sink mode; empty: do not look into bodies.
+    /// Count the elements of this member in sink mode; empty: do not read bodies.
     std::string countKey;
+    /// Bytes of the kept requests, and of one body.
     std::size_t maximumMemory = std::size_t { 256 } << 20U;
     std::size_t maximumBody = std::size_t { 64 } << 20U;
+    /// Drop a connection without a request after this time.
     std::chrono::seconds idle { 300 };
+    /// Drop a connection whose request makes no progress for this long.
     std::chrono::seconds slow { 30 };
     bool isHelp = false;
 

@@ -7,15 +7,15 @@
 
 namespace telvora::collector {
 
-/// A file that takes one line a request. Every line is handed to the system when it is written,
-/// so that a reader sees whole lines while the collector still runs.
+/// A file with one line a request. Each line is flushed, so that a reader sees whole lines while
+/// the collector still runs.
 class RecordFile {
 public:
-    /// Begins the file anew. An empty path makes a file that takes nothing.
+    /// Creates or truncates the file. An empty `path` succeeds and opens nothing.
     bool open(const std::string& path);
     bool isOpen() const { return m_file != nullptr; }
 
-    /// False once the disk takes no more.
+    /// False where writing failed.
     bool writeLine(std::string_view line);
 
 private:

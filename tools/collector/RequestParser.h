@@ -9,8 +9,8 @@
 
 namespace telvora::collector {
 
-/// Beast's parser, keeping the header fields in the order and spelling in which they came (its
-/// own container moves fields of one name together) and the body as one text.
+/// Beast's parser. Keeps the header fields in their order and spelling (Beast's own container
+/// groups fields of one name) and the body as one text.
 class RequestParser final : public boost::beast::http::basic_parser<true> {
 public:
     explicit RequestParser(std::size_t maximumBody)

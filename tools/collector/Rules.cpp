@@ -10,11 +10,11 @@ namespace {
 
 namespace json = boost::json;
 
-/// Reads one rule. Says what is wrong by throwing std::invalid_argument, caught in install().
+// Reads one rule. Throws std::invalid_argument where it is wrong; install() catches that.
 class RuleReader {
 public:
     explicit RuleReader(const json::value& value)
-        : m_object(value.is_object() ? value.get_object() : throw bad("a rule is no object"))
+        : m_object(value.is_object() ? value.get_object() : throw bad("a rule must be an object"))
     {
     }
 

@@ -13,8 +13,8 @@
 
 namespace telvora::collector {
 
-/// One way to answer otherwise than with plain success. README.md has the members and what each
-/// does on the wire.
+/// How to answer some requests other than with plain success. README.md lists the members and what
+/// each does on the wire.
 struct Rule {
     enum class Close { no, before, within };
     enum class Refuse { no, accept, connect };
@@ -26,9 +26,9 @@ struct Rule {
 
     std::string name;
     std::string path = "/";
-    /// How often it still applies; absent: until the rules change.
+    /// How many more times it applies; absent: until the rules change.
     std::optional<std::uint64_t> left;
-    /// How long after it was installed it lapses.
+    /// How long it applies after its installation; absent: until the rules change.
     std::optional<std::chrono::milliseconds> lapsesAfter;
 
     std::string body = R"({"success":true})";
@@ -43,11 +43,11 @@ struct Rule {
     bool nonsense = false;
     Refuse refuse = Refuse::no;
 
-    /// How many requests or connections it has met.
+    /// To how many requests or connections it was applied.
     std::uint64_t met = 0;
 };
 
-/// The rules in force, in order. The first one that matches and has times left wins.
+/// The rules in force, in order. The first one that matches and has times left applies.
 ///
 /// Thread safety: one thread.
 class RuleList {
@@ -55,19 +55,19 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// Replaces all rules by those in `text` (README.md has the format). Where the text is wrong,
-    /// says why and leaves the rules in force alone.
+    /// returns an error text and changes nothing.
     std::optional<std::string> install(std::string_view text, Clock::time_point now);
 
-    /// Takes the rule for a request to `path`, using up one of its times.
+    /// The rule for a request to `path`; uses up one of its times.
     std::optional<Rule> take(std::string_view path, Clock::time_point now);
 
-    /// Takes the rule for a connection that has just been accepted, where one drops it.
+    /// The rule that resets a connection just accepted; uses up one of its times.
     std::optional<Rule> takeForConnection(Clock::time_point now);
 
-    /// Whether the listening socket is to be closed, so that connecting itself fails.
+    /// Whether the port must not listen, so that connecting fails.
     bool refusesToListen(Clock::time_point now) const;
 
-    /// The rules as they stand, what is left of them and how often each was met.
+    /// The rules in force, with the times left and how often each was applied.
     boost::json::array describe() const;
 
 private:

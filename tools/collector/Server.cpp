@@ -15,10 +15,10 @@ namespace {
 
 constexpr std::chrono::milliseconds sweepInterval { 200 };
 constexpr std::chrono::milliseconds pauseWithoutDescriptors { 100 };
-/// Descriptors that are none of the connections'.
+// Descriptors that the process needs for other things than connections.
 constexpr std::size_t ownDescriptors = 64;
 
-/// As many as the system allows.
+// Raises the limit as far as the system allows and returns it.
 std::size_t raiseDescriptorLimit()
 {
     rlimit limit {};
@@ -58,43 +58,43 @@ Server::Server(asio::io_context& context, Collector& collector)
 {
     const std::size_t descriptors = raiseDescriptorLimit();
     m_maximumConnections = descriptors > 2 * ownDescriptors ? descriptors - ownDescriptors : 16;
-    // References to a door are held across waits.
-    m_doors.reserve(2);
+    // Pending accepts refer to their listener, so the vector must not move its elements.
+    m_listeners.reserve(2);
 }
 
 std::optional<std::string> Server::listen()
 {
     const Options& options = m_collector.options();
-    if (auto problem = openDoor(Door::open, options.listen))
+    if (auto problem = openListener(Port::open, options.listen))
         return problem;
     if (options.control) {
-        if (auto problem = openDoor(Door::control, *options.control))
+        if (auto problem = openListener(Port::control, *options.control))
             return problem;
     }
-    m_collector.onRulesChanged = [this] { followRules(); };
+    m_collector.onRulesChanged = [this] { updateListening(); };
     m_collector.onProgress = [this] {
-        if (m_waiters.empty() || m_isWakePosted)
+        if (m_waiters.empty() || m_isCallPosted)
             return;
-        m_isWakePosted = true;
-        asio::post(m_context, [this] { wakeWaiters(); });
+        m_isCallPosted = true;
+        asio::post(m_context, [this] { callWaiters(); });
     };
-    followRules();
+    updateListening();
     sweep();
     return std::nullopt;
 }
 
-std::optional<std::string> Server::openDoor(Door kind, const Endpoint& endpoint)
+std::optional<std::string> Server::openListener(Port kind, const Endpoint& endpoint)
 {
     ErrorCode error;
     const auto address = asio::ip::make_address(endpoint.address, error);
     if (error)
         return endpoint.address + " is no address";
-    DoorState& door
-        = m_doors.emplace_back(DoorState { kind, { address, endpoint.port }, Acceptor(m_context) });
-    error = bind(door);
+    Listener& listener = m_listeners.emplace_back(
+        Listener { kind, { address, endpoint.port }, Acceptor(m_context) });
+    error = bind(listener);
     if (!error) {
-        door.endpoint = door.acceptor.local_endpoint(error);
-        startAccepting(door);
+        listener.endpoint = listener.acceptor.local_endpoint(error);
+        startAccepting(listener);
     }
     if (error)
         return "cannot listen at " + endpoint.address + ':' + std::to_string(endpoint.port) + ": "
@@ -102,51 +102,51 @@ std::optional<std::string> Server::openDoor(Door kind, const Endpoint& endpoint)
     return std::nullopt;
 }
 
-ErrorCode Server::bind(DoorState& door)
+ErrorCode Server::bind(Listener& listener)
 {
     ErrorCode error;
-    door.acceptor.open(door.endpoint.protocol(), error);
+    listener.acceptor.open(listener.endpoint.protocol(), error);
     if (!error)
-        door.acceptor.set_option(Acceptor::reuse_address(true), error);
+        listener.acceptor.set_option(Acceptor::reuse_address(true), error);
     if (!error)
-        door.acceptor.bind(door.endpoint, error);
+        listener.acceptor.bind(listener.endpoint, error);
     return error;
 }
 
-void Server::startAccepting(DoorState& door)
+void Server::startAccepting(Listener& listener)
 {
     constexpr int backlog = 4096;
     ErrorCode error;
-    door.acceptor.listen(backlog, error);
-    door.isListening = !error;
-    if (door.isListening)
-        accept(door);
+    listener.acceptor.listen(backlog, error);
+    listener.isListening = !error;
+    if (listener.isListening)
+        accept(listener);
 }
 
-void Server::accept(DoorState& door)
+void Server::accept(Listener& listener)
 {
-    door.acceptor.async_accept(m_context, [this, &door](ErrorCode error, Socket socket) {
+    listener.acceptor.async_accept(m_context, [this, &listener](ErrorCode error, Socket socket) {
         if (error == asio::error::operation_aborted || m_isStopped)
             return;
         if (!error) {
-            welcome(door, std::move(socket));
+            onAccepted(listener, std::move(socket));
         } else if (error == asio::error::no_descriptors) {
             m_acceptTimer.expires_after(pauseWithoutDescriptors);
-            m_acceptTimer.async_wait([this, &door](ErrorCode) {
-                if (door.isListening && !m_isStopped)
-                    accept(door);
+            m_acceptTimer.async_wait([this, &listener](ErrorCode) {
+                if (listener.isListening && !m_isStopped)
+                    accept(listener);
             });
             return;
         }
-        if (door.isListening)
-            accept(door);
+        if (listener.isListening)
+            accept(listener);
     });
 }
 
-void Server::welcome(DoorState& door, Socket socket)
+void Server::onAccepted(Listener& listener, Socket socket)
 {
     const bool isFull = m_connections.size() >= m_maximumConnections;
-    const bool isRefused = door.kind == Door::open
+    const bool isRefused = listener.kind == Port::open
         && m_collector.rules().takeForConnection(SteadyClock::now()).has_value();
     if (isFull || isRefused) {
         m_collector.store().noteRefusedConnection();
@@ -157,32 +157,32 @@ void Server::welcome(DoorState& door, Socket socket)
     ErrorCode ignored;
     socket.non_blocking(true, ignored);
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-    if (m_collector.options().isSink && door.kind == Door::open)
+    if (m_collector.options().isSink && listener.kind == Port::open)
         std::make_shared<SinkSession>(*this, std::move(socket))->start();
     else
-        serve(std::move(socket), door.kind, {});
+        serve(std::move(socket), listener.kind, {});
 }
 
-void Server::serve(Socket socket, Door door, std::string received)
+void Server::serve(Socket socket, Port port, std::string received)
 {
-    std::make_shared<Session>(*this, std::move(socket), door)->start(std::move(received));
+    std::make_shared<Session>(*this, std::move(socket), port)->start(std::move(received));
 }
 
-void Server::followRules()
+void Server::updateListening()
 {
     const bool isRefusing = m_collector.rules().refusesToListen(SteadyClock::now());
-    DoorState& door = m_doors.front();
-    if (m_isStopped || door.isListening != isRefusing)
+    Listener& listener = m_listeners.front();
+    if (m_isStopped || listener.isListening != isRefusing)
         return;
     if (!isRefusing) {
-        startAccepting(door);
+        startAccepting(listener);
         return;
     }
-    // Bound but not listening: connecting is refused, and nobody else can take the port.
-    door.isListening = false;
+    // Bound but not listening: connecting is refused, and no other process can take the port.
+    listener.isListening = false;
     ErrorCode ignored;
-    door.acceptor.close(ignored);
-    bind(door);
+    listener.acceptor.close(ignored);
+    bind(listener);
 }
 
 void Server::sweep()
@@ -192,7 +192,7 @@ void Server::sweep()
         if (now >= connection->deadline)
             connection->drop();
     }
-    followRules();
+    updateListening();
     m_sweepTimer.expires_after(sweepInterval);
     m_sweepTimer.async_wait([this](ErrorCode error) {
         if (!error && !m_isStopped)
@@ -204,8 +204,8 @@ void Server::stop()
 {
     m_isStopped = true;
     ErrorCode ignored;
-    for (DoorState& door : m_doors)
-        door.acceptor.close(ignored);
+    for (Listener& listener : m_listeners)
+        listener.acceptor.close(ignored);
     m_sweepTimer.cancel();
     m_acceptTimer.cancel();
     m_waiters.clear();
@@ -215,22 +215,22 @@ void Server::stop()
 
 std::optional<std::uint16_t> Server::controlPort() const
 {
-    if (m_doors.size() < 2)
+    if (m_listeners.size() < 2)
         return std::nullopt;
-    return m_doors.back().endpoint.port();
+    return m_listeners.back().endpoint.port();
 }
 
 bool Server::changeHeldBytes(std::size_t before, std::size_t now)
 {
     m_heldBytes = m_heldBytes - before + now;
-    // One body of the largest size must always be possible.
+    // One body of the largest size must always fit.
     const Options& options = m_collector.options();
     return now <= before || m_heldBytes <= std::max(options.maximumMemory, options.maximumBody);
 }
 
-void Server::wakeWaiters()
+void Server::callWaiters()
 {
-    m_isWakePosted = false;
+    m_isCallPosted = false;
     auto waiters = std::move(m_waiters);
     m_waiters.clear();
     for (auto& wake : waiters) {

@@ -30,7 +30,7 @@ using ErrorCode = boost::system::error_code;
 
 class Server;
 
-/// A connection as the server sees it: something that is alive and can be told to go.
+/// A connection as the server sees it: it has a deadline and can be dropped.
 class Connection {
 public:
     explicit Connection(Server& server);
@@ -38,10 +38,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Closes the socket; the object goes once its last operation has come back.
+    /// Closes the socket; the object is destroyed when its last pending operation has ended.
     virtual void drop() = 0;
 
-    /// When the connection is given up unless something moves.
+    /// When the server drops the connection; progress moves it.
     SteadyClock::time_point deadline = SteadyClock::time_point::max();
 
 protected:
@@ -51,62 +51,62 @@ private:
     Server& m_server;
 };
 
-/// Listens, hands accepted sockets to sessions, and drops those that make no headway.
+/// Listens, hands accepted sockets to sessions, and drops connections without progress.
 ///
-/// Life: listen() once, then the io_context's run() until stop(), which closes everything so
-/// that run() returns by itself. Must outlive every connection, hence run() must have returned.
+/// Life: listen() once, then the io_context's run(). stop() closes everything, so that run()
+/// returns; the server must outlive every connection, so it is destroyed only after that.
 ///
 /// Thread safety: one thread, the one that runs the io_context.
 class Server {
 public:
-    enum class Door { open, control };
+    enum class Port { open, control };
 
     Server(asio::io_context& context, Collector& collector);
 
-    /// Opens the doors the options name and begins to accept. Says what is wrong, if anything.
+    /// Opens the ports that the options name and accepts. Returns an error text on failure.
     std::optional<std::string> listen();
     void stop();
 
-    std::uint16_t port() const { return m_doors.front().endpoint.port(); }
+    std::uint16_t port() const { return m_listeners.front().endpoint.port(); }
     std::optional<std::uint16_t> controlPort() const;
 
     asio::io_context& context() { return m_context; }
     Collector& collector() { return m_collector; }
 
-    /// Room to read into, shared by all connections: nothing may be left in it across a wait.
+    /// A read buffer that all connections share: its content is lost across a wait.
     std::array<char, 65536>& scratch() { return m_scratch; }
 
-    /// Accounts for a body that is held outside the store. False where there is no room for it.
+    /// Counts the bytes of a body that is still arriving. False where they exceed the limit.
     bool changeHeldBytes(std::size_t before, std::size_t now);
 
-    /// Calls `wake` some time after the condition has come true. Forgotten once it returns true.
-    void awaken(std::function<bool()> wake) { m_waiters.push_back(std::move(wake)); }
+    /// Calls `waiter` after each change of the counts until it returns true.
+    void addWaiter(std::function<bool()> waiter) { m_waiters.push_back(std::move(waiter)); }
 
     /// Serves a connection with an ordinary session; `received` was read from it already.
-    void serve(Socket socket, Door door, std::string received);
+    void serve(Socket socket, Port port, std::string received);
 
 private:
     friend class Connection;
 
-    struct DoorState {
-        Door kind;
+    struct Listener {
+        Port kind;
         asio::ip::tcp::endpoint endpoint;
         Acceptor acceptor;
         bool isListening = false;
     };
 
-    std::optional<std::string> openDoor(Door kind, const Endpoint& endpoint);
-    static ErrorCode bind(DoorState& door);
-    void startAccepting(DoorState& door);
-    void accept(DoorState& door);
-    void welcome(DoorState& door, Socket socket);
-    void followRules();
+    std::optional<std::string> openListener(Port kind, const Endpoint& endpoint);
+    static ErrorCode bind(Listener& listener);
+    void startAccepting(Listener& listener);
+    void accept(Listener& listener);
+    void onAccepted(Listener& listener, Socket socket);
+    void updateListening();
     void sweep();
-    void wakeWaiters();
+    void callWaiters();
 
     asio::io_context& m_context;
     Collector& m_collector;
-    std::vector<DoorState> m_doors;
+    std::vector<Listener> m_listeners;
     Timer m_sweepTimer;
     Timer m_acceptTimer;
     bool m_isStopped = false;
@@ -115,11 +115,11 @@ private:
     std::size_t m_maximumConnections = 0;
     std::size_t m_heldBytes = 0;
     std::vector<std::function<bool()>> m_waiters;
-    bool m_isWakePosted = false;
+    bool m_isCallPosted = false;
     std::array<char, 65536> m_scratch {};
 };
 
-/// Closes so that the other side sees a reset.
+/// Closes the socket so that the other side sees a reset.
 void resetSocket(Socket& socket);
 
 } // namespace telvora::collector

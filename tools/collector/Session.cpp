@@ -8,8 +8,8 @@ namespace {
 
 namespace http = boost::beast::http;
 
-/// Reads in one go, so that one connection's long body does not keep the others waiting.
-constexpr int readsInOneGo = 16;
+// After this many reads the other connections get their turn.
+constexpr int readsPerTurn = 16;
 
 std::uint64_t nextConnectionNumber()
 {
@@ -19,10 +19,10 @@ std::uint64_t nextConnectionNumber()
 
 } // namespace
 
-Session::Session(Server& server, Socket socket, Server::Door door)
+Session::Session(Server& server, Socket socket, Server::Port port)
     : Connection(server)
     , m_socket(std::move(socket))
-    , m_door(door)
+    , m_port(port)
     , m_number(nextConnectionNumber())
 {
 }
@@ -37,7 +37,7 @@ void Session::start(std::string received)
 {
     m_received = std::move(received);
     deadline = SteadyClock::now() + server().collector().options().idle;
-    pump();
+    processInput();
 }
 
 void Session::drop()
@@ -79,13 +79,13 @@ void Session::onRead(ErrorCode error, std::size_t size)
         onPeerEnded();
         return;
     }
-    if (m_state == State::draining) {
+    if (m_state == State::lingering) {
         armRead();
         return;
     }
     m_received.append(m_buffer.data(), size);
     if (m_state == State::reading)
-        pump();
+        processInput();
 }
 
 void Session::onPeerEnded()
@@ -96,18 +96,18 @@ void Session::onPeerEnded()
         drop();
         break;
     case State::holding:
-    case State::draining:
+    case State::lingering:
         close();
         break;
     case State::writing:
     case State::closed:
-        // While writing: the other side may have closed its half only; the write will tell.
+        // The other side may have closed only its half. If it is gone, the write fails.
         break;
     }
 }
 
-/// Parses what is here and reads on, until a request is answered later or nothing more is here.
-void Session::pump()
+// Reads, parses and answers until no more data is there or an answer has to wait.
+void Session::processInput()
 {
     for (int reads = 0; m_state == State::reading;) {
         if (!m_received.empty()) {
@@ -120,16 +120,16 @@ void Session::pump()
         }
         if (m_isPeerDone) {
             onPeerEnded();
-        } else if (++reads > readsInOneGo || !readIntoScratch()) {
+        } else if (++reads > readsPerTurn || !readIntoScratch()) {
             armRead();
             return;
         }
     }
-    if (m_state == State::holding || m_state == State::draining)
+    if (m_state == State::holding || m_state == State::lingering)
         armRead();
 }
 
-/// One read that does not wait. False where there was nothing to read.
+// Reads once without waiting. False where no data was there.
 bool Session::readIntoScratch()
 {
     if (m_isReadPending)
@@ -152,15 +152,15 @@ bool Session::readIntoScratch()
     return true;
 }
 
-/// Gives the parser what it takes of `data` and handles the request once it is whole. Returns
-/// how much was taken.
+// Parses `data` up to the end of one request and handles the request once it is whole. Returns
+// how many bytes were used.
 std::size_t Session::feed(std::string_view data)
 {
     const Options& options = server().collector().options();
     if (!m_parser) {
         m_parser.emplace(options.maximumBody);
         m_isContinueSent = false;
-        // For the head as a whole; within the body every byte of headway counts anew.
+        // This deadline is for the whole head; within the body every read extends it.
         deadline = SteadyClock::now() + options.slow;
     }
     std::size_t used = 0;
@@ -180,13 +180,13 @@ std::size_t Session::feed(std::string_view data)
         if (error || taken == 0)
             break;
     }
-    noteHeadway();
+    noteProgress();
     if (m_state == State::reading && m_parser->is_done())
         handle();
     return used;
 }
 
-void Session::noteHeadway()
+void Session::noteProgress()
 {
     if (!m_parser->is_header_done())
         return;
@@ -199,7 +199,7 @@ void Session::noteHeadway()
     }
     if (m_parser->wantsContinue() && !m_isContinueSent && !m_parser->is_done()) {
         m_isContinueSent = true;
-        // A fresh connection's send buffer always has room for it.
+        // The send buffer has room for these few bytes.
         ErrorCode ignored;
         m_socket.write_some(
             asio::buffer(std::string_view("HTTP/1.1 100 Continue\r\n\r\n")), ignored);
@@ -227,7 +227,7 @@ void Session::handle()
     m_parser.reset();
 
     const bool isControl = request.target.starts_with(controlPrefix);
-    if (!isControl && m_door == Server::Door::control) {
+    if (!isControl && m_port == Server::Port::control) {
         perform(plainAnswer(404, R"({"error":"only /_telvora/ is served here"})", keepAlive));
         return;
     }
@@ -250,14 +250,14 @@ void Session::wait(const WaitCondition& condition)
 {
     m_wait = condition;
     holdFor(condition.timeout, &Session::endWait);
-    server().awaken([weak = weak_from_this()] {
+    server().addWaiter([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self || !self->m_wait)
             return true;
         if (!self->m_wait->isMet(self->server().collector()))
             return false;
         self->endWait();
-        self->pump();
+        self->processInput();
         return true;
     });
 }

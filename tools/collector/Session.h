@@ -16,10 +16,10 @@ namespace telvora::collector {
 /// they came, however many of them arrived at once.
 ///
 /// Life: start(), then kept alive by its own pending operations. drop() ends it from outside.
-/// A request that is still owed an answer then counts as undelivered.
+/// A request without an answer then counts as undelivered.
 class Session final : public Connection, public std::enable_shared_from_this<Session> {
 public:
-    Session(Server& server, Socket socket, Server::Door door);
+    Session(Server& server, Socket socket, Server::Port port);
     ~Session() override;
 
     void start(std::string received);
@@ -27,13 +27,13 @@ public:
 
 private:
     enum class State {
-        /// Waiting for a request or in the middle of one.
+        // Waiting for a request or in the middle of one.
         reading,
-        /// A whole request is here and its answer is not due yet, or never will be.
+        // A whole request has arrived; its answer is delayed or never comes.
         holding,
         writing,
-        /// The last answer is out; what still comes is thrown away until the other side closes.
-        draining,
+        // The last answer is sent; input is discarded until the other side closes.
+        lingering,
         closed,
     };
 
@@ -41,10 +41,10 @@ private:
     void onRead(ErrorCode error, std::size_t size);
     void onPeerEnded();
     bool readIntoScratch();
-    void pump();
+    void processInput();
     std::size_t feed(std::string_view data);
     void refuse(int status, const char* why);
-    void noteHeadway();
+    void noteProgress();
 
     void handle();
     void wait(const WaitCondition& condition);
@@ -56,18 +56,18 @@ private:
     void finishAnswer();
     void settle(Outcome outcome);
     void releaseHeldBytes();
-    void drain();
+    void linger();
     void close();
 
     Socket m_socket;
-    Server::Door m_door;
+    Server::Port m_port;
     std::uint64_t m_number;
     State m_state = State::reading;
 
     std::array<char, 4096> m_buffer {};
     bool m_isReadPending = false;
     bool m_isPeerDone = false;
-    /// Received and not yet parsed.
+    // Received and not yet parsed.
     std::string m_received;
     std::optional<RequestParser> m_parser;
     bool m_isContinueSent = false;

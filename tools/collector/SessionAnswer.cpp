@@ -7,10 +7,11 @@
 namespace telvora::collector {
 namespace {
 
-/// How long an answer may find no taker, and how long a closed connection is listened to so that
-/// the close does not overtake the answer.
+// How long the client may leave an answer unread.
 constexpr std::chrono::seconds longestWrite { 60 };
-constexpr std::chrono::seconds longestDrain { 5 };
+// How long input is discarded after the last answer: closing a socket with unread input resets the
+// connection, and the client may lose the answer.
+constexpr std::chrono::seconds longestLinger { 5 };
 
 } // namespace
 
@@ -39,11 +40,11 @@ void Session::holdFor(std::chrono::milliseconds time, void (Session::*then)())
         if (error || self->m_state != State::holding)
             return;
         (self.get()->*then)();
-        self->pump();
+        self->processInput();
     });
 }
 
-/// Sends what is left of the answer as far as the socket takes it, or the drip lets it.
+// Sends the rest of the answer, as far as the socket and the drip allow.
 void Session::send()
 {
     m_state = State::writing;
@@ -59,7 +60,7 @@ void Session::send()
                 if (failure || self->m_state != State::writing)
                     return;
                 self->send();
-                self->pump();
+                self->processInput();
             });
             return;
         }
@@ -89,7 +90,7 @@ void Session::finishAnswer()
         deadline = SteadyClock::now() + server().collector().options().idle;
         break;
     case AfterAnswer::close:
-        drain();
+        linger();
         break;
     case AfterAnswer::reset:
         resetSocket(m_socket);
@@ -112,14 +113,14 @@ void Session::releaseHeldBytes()
     m_heldBytes = 0;
 }
 
-void Session::drain()
+void Session::linger()
 {
     if (m_isPeerDone) {
         close();
         return;
     }
-    m_state = State::draining;
-    deadline = SteadyClock::now() + longestDrain;
+    m_state = State::lingering;
+    deadline = SteadyClock::now() + longestLinger;
     ErrorCode ignored;
     m_socket.shutdown(Socket::shutdown_send, ignored);
 }

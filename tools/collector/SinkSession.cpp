@@ -16,7 +16,7 @@ namespace {
 constexpr std::string_view answer = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n"
                                     "Content-Length: 16\r\n\r\n{\"success\":true}";
 
-/// The body's length where the head is that of a plain POST of a stated length, else nothing.
+// The Content-Length of a plain POST; absent for any other request.
 std::optional<std::size_t> plainBodyLength(std::string_view head)
 {
     const std::string_view requestLine = head.substr(0, head.find("\r\n"));
@@ -111,7 +111,7 @@ SinkSession::Step SinkSession::takeHead()
         ? std::nullopt
         : plainBodyLength(received.substr(0, end + 2));
     if (!length || *length > server().collector().options().maximumBody) {
-        server().serve(std::move(m_socket), Server::Door::open, std::string(received));
+        server().serve(std::move(m_socket), Server::Port::open, std::string(received));
         return Step::leave;
     }
     m_size -= end + 4;
@@ -163,7 +163,8 @@ SinkSession::Step SinkSession::finishRequest()
     return Step::more;
 }
 
-/// All of it or nothing: a client that lets hundreds of answers pile up unread is not waited for.
+// False where the answer does not fit into the send buffer: the client then has left hundreds of
+// answers unread and is dropped.
 bool SinkSession::sendAnswer()
 {
     const auto size = ::send(

@@ -10,12 +10,12 @@
 
 namespace telvora::collector {
 
-/// A connection in sink mode, made to take as little of the machine as a server can. It reads of a
-/// POST's head nothing but the length, lets the kernel throw the body away uncopied unless
-/// events are counted, and answers success.
+/// A connection in sink mode, made to use as little processor time as possible. It reads only the
+/// length from a POST's head, lets the kernel discard the body without a copy unless events are
+/// counted, and answers success.
 ///
-/// Deliberate: takes bodies of a stated length only. Anything that is no such POST moves the
-/// connection to an ordinary Session, which understands all of HTTP/1.1.
+/// Deliberate: takes only POST requests with a Content-Length. At any other request an ordinary
+/// Session, which understands all of HTTP/1.1, takes over the connection.
 class SinkSession final : public Connection, public std::enable_shared_from_this<SinkSession> {
 public:
     SinkSession(Server& server, Socket socket);

@@ -13,19 +13,19 @@ namespace json = boost::json;
 constexpr std::size_t maximumPaths = 1000;
 constexpr std::size_t maximumRulesOfAPath = 1000;
 constexpr std::size_t maximumTraceIDs = 262144;
-/// A trace id longer than this is wrong anyhow and not worth remembering.
+// A longer trace id is wrong anyway and is not remembered.
 constexpr std::size_t longestTraceID = 64;
 
 std::string_view pathOf(std::string_view target)
 {
-    // A path is a key of the counts; nobody needs to tell longer ones apart.
+    // A path is a key of the counts; longer ones are cut to bound the memory.
     constexpr std::size_t longest = 256;
     return target.substr(0, std::min(target.find_first_of("?#"), longest));
 }
 
 std::size_t footprint(const Request& request)
 {
-    // What the containers and the allocator add to a string, roughly.
+    // Roughly what the containers and the allocator add to each string.
     constexpr std::size_t perString = 48;
     std::size_t bytes = sizeof(Request) + 2 * perString + request.body.capacity()
         + request.target.capacity() + request.rule.capacity();
@@ -132,8 +132,8 @@ void Store::judgeTraceID(Request& request)
         rememberTraceID(traceID);
         return;
     }
-    // An HTTP client sends a request anew by itself when a kept-alive connection dies before a
-    // byte of answer. That is the same request, not a second one with a worn id.
+    // An HTTP client resends a request by itself when a kept-alive connection closes before the
+    // first byte of the answer. That is the same request, so the same trace id is right.
     if (seen->second)
         request.isResent = true;
     else

@@ -17,7 +17,7 @@
 
 namespace telvora::collector {
 
-/// One request outside /_telvora/, as it came and as it was answered.
+/// One request outside /_telvora/, as it was received and answered.
 struct Request {
     std::uint64_t number = 0;
     double secondsSince1970 = 0;
@@ -27,9 +27,9 @@ struct Request {
     Headers headers;
     std::string body;
     Verdict verdict;
-    /// The sender's transport sent it anew because no byte came back the first time.
+    /// The sender's HTTP client resent it because the first try got no byte of an answer.
     bool isResent = false;
-    /// Name of the rule it met, empty where it met none.
+    /// Name of the rule that was applied; empty where none was.
     std::string rule;
     Outcome outcome = Outcome::pending;
     /// Whether any byte of an answer went out.
@@ -38,16 +38,16 @@ struct Request {
 
 boost::json::object describe(const Request& request);
 
-/// The requests that are kept and the counts of all there ever were.
+/// The most recent requests, and the counts of all requests.
 ///
-/// Requests are kept within a bound of memory and forgotten oldest first. The counts forget
-/// nothing but are kept for 1000 paths and 1000 rules a path; what comes beyond is counted
+/// Requests are kept up to a limit of memory; the oldest are forgotten first. The counts stay
+/// exact, for at most 1000 paths and 1000 rules a path; further ones are counted together
 /// under "*". Trace ids are remembered for the last 262,144 requests.
 ///
 /// Thread safety: one thread.
 class Store {
 public:
-    /// Names a request whose outcome is still to come, and keeps it alive until then.
+    /// Refers to a request whose outcome is not known yet, and keeps it alive.
     struct Ticket {
         std::shared_ptr<Request> request;
         std::uint64_t generation = 0;
@@ -55,15 +55,15 @@ public:
 
     explicit Store(std::size_t maximumBytes);
 
-    /// Takes a request in. Gives it its number and adds to its verdict what only the history
-    /// can tell.
+    /// Adds a request, gives it its number, and adds a problem to its verdict where its trace id
+    /// was seen before.
     Ticket add(Request request);
 
-    /// Settles a request. Counts nothing where a reset came in between.
+    /// Records the outcome. Counts nothing where a reset came in between.
     void settle(const Ticket& ticket, Outcome outcome);
 
-    /// Requests with a number above `since`, oldest first, as the text of a JSON object. Not more
-    /// than about `maximumBytes` of them; "more" says whether there are.
+    /// Requests with a number above `since`, oldest first, as the text of a JSON object of about
+    /// `maximumBytes` at most; its "more" says whether requests were left out.
     std::string requestsSince(std::uint64_t since, std::size_t maximumBytes) const;
 
     boost::json::object summary() const;
@@ -71,7 +71,7 @@ public:
     /// Forgets everything and counts from 1 again.
     void reset();
 
-    /// Roughly what the kept requests hold.
+    /// Roughly the memory of the kept requests, in bytes.
     std::size_t keptBytes() const { return m_keptBytes; }
     std::uint64_t requestCount() const { return m_total.requests; }
     std::uint64_t eventCount() const { return m_total.events; }
@@ -125,7 +125,7 @@ private:
     std::uint64_t m_malformed = 0;
     std::uint64_t m_incomplete = 0;
 
-    /// Trace ids seen, and whether the request that bore it last ended without a byte of answer.
+    // Trace ids seen, and whether the last request with this id got no byte of an answer.
     std::unordered_map<std::string, bool> m_traceIDs;
     std::deque<std::string> m_traceOrder;
 };

@@ -16,7 +16,7 @@ void addProblem(Verdict& verdict, std::string problem)
     verdict.problems.push_back(std::move(problem));
 }
 
-/// The header's only value. Absent and repeated ones are noted as problems.
+// The header's value. A missing or repeated header is noted as a problem.
 std::optional<std::string_view> onlyValue(
     Verdict& verdict, const Headers& headers, std::string_view name)
 {

@@ -27,7 +27,7 @@ std::string addressText(const Endpoint& endpoint, std::uint16_t port)
         + std::to_string(port);
 }
 
-/// The file first: who has read the line may count on it.
+// Writes the file first, so that a reader of the line can rely on the file.
 bool announce(
     const char* what, const Endpoint& endpoint, std::uint16_t port, const std::string& file)
 {
@@ -46,7 +46,7 @@ int run(const Options& options)
     constexpr int oneThread = 1;
     asio::io_context context(oneThread);
     Server server(context, collector);
-    // Before the port is told to anybody: who can find us may also end us.
+    // Before the port is announced, because a signal may arrive right after that.
     asio::signal_set signals(context, SIGTERM, SIGINT);
     if (const auto problem = server.listen())
         return fail(1, *problem);
