@@ -10,8 +10,8 @@
 
 namespace telvora::host {
 
-/// What a value of a line is wanted as. Each throws ScriptError, naming `what`, for a value of
-/// another kind. A whole number serves where a number with fraction is wanted.
+/// A value of a line as a certain type. Each throws ScriptError, naming `what`, where the value has
+/// another type. asNumber() takes whole numbers too.
 std::string asText(const Value& value, std::string_view what);
 bool asFlag(const Value& value, std::string_view what);
 std::int64_t asInteger(const Value& value, std::string_view what);
@@ -27,7 +27,7 @@ std::optional<std::string> asOptionalText(const Value& value, std::string_view w
 /// The arguments of one line, by name. Reading one that is missing, or of the wrong kind, throws
 /// ScriptError; one with a default may be missing or null.
 ///
-/// Life: looks at a line that somebody else keeps.
+/// Life: refers to a line that must outlive it.
 class Arguments {
 public:
     explicit Arguments(const Dictionary& line)
@@ -35,12 +35,12 @@ public:
     {
     }
 
-    /// Present, be it as null.
+    /// True for null as well.
     bool has(std::string_view name) const { return m_line.contains(name); }
 
-    /// Present, be it as null; a missing one is an error.
+    /// The argument, possibly null; a missing one is an error.
     const Value& value(std::string_view name) const;
-    /// Null when it is missing, or null.
+    /// A null pointer where it is missing or null.
     const Value* given(std::string_view name) const;
 
     std::string text(std::string_view name) const { return asText(value(name), name); }
@@ -57,7 +57,7 @@ public:
     {
         return asTexts(value(name), name);
     }
-    /// Must be there; absent for null.
+    /// Absent for null; a missing one is an error.
     std::optional<std::string> textOrNull(std::string_view name) const
     {
         return asOptionalText(value(name), name);

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-// Looking at channels and their retry caches, at the timer and at the ledger.
+// Operations that read channels and their retry caches, the timer and the ledger.
 namespace telvora::host {
 
 namespace {
@@ -82,16 +82,16 @@ Result timer(const Call&)
     });
 }
 
-// Asking before anything was registered or appended does not make the shared object.
+// Reading the ledger before anything was registered or appended must not make the shared object.
 Result ledger(const Call& call)
 {
     const auto index = call.arguments.optionalText("index");
-    const bool isThere = call.host.hasTouchedManager();
+    const bool hasManager = call.host.hasTouchedManager();
     if (!index) {
-        return isThere ? Value(TrackerManager::shared().ledgersDictionary())
-                       : Value(Dictionary { { "", ledgerDictionary({}) } });
+        return hasManager ? Value(TrackerManager::shared().ledgersDictionary())
+                          : Value(Dictionary { { "", ledgerDictionary({}) } });
     }
-    if (!isThere)
+    if (!hasManager)
         return Value(nullptr);
     const auto snapshot = TrackerManager::shared().ledger(*index);
     return snapshot ? Value(ledgerDictionary(*snapshot)) : Value(nullptr);

@@ -15,7 +15,7 @@ namespace {
 
 using Excavator = TrackerDataExcavator;
 
-// Ready to be made; everything that can be wrong with it has been looked at.
+// An assignment whose value was checked already.
 using Assignment = std::function<void()>;
 
 struct StaticValue {

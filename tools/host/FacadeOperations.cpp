@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-// The operations of TrackerManager but for APM reports.
+// The operations of TrackerManager except APM reports.
 namespace telvora::host {
 
 namespace {
@@ -185,7 +185,7 @@ Result appendTracker(const Call& call)
     for (std::int64_t number = 0; number < count; ++number) {
         Value numbered(copy(event));
         replaceMarker(numbered, "$n", number);
-        // An event that is nothing but the marker has become a number.
+        // An event that was only the marker is a number now.
         if (!numbered.is_object())
             throw ScriptError("\"event\" wants an object");
         manager().appendTracker(std::move(numbered.get_object()), index);
@@ -293,7 +293,7 @@ void addFacadeOperations(OperationTable& table)
     add("uuid", uuid);
     add("sessionId", sessionId);
     add("register", registerChannel);
-    // A second channel of one index ends the process; what others have told must be out.
+    // A second channel of one index ends the process: lines of other threads must not be kept back.
     table["register"].letsOthersWrite = true;
     add("setHooks", setHooks);
     add("setUrl", setUrl);

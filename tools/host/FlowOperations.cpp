@@ -19,7 +19,7 @@ namespace {
 
 using Platform = Operation::Platform;
 
-// What a closure is named in `inside`, and whether it belongs to a channel.
+// A closure's name in `inside`, and whether it belongs to a channel.
 struct ClosureName {
     std::string_view name;
     bool hasIndex;
@@ -46,7 +46,7 @@ std::chrono::nanoseconds duration(const Arguments& arguments, double otherwise)
     return nanosecondsFromSeconds(seconds);
 }
 
-// Blocks do not nest: one that ran others would have them run inside itself.
+// A block must not run other blocks inside itself.
 void requireNoBlock(SimulatedPlatform& platform)
 {
     if (platform.dispatch().isRunningBlock())
@@ -138,7 +138,7 @@ Result parallel(const Call& call)
     if (count < 1)
         throw ScriptError("\"threads\" wants a number above 0");
 
-    // All begin at one moment, so that they really run side by side.
+    // All threads begin at one moment, so that they run in parallel.
     std::promise<bool> beginning;
     const std::shared_future<bool> hasBegun = beginning.get_future().share();
     std::vector<std::thread> threads;
@@ -187,7 +187,7 @@ Result checkExit(const Call& call)
 
 void exitNow(const Call& call)
 {
-    // The main thread may be in the middle of a line and never come to its reply.
+    // The main thread may be in the middle of a line and never write its reply.
     call.host.output().writeKeptBack();
     std::exit(static_cast<int>(call.arguments.integer("code", 0)));
 }

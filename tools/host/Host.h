@@ -18,17 +18,17 @@
 
 namespace telvora::host {
 
-/// What the host keeps of a channel that it has registered.
+/// What the host remembers about a channel that it has registered.
 struct Channel {
     std::shared_ptr<TrackerConfig> config;
     std::shared_ptr<lockAtomic<std::string>> url;
 };
 
-/// The host application: what its script has made, and what its closures tell.
+/// The host application: the objects its script has made, and the closures that write events.
 ///
 /// Life: one, made by main() and never destroyed, because the library may call a closure until the
-/// process is gone.
-/// Threads: any; lines run inside closures and side by side too.
+/// process has ended.
+/// Threads: any; lines also run inside closures and in parallel.
 class Host {
 public:
     /// Runs one line inside a closure called `where`.
@@ -44,30 +44,30 @@ public:
     World& world() { return m_world; }
     InsideLines& insideLines() { return m_insideLines; }
 
-    /// Comes before the first line.
+    /// Called before the first line runs.
     void setLineRunner(LineRunner runner) { m_lineRunner = std::move(runner); }
 
-    /// Installs the trigger callback, the first time; TrackerManager's shared object is made by
-    /// that.
+    /// The first call installs the trigger callback, which makes TrackerManager's shared object.
     void touchManager();
     bool hasTouchedManager() const { return m_hasTouchedManager; }
 
+    /// Installs the trigger callback that writes events.
     void reportTriggers();
 
-    /// A closure named `where` was called: tells `event`, with the thread's name at the end, and
-    /// runs the lines that wait for it.
+    /// A closure named `where` was called: writes `event`, with the thread's name at the end, and
+    /// runs the lines that wait for this closure.
     void called(std::string_view where, Dictionary event, const std::string* index = nullptr);
-    /// The same for a closure whose event does not tell the thread.
+    /// The same for an event without the thread's name.
     void calledOnAnyThread(std::string_view where, const Dictionary& event);
 
     void addChannel(const std::string& index, Channel channel) TELVORA_EXCLUDES(m_lock);
-    /// Throws ScriptError when the host has registered no such channel.
+    /// Throws ScriptError where the host has registered no such channel.
     Channel channel(const std::string& index) const TELVORA_EXCLUDES(m_lock);
 
     /// Keeps `record` under `name`, in place of an earlier one.
     void keepRecord(const std::string& name, std::shared_ptr<TrackerMeta> record)
         TELVORA_EXCLUDES(m_lock);
-    /// Throws ScriptError when there is none.
+    /// Throws ScriptError where there is none.
     std::shared_ptr<TrackerMeta> record(const std::string& name) const TELVORA_EXCLUDES(m_lock);
 
     void noteFailedLine() { m_hasFailedLine = true; }

@@ -12,7 +12,7 @@
 
 namespace telvora::host {
 
-/// Lines that several owners run; goes away without recursion.
+/// Lines with several owners; destroyed without recursion.
 using SharedLines = std::shared_ptr<const Array>;
 SharedLines shareLines(const Array& lines);
 
@@ -24,17 +24,17 @@ public:
     struct Order {
         /// Which closure: "url", "trigger", ...
         std::string where;
-        /// Of which channel; of any when absent.
+        /// Which channel; any where absent.
         std::optional<std::string> index;
         SharedLines lines;
-        /// For how many calls more.
+        /// For how many more calls.
         std::int64_t times = 1;
     };
 
     void add(Order order) TELVORA_EXCLUDES(m_lock);
 
-    /// What is to be run by this call of a closure: the lines of every order that it answers to,
-    /// in the order of arrival.
+    /// The lines that this call of a closure must run: those of every matching order, the oldest
+    /// order first.
     std::vector<SharedLines> take(std::string_view where, const std::string* index)
         TELVORA_EXCLUDES(m_lock);
 

@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-// The application's moves, and the page-lifecycle framework.
+// Moves to the background and the foreground, and the page-lifecycle framework.
 namespace telvora::host {
 
 namespace {
@@ -69,7 +69,7 @@ Result lifecycle(const Call& call)
         position(call.arguments, "occasion", lifeCycleTraceOccasionRawValues.size()));
     const auto state
         = static_cast<LifeCycleTraceState>(position(call.arguments, "state", stateCount));
-    // Not kept: the library holds screens weakly, and so does whoever plays the framework.
+    // Weak, because the framework that this operation stands for does not own screens.
     const std::weak_ptr<UIViewController> scene
         = id ? screenNamed(call.host, *id) : std::shared_ptr<UIViewController>();
 

@@ -7,8 +7,8 @@
 
 namespace telvora::host {
 
-/// Cuts what comes from a file descriptor into lines. Takes only what is there, so that a line
-/// typed into a pipe is run before the next one is written.
+/// Splits the input from a file descriptor into lines. Waits for no more than one line, so that a
+/// line written into a pipe runs before the next one is written.
 ///
 /// Threads: one.
 class LineReader {
@@ -17,15 +17,15 @@ public:
 
     struct Line {
         std::string text;
-        /// The line went past the limit; its text is gone.
+        /// The line was longer than the limit; its text is dropped.
         bool isTooLong = false;
     };
 
     /// The caller closes `descriptor`.
     explicit LineReader(int descriptor, std::size_t limit = longestLine);
 
-    /// The next line without its end, the last one also if it has none; absent at the end of the
-    /// input, and when it cannot be read.
+    /// The next line without its line end, which the last line may lack; absent at the end of the
+    /// input and after a read error.
     std::optional<Line> next();
 
 private:

@@ -31,7 +31,7 @@ public:
         do {
             if (!m_platform.dispatch().waitUntilIdle(deadline))
                 return false;
-            if (!uploads || isQuiet())
+            if (!uploads || isIdle())
                 return true;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         } while (SteadyClock::now() < deadline);
@@ -39,8 +39,8 @@ public:
     }
 
 private:
-    // An upload that completed just now may have queued something, and that may have sent another.
-    bool isQuiet()
+    // An upload that has just ended may have queued a block, and that may have sent another.
+    bool isIdle()
     {
         return m_platform.httpClient().inFlight() == 0
             && m_platform.dispatch().waitUntilIdle(SteadyClock::now())

@@ -11,7 +11,7 @@ namespace telvora::host {
 
 namespace {
 
-// The host's own log.
+// The host's log service: writes each log line as an event.
 class ReportingLogService final : public LogService {
 public:
     explicit ReportingLogService(Host& host)

@@ -12,27 +12,27 @@ namespace telvora::host {
 
 namespace {
 
-// Shows `replace` every value, containers before what is in them. It answers whether it has dealt
-// with the value, so that what is inside needs no look.
+// Calls `replace` for every value, a container before its elements. Where `replace` returns true,
+// the elements are skipped.
 template<typename Replace> void walk(Value& root, const Replace& replace)
 {
-    std::vector<Value*> open { &root };
-    while (!open.empty()) {
-        Value& value = *open.back();
-        open.pop_back();
+    std::vector<Value*> unvisited { &root };
+    while (!unvisited.empty()) {
+        Value& value = *unvisited.back();
+        unvisited.pop_back();
         if (replace(value))
             continue;
         if (Dictionary* dictionary = value.if_object()) {
             for (auto& member : *dictionary)
-                open.push_back(&member.value());
+                unvisited.push_back(&member.value());
         } else if (Array* array = value.if_array()) {
             for (Value& element : *array)
-                open.push_back(&element);
+                unvisited.push_back(&element);
         }
     }
 }
 
-// What {NAME: ...} holds; null for anything else.
+// The value in {NAME: value}; null for anything else.
 const Value* markerContent(const Value& value, std::string_view name)
 {
     const Dictionary* dictionary = value.if_object();

@@ -5,19 +5,18 @@
 #include <cstdint>
 #include <string_view>
 
-/// The objects in a script that stand for something else: {"$double": "nan"} for a number that
-/// JSON cannot write, {"$bytes": HEX} for a string of any bytes, and {"$n": 0} or {"$thread": 0}
-/// for a running number. None of these functions recurses.
+/// Markers are objects in a script that stand for another value: {"$double": "nan"} for a number
+/// that JSON cannot write, {"$bytes": HEX} for a string of any bytes, and {"$n": 0} or
+/// {"$thread": 0} for a running number. None of these functions recurses.
 namespace telvora::host {
 
-/// Puts the numbers and strings that $double and $bytes stand for in their places. Throws
-/// ScriptError for one that stands for nothing.
+/// Replaces each $double and $bytes by its number or string. Throws ScriptError for an invalid one.
 void resolveMarkers(Value& value);
 
-/// Puts `number` in place of each {NAME: 0}.
+/// Replaces each {NAME: 0} by `number`.
 void replaceMarker(Value& value, std::string_view name, std::int64_t number);
 
-/// One line of text: numbers that JSON cannot write as $double, bad UTF-8 repaired.
+/// `line` as one line of JSON: numbers beyond JSON become $double, bad UTF-8 is repaired.
 std::string lineText(const Dictionary& line);
 
 } // namespace telvora::host

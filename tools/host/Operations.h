@@ -11,20 +11,20 @@
 
 namespace telvora::host {
 
-/// How a line came to be run.
+/// Where a line runs, and how it replies.
 struct LineContext {
-    /// The closure that it runs inside of; empty outside.
+    /// The closure that runs it; empty outside of closures.
     std::string_view inside {};
-    /// Only a line that fails replies.
+    /// The line replies only where it fails.
     bool onlyErrors = false;
-    /// A line of the script itself, on the main thread.
+    /// It is a line of the script itself, on the main thread.
     bool isOfScript = false;
 };
 
-/// Runs one line that is written inside another one.
+/// Runs one line that is an argument of another line.
 using InnerLineRunner = std::function<void(const Value& line, const LineContext& context)>;
 
-/// One line under way.
+/// One line that is being run.
 struct Call {
     Host& host;
     Arguments arguments;
@@ -35,10 +35,10 @@ struct Call {
     SimulatedPlatform& simulated() const;
 };
 
-/// What an operation returns: nothing, or a value, which is null for an absent one.
+/// What an operation returns: nothing, or a value, which is null for an absent result.
 using Result = std::optional<Value>;
 
-/// A result that may be absent.
+/// The result for a text that may be absent.
 inline Result resultOf(const std::optional<std::string>& text)
 {
     return text ? Value(*text) : Value(nullptr);
@@ -53,11 +53,11 @@ struct Operation {
 
     Result (*run)(const Call& call) = nullptr;
     Platform platform = Platform::both;
-    /// TrackerManager's shared object is there before it runs.
+    /// It uses TrackerManager's shared object, which is made before it runs.
     bool touchesManager = false;
-    /// Other threads may write before its reply: it waits for them, or may end the process.
+    /// Other threads may write before its reply, because it waits for them or may end the process.
     bool letsOthersWrite = false;
-    /// What follows the reply.
+    /// Runs after the reply.
     void (*afterReply)(const Call& call) = nullptr;
 };
 
@@ -66,7 +66,7 @@ using OperationTable = std::map<std::string, Operation, std::less<>>;
 
 const OperationTable& operationTable();
 
-/// The groups that it is made of, one in each source.
+/// Each of these adds one group of operations and has a source of its own.
 void addFlowOperations(OperationTable& table);
 void addFacadeOperations(OperationTable& table);
 void addReportOperations(OperationTable& table);

@@ -9,7 +9,7 @@ namespace telvora::host {
 
 namespace {
 
-// Through stdio, because that is where the library's own line goes: each finds its place.
+// Uses stdio as the library's own output line does, so that the lines keep their order.
 void print(std::string_view text)
 {
     if (text.empty())
@@ -35,7 +35,7 @@ void Output::write(const Dictionary& line, bool isEvent)
     std::string text = lineText(line);
     text.push_back('\n');
     MutexLock lock(m_lock);
-    if (m_speaker && *m_speaker != std::this_thread::get_id()) {
+    if (m_lineThread && *m_lineThread != std::this_thread::get_id()) {
         m_keptBack.append(text);
         return;
     }
@@ -50,7 +50,7 @@ Output::Precedence::Precedence(Output& output)
     : m_output(output)
 {
     MutexLock lock(m_output.m_lock);
-    m_output.m_speaker = std::this_thread::get_id();
+    m_output.m_lineThread = std::this_thread::get_id();
 }
 
 Output::Precedence::~Precedence()
@@ -61,7 +61,7 @@ Output::Precedence::~Precedence()
 void Output::writeKeptBack()
 {
     MutexLock lock(m_lock);
-    m_speaker.reset();
+    m_lineThread.reset();
     print(m_keptBack);
     m_keptBack.clear();
 }

@@ -9,23 +9,22 @@
 
 namespace telvora::host {
 
-/// The lines out: one JSON object each, on standard output, flushed.
+/// Writes the output lines: one JSON object each, to standard output, flushed.
 ///
-/// While a line of the script runs, what other threads have to tell can be kept back until the
-/// reply is out, so that the reply comes before the work that the call queued however fast that
-/// work is. What the line's own thread has to tell in the meantime comes after what was kept back
-/// by then: events stay in the order in which they happened.
+/// While a line of the script runs, the lines of other threads can be kept back until its reply is
+/// written, so that the reply always comes before the events of the work that the line queued. When
+/// the line's own thread writes an event, the lines kept back so far are written first: events stay
+/// in the order in which they happened.
 ///
-/// Life: never destroyed, since threads of the library may still tell of something while the
-/// process ends.
+/// Life: never destroyed, because threads of the library may still write while the process ends.
 /// Threads: any.
 class Output {
 public:
     void writeEvent(const Dictionary& event) TELVORA_EXCLUDES(m_lock);
     void writeReply(const Dictionary& reply) TELVORA_EXCLUDES(m_lock);
 
-    /// Keeps back what threads other than the caller write, from now to the end of its life. One
-    /// at a time.
+    /// While it lives, keeps back the lines of all threads but the one that made it. There is at
+    /// most one at a time.
     class Precedence {
     public:
         explicit Precedence(Output& output);
@@ -38,18 +37,19 @@ public:
         Output& m_output;
     };
 
-    /// Writes what is being kept back, and keeps nothing back any more; for a process that ends in
-    /// the middle of a line.
+    // Writes the lines kept back and stops keeping lines back; for a process that ends in the
+    // middle of a line.
     void writeKeptBack() TELVORA_EXCLUDES(m_lock);
 
-    /// The same where nobody may be waited for. Does without it while somebody else is writing.
+    // Writes the lines kept back, for a signal handler: never waits, and does nothing while another
+    // thread is writing.
     void tryToWriteKeptBack();
 
 private:
     void write(const Dictionary& line, bool isEvent) TELVORA_EXCLUDES(m_lock);
 
     Mutex m_lock;
-    std::optional<std::thread::id> m_speaker TELVORA_GUARDED_BY(m_lock);
+    std::optional<std::thread::id> m_lineThread TELVORA_GUARDED_BY(m_lock);
     std::string m_keptBack TELVORA_GUARDED_BY(m_lock);
 };
 

@@ -11,8 +11,8 @@ namespace telvora::host {
 /// {"vc": class name or null, "params"} of the page on top; null without one.
 Value topPage();
 
-/// The screen of that id. Throws ScriptError for an unknown one, and on the real platform, which
-/// has no screens that a script could name.
+/// The screen of that id. Throws ScriptError for an unknown id and on the real platform, where
+/// screens have no ids.
 std::shared_ptr<UIViewController> screenNamed(Host& host, const std::string& id);
 
 } // namespace telvora::host

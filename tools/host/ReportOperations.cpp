@@ -69,7 +69,7 @@ void setField(TrackerMeta& record, std::string_view name, const Value& value)
         throw ScriptError("A record has no field \"" + std::string(name) + "\"");
 }
 
-// All of them or none.
+// Sets all fields, or none where one is wrong.
 void setFields(TrackerMeta& record, const Value* fields)
 {
     if (!fields)

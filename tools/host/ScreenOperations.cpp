@@ -23,15 +23,15 @@ UIViewController::Kind kindNamed(const std::string& name)
     throw ScriptError("\"kind\" is \"plain\", \"navigation\" or \"tabBar\"");
 }
 
-// What a line says of one link.
+// What a line says about one link of a screen.
 struct Link {
     bool isGiven = false;
     std::optional<std::string> id;
 };
 
-// `self` may be named although it is only about to be made.
-Link linkIn(const Arguments& arguments, std::string_view name,
-    const ScriptedScreenHierarchy& screens, const std::string* self)
+// A screen may link to itself (`self`) in the line that makes it.
+Link linkIn(const Arguments& arguments, std::string_view name, const ScriptedScreenHierarchy& screens,
+    const std::string* self)
 {
     if (!arguments.has(name))
         return {};
@@ -41,7 +41,7 @@ Link linkIn(const Arguments& arguments, std::string_view name,
     return link;
 }
 
-// Everything a line says of a screen, read before anything is changed.
+// Everything a line says about a screen, read before anything is changed.
 struct ScreenLine {
     std::optional<std::string> className;
     std::optional<std::string> sceneName;

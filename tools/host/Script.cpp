@@ -11,7 +11,7 @@ namespace telvora::host {
 
 namespace {
 
-// What every reply begins with, as far as the line can be read.
+// The members that every reply begins with, as far as the line can be read.
 Dictionary replyTo(const Value& line, const LineContext& context)
 {
     Dictionary reply { { "reply", nullptr } };

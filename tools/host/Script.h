@@ -10,17 +10,17 @@ namespace telvora::host {
 
 /// Runs the lines of a script and replies to each.
 ///
-/// Threads: runText() and refuse() belong to the main thread; lines inside closures and in
-/// `parallel` run wherever they are.
+/// Threads: the main thread calls runText() and refuse(); lines inside closures and in `parallel`
+/// run on any thread.
 class Script {
 public:
     explicit Script(Host& host);
 
-    /// One line of the script as it was read: runs it, replies, and lets the platform come to
-    /// rest. Blank lines and comments are nothing.
+    /// Runs one line of the script, replies, and lets the platform run its queued work. Skips blank
+    /// lines and comments.
     void runText(std::string_view text);
 
-    /// Replies to a line that cannot even be read.
+    /// Replies to a line that cannot be read.
     void refuse(const std::string& reason);
 
 private:

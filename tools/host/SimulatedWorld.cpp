@@ -13,7 +13,7 @@ namespace {
 
 using Notification = telvora::Notification;
 
-// A batch holds events that a line may nest as deep as a line may be.
+// A body is deeper than the deepest event that a line can hold.
 constexpr std::size_t deepestBody = 4096;
 
 Dictionary requestEvent(std::size_t number, const HTTPRequest& request)
@@ -31,7 +31,7 @@ Dictionary requestEvent(std::size_t number, const HTTPRequest& request)
     return event;
 }
 
-// A whole number of seconds is written as one.
+// A whole number of seconds becomes an integer.
 Value secondsOf(std::chrono::nanoseconds interval)
 {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(interval);
@@ -60,9 +60,9 @@ public:
         , m_output(output)
     {
         installPlatform(m_platform.services());
-        tellOfRequests();
-        tellOfFiles();
-        tellOfRegistrations();
+        writeRequests();
+        writeFileUse();
+        writeRegistrations();
     }
 
     SimulatedPlatform* simulated() override { return &m_platform; }
@@ -73,7 +73,7 @@ public:
 
     void rest() override { m_platform.runUntilIdle(); }
 
-    // Time does not pass by itself, so what has not come to rest now never does.
+    // Time does not pass by itself, so waiting longer would change nothing.
     bool settle(std::chrono::nanoseconds, bool uploads) override
     {
         if (m_platform.dispatch().isRunningBlock())
@@ -84,7 +84,7 @@ public:
     }
 
 private:
-    void tellOfRequests()
+    void writeRequests()
     {
         m_platform.httpClient().setRequestObserver(
             [this](std::size_t number, const HTTPRequest& request) {
@@ -94,7 +94,7 @@ private:
             });
     }
 
-    void tellOfFiles()
+    void writeFileUse()
     {
         m_platform.fileManager().setProbeObserver([this](const std::string& path) {
             m_output.writeEvent({ { "event", "fileProbe" }, { "path", path } });
@@ -108,7 +108,7 @@ private:
         });
     }
 
-    void tellOfRegistrations()
+    void writeRegistrations()
     {
         using Action = RecordingNotificationCenter::Action;
         m_platform.notificationCenter().setObservationObserver(

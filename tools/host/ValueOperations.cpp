@@ -6,12 +6,12 @@
 #include <Telvora/LoggableKit/Classes/Extension/Dictionary+Extension.h>
 #include <tools/host/ScriptError.h>
 
-// Words, values and their texts.
+// Enumerations and values, and their texts.
 namespace telvora::host {
 
 namespace {
 
-// Its cases are named as their raw values are.
+// The names of the cases are their raw values.
 Result defaultIndexNamed(const Call& call)
 {
     const auto index = defaultIndex(call.arguments.text("rawValue"));

@@ -13,10 +13,10 @@ namespace telvora::host {
 
 class Output;
 
-/// The platform under the library, as the script sees it: the real one or the simulated one.
+/// The platform that the script runs on: the real one or the simulated one.
 ///
 /// Life: made and installed before the library is first used; never destroyed.
-/// Threads: the main thread makes it and calls rest(); the rest is for any.
+/// Threads: the main thread makes it and calls rest(); any thread may call the other functions.
 class World {
 public:
     virtual ~World() = default;
@@ -28,17 +28,18 @@ public:
 
     virtual bool isOnMainThread() const = 0;
 
-    /// Between two lines of the script.
+    /// Called between two lines of the script: runs the queued work of a simulated platform.
     virtual void rest() { }
 
-    /// Waits until no block is queued and, with `uploads`, no upload is under way. False when that
-    /// is still not so after `timeout`.
+    /// Waits until no block is queued and, with `uploads`, no upload is under way. False where
+    /// `timeout` passes first.
     virtual bool settle(std::chrono::nanoseconds timeout, bool uploads) = 0;
 };
 
-/// Each makes the platform and installs it.
+/// Makes the real platform and installs it.
 std::unique_ptr<World> makeLinuxWorld();
-/// What the platform is asked becomes events on `output`.
+/// Makes the simulated platform and installs it. Requests, file accesses and registrations become
+/// events on `output`.
 std::unique_ptr<World> makeSimulatedWorld(std::uint64_t seed, Output& output);
 
 } // namespace telvora::host

@@ -21,16 +21,16 @@ using namespace telvora::host;
 constexpr int commandLineStatus = 1;
 constexpr int failedLineStatus = 2;
 
-// Neither this nor what runScript() makes is ever destroyed: the library calls the host's closures
-// until the process is gone.
+// Neither this nor the objects of runScript() are ever destroyed: the library calls the host's
+// closures until the process has ended.
 Output& output()
 {
     static auto& shared = *new Output;
     return shared;
 }
 
-// A fatal error of the library, on some thread, while a line runs on the main one.
-void tellBeforeAbort(int)
+// A fatal error of the library may end the process on any thread while a line runs on the main one.
+void writeBeforeAbort(int)
 {
     output().tryToWriteKeptBack();
 }
@@ -68,7 +68,7 @@ int runScript(const Options& options, int descriptor)
 int main(int argumentCount, char** arguments)
 {
     std::setlocale(LC_ALL, "");
-    std::signal(SIGABRT, tellBeforeAbort);
+    std::signal(SIGABRT, writeBeforeAbort);
     try {
         const Options options = readOptions(argumentCount, arguments);
         if (options.wantsHelp) {
