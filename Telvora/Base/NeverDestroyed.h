@@ -11,7 +11,8 @@ public:
         : m_value()
     {
     }
-    constexpr ~NeverDestroyed() { }
+    // A default destructor would be deleted where T has one of its own.
+    constexpr ~NeverDestroyed() { } // NOLINT(modernize-use-equals-default)
 
     NeverDestroyed(const NeverDestroyed&) = delete;
     NeverDestroyed& operator=(const NeverDestroyed&) = delete;
