@@ -15,7 +15,7 @@ namespace telvora::tests {
 
 namespace {
 
-// A file without a name. Unlike a pipe it never makes one side wait for the other.
+// A file without a name. Unlike with a pipe, writer and reader never wait for each other.
 class Scratch {
 public:
     explicit Scratch(const std::string& content = {})
@@ -89,9 +89,9 @@ HostRun runHost(const std::string& script, const std::vector<std::string>& argum
 
     const pid_t child = fork();
     if (child < 0)
-        throw std::runtime_error("No process for the host");
+        throw std::runtime_error("The host cannot be started");
     if (child == 0) {
-        // Both outlive exec(): the test's end is the host's, and a host that hangs is ended.
+        // Both settings survive exec(): the host ends with the test, and after a minute.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         alarm(60);
         dup2(input.descriptor(), STDIN_FILENO);

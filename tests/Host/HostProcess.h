@@ -7,7 +7,7 @@ namespace telvora::tests {
 
 /// One run of telvora-host from beginning to end.
 struct HostRun {
-    /// What waitpid() says of its end.
+    /// Its status from waitpid().
     int status = 0;
     /// Standard output, line by line.
     std::vector<std::string> lines;
@@ -20,7 +20,7 @@ struct HostRun {
     int signal() const;
 };
 
-/// Runs telvora-host with `script` on standard input. It is ended after a minute.
+/// Runs telvora-host with `script` on standard input. A run that takes a minute is killed.
 HostRun runHost(const std::string& script, const std::vector<std::string>& arguments = {});
 
 /// The same on the simulated platform.

@@ -13,7 +13,7 @@ namespace {
 
 using host::LineReader;
 
-// What is written into one end of a pipe is read from the other.
+// Reads from a pipe that the test writes into.
 class LineReaderTest : public testing::Test {
 protected:
     LineReaderTest()
@@ -56,7 +56,7 @@ private:
 
 } // namespace
 
-TEST_F(LineReaderTest, GivesALineAsSoonAsItsEndIsThere)
+TEST_F(LineReaderTest, ReturnsALineAsSoonAsItsEndHasArrived)
 {
     LineReader reader(reading());
     write("one\ntwo");
@@ -67,7 +67,7 @@ TEST_F(LineReaderTest, GivesALineAsSoonAsItsEndIsThere)
     EXPECT_EQ(line->text, "one");
 }
 
-TEST_F(LineReaderTest, GivesTheLastLineWithoutAnEnd)
+TEST_F(LineReaderTest, ReturnsALastLineWithoutALineEnd)
 {
     LineReader reader(reading());
     write("one\n\ntwo");
@@ -79,7 +79,7 @@ TEST_F(LineReaderTest, GivesTheLastLineWithoutAnEnd)
     EXPECT_FALSE(reader.next());
 }
 
-TEST_F(LineReaderTest, EndsAtOnceWhereThereIsNothing)
+TEST_F(LineReaderTest, EndsAtOnceOnEmptyInput)
 {
     LineReader reader(reading());
     end();
@@ -87,7 +87,7 @@ TEST_F(LineReaderTest, EndsAtOnceWhereThereIsNothing)
     EXPECT_FALSE(reader.next());
 }
 
-TEST_F(LineReaderTest, PutsALongLineTogether)
+TEST_F(LineReaderTest, JoinsThePiecesOfALongLine)
 {
     LineReader reader(reading());
     const std::string text(1'000'000, 'x');

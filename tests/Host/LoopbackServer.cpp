@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view acceptance
     = "HTTP/1.1 200 OK\r\nContent-Length: 16\r\n\r\n{\"success\":true}";
 
-// How many bytes the request at the front of `received` has; 0 while it is not all there.
+// The size of the request at the front of `received`; 0 while it is not complete.
 std::size_t requestLength(const std::string& received)
 {
     const std::size_t headersEnd = received.find("\r\n\r\n");
@@ -35,7 +35,7 @@ std::size_t requestLength(const std::string& received)
 
 } // namespace
 
-LoopbackServer::LoopbackServer(Manner manner)
+LoopbackServer::LoopbackServer(Behaviour behaviour)
     : m_listening(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     sockaddr_in address {};
@@ -47,8 +47,8 @@ LoopbackServer::LoopbackServer(Manner manner)
         || getsockname(m_listening, generic, &length) != 0)
         throw std::runtime_error("No port to listen on");
     m_port = ntohs(address.sin_port);
-    // The kernel takes connections by itself; nobody needs to be there to be silent.
-    if (manner == Manner::accepts)
+    // The kernel accepts connections by itself; a silent server needs no thread.
+    if (behaviour == Behaviour::answers)
         m_thread = std::thread([this] { serve(); });
 }
 

@@ -9,14 +9,14 @@ namespace telvora::tests {
 /// A server on a free port of the loopback interface.
 class LoopbackServer {
 public:
-    enum class Manner {
-        /// {"success": true}
-        accepts,
-        /// Takes the connection and never says anything.
-        keepsSilent,
+    enum class Behaviour {
+        /// Answers {"success": true}.
+        answers,
+        /// Accepts the connection and never sends anything.
+        staysSilent,
     };
 
-    explicit LoopbackServer(Manner manner);
+    explicit LoopbackServer(Behaviour behaviour);
     ~LoopbackServer();
 
     LoopbackServer(const LoopbackServer&) = delete;

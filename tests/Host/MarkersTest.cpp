@@ -38,7 +38,7 @@ TEST(MarkersTest, DoubleStandsForANumberThatJSONCannotWrite)
     EXPECT_EQ(resolved(R"({"a": {"$double": "-inf"}})").at("a").get_double(), -INFINITY);
 }
 
-TEST(MarkersTest, BytesStandForAStringOfThem)
+TEST(MarkersTest, BytesStandForAString)
 {
     EXPECT_EQ(resolved(R"({"$bytes": ""})").get_string(), "");
     EXPECT_EQ(resolved(R"({"$bytes": "FF0061"})").get_string(), boost::json::string("\xFF\0a", 3));
@@ -51,7 +51,7 @@ TEST(MarkersTest, AnObjectWithMoreMembersIsNoMarker)
     EXPECT_EQ(encode(resolved(text)), text);
 }
 
-TEST(MarkersTest, AMarkerThatStandsForNothingIsAnError)
+TEST(MarkersTest, AnInvalidMarkerIsAnError)
 {
     EXPECT_THROW(resolved(R"({"$double": "NaN"})"), ScriptError);
     EXPECT_THROW(resolved(R"({"$double": 0})"), ScriptError);
@@ -69,7 +69,7 @@ TEST(MarkersTest, ARunningNumberReplacesEveryMarkerOfItsName)
     EXPECT_EQ(encode(value), R"({"a":7,"b":[7,{"$n":1},{"$thread":0}]})");
 }
 
-TEST(MarkersTest, ALineOutWritesSuchNumbersTheSameWay)
+TEST(MarkersTest, AnOutputLineWritesInfinityAndNanAsDouble)
 {
     Dictionary line;
     line["numbers"] = Array { NAN, 1.5, -INFINITY };
@@ -77,12 +77,12 @@ TEST(MarkersTest, ALineOutWritesSuchNumbersTheSameWay)
     EXPECT_EQ(lineText(line), R"({"numbers":[{"$double":"nan"},1.5,{"$double":"-inf"}]})");
 }
 
-TEST(MarkersTest, ALineOutRepairsItsTexts)
+TEST(MarkersTest, AnOutputLineRepairsBadUTF8)
 {
     EXPECT_EQ(lineText({ { "text", "a\xFFz" } }), "{\"text\":\"a\xEF\xBF\xBDz\"}");
 }
 
-TEST(MarkersTest, DepthCostsNoStack)
+TEST(MarkersTest, DeepValuesNeedNoStack)
 {
     Value value = NAN;
     for (int level = 0; level < 300'000; ++level) {

@@ -21,7 +21,7 @@ Options read(std::vector<const char*> arguments)
 
 } // namespace
 
-TEST(HostOptionsTest, RunsStandardInputOnTheRealPlatformUnlessToldOtherwise)
+TEST(HostOptionsTest, RunsStandardInputOnTheRealPlatformByDefault)
 {
     const Options options = read({});
 
@@ -40,7 +40,7 @@ TEST(HostOptionsTest, TakesPlatformSeedAndScriptInAnyOrder)
     EXPECT_EQ(options.script, "script.jsonl");
 }
 
-TEST(HostOptionsTest, RefusesWhatMakesNoSense)
+TEST(HostOptionsTest, RefusesAWrongCommandLine)
 {
     EXPECT_THROW(read({ "--platform" }), ScriptError);
     EXPECT_THROW(read({ "--platform", "mars" }), ScriptError);

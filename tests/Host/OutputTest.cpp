@@ -18,7 +18,7 @@ void tellFromAnotherThread(Output& output, const char* name)
 
 } // namespace
 
-TEST(HostOutputTest, WhatOthersTellDuringALineComesAfterItsReply)
+TEST(HostOutputTest, EventsOfOtherThreadsComeAfterTheReplyOfTheLine)
 {
     Output output;
     testing::internal::CaptureStdout();
@@ -52,7 +52,7 @@ TEST(HostOutputTest, EventsStayInTheOrderInWhichTheyHappened)
         "{\"reply\":\"line\"}\n{\"event\":\"third\"}\n");
 }
 
-TEST(HostOutputTest, WhoEndsTheProcessWritesWhatIsKeptBack)
+TEST(HostOutputTest, KeptBackLinesAreWrittenBeforeTheProcessEnds)
 {
     Output output;
     testing::internal::CaptureStdout();

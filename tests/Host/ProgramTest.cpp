@@ -13,7 +13,7 @@ using testing::HasSubstr;
 
 namespace {
 
-// `levels` containers, one in the other.
+// `levels` nested containers.
 std::string nested(std::size_t levels)
 {
     return std::string(levels, '[') + std::string(levels, ']');
@@ -102,7 +102,7 @@ TEST(HostProgramTest, AFatalErrorOfTheLibraryEndsTheProcess)
         HasSubstr("TrackerManager: There are 2 same configs - index `E2E`: file TrackerManager"));
 }
 
-TEST(HostProgramTest, AScriptThatCannotBeReadIsNoRun)
+TEST(HostProgramTest, AScriptThatCannotBeReadEndsWithStatusOne)
 {
     const HostRun run = runHost("", { "/nowhere/script.jsonl" });
 
@@ -111,7 +111,7 @@ TEST(HostProgramTest, AScriptThatCannotBeReadIsNoRun)
     EXPECT_THAT(run.diagnostics, HasSubstr("/nowhere/script.jsonl"));
 }
 
-TEST(HostProgramTest, AnotherSeedIsAnotherLegalOrder)
+TEST(HostProgramTest, AnotherSeedGivesAnotherLegalOrder)
 {
     std::string script = R"({"op":"setTriggerCallback","on":false}
 {"op":"http","answers":[{"error":"gone"}],"repeat":true}

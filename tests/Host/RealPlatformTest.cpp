@@ -35,7 +35,7 @@ std::size_t countOf(const HostRun& run, const std::string& text)
 
 TEST(HostOnLinuxTest, SettleWaitsForTheAnswers)
 {
-    const LoopbackServer server(LoopbackServer::Manner::accepts);
+    const LoopbackServer server(LoopbackServer::Behaviour::answers);
 
     const HostRun run = runHost(registered(server, 10)
         + R"({"op":"appendTracker","event":{"n":{"$n":0}},"for":"E2E","count":100}
@@ -49,9 +49,9 @@ TEST(HostOnLinuxTest, SettleWaitsForTheAnswers)
     EXPECT_EQ(run.exitStatus(), 0);
 }
 
-TEST(HostOnLinuxTest, SettleGivesUpAfterItsTime)
+TEST(HostOnLinuxTest, SettleFailsAfterItsTimeout)
 {
-    const LoopbackServer server(LoopbackServer::Manner::keepsSilent);
+    const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);
 
     const HostRun run
         = runHost(registered(server, 1) + R"({"op":"appendTracker","event":{},"for":"E2E"}
@@ -66,7 +66,7 @@ TEST(HostOnLinuxTest, SettleGivesUpAfterItsTime)
 
 TEST(HostOnLinuxTest, TheEndOfTheScriptEndsTheProcessWhateverIsUnderWay)
 {
-    const LoopbackServer server(LoopbackServer::Manner::keepsSilent);
+    const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);
     const auto begin = std::chrono::steady_clock::now();
 
     const HostRun run = runHost(registered(server, 1) + R"({"op":"start"}
@@ -79,7 +79,7 @@ TEST(HostOnLinuxTest, TheEndOfTheScriptEndsTheProcessWhateverIsUnderWay)
 
 TEST(HostOnLinuxTest, ExitOnAnotherThreadEndsTheProcessToo)
 {
-    const LoopbackServer server(LoopbackServer::Manner::keepsSilent);
+    const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);
 
     const HostRun run = runHost(registered(server, 1)
         + R"({"op":"inside","where":"trigger","lines":[{"op":"exit","code":3}]}
@@ -91,7 +91,7 @@ TEST(HostOnLinuxTest, ExitOnAnotherThreadEndsTheProcessToo)
     EXPECT_THAT(run.lines, Contains(R"({"reply":"exit","inside":"trigger"})"));
 }
 
-TEST(HostOnLinuxTest, TheReplyComesBeforeWhatTheCallQueued)
+TEST(HostOnLinuxTest, TheReplyComesBeforeTheEventsOfQueuedWork)
 {
     const HostRun run = runHost(R"({"op":"appendTracker","event":{},"for":"nobody","count":2000}
 {"op":"settle"}
@@ -124,7 +124,7 @@ TEST(HostOnLinuxTest, ThreadsInParallelRunEveryLine)
 
 TEST(HostOnLinuxTest, NotificationsArePostedOnTheMainThread)
 {
-    const LoopbackServer server(LoopbackServer::Manner::accepts);
+    const LoopbackServer server(LoopbackServer::Behaviour::answers);
 
     const HostRun run = runHost(
         R"({"op":"register","index":"E2E","maxLimit":9,"apiDatas":[{"a":1}],"hooks":["stop"],"url":")"
@@ -142,7 +142,7 @@ TEST(HostOnLinuxTest, NotificationsArePostedOnTheMainThread)
     EXPECT_EQ(server.answered(), 1);
 }
 
-TEST(HostOnLinuxTest, WhatOnlyASimulatedPlatformCanDoIsAnError)
+TEST(HostOnLinuxTest, OperationsOfTheSimulatedPlatformAreErrors)
 {
     const HostRun run = runHost(R"({"op":"advance","seconds":1}
 {"op":"device"}

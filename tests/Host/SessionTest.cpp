@@ -9,9 +9,9 @@
 #include <regex>
 #include <sstream>
 
-// A session is a script that can be run by hand, with the lines that it must print written below
-// each of its own as comments: "#= {...}". Its first line tells the exit status: "#! 2". Where a
-// session expects "UUID 1", any UUID may stand, but the same one each time.
+// A session is a script that also runs by hand. Below each line of it, comments "#= {...}" hold the
+// lines that it must print; "#! 2" holds its exit status where that is not 0. "UUID 1" stands for
+// any UUID, the same one each time.
 namespace telvora::tests {
 
 namespace {
@@ -36,7 +36,7 @@ Session readSession(const std::string& path)
     return session;
 }
 
-// Numbers the UUIDs in the order in which they turn up.
+// Numbers the UUIDs in the order in which they appear.
 class UUIDNames {
 public:
     std::string nameIn(const std::string& line)
@@ -87,14 +87,14 @@ TEST_P(HostSessionTest, PrintsTheLinesOfTheSession)
     UUIDNames names;
     for (std::size_t index = 0; index < run.lines.size(); ++index) {
         const std::string line = names.nameIn(run.lines[index]);
-        ASSERT_LT(index, session.expectedLines.size()) << "One more line: " << line;
+        ASSERT_LT(index, session.expectedLines.size()) << "Unexpected line: " << line;
         ASSERT_EQ(line, session.expectedLines[index]) << "in line " << index + 1;
     }
     EXPECT_EQ(run.lines.size(), session.expectedLines.size());
     EXPECT_EQ(run.exitStatus(), session.expectedStatus) << run.diagnostics;
 }
 
-TEST_P(HostSessionTest, IsTheSameTwiceWithTheSameSeed)
+TEST_P(HostSessionTest, PrintsTheSameTwiceWithTheSameSeed)
 {
     const Session session
         = readSession(std::string(TELVORA_HOST_SESSION_FOLDER) + "/" + GetParam() + ".jsonl");

@@ -15,26 +15,26 @@ Answer answerTo(std::string_view ruleText, bool keepAlive = true)
     return ruledAnswer(*rules.take("/", {}), keepAlive);
 }
 
-TEST(UnderstoodTest, TakesABooleanZeroOrOneForSuccess)
+TEST(OutcomeTest, TakesABooleanZeroOrOneForSuccess)
 {
     for (const char* body : { R"({"success":true})", R"({"success":false})", R"({"success":0})",
              R"({"success":1})", R"({"success":1.0})", R"({"success":0e0})", R"({"success":-0})",
              R"( {"other":[],"success":true} )" })
-        EXPECT_EQ(understood(body), Outcome::accepted) << body;
+        EXPECT_EQ(outcomeOf(body), Outcome::accepted) << body;
 }
 
-TEST(UnderstoodTest, TakesAnythingElseForARejection)
+TEST(OutcomeTest, TakesAnythingElseForARejection)
 {
     for (const char* body :
         { "", "{}", "<html>", R"({"success":2})", R"({"success":0.5})", R"({"success":"true"})",
             R"({"success":null})", R"({"success":{}})", R"({"success":true)" })
-        EXPECT_EQ(understood(body), Outcome::rejected) << body;
+        EXPECT_EQ(outcomeOf(body), Outcome::rejected) << body;
 }
 
-TEST(UnderstoodTest, TellsJSONThatIsNoObjectApart)
+TEST(OutcomeTest, GivesJSONThatIsNoObjectItsOwnOutcome)
 {
     for (const char* body : { "[]", "\"ok\"", "true", "1", "null", R"([{"success":true}])" })
-        EXPECT_EQ(understood(body), Outcome::notObject) << body;
+        EXPECT_EQ(outcomeOf(body), Outcome::notObject) << body;
 }
 
 TEST(AnswerTest, TheStatusDoesNotDecideTheOutcome)
@@ -59,7 +59,7 @@ TEST(AnswerTest, AStatusWithoutABodyStatesNoLength)
     EXPECT_EQ(answerTo(R"([{"status":204}])").bytes, "HTTP/1.1 204 No Content\r\n\r\n");
 }
 
-TEST(AnswerTest, ARedirectIsNoAnswer)
+TEST(AnswerTest, ARedirectIsUndelivered)
 {
     const Answer answer = answerTo(R"([{"status":302,"headers":{"Location":"/x"}}])");
 
@@ -67,7 +67,7 @@ TEST(AnswerTest, ARedirectIsNoAnswer)
     EXPECT_EQ(answer.outcome, Outcome::undelivered);
 }
 
-TEST(AnswerTest, SaysThatItClosesWhereTheRequestDoesNotKeepAlive)
+TEST(AnswerTest, HasConnectionCloseWhereTheRequestDoesNotKeepAlive)
 {
     const Answer answer = answerTo(R"([{}])", false);
 
@@ -93,14 +93,14 @@ TEST(AnswerTest, ClosingWithinAnEmptyBodyCutsTheHead)
     EXPECT_EQ(answer.outcome, Outcome::undelivered);
 }
 
-TEST(AnswerTest, ATruncationBeyondTheEndIsNone)
+TEST(AnswerTest, ATruncationBeyondTheEndChangesNothing)
 {
     EXPECT_EQ(answerTo(R"([{"truncate":100000}])").outcome, Outcome::accepted);
     EXPECT_EQ(answerTo(R"([{"truncate":20}])").bytes, "HTTP/1.1 200 OK\r\nCon");
     EXPECT_EQ(answerTo(R"([{"truncate":20}])").outcome, Outcome::undelivered);
 }
 
-TEST(AnswerTest, AResetEndsWhatWouldHaveClosed)
+TEST(AnswerTest, AResetReplacesAClose)
 {
     EXPECT_EQ(answerTo(R"([{"close":"before","reset":true}])").after, AfterAnswer::reset);
     EXPECT_EQ(answerTo(R"([{"truncate":1,"reset":true}])").after, AfterAnswer::reset);

@@ -24,7 +24,7 @@ TEST(CollectorControlTest, ServesItsOwnPathsOnBothPorts)
     EXPECT_EQ(program.total().at("requests"), 0);
 }
 
-TEST(CollectorControlTest, RefusesWhatItDoesNotKnow)
+TEST(CollectorControlTest, RefusesWrongRequests)
 {
     const CollectorProgram program;
     Wire wire(program.controlPort());
@@ -56,7 +56,7 @@ TEST(CollectorControlTest, ListsRequestsAfterANumber)
     EXPECT_TRUE(requests.at(0).at("rule").is_null());
 }
 
-TEST(CollectorControlTest, AResetGoesBackToTheRulesOfTheStart)
+TEST(CollectorControlTest, AResetRestoresTheFirstRules)
 {
     const std::string file = temporaryFile("rules");
     ASSERT_TRUE(std::ofstream(file) << R"([{"name":"from file","body":"{}"}])");
@@ -120,7 +120,7 @@ TEST(CollectorControlTest, AWaitEndsUnreachedWhenItsTimeIsOver)
     EXPECT_EQ(waiting.exchange(get("/_telvora/health")).status, 200);
 }
 
-TEST(CollectorControlTest, BearsWaitersThatGoAway)
+TEST(CollectorControlTest, SurvivesWaitersThatDisconnect)
 {
     const CollectorProgram program;
     {

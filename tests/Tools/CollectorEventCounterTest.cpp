@@ -22,7 +22,7 @@ TEST(EventCounterTest, CountsTheObjectsOfOneRootMember)
     EXPECT_EQ(counter.count(), 3U);
 }
 
-TEST(EventCounterTest, CountsTheSameHoweverTheBodyIsCut)
+TEST(EventCounterTest, CountsTheSameHoweverTheBodyIsSplit)
 {
     for (std::size_t size = 1; size < body.size(); ++size) {
         EventCounter counter("data");
@@ -43,7 +43,7 @@ TEST(EventCounterTest, StartsAfreshWithTheSameKey)
     EXPECT_EQ(counter.count(), 1U);
 }
 
-TEST(EventCounterTest, CountsLongBodiesInOnePieceAsByteByByte)
+TEST(EventCounterTest, CountsLongBodiesTheSameInOnePieceAndByteByByte)
 {
     constexpr std::string_view pieces[] { R"({"a":{"b":[{}]}})", R"({"s":"}]"})",
         R"({"t":"\\\"{["})", R"({"n":12345678901234567890})",
@@ -69,7 +69,7 @@ TEST(EventCounterTest, CountsLongBodiesInOnePieceAsByteByByte)
     }
 }
 
-TEST(EventCounterTest, BearsTextThatIsNoJSON)
+TEST(EventCounterTest, SurvivesTextThatIsNotJSON)
 {
     EventCounter counter("data");
     counter.feed(R"(]]]}}}"data":[{{{{)");

@@ -17,7 +17,7 @@ constexpr std::string_view success = R"({"success":true})";
 
 class CollectorFaultTest : public testing::Test {
 protected:
-    /// Posts a batch of two events and reads whatever comes until the connection ends.
+    // Posts a batch of two events and reads whatever comes until the connection ends.
     std::string postAndReadAll(
         std::string_view path = "/e2e", std::chrono::milliseconds longest = Wire::patience)
     {
@@ -26,7 +26,7 @@ protected:
         return wire.readAll(end, longest);
     }
 
-    /// Events of a path with this outcome.
+    // Events of a path with this outcome.
     std::int64_t events(const char* outcome)
     {
         return program.total().at(outcome).at("events").as_int64();
@@ -51,7 +51,7 @@ TEST_F(CollectorFaultTest, AStatusWithoutABodyIsARejection)
     EXPECT_EQ(e2e.at("faults").at("down"), 2);
 }
 
-TEST_F(CollectorFaultTest, OtherBodiesAreToldApart)
+TEST_F(CollectorFaultTest, OtherBodiesHaveTheirOwnOutcomes)
 {
     program.installRules(
         R"([{"times":1,"body":"[]"},{"times":1,"body":"<html>"},{"body":"{\"success\":0}"}])");
@@ -97,7 +97,7 @@ TEST_F(CollectorFaultTest, ClosingBeforeSendsNothing)
     EXPECT_EQ(events("undelivered"), 2);
 }
 
-TEST_F(CollectorFaultTest, AResetIsSeenAsOne)
+TEST_F(CollectorFaultTest, AResetReachesTheClient)
 {
     program.installRules(R"([{"close":"before","reset":true}])");
 
@@ -134,7 +134,7 @@ TEST_F(CollectorFaultTest, ADripArrivesWholeInTheEnd)
     EXPECT_EQ(events("accepted"), 1);
 }
 
-TEST_F(CollectorFaultTest, ADripThatNobodyWaitsForIsUndelivered)
+TEST_F(CollectorFaultTest, ADripThatTheClientAbandonsIsUndelivered)
 {
     program.installRules(R"([{"drip":{"bytes":1,"every":0.01}}])");
     {
@@ -147,7 +147,7 @@ TEST_F(CollectorFaultTest, ADripThatNobodyWaitsForIsUndelivered)
     EXPECT_EQ(events("undelivered"), 1);
 }
 
-TEST_F(CollectorFaultTest, NeverHoldsTheConnectionOpen)
+TEST_F(CollectorFaultTest, ANeverRuleKeepsTheConnectionOpen)
 {
     program.installRules(R"([{"never":true}])");
 
@@ -157,7 +157,7 @@ TEST_F(CollectorFaultTest, NeverHoldsTheConnectionOpen)
     EXPECT_EQ(events("undelivered"), 2);
 }
 
-TEST_F(CollectorFaultTest, NonsenseIsNoHTTP)
+TEST_F(CollectorFaultTest, ANonsenseAnswerIsNotHTTP)
 {
     program.installRules(R"([{"nonsense":true}])");
 
@@ -167,7 +167,7 @@ TEST_F(CollectorFaultTest, NonsenseIsNoHTTP)
     EXPECT_EQ(events("undelivered"), 2);
 }
 
-TEST_F(CollectorFaultTest, RefusingAtTheDoorResetsConnections)
+TEST_F(CollectorFaultTest, RefusingAfterAcceptResetsConnections)
 {
     Wire before = program.connect();
     before.exchange(batch("/e2e", eventsBody(1)));
@@ -198,25 +198,25 @@ TEST_F(CollectorFaultTest, AClosedPortRefusesToConnectUntilTheRulesChange)
     EXPECT_EQ(program.post("/e2e", eventsBody(1)).body, success);
 }
 
-TEST_F(CollectorFaultTest, AClosedPortOpensByItselfWhenTheRuleLapses)
+TEST_F(CollectorFaultTest, AClosedPortOpensByItselfWhenTheRuleEnds)
 {
     program.installRules(R"([{"refuse":"connect","seconds":0.3}])");
     EXPECT_EQ(program.connect().error(), ECONNREFUSED);
 
-    // The wait is for something that does not come: it merely lets the time pass.
+    // The request never comes: the wait only lets the time pass.
     program.control("GET", "/_telvora/wait?requests=1&timeout=1");
 
     EXPECT_EQ(program.post("/e2e", eventsBody(1)).body, success);
 }
 
-TEST_F(CollectorFaultTest, NoRuleReachesTheControlPaths)
+TEST_F(CollectorFaultTest, NoRuleAppliesToTheControlPaths)
 {
     program.installRules(R"([{"path":"/","never":true}])");
 
     EXPECT_EQ(program.connect().exchange(get("/_telvora/health")).status, 200);
 }
 
-TEST_F(CollectorFaultTest, ARequestSentAnewByTheTransportIsToldApart)
+TEST_F(CollectorFaultTest, ARequestResentByTheHTTPClientIsMarked)
 {
     program.installRules(R"([{"times":1,"close":"before"}])");
     const std::string text = batch("/e2e", eventsBody(2));

@@ -39,7 +39,7 @@ TEST(CollectorHTTPTest, AnswersABadBatchWithSuccessAndSaysWhatIsWrong)
         R"("events":0,"key":""})");
 }
 
-TEST(CollectorHTTPTest, TellsHeadersInOrderAndSpellingAsSent)
+TEST(CollectorHTTPTest, ListsHeadersInOrderAndSpellingAsSent)
 {
     const CollectorProgram program;
 
@@ -124,7 +124,7 @@ TEST(CollectorHTTPTest, TakesChunkedBodies)
     EXPECT_EQ(program.total().at("events"), 1);
 }
 
-TEST(CollectorHTTPTest, InvitesABodyThatWaitsToBeInvited)
+TEST(CollectorHTTPTest, SendsContinueToAClientThatExpectsIt)
 {
     const CollectorProgram program;
     Wire wire = program.connect();
@@ -163,7 +163,7 @@ TEST(CollectorHTTPTest, RefusesAHeadThatIsTooLong)
     EXPECT_EQ(program.connect().exchange(text).status, 431);
 }
 
-TEST(CollectorHTTPTest, RefusesWhatIsNoHTTP)
+TEST(CollectorHTTPTest, RefusesRequestsThatAreNotHTTP)
 {
     const CollectorProgram program;
 
@@ -183,7 +183,7 @@ TEST(CollectorHTTPTest, RefusesWhatIsNoHTTP)
     EXPECT_EQ(program.post("/e2e", eventsBody(1)).body, success);
 }
 
-TEST(CollectorHTTPTest, OutlivesRandomBytes)
+TEST(CollectorHTTPTest, SurvivesRandomBytes)
 {
     CollectorProgram program;
     std::mt19937 random(11);
@@ -234,7 +234,8 @@ TEST(CollectorHTTPTest, DropsAHeadThatTakesTooLong)
     const CollectorProgram program({ "--slow", "1" });
     Wire wire = program.connect();
 
-    // Headway in the head buys no time, or a byte now and then would hold a connection for ever.
+    // Progress within the head must not extend the deadline, or slow bytes could hold a connection
+    // open for ever.
     wire.send("POST / HTTP/1.1\r\n");
     Wire::End end {};
     const auto began = std::chrono::steady_clock::now();
@@ -247,7 +248,7 @@ TEST(CollectorHTTPTest, DropsAHeadThatTakesTooLong)
     EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
 }
 
-TEST(CollectorHTTPTest, DropsABodyThatStandsStillAndConnectionsThatAskNothing)
+TEST(CollectorHTTPTest, DropsStalledBodiesAndIdleConnections)
 {
     const CollectorProgram program({ "--slow", "1", "--idle", "1" });
     Wire silent = program.connect();

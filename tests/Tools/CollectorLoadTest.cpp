@@ -87,7 +87,7 @@ TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
     EXPECT_LT(program.residentBytes(), before + slack);
 }
 
-TEST(CollectorLoadTest, BodiesUnderWayShareOneBound)
+TEST(CollectorLoadTest, ArrivingBodiesShareOneLimit)
 {
     CollectorProgram program({ "--max-memory", "4", "--max-body", "4" });
     const std::string part(1'500'000, 'x');
@@ -99,7 +99,7 @@ TEST(CollectorLoadTest, BodiesUnderWayShareOneBound)
     second.send(begun);
     third.send(begun);
 
-    // One of the three finds no room; when it goes, the others have some.
+    // One of the three bodies exceeds the limit; once it is dropped, the others fit.
     std::vector<int> statuses;
     for (Wire* wire : { &third, &second, &first }) {
         wire->send(std::string(500'000, 'x'));

@@ -35,7 +35,7 @@ TEST(CollectorOptionsTest, TakesValuesAfterASpaceOrAnEqualsSign)
     EXPECT_EQ(options.recordFile, "a=b");
 }
 
-TEST(CollectorOptionsTest, SaysWhatIsWrong)
+TEST(CollectorOptionsTest, ReportsWhatIsWrong)
 {
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>> {
              { "--listen", "80" }, { "--listen", "127.0.0.1:70000" }, { "--listen" },
@@ -51,14 +51,14 @@ TEST(CollectorProgramTest, HelpNamesTheOptionsAndSucceeds)
     EXPECT_THAT(output, HasSubstr("--port-file"));
 }
 
-TEST(CollectorProgramTest, AWrongCommandLineEndsWithTwo)
+TEST(CollectorProgramTest, AWrongCommandLineEndsWithStatusTwo)
 {
     std::string output;
     EXPECT_EQ(runCollector({ "--no-such-thing", "1" }, output), 2);
     EXPECT_THAT(output, HasSubstr("unknown option --no-such-thing"));
 }
 
-TEST(CollectorProgramTest, APortThatIsTakenEndsWithOne)
+TEST(CollectorProgramTest, APortInUseEndsWithStatusOne)
 {
     const CollectorProgram other;
     std::string output;
@@ -68,7 +68,7 @@ TEST(CollectorProgramTest, APortThatIsTakenEndsWithOne)
     EXPECT_THAT(output, HasSubstr("cannot listen at " + place));
 }
 
-TEST(CollectorProgramTest, RulesThatCannotBeReadEndWithOne)
+TEST(CollectorProgramTest, RulesThatCannotBeReadEndWithStatusOne)
 {
     std::string output;
     EXPECT_EQ(runCollector({ "--rules", "/nonexistent/rules" }, output), 1);

@@ -14,7 +14,7 @@
 namespace telvora::tests {
 namespace {
 
-/// Starts the program with its output, and its errors where asked, in a pipe.
+// Starts the program with its output, and its errors where asked, in a pipe.
 pid_t startCollector(std::vector<std::string> arguments, int& output, bool withErrors)
 {
     arguments.insert(arguments.begin(), TELVORA_COLLECTOR_PROGRAM);

@@ -13,8 +13,8 @@
 
 namespace telvora::tests {
 
-/// A telvora-collector on a port of its own with a control port beside it. Killed, if it still
-/// runs, when the object goes.
+/// A running telvora-collector with a port and a control port of its own. The destructor kills it
+/// where it still runs.
 class CollectorProgram {
 public:
     explicit CollectorProgram(std::vector<std::string> arguments = {});
@@ -35,15 +35,15 @@ public:
     boost::json::object total() const { return summary().at("total").as_object(); }
     boost::json::array requests(std::uint64_t since = 0) const;
     void installRules(std::string_view rules) const;
-    /// Waits for what the query of /_telvora/wait says; the test fails where it does not come.
+    /// Waits as the query of /_telvora/wait says; the test fails where the counts are not reached.
     boost::json::object await(std::string_view query) const;
     boost::json::object control(
         std::string_view method, std::string_view target, std::string_view body = {}) const;
 
-    /// Sends the signal and waits for the end. The exit status, or -1 for another kind of end.
+    /// Sends the signal and waits for the end. Returns the exit status; -1 where a signal ended it.
     int end(int signal);
 
-    /// What the process holds in memory.
+    /// The memory of the process.
     std::size_t residentBytes() const;
 
 private:
@@ -57,7 +57,7 @@ private:
     std::uint16_t m_controlPort = 0;
 };
 
-/// Runs the program to its end. Gives its exit status and what it wrote to stdout and stderr.
+/// Runs the program to its end. Returns its exit status and its output on stdout and stderr.
 int runCollector(const std::vector<std::string>& arguments, std::string& output);
 
 /// A file under the test's own temporary folder, removed before the test begins.

@@ -13,7 +13,7 @@ const RuleList::Clock::time_point start {};
 
 class RuleListTest : public testing::Test {
 protected:
-    /// The name of the rule that a request to `path` meets, or "-".
+    // The name of the rule that a request to `path` meets, or "-".
     std::string met(std::string_view path, RuleList::Clock::duration after = 0s)
     {
         const auto rule = rules.take(path, start + after);
@@ -44,7 +44,7 @@ TEST_F(RuleListTest, TheFirstMatchWithTimesLeftWins)
     EXPECT_EQ(met("/y"), "rest");
 }
 
-TEST_F(RuleListTest, ARuleLapsesAfterItsSeconds)
+TEST_F(RuleListTest, ARuleEndsAfterItsSeconds)
 {
     rules.install(R"([{"seconds":1.5}])", start);
 
@@ -61,7 +61,7 @@ TEST_F(RuleListTest, InstallingReplacesAllRules)
     EXPECT_EQ(met("/n"), "new");
 }
 
-TEST_F(RuleListTest, OnlyRefusingRulesMeetConnections)
+TEST_F(RuleListTest, OnlyRefusingRulesApplyToConnections)
 {
     rules.install(R"([{"status":500},{"name":"refusing","refuse":true,"times":1}])", start);
 
@@ -69,7 +69,7 @@ TEST_F(RuleListTest, OnlyRefusingRulesMeetConnections)
     EXPECT_FALSE(rules.takeForConnection(start));
 }
 
-TEST_F(RuleListTest, RefusesToListenUntilTheRuleLapses)
+TEST_F(RuleListTest, RefusesToListenUntilTheRuleEnds)
 {
     rules.install(R"([{"refuse":"connect","seconds":2}])", start);
 
@@ -78,7 +78,7 @@ TEST_F(RuleListTest, RefusesToListenUntilTheRuleLapses)
     EXPECT_FALSE(rules.refusesToListen(start + 2s));
 }
 
-TEST_F(RuleListTest, DescribesWhatIsLeftAndMet)
+TEST_F(RuleListTest, DescribesTimesLeftAndTimesApplied)
 {
     rules.install(R"([{"path":"/e","times":3,"status":503,"body":""}])", start);
     met("/e");
@@ -87,7 +87,7 @@ TEST_F(RuleListTest, DescribesWhatIsLeftAndMet)
         R"([{"name":"#0","path":"/e","met":1,"left":2,"status":503,"body":""}])");
 }
 
-TEST_F(RuleListTest, SaysWhatIsWrongAndKeepsTheOldRules)
+TEST_F(RuleListTest, ReportsAWrongRuleAndKeepsTheOldOnes)
 {
     rules.install(R"([{"name":"old"}])", start);
 
@@ -105,7 +105,7 @@ TEST_F(RuleListTest, SaysWhatIsWrongAndKeepsTheOldRules)
     EXPECT_EQ(met("/"), "old");
 }
 
-TEST_F(RuleListTest, RefusesHeadersThatWouldBreakTheLine)
+TEST_F(RuleListTest, RefusesHeadersWithLineBreaks)
 {
     EXPECT_TRUE(rules.install(R"([{"headers":{"a":"b\r\nc: d"}}])", start));
     EXPECT_TRUE(rules.install(R"([{"headers":{"a\n":"b"}}])", start));

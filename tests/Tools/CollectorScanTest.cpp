@@ -38,7 +38,7 @@ TEST(BatchScanTest, ReadsKeysThroughTheirEscapes)
     EXPECT_EQ(scan.members[0].key, "data");
 }
 
-TEST(BatchScanTest, TellsWhereTheTextGoesWrong)
+TEST(BatchScanTest, ReportsWhereTheTextIsWrong)
 {
     const BatchScan scan = scanBatch(R"({"a":1,})");
 
@@ -47,7 +47,7 @@ TEST(BatchScanTest, TellsWhereTheTextGoesWrong)
     EXPECT_EQ(scan.errorOffset, 7U);
 }
 
-TEST(BatchScanTest, BearsAnyDepth)
+TEST(BatchScanTest, ScansAnyDepth)
 {
     constexpr std::size_t depth = 1'000'000;
     const std::string deep
@@ -59,7 +59,7 @@ TEST(BatchScanTest, BearsAnyDepth)
     EXPECT_EQ(scan.members[0].elements, 1U);
 }
 
-TEST(BatchScanTest, RefusesWhatIsNoUTF8)
+TEST(BatchScanTest, RefusesTextThatIsNotUTF8)
 {
     for (const char* bytes : { "\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80",
              "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "\xFF" }) {
@@ -88,7 +88,7 @@ TEST(BatchScanTest, RefusesNumbersThatJSONDoesNotHave)
         EXPECT_EQ(scanBatch(text).root, Root::other) << text;
 }
 
-/// Changes a few bytes of a valid text, mostly into bytes that mean something to JSON.
+// Changes a few bytes of a valid text, mostly into bytes that have a meaning in JSON.
 std::string mutated(std::string text, std::mt19937& random)
 {
     constexpr std::string_view bytes = "{}[]\",:\\tfn0123456789eE+-. u\xC3\xA4";

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view success = R"({"success":true})";
 
-TEST(CollectorSinkTest, CountsRequestsAndBytesAndLooksAtNothing)
+TEST(CollectorSinkTest, CountsRequestsAndBytesAndChecksNothing)
 {
     CollectorProgram program({ "--sink" });
     Wire wire = program.connect();
@@ -93,7 +93,7 @@ TEST(CollectorSinkTest, AResetCountsFromZero)
     EXPECT_EQ(program.total().at("requests"), 0);
 }
 
-TEST(CollectorSinkTest, DropsConnectionsThatStandStill)
+TEST(CollectorSinkTest, DropsStalledConnections)
 {
     const CollectorProgram program({ "--sink", "--idle", "1" });
     Wire wire = program.connect();

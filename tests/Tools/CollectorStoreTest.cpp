@@ -59,7 +59,7 @@ TEST_F(StoreTest, CountsEachPathByItself)
     EXPECT_EQ(store.acceptedEventCount(), 3U);
 }
 
-TEST_F(StoreTest, CountsRequestsByTheRuleTheyMet)
+TEST_F(StoreTest, CountsRequestsByTheRuleApplied)
 {
     Request request;
     request.target = "/a";
@@ -131,7 +131,7 @@ TEST_F(StoreTest, ATraceIDSeenTwiceIsAProblem)
     EXPECT_EQ(counts("/a").at("badVerdicts"), 1);
 }
 
-TEST_F(StoreTest, ARequestSentAnewAfterNoByteOfAnswerIsNoProblem)
+TEST_F(StoreTest, ARequestResentAfterNoByteOfAnAnswerIsNoProblem)
 {
     store.settle(add("/a", 1, "T"), Outcome::undelivered);
     const auto again = add("/a", 1, "T");
@@ -142,7 +142,7 @@ TEST_F(StoreTest, ARequestSentAnewAfterNoByteOfAnswerIsNoProblem)
     EXPECT_FALSE(add("/a", 1, "T").request->verdict.isOk());
 }
 
-TEST_F(StoreTest, ARequestSentAnewAfterHalfAnAnswerIsAProblem)
+TEST_F(StoreTest, ARequestResentAfterHalfAnAnswerIsAProblem)
 {
     const auto ticket = add("/a", 1, "T");
     ticket.request->hasAnswerBegun = true;
@@ -151,7 +151,7 @@ TEST_F(StoreTest, ARequestSentAnewAfterHalfAnAnswerIsAProblem)
     EXPECT_FALSE(add("/a", 1, "T").request->verdict.isOk());
 }
 
-TEST_F(StoreTest, AResetForgetsEverythingAndWhatWasUnderWay)
+TEST_F(StoreTest, AResetForgetsEverythingAndIgnoresPendingRequests)
 {
     const auto old = add("/a", 3, "T");
     store.reset();
@@ -164,7 +164,7 @@ TEST_F(StoreTest, AResetForgetsEverythingAndWhatWasUnderWay)
     EXPECT_TRUE(ticket.request->verdict.isOk());
 }
 
-TEST_F(StoreTest, CountsPathsBeyondTheBoundTogether)
+TEST_F(StoreTest, CountsPathsBeyondTheLimitTogether)
 {
     for (int i = 0; i < 1100; ++i)
         add("/" + std::to_string(i), 1);
@@ -173,7 +173,7 @@ TEST_F(StoreTest, CountsPathsBeyondTheBoundTogether)
     EXPECT_EQ(counts("*").at("requests"), 100);
 }
 
-TEST_F(StoreTest, TellsTextsThatAreNoUTF8AsBytes)
+TEST_F(StoreTest, ShowsTextThatIsNotUTF8AsBytes)
 {
     Request request;
     request.target = "/\xFF";

@@ -71,7 +71,7 @@ TEST(VerdictTest, ComparesHeaderNamesWithoutCase)
     EXPECT_TRUE(judge(headers, twoEvents).isOk());
 }
 
-TEST(VerdictTest, WantsTheFixedValues)
+TEST(VerdictTest, RequiresTheFixedValues)
 {
     EXPECT_THAT(judge(with("clienttype", "IOS"), twoEvents).problems,
         ElementsAre(R"(header clienttype is "IOS", not "ios")"));
@@ -95,7 +95,7 @@ TEST(VerdictTest, RefusesRepeatedHeaders)
     }
 }
 
-TEST(VerdictTest, LetsTheIdentifierBeAbsentButNotTwice)
+TEST(VerdictTest, AllowsTheIdentifierOnceOrNotAtAll)
 {
     Headers headers = with("QVX-UUID", "one");
     EXPECT_TRUE(judge(headers, twoEvents).isOk());
@@ -104,7 +104,7 @@ TEST(VerdictTest, LetsTheIdentifierBeAbsentButNotTwice)
     EXPECT_THAT(judge(headers, twoEvents).problems, ElementsAre("header QVX-UUID is repeated"));
 }
 
-TEST(VerdictTest, WantsTheTraceIDInCanonicalUpperCase)
+TEST(VerdictTest, RequiresTheTraceIDInCanonicalUpperCase)
 {
     for (const char* text : { "", "0f8fad5b-d9cb-469f-a165-70867728950e",
              "0F8FAD5BD9CB469FA16570867728950E", "0F8FAD5B-D9CB-469F-A165-70867728950",
@@ -114,14 +114,14 @@ TEST(VerdictTest, WantsTheTraceIDInCanonicalUpperCase)
             << text;
 }
 
-TEST(VerdictTest, WantsAJSONObject)
+TEST(VerdictTest, RequiresAJSONObject)
 {
     EXPECT_THAT(problemsOfBody(""), ElementsAre("body is no JSON: empty text at byte 0"));
     EXPECT_THAT(problemsOfBody("{"), ElementsAre("body is no JSON: text ends early at byte 1"));
     EXPECT_THAT(problemsOfBody("[{}]"), ElementsAre("body is no JSON object"));
 }
 
-TEST(VerdictTest, WantsANonEmptyArrayOfObjects)
+TEST(VerdictTest, RequiresANonEmptyArrayOfObjects)
 {
     EXPECT_THAT(problemsOfBody("{}"), ElementsAre("no array of events"));
     EXPECT_THAT(problemsOfBody(R"({"data":[1,{}]})"), ElementsAre("no array of events"));
@@ -129,7 +129,7 @@ TEST(VerdictTest, WantsANonEmptyArrayOfObjects)
     EXPECT_THAT(problemsOfBody(R"({"data":[]})"), ElementsAre("the event array is empty"));
 }
 
-TEST(VerdictTest, TakesAnyKeyForTheEvents)
+TEST(VerdictTest, AllowsAnyKeyForTheEvents)
 {
     EXPECT_EQ(judge(goodHeaders(), R"({"whatever":[{}]})").key, "whatever");
 }
@@ -144,7 +144,7 @@ TEST(VerdictTest, PrefersTheUsualKeysAmongSeveralArrays)
         problemsOfBody(R"({"a":[{}],"b":[{}]})"), ElementsAre("several arrays of events: a, b"));
 }
 
-TEST(VerdictTest, NamesMembersThatComeTwice)
+TEST(VerdictTest, NamesRepeatedMembers)
 {
     EXPECT_THAT(problemsOfBody(R"({"os":1,"data":[{}],"os":2})"),
         ElementsAre("body has the member os twice"));

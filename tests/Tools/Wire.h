@@ -8,13 +8,13 @@
 
 namespace telvora::tests {
 
-/// One TCP connection to a local port, seen byte by byte, so that a test can send what no HTTP
-/// client would and tell a reset from an orderly end.
+/// One TCP connection to a local port, for raw bytes: a test can send what no HTTP client would,
+/// and can distinguish a reset from an orderly end.
 class Wire {
 public:
     enum class End { open, orderly, reset };
 
-    /// An HTTP answer as far as it came.
+    /// An HTTP answer, possibly cut short.
     struct Reply {
         int status = 0;
         std::string head;
@@ -36,11 +36,11 @@ public:
     /// errno of the failed connect.
     int error() const { return m_error; }
 
-    /// False where the other side takes no more.
+    /// False where the other side has closed the connection.
     bool send(std::string_view bytes);
     void closeSending();
 
-    /// Reads one answer; what follows it stays for the next call.
+    /// Reads one answer; bytes behind it stay for the next call.
     Reply read(std::chrono::milliseconds longest = patience);
 
     /// Reads until the other side ends the connection or `longest` is over.
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    /// Waits for more bytes and appends them. False at the end, or when the time is over.
+    // Waits for more bytes and appends them. False at the end, or when the time is over.
     bool receive(std::chrono::steady_clock::time_point until);
 
     int m_socket = -1;
@@ -62,7 +62,7 @@ private:
     End m_end = End::open;
 };
 
-/// A POST with the head a batch has and a trace id of its own.
+/// A POST with the head of a batch and a new trace id.
 std::string batch(std::string_view path, std::string_view body);
 
 /// As batch(), with one header replaced or, without a value, left out.

@@ -55,7 +55,7 @@ const char* outcomeText(Outcome outcome)
     return "pending";
 }
 
-Outcome understood(std::string_view body)
+Outcome outcomeOf(std::string_view body)
 {
     json::parse_options options;
     options.max_depth = 512;
@@ -103,7 +103,7 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
     answer.bytes += "\r\n";
     const std::size_t headSize = answer.bytes.size();
     answer.bytes += body;
-    answer.outcome = isRedirect(rule) ? Outcome::undelivered : understood(body);
+    answer.outcome = isRedirect(rule) ? Outcome::undelivered : outcomeOf(body);
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
 
     // Half of the body, or of the head where there is no body: the client surely sees a beginning.
@@ -126,7 +126,7 @@ Answer plainAnswer(int status, std::string_view body, bool keepAlive)
     answer.bytes = head(status, body.size(), keepAlive) + "\r\n";
     answer.bytes += body;
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
-    answer.outcome = understood(body);
+    answer.outcome = outcomeOf(body);
     return answer;
 }
 

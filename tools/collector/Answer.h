@@ -27,7 +27,7 @@ enum class Outcome {
 const char* outcomeText(Outcome outcome);
 
 /// How a sender reads an answer with this body. The status does not matter.
-Outcome understood(std::string_view body);
+Outcome outcomeOf(std::string_view body);
 
 enum class AfterAnswer { keepOpen, close, reset };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/// A host's own code, which Telvora's builds would refuse: an old cast, a lost sign, a shadow.
-/// It must go on compiling when the host links Telvora.
+/// A host's own code with warnings that are errors in Telvora's builds: an old cast, a lost sign, a
+/// shadowed variable. It must still compile when the host links Telvora.
 inline unsigned carelessSum(int first, double second)
 {
     unsigned sum = first;

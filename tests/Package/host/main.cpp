@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <memory>
 
-/// Registers a channel and hands over an event on the real platform.
+// Registers a channel and hands over an event on the real platform.
 int main()
 {
     static_assert(TELVORA_VERSION >= 100);

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-/// What a host's own test does: an event reaches a collector that is played.
+// What a host's own test does: an event reaches a simulated collector.
 int main()
 {
     static auto& simulated = *new telvora::SimulatedPlatform;
