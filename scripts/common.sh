@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Sourced by the other scripts: where things are, and how progress is told.
+# Sourced by the other scripts: paths, builds, and printing of progress.
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 jobs="$(nproc)"
@@ -10,7 +10,7 @@ fail() {
     exit 1
 }
 
-# The steps of a long script: step TITLE ends the one before and times it.
+# The steps of a long script: step TITLE ends the previous step and prints its time.
 stepTitle=""
 stepStart=0
 stepTimes=()
@@ -38,7 +38,7 @@ printStepTimes() {
     printf '%s\n' "${stepTimes[@]}"
 }
 
-# Compiled objects are kept between builds where there is a place to keep them.
+# Keeps compiled objects between builds where ccache is installed.
 useCcache() {
     command -v ccache >/dev/null || return 0
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
@@ -49,7 +49,7 @@ useCcache() {
     fi
 }
 
-# configure PRESET [ARGUMENT...] and build PRESET [TARGET...]; quiet where nobody watches.
+# configure PRESET [ARGUMENT...] and build PRESET [TARGET...]; quiet where the output is no terminal.
 configure() {
     local preset="$1"
     shift
@@ -63,8 +63,8 @@ build() {
     (cd "$root" && cmake --build --preset "$preset" -j"$jobs" ${1:+--target "$@"} "${quiet[@]}")
 }
 
-# useAddressesForSanitizers "$@": the sanitizers need addresses less random than some kernels make
-# them. Starts the script again, with the same arguments, where that is the only way.
+# useAddressesForSanitizers "$@": the sanitizers need less random addresses than some kernels use.
+# Starts the script again, with the same arguments, where the kernel's setting cannot be changed.
 useAddressesForSanitizers() {
     local randomBits
     randomBits="$(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28)"
