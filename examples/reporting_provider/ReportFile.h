@@ -9,7 +9,7 @@
 
 /// A reporting provider that writes every report to a file, one JSON text a line.
 ///
-/// Threads: reports come from whatever threads report; a lock keeps the lines whole.
+/// Threads: any; a lock keeps the lines whole.
 class ReportFile final : public telvora::QVXOstraProviderProtocol {
 public:
     explicit ReportFile(const std::string& path)
@@ -28,7 +28,7 @@ public:
 
     void report(const std::string&, const std::string& content) override
     {
-        const std::lock_guard locked(m_lock);
+        const std::lock_guard lock(m_lock);
         if (!m_file)
             return;
         const bool isWritten = std::fputs(content.c_str(), m_file) >= 0
@@ -39,7 +39,7 @@ public:
     /// How many reports are in the file.
     std::int64_t count() const
     {
-        const std::lock_guard locked(m_lock);
+        const std::lock_guard lock(m_lock);
         return m_count;
     }
 

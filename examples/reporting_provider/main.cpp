@@ -1,5 +1,5 @@
-// A host whose APM reports go to a service of its own instead of a collector: here a file, one JSON
-// text a line. No event channel but "APM", and nothing is sent.
+// A host that gives its APM reports to a service of its own instead of a collector: here a file,
+// one JSON text a line. "APM" is the only channel, and nothing is sent.
 
 #include "ReportFile.h"
 
@@ -12,10 +12,10 @@
 
 namespace {
 
-// What an application measures in a few moments of its life.
+// A few measurements, as an application makes them.
 void reportSomeMoments(telvora::TrackerManager& manager)
 {
-    // A launch is dated by the host; without "d" it would be dated 1970.
+    // The host sets the time of a launch ("d", seconds since 1970); without it the time would be 0.
     manager.enrollLaunchTrack({ { "d", static_cast<double>(std::time(nullptr)) }, { "ct", 412.5 },
         { "fp", 180.0 }, { "ht", 95.0 } });
     manager.enrollFirstFrameTrack(16.6667, "MarketsViewController");
@@ -44,8 +44,8 @@ int main(int count, char** arguments)
     telvora::installPlatform(platform.services());
 
     auto& manager = telvora::TrackerManager::shared();
-    // Reports take the channel's common data along, so there has to be the channel; its address is
-    // only asked for when there is something to send.
+    // Reports contain the channel's common data, so the channel must be registered. It needs no
+    // address, because nothing is sent.
     manager.register_(std::make_shared<telvora::TrackerConfig>("APM", 50));
     manager.setQvxUuid([] { return "0B5E1A52-7B1C-4F0E-9C57-0F4E2D3A6B91"; });
     manager.setupCommonVendelDatas();

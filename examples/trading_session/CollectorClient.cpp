@@ -37,23 +37,23 @@ CollectorClient::CollectorClient(std::string base)
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
-CollectorClient::Seen CollectorClient::seen(const std::string& path) const
+CollectorClient::Counts CollectorClient::counts(const std::string& path) const
 {
     const Dictionary summary = call("GET", "/_telvora/summary", "");
-    const Dictionary* counts = member(member(&summary, "paths"), path);
-    if (!counts)
+    const Dictionary* found = member(member(&summary, "paths"), path);
+    if (!found)
         return {};
-    Seen seen;
-    seen.requests = number(*counts, "requests");
-    seen.badVerdicts = number(*counts, "badVerdicts");
-    if (const Dictionary* accepted = member(counts, "accepted")) {
-        seen.acceptedBatches = number(*accepted, "batches");
-        seen.acceptedEvents = number(*accepted, "events");
+    Counts counts;
+    counts.requests = number(*found, "requests");
+    counts.badVerdicts = number(*found, "badVerdicts");
+    if (const Dictionary* accepted = member(found, "accepted")) {
+        counts.acceptedBatches = number(*accepted, "batches");
+        counts.acceptedEvents = number(*accepted, "events");
     }
-    return seen;
+    return counts;
 }
 
-void CollectorClient::misbehave(const std::string& path, Dictionary rule, int times) const
+void CollectorClient::setRule(const std::string& path, Dictionary rule, int times) const
 {
     rule["path"] = path;
     if (times > 0)
@@ -63,12 +63,12 @@ void CollectorClient::misbehave(const std::string& path, Dictionary rule, int ti
     call("PUT", "/_telvora/rules", *telvora::encode(Value(std::move(rules))));
 }
 
-void CollectorClient::behave() const
+void CollectorClient::clearRules() const
 {
     call("PUT", "/_telvora/rules", "[]");
 }
 
-void CollectorClient::forget() const
+void CollectorClient::reset() const
 {
     call("POST", "/_telvora/reset", "");
 }

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <string>
 
-/// Asks the local collector what it has seen and tells it how to answer.
+/// Reads the local collector's counts and sets how it answers.
 ///
-/// Threads: one. Failure: throws std::runtime_error; a demonstration without its witness is over.
+/// Threads: one. Failure: throws std::runtime_error, which ends the demonstration.
 class CollectorClient {
 public:
-    /// What the collector has understood of one path.
-    struct Seen {
+    /// The collector's counts of one path.
+    struct Counts {
         std::int64_t requests = 0;
         std::int64_t acceptedBatches = 0;
         std::int64_t acceptedEvents = 0;
@@ -22,15 +22,15 @@ public:
 
     const std::string& base() const { return m_base; }
 
-    Seen seen(const std::string& path) const;
+    Counts counts(const std::string& path) const;
 
-    /// Answers the next `times` requests to each path below `path` as `rule` says, then well again;
-    /// 0 times: until the rules change.
-    void misbehave(const std::string& path, telvora::Dictionary rule, int times) const;
-    void behave() const;
+    /// Lets `rule` answer the next `times` requests to paths that begin with `path`; 0 times: until
+    /// the rules change.
+    void setRule(const std::string& path, telvora::Dictionary rule, int times) const;
+    void clearRules() const;
 
-    /// Starts its counts from zero.
-    void forget() const;
+    /// Sets the counts back to zero.
+    void reset() const;
 
 private:
     telvora::Dictionary call(

@@ -11,8 +11,8 @@ using telvora::TrackerManager;
 
 namespace {
 
-// A reserved port that nobody listens on.
-constexpr auto nobody = "http://127.0.0.1:1";
+// A reserved port, on which no server listens.
+constexpr auto deadAddress = "http://127.0.0.1:1";
 
 constexpr std::array pages { "LoginViewController", "MarketsViewController", "TradeViewController",
     "OrdersViewController", "WalletViewController" };
@@ -39,7 +39,7 @@ Desk::Desk(std::string collector, Navigator& navigator, bool hasProvider)
         const Channel& channel = channels[position];
         const auto url = [this, position] {
             const bool isLost = m_lostUploads[position].fetch_sub(1) > 0;
-            return (isLost ? nobody : m_collector) + channels[position].path;
+            return (isLost ? deadAddress : m_collector) + channels[position].path;
         };
         manager.register_(std::make_shared<telvora::TrackerConfig>(channel.index, channel.maxLimit,
             telvora::StringDictionary(), telvora::Array(), false, url));
@@ -102,10 +102,10 @@ void Desk::measure()
         count("APM");
 }
 
-void Desk::complain(const std::string& what)
+void Desk::reportError(const std::string& name)
 {
     Dictionary event;
-    event["name"] = what;
+    event["name"] = name;
     event["level"] = "error";
     TrackerManager::shared().enrollSentryTrack(std::move(event), false);
     count("Sentry");
@@ -128,7 +128,7 @@ void Desk::trade(std::stop_token stop, int trader)
     TrackerManager& manager = TrackerManager::shared();
     for (int order = 0; !stop.stop_requested(); ++order) {
         {
-            std::shared_lock open(m_open);
+            std::shared_lock lock(m_mutex);
             if (stop.stop_requested())
                 return;
             Dictionary event;
@@ -144,7 +144,7 @@ void Desk::trade(std::stop_token stop, int trader)
                 count("E2E");
             }
             if (order % 10 == 9)
-                complain("order.rejected");
+                reportError("order.rejected");
         }
         std::this_thread::sleep_for(15ms);
     }

@@ -26,35 +26,33 @@ inline const std::array<Channel, 4> channels { {
     { "Sentry", "/sentry", 4 },
 } };
 
-/// The application's own doings: traders on threads of their own, and pages on the main thread.
+/// The application's work: traders on threads of their own, and pages on the main thread.
 class Desk {
 public:
-    /// Registers the channels, installs the common data and starts the library. With a provider
-    /// installed, APM reports go there and not to a channel.
+    /// Registers the channels, sets the common data, starts the library and the traders. Where a
+    /// provider is installed, it receives the APM reports instead of the channel.
     Desk(std::string collector, Navigator& navigator, bool hasProvider);
 
-    /// While true, what the application reports to a channel goes to a port where nobody listens;
-    /// the next `uploads` of each channel, that is.
+    /// Sends the next `uploads` uploads of each channel to a port where no server listens.
     void loseCollector(int uploads);
 
-    /// One step along the script of pages, with the measurements that belong to a page.
+    /// Shows the next page and reports its measurements.
     void turnPage();
-    /// Some of what a page measures while it is on top.
+    /// Reports measurements of the page on top.
     void measure();
 
-    /// Holds the traders up, and lets them go on. Nothing is handed over in between but by the
-    /// caller.
-    void pause() { m_open.lock(); }
-    void resume() { m_open.unlock(); }
-    /// Ends a pause by sending the traders home.
+    /// Stops the traders, and lets them continue. In between only the caller hands over events.
+    void pause() { m_mutex.lock(); }
+    void resume() { m_mutex.unlock(); }
+    /// Ends a pause and the traders' threads.
     void close();
 
     /// Hands an event to the Sentry channel from the calling thread.
-    void complain(const std::string& what);
+    void reportError(const std::string& name);
 
     /// How many events the application handed to a channel so far.
     std::int64_t handedOver(const std::string& index) const;
-    /// How many APM reports it made, wherever they go.
+    /// How many APM reports it made, for the channel or the provider.
     std::int64_t reported() const;
 
 private:
@@ -67,6 +65,6 @@ private:
     std::array<std::atomic<std::int64_t>, channels.size()> m_handedOver {};
     std::array<std::atomic<int>, channels.size()> m_lostUploads {};
     std::size_t m_page = 0;
-    std::shared_mutex m_open;
+    std::shared_mutex m_mutex;
     std::vector<std::jthread> m_traders;
 };

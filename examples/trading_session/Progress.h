@@ -5,16 +5,16 @@
 #include <chrono>
 #include <string>
 
-/// Shows how the session goes: a table that is drawn again in place where the output is a terminal,
-/// and a plain line now and then where it is not.
+/// Shows the progress of the session: a table that is redrawn in place where the output is a
+/// terminal, else a plain line every two seconds.
 class Progress {
 public:
     explicit Progress(const Desk& desk);
 
-    /// Begins a stretch of the session under a title of its own.
+    /// Begins a part of the session and prints its title.
     void begin(const std::string& title);
 
-    /// Draws what there is now. Cheap enough to be called every tenth of a second.
+    /// Shows the present counts. Cheap enough to be called every tenth of a second.
     void update();
 
 private:

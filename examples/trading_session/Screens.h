@@ -37,8 +37,8 @@ public:
     std::shared_ptr<Screen> root;
 };
 
-/// Shows one page after another and tells the library of it, as a toolkit's integration would.
-/// Belongs to the main thread.
+/// Shows one page after another and informs the library, as the integration of a toolkit would.
+/// Only the main thread uses it.
 class Navigator {
 public:
     explicit Navigator(telvora::HostLifeCycleChecker& checker)
@@ -53,15 +53,15 @@ public:
     void show(const std::string& className)
     {
         if (const auto leaving = m_window->root->visible)
-            tell(leaving, telvora::LifeCycleTraceOccasion::viewDidDisappear);
+            notify(leaving, telvora::LifeCycleTraceOccasion::viewDidDisappear);
         const auto page
             = std::make_shared<Screen>(className, telvora::UIViewController::Kind::plain);
         m_window->root->visible = page;
-        tell(page, telvora::LifeCycleTraceOccasion::viewDidAppear);
+        notify(page, telvora::LifeCycleTraceOccasion::viewDidAppear);
     }
 
 private:
-    void tell(const std::shared_ptr<telvora::UIViewController>& page,
+    void notify(const std::shared_ptr<telvora::UIViewController>& page,
         telvora::LifeCycleTraceOccasion occasion)
     {
         const auto adaptor = m_checker.create(page->sceneName());

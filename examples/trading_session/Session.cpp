@@ -10,8 +10,8 @@ using telvora::TrackerManager;
 
 namespace {
 
-// No stretch of the script takes longer on a machine that works.
-constexpr auto patience = 15s;
+// No wait of the script takes this long unless something is wrong.
+constexpr auto longestWait = 15s;
 constexpr auto step = 100ms;
 
 LedgerAccount eventsOf(const std::string& index)
@@ -19,7 +19,7 @@ LedgerAccount eventsOf(const std::string& index)
     return TrackerManager::shared().ledger(index)->events;
 }
 
-bool isAtRest(const LedgerAccount& events)
+bool hasNoUploads(const LedgerAccount& events)
 {
     return events.inFlight == 0 && events.waiting == 0;
 }
@@ -48,13 +48,13 @@ void Session::trade(std::chrono::milliseconds howLong)
     }
 }
 
-void Session::visitBackground()
+void Session::goToBackgroundAndBack()
 {
-    m_progress.begin("to the background: every channel is flushed, the timer sleeps");
+    m_progress.begin("to the background: every channel is flushed, the timer is suspended");
     toBackground();
     waitUntil([] {
         for (const Channel& channel : channels) {
-            if (!isAtRest(eventsOf(channel.index)))
+            if (!hasNoUploads(eventsOf(channel.index)))
                 return false;
         }
         return true;
@@ -67,24 +67,24 @@ void Session::faults()
     Dictionary dropped;
     dropped["close"] = "within";
     dropped["reset"] = true;
-    Dictionary brokenDown;
-    brokenDown["status"] = 500;
-    brokenDown["body"] = "";
+    Dictionary serverError;
+    serverError["status"] = 500;
+    serverError["body"] = "";
     Dictionary nonsense;
     nonsense["body"] = "<html>Please log in</html>";
 
     fault("fault: connection refused, twice a channel", std::nullopt);
     fault("fault: connection dropped within the answer", std::move(dropped));
-    fault("fault: status 500 without a body", std::move(brokenDown));
+    fault("fault: status 500 without a body", std::move(serverError));
     fault("fault: an answer that is not JSON", std::move(nonsense));
 }
 
-// Two failures are fewer than a batch is tried, whichever batch they meet.
+// Two failures are fewer than the tries of a batch, so no batch is lost.
 void Session::fault(const std::string& title, std::optional<Dictionary> rule)
 {
     m_progress.begin(title);
     if (rule)
-        m_collector.misbehave("/", std::move(*rule), 2);
+        m_collector.setRule("/", std::move(*rule), 2);
     else
         m_desk.loseCollector(2);
     for (int turn = 0; turn < 8; ++turn) {
@@ -92,7 +92,7 @@ void Session::fault(const std::string& title, std::optional<Dictionary> rule)
         m_progress.update();
         std::this_thread::sleep_for(step);
     }
-    // Every new event of a channel gives one waiting batch a chance.
+    // Every new event of a channel makes one waiting batch retry.
     waitUntil([this] {
         m_desk.measure();
         for (const Channel& channel : channels) {
@@ -101,7 +101,7 @@ void Session::fault(const std::string& title, std::optional<Dictionary> rule)
         }
         return true;
     });
-    m_collector.behave();
+    m_collector.clearRules();
 }
 
 void Session::outage()
@@ -110,67 +110,67 @@ void Session::outage()
     toBackground();
     waitUntil([this] {
         flush();
-        return isAtRest(eventsOf("Sentry")) && eventsOf("Sentry").pending == 0;
+        return hasNoUploads(eventsOf("Sentry")) && eventsOf("Sentry").pending == 0;
     });
 
     Dictionary down;
     down["status"] = 500;
     down["body"] = "";
-    m_collector.misbehave("/sentry", std::move(down), 0);
-    const std::int64_t before = m_collector.seen("/sentry").requests;
+    m_collector.setRule("/sentry", std::move(down), 0);
+    const std::int64_t before = m_collector.counts("/sentry").requests;
     const std::int64_t lostBefore = eventsOf("Sentry").dropped.retriesExhausted;
     // One full batch, and then one event for each of its three retries.
     const auto limit = TrackerManager::shared().config("Sentry")->maxLimit();
     for (std::int64_t event = 0; event < limit; ++event)
-        m_desk.complain("outage");
+        m_desk.reportError("outage");
     for (std::int64_t retry = 1; retry <= 3; ++retry) {
         waitUntil([&] {
-            return m_collector.seen("/sentry").requests == before + retry
+            return m_collector.counts("/sentry").requests == before + retry
                 && eventsOf("Sentry").waiting == limit;
         });
-        m_desk.complain("retry");
+        m_desk.reportError("retry");
     }
     waitUntil([&] { return eventsOf("Sentry").dropped.retriesExhausted == lostBefore + limit; });
     m_lostEvents = limit;
-    m_collector.behave();
+    m_collector.clearRules();
     toForeground();
 }
 
 void Session::finish()
 {
-    m_progress.begin("closing: all that is left goes out");
+    m_progress.begin("closing: all remaining events are sent");
     toBackground();
     m_desk.close();
     waitUntil([this] {
         flush();
         for (const Channel& channel : channels) {
             const LedgerAccount events = eventsOf(channel.index);
-            if (!isAtRest(events) || events.pending != 0)
+            if (!hasNoUploads(events) || events.pending != 0)
                 return false;
         }
         return true;
     });
 }
 
-bool Session::settleAccounts(std::optional<std::int64_t> providerReports)
+bool Session::compareCounts(std::optional<std::int64_t> providerReports)
 {
     bool doAgree = m_isOnTime;
     std::printf("\n  %-8s%10s%10s%10s%10s%12s%11s\n", "channel", "handed", "accepted", "delivered",
         "dropped", "of retries", "collector");
     for (const Channel& channel : channels) {
         const LedgerAccount events = eventsOf(channel.index);
-        const auto seen = m_collector.seen(channel.path);
+        const auto counts = m_collector.counts(channel.path);
         const std::int64_t handed = m_desk.handedOver(channel.index);
         const std::int64_t expectedLoss = channel.index == "Sentry" ? m_lostEvents : 0;
         const bool isRight = events.accepted == handed && events.accepted == events.accountedFor()
-            && events.delivered == seen.acceptedEvents && seen.badVerdicts == 0
+            && events.delivered == counts.acceptedEvents && counts.badVerdicts == 0
             && events.dropped.retriesExhausted == expectedLoss
             && events.dropped.total() == expectedLoss
             && events.accepted == events.delivered + expectedLoss;
         doAgree = doAgree && isRight;
         std::printf("  %-8s%10ld%10ld%10ld%10ld%12ld%11ld  %s\n", channel.index.c_str(), handed,
             events.accepted, events.delivered, events.dropped.total(),
-            events.dropped.retriesExhausted, seen.acceptedEvents, isRight ? "agreed" : "DIFFERS");
+            events.dropped.retriesExhausted, counts.acceptedEvents, isRight ? "agreed" : "DIFFERS");
     }
     if (providerReports) {
         const std::int64_t handed = m_desk.reported();
@@ -190,7 +190,7 @@ bool Session::settleAccounts(std::optional<std::int64_t> providerReports)
 
 bool Session::waitUntil(const std::function<bool()>& isDone)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
     while (!isDone()) {
         if (std::chrono::steady_clock::now() > deadline) {
             std::printf("  took too long\n");
@@ -204,7 +204,7 @@ bool Session::waitUntil(const std::function<bool()>& isDone)
     return true;
 }
 
-// An application that goes away stops its work first; what it handed over is then in the lists.
+// The application stops its work first, so that all events handed over are in the lists.
 void Session::toBackground()
 {
     m_desk.pause();

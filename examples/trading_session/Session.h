@@ -11,30 +11,30 @@
 #include <optional>
 #include <string>
 
-/// The script of the demonstration. Belongs to the main thread.
+/// The script of the demonstration. Only the main thread uses it.
 class Session {
 public:
     Session(telvora::LinuxPlatform& platform, CollectorClient& collector, Desk& desk);
 
-    /// An ordinary working day for that long.
+    /// Ordinary work for that long.
     void trade(std::chrono::milliseconds howLong);
-    /// Away to the background and back.
-    void visitBackground();
-    /// The collector cannot be reached, drops connections, breaks down and talks nonsense; the
-    /// retry cache makes it good.
+    /// Goes to the background, waits for the flush, and comes back.
+    void goToBackgroundAndBack();
+    /// The collector cannot be reached, drops connections, answers with an error and with bad JSON;
+    /// the retry cache delivers every batch in the end.
     void faults();
-    /// The collector stays broken for longer than a batch is tried. What is lost is known.
+    /// The collector fails for longer than a batch is tried, which loses a known number of events.
     void outage();
-    /// Sends all that is left.
+    /// Sends all remaining events.
     void finish();
 
-    /// Prints the library's account beside the collector's. True when they agree to the event and
-    /// nothing was lost but in the outage. `providerReports`: how many APM reports the provider
-    /// took, where there is one.
-    bool settleAccounts(std::optional<std::int64_t> providerReports);
+    /// Prints the library's counts beside the collector's. True where they agree exactly and events
+    /// were lost only in the outage. `providerReports`: how many APM reports the provider received,
+    /// where there is one.
+    bool compareCounts(std::optional<std::int64_t> providerReports);
 
 private:
-    /// False when `isDone` does not come true in time.
+    // False where `isDone` does not become true in time.
     bool waitUntil(const std::function<bool()>& isDone);
     void toBackground();
     void toForeground();

@@ -1,5 +1,5 @@
-// A trading application's day, in about twenty seconds, against a local collector that misbehaves
-// now and then. Ends with the library's own account beside what the collector understood.
+// The work of a trading application, in about twenty seconds, with a local collector that fails in
+// several ways. Ends with the library's counts beside the collector's.
 
 #include "Session.h"
 
@@ -49,7 +49,7 @@ bool run(const Options& options)
     host.applicationName = "Trading session";
     host.applicationVersion = "1.0.0";
     host.applicationIdentifier = "com.example.trading-session";
-    // Uploads may be under way when main returns: the platform stays.
+    // Never destroyed: uploads may be under way when main returns.
     auto& platform = *new telvora::LinuxPlatform(std::move(host));
     telvora::installPlatform(platform.services());
 
@@ -63,16 +63,16 @@ bool run(const Options& options)
 
     CollectorClient collector(options.collector);
     if (options.isFresh)
-        collector.forget();
+        collector.reset();
     Desk desk(options.collector, navigator, provider != nullptr);
     Session session(platform, collector, desk);
     if (provider) {
-        // The same host with its reports going elsewhere; the faults have been shown already.
+        // The same host with a provider for its reports; the faults were shown before.
         session.trade(3s);
-        session.visitBackground();
+        session.goToBackgroundAndBack();
     } else {
         session.trade(options.isLong ? 65s : 8s);
-        session.visitBackground();
+        session.goToBackgroundAndBack();
         session.faults();
         session.trade(2s);
         session.outage();
@@ -80,7 +80,7 @@ bool run(const Options& options)
     }
     session.finish();
     const bool doAgree
-        = session.settleAccounts(provider ? std::optional(provider->count()) : std::nullopt);
+        = session.compareCounts(provider ? std::optional(provider->count()) : std::nullopt);
     platform.screens().setKeyWindowSupplier({});
     return doAgree;
 }
