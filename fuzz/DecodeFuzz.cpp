@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <string_view>
 
-/// What decode() takes, encode() writes, and reading that again gives the same value. Text that is
-/// UTF-8 is not mistaken for another encoding.
+/// A value that decode() reads is encoded without error and decoded to the same value again. UTF-8
+/// text is not mistaken for another encoding.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -14,7 +14,7 @@ using telvora::Array;
 using telvora::Dictionary;
 using telvora::Value;
 
-/// Draws values out of the fuzzer's bytes.
+// Makes values from the fuzzer's bytes.
 class Bytes {
 public:
     Bytes(const std::uint8_t* data, std::size_t size)
@@ -58,7 +58,7 @@ struct Drawn {
     bool isFinite = true;
 };
 
-/// A value as deep as there are bytes for it, built from the inside out.
+// A value as deep as the bytes allow, built from the inside out.
 Drawn draw(Bytes bytes)
 {
     Drawn drawn { Dictionary() };
@@ -98,7 +98,7 @@ Drawn draw(Bytes bytes)
             array->emplace_back(std::move(leaf));
         } else if (value.get_object().emplace(bytes.text(), leaf).second == false
             && leaf.is_double()) {
-            // A key that was there already kept its value; draw afresh rather than guess.
+            // The key existed and kept its value, so isFinite may be wrong: use an empty value.
             return Drawn { Dictionary() };
         }
     }
@@ -107,7 +107,7 @@ Drawn draw(Bytes bytes)
 
 } // namespace
 
-/// encode() refuses exactly what is not finite, and what it writes reads as JSON in both styles.
+/// encode() refuses exactly what is not finite, and writes valid JSON in both styles.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     Drawn drawn = draw(Bytes(data, size));
@@ -120,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto second = telvora::decode(*pretty, size + 2);
         if (!first.value || !second.value || *first.value != *second.value)
             std::abort();
-        // Repaired once is repaired for good.
+        // Bad UTF-8 is repaired only once: encoding the decoded text again changes nothing.
         if (telvora::encode(*first.value) != telvora::encode(*second.value))
             std::abort();
     }

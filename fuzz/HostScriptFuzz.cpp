@@ -15,7 +15,7 @@ namespace {
 
 using namespace telvora::host;
 
-// Those that leave the process as it was: none that ends it, waits, or stops it for a good reason.
+// Operations that do not end the process or wait, and cannot cause a fatal error.
 constexpr std::array<std::string_view, 26> harmless { "addViewControllerInfo", "bundle", "carriers",
     "connection", "defaultIndex", "device", "enrollAPMReport", "excavator", "files", "hold", "http",
     "log", "logLevel", "needToPrint", "networkStatusDecode", "networkStatusType", "occasions",
@@ -49,7 +49,7 @@ Script& script()
 
 } // namespace
 
-/// Whatever a line says, it is answered.
+/// Every line gets a reply, whatever it contains.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view line(reinterpret_cast<const char*>(data), size);
