@@ -1,4 +1,4 @@
-# What `cmake --install` lays down: headers, libraries, the CMake package and pkg-config files.
+# What `cmake --install` installs: headers, libraries, the CMake package and pkg-config files.
 
 include(CMakePackageConfigHelpers)
 
@@ -25,8 +25,8 @@ install(FILES
     ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake ${PROJECT_BINARY_DIR}/TelvoraConfigVersion.cmake
     DESTINATION ${packageFolder})
 
-# pkg-config. The prefix is told from where the file lies, so that the tree can be moved; the other
-# folders are told from the prefix unless they were given as absolute paths.
+# pkg-config. The prefix is relative to the file, so that the installed tree can be moved; the other
+# folders are relative to the prefix unless they were given as absolute paths.
 set(pkgConfigFolder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 foreach(kind IN ITEMS LIBDIR INCLUDEDIR)
     set(TELVORA_PC_${kind} ${CMAKE_INSTALL_${kind}})

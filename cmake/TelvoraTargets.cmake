@@ -1,4 +1,4 @@
-# What every target of ours is compiled with. Linked PRIVATE, so none of it reaches a host.
+# The compile options of all our targets. Linked PRIVATE, so that a host does not get them.
 
 add_library(telvora_options INTERFACE)
 target_compile_features(telvora_options INTERFACE cxx_std_20)
@@ -8,7 +8,7 @@ if(TELVORA_DEVELOPER)
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
         -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef -Werror
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
-        # g++ 12 takes "text" + std::to_string(number) for an overlapping copy once it optimises
+        # With optimisation g++ 12 warns of an overlapping copy in "text" + std::to_string(number)
         # (GCC bug 105329).
         $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 endif()

@@ -40,7 +40,8 @@ void submitOrder()
 #include <iostream>
 #include <thread>
 
-// Nobody listens at port 1. What cannot be sent is kept, and the process ends without waiting.
+// No server listens on port 1. Events that cannot be sent are kept, and the process ends without
+// waiting for them.
 int main()
 {
     startTelemetry("http://127.0.0.1:1");

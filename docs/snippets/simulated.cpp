@@ -17,7 +17,7 @@ void expect(bool holds, const char* what)
 {
     if (holds)
         return;
-    std::cerr << "not so: " << what << '\n';
+    std::cerr << "failed: " << what << '\n';
     ++s_failures;
 }
 
