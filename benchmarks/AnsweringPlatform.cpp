@@ -12,7 +12,7 @@ AnsweringHTTPClient::AnsweringHTTPClient()
 AnsweringHTTPClient::~AnsweringHTTPClient()
 {
     {
-        MutexLock locked(m_lock);
+        MutexLock lock(m_lock);
         m_isEnding = true;
     }
     m_arrived.notify_one();
@@ -22,7 +22,7 @@ AnsweringHTTPClient::~AnsweringHTTPClient()
 void AnsweringHTTPClient::send(HTTPRequest /*request*/, Completion completion)
 {
     {
-        MutexLock locked(m_lock);
+        MutexLock lock(m_lock);
         m_waiting.push_back(std::move(completion));
     }
     m_arrived.notify_one();
@@ -30,19 +30,19 @@ void AnsweringHTTPClient::send(HTTPRequest /*request*/, Completion completion)
 
 void AnsweringHTTPClient::answer()
 {
-    std::unique_lock locked(m_lock.native());
+    std::unique_lock lock(m_lock.native());
     while (true) {
         while (!m_isEnding && m_waiting.empty())
-            m_arrived.wait(locked);
+            m_arrived.wait(lock);
         if (m_waiting.empty())
             return;
         std::vector<Completion> taken = std::exchange(m_waiting, {});
-        locked.unlock();
+        lock.unlock();
         for (Completion& completion : taken) {
             completion(HTTPAnswer { R"({"success":true})", {}, 200 });
             completion.reset();
         }
-        locked.lock();
+        lock.lock();
     }
 }
 

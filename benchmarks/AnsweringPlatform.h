@@ -10,8 +10,8 @@
 
 namespace telvora {
 
-/// An HTTPClient that answers success to everything, on a thread of its own, so that a figure
-/// holds what the library costs and nothing of the network.
+/// An HTTPClient that answers every request with success, on a thread of its own, so that a figure
+/// contains the cost of the library and not of the network.
 class AnsweringHTTPClient final : public HTTPClient {
 public:
     AnsweringHTTPClient();
@@ -29,8 +29,7 @@ private:
     std::thread m_thread;
 };
 
-/// Installs the machine's services with an AnsweringHTTPClient among them. `options` are the
-/// machine's.
+/// Installs the Linux platform with an AnsweringHTTPClient in place of its own client.
 void installAnsweringPlatform(LinuxPlatformOptions options = {});
 
 } // namespace telvora

@@ -23,13 +23,13 @@ struct BareLoop::Transfer {
 
 namespace {
 
-std::size_t keep(char* data, std::size_t size, std::size_t count, void* answer)
+std::size_t appendTo(char* data, std::size_t size, std::size_t count, void* answer)
 {
     static_cast<std::string*>(answer)->append(data, size * count);
     return size * count;
 }
 
-// As many and as long as Telvora's own.
+// The same number and sizes of headers as Telvora sends.
 curl_slist* makeHeaders()
 {
     curl_slist* headers = nullptr;
@@ -93,7 +93,7 @@ void BareLoop::start(Transfer& transfer, std::vector<Dictionary> batch)
         curl_easy_setopt(transfer.handle, CURLOPT_NOPROXY, "*");
         curl_easy_setopt(transfer.handle, CURLOPT_NOSIGNAL, 1L);
         curl_easy_setopt(transfer.handle, CURLOPT_HTTPHEADER, transfer.headers);
-        curl_easy_setopt(transfer.handle, CURLOPT_WRITEFUNCTION, keep);
+        curl_easy_setopt(transfer.handle, CURLOPT_WRITEFUNCTION, appendTo);
         curl_easy_setopt(transfer.handle, CURLOPT_WRITEDATA, &transfer.answer);
         curl_easy_setopt(transfer.handle, CURLOPT_PRIVATE, &transfer);
     }

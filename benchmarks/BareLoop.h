@@ -11,10 +11,9 @@
 
 namespace telvora {
 
-/// What a capable programmer writes in an afternoon out of the same parts, and no more: a vector
-/// under a mutex, Boost.JSON's own serialisation, and libcurl's multi interface with six
-/// connections on one thread. Nothing is retried, accounted for or checked; an event that fails
-/// ends the program.
+/// The simplest uploader that uses the same parts: a vector under a mutex, Boost.JSON's own
+/// serialisation, and libcurl's multi interface with six connections on one thread. Nothing is
+/// retried, counted or checked; a failed request ends the program.
 class BareLoop {
 public:
     static constexpr std::size_t batchSize = 100;

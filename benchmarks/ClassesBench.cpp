@@ -1,5 +1,5 @@
-// The library's small parts, each next to the standard library's or the best known one for the
-// same. Left out: what they are made of (a queue, a timer's thread) being started.
+// The library's small parts, each beside the standard library's part for the same job. Left out:
+// the start of what they use (a queue, a timer's thread).
 
 #include <Telvora/Classes/TrackerRetryCache.h>
 #include <Telvora/Classes/Utils/PriorityQueue.h>
@@ -25,7 +25,7 @@ struct Before {
     }
 };
 
-// No two alike, so that the standard heap may use the same comparison.
+// All entries differ, so that the standard heap can use the same comparison.
 std::vector<TrackerRetryEntry> makeEntries(std::int64_t count)
 {
     std::vector<TrackerRetryEntry> entries;
@@ -101,8 +101,8 @@ void BM_StdSharedMutex_Read(benchmark::State& state)
 BENCHMARK(BM_ReadWriteLock_Read)->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(BM_StdSharedMutex_Read)->Threads(1)->Threads(4)->UseRealTime();
 
-// Ours hands the write over and goes on, the yardstick does it at once. The last read waits for
-// all of them, within the time.
+// Our write() returns before the write is done; the yardstick writes at once. The last read waits
+// for all writes, and its time counts.
 void BM_ReadWriteLock_Write(benchmark::State& state)
 {
     static auto& lock = *new ReadWriteLock;

@@ -9,8 +9,8 @@
 
 namespace telvora {
 
-/// What `call(thing)` costs, call by call, on `threads` threads at once; each thing is built by
-/// `prepare(number)` between two calls, outside of the timed stretch. Appends to `costs`.
+/// Measures `call(thing)`, call by call, on `threads` threads at once; `prepare(number)` builds
+/// each thing between two calls, which is not timed. Appends the nanoseconds to `costs`.
 template<typename Prepare, typename Call>
 void measureCalls(int threads, int calls, const Prepare& prepare, const Call& call,
     std::vector<std::int64_t>& costs)
@@ -19,7 +19,7 @@ void measureCalls(int threads, int calls, const Prepare& prepare, const Call& ca
     std::vector<std::vector<std::int64_t>> costsOfThreads(static_cast<std::size_t>(threads));
     std::vector<std::thread> running;
     for (std::vector<std::int64_t>& own : costsOfThreads) {
-        // Written once before, so that no page is met for the first time between two calls.
+        // Written once before, so that no page fault happens between two calls.
         own.assign(perThread, 0);
         running.emplace_back([&] {
             for (int number = 0; number < calls; ++number) {

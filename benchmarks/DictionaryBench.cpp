@@ -1,5 +1,5 @@
-// JSON text of a batch and back, next to Boost.JSON alone and to nlohmann's. Each writes the same
-// events; that they say the same is checked before the clock starts. Left out: building them.
+// JSON text of a batch and back, beside Boost.JSON alone and nlohmann's library. All write the same
+// events; the texts are compared before the clock starts. Left out: building the events.
 
 #include <Telvora/Base/Dictionary.h>
 
@@ -27,7 +27,7 @@ void BM_BatchBody_Encode(benchmark::State& state)
 {
     const Dictionary batch = makeBatchOf(state.range(0));
     if (boost::json::parse(encode(batch).value()) != Value(batch))
-        state.SkipWithError("the text says something else");
+        state.SkipWithError("the text has another value");
     for (auto _ : state)
         benchmark::DoNotOptimize(encode(batch));
 }
@@ -50,7 +50,7 @@ BENCHMARK(BM_BatchBody_Encode)->Arg(1)->Arg(100);
 BENCHMARK(BM_BoostJSON_Serialize)->Arg(1)->Arg(100);
 BENCHMARK(BM_Nlohmann_Dump)->Arg(1)->Arg(100);
 
-// 0 events: an answer. What the library decodes otherwise is a host's `extra`.
+// 0 events: an answer of a collector. Besides answers the library decodes only a host's `extra`.
 std::string textOf(std::int64_t events)
 {
     return events == 0 ? R"({"success":true})" : encode(makeBatchOf(events)).value();

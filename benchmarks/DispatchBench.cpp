@@ -1,5 +1,5 @@
-// Throughput and single costs of dispatch, without payloads worth mentioning. Each stands
-// next to the simplest thing that could do the job.
+// Throughput and single costs of dispatch with small payloads, each beside the simplest code for
+// the same job.
 
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 #include <Telvora/Platform/Linux/Process/LinuxThread.h>
@@ -21,7 +21,7 @@
 namespace telvora {
 namespace {
 
-/// 72 bytes, as the intake's block has them.
+/// 72 bytes, as large as the intake's block.
 struct Captures {
     long* sum;
     long values[8];
@@ -33,8 +33,8 @@ ThreadedDispatch& dispatch()
     return dispatch;
 }
 
-/// Submission while the drainer is at work, as fast as the threads can. Runs everything before
-/// the clock stops.
+/// Submission while a worker runs the queue, as fast as the threads can. The clock stops after the
+/// last block has run.
 void BM_DispatchQueue_BarrierAsync(benchmark::State& state)
 {
     static std::unique_ptr<DispatchQueue> queue;
@@ -196,7 +196,7 @@ void BM_SharedMutex_ReadThenWrite(benchmark::State& state)
 }
 BENCHMARK(BM_SharedMutex_ReadThenWrite);
 
-/// From a submission to a queue at rest, all threads asleep, to the start of its block.
+/// The time from a submission to an idle queue, while all threads sleep, to the start of its block.
 void BM_DispatchQueue_IdleSubmission(benchmark::State& state)
 {
     const auto queue = dispatch().makeConcurrentQueue("bench");

@@ -1,4 +1,4 @@
-// What each part of dispatch that is more than the simplest thing gains over the simplest thing.
+// What each optimised part of dispatch gains over the simplest code for the same job.
 
 #include <Telvora/Platform/Dispatch/BlockList.h>
 #include <Telvora/Platform/Dispatch/BriefLock.h>
@@ -33,9 +33,9 @@ struct Block {
     void operator()() { *sum += values[0]; }
 };
 
-// ---- The lock: threads that write one small block after the other into the same ring.
+// ---- The lock: threads that write small blocks into one ring.
 
-template<typename Lock> void BM_ShortSection(benchmark::State& state)
+template<typename Lock> void BM_CriticalSection(benchmark::State& state)
 {
     const auto threads = static_cast<int>(state.range(0));
     constexpr int blocksOfAThread = 500'000;
@@ -70,10 +70,10 @@ void threads(benchmark::internal::Benchmark* benchmark)
     benchmark->Arg(1)->Arg(4)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
-BENCHMARK_TEMPLATE(BM_ShortSection, detail::BriefLock)->Apply(threads);
-BENCHMARK_TEMPLATE(BM_ShortSection, std::mutex)->Apply(threads);
+BENCHMARK_TEMPLATE(BM_CriticalSection, detail::BriefLock)->Apply(threads);
+BENCHMARK_TEMPLATE(BM_CriticalSection, std::mutex)->Apply(threads);
 
-// ---- The list: so many blocks appended, then run and removed, on one thread.
+// ---- The list: a number of blocks appended, then run and removed, on one thread.
 
 void BM_BlockList_AppendRun(benchmark::State& state)
 {
@@ -109,9 +109,9 @@ void BM_Deque_AppendRun(benchmark::State& state)
 }
 BENCHMARK(BM_Deque_AppendRun)->Arg(100)->Arg(1'000'000);
 
-// ---- In place: an event built where it waits, or built and moved there.
+// ---- In place: an event that is built inside the queue, or built and moved there.
 
-/// As large as what the intake's block carries.
+/// As large as the intake's block.
 struct TakeEvent {
     long* taken;
     Dictionary event;
@@ -151,8 +151,8 @@ template<bool isInPlace> void BM_DispatchQueue_Event(benchmark::State& state)
 BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, true)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, false)->Iterations(3)->Unit(benchmark::kMillisecond);
 
-// ---- The nap: a host that hands over a block every 50 microseconds or so. What the submitter pays
-// a block, and how often some thread went to sleep and had to be woken.
+// ---- The nap: a host that submits a block about every 50 microseconds. What a block costs the
+// submitter, and how often a thread went to sleep and had to be woken.
 
 class NappingQueue {
 public:

@@ -1,7 +1,7 @@
-// From the first event appended to the last one answered by a collector that looks at nothing:
-// events per second and what they cost this process. One contender a process, so that neither
-// inherits the other's heap. One thread builds and appends; it waits while more events than
-// `--most-under-way` are not answered yet, the same for both.
+// From the first event appended to the last one answered, with a collector that checks nothing:
+// events per second, and the processor time of this process. One contender a process, so that
+// neither runs with the other's heap. One thread builds and appends; with both contenders it waits
+// while more than `--most-under-way` events are not answered yet.
 
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>

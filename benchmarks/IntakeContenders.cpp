@@ -1,4 +1,4 @@
-#include <benchmarks/IntakeRoads.h>
+#include <benchmarks/IntakeContenders.h>
 
 #include <Telvora/Telvora.h>
 
@@ -32,7 +32,7 @@ std::string sampleText()
 
 } // namespace
 
-TelvoraRoad::TelvoraRoad()
+TelvoraContender::TelvoraContender()
 {
     TrackerManager& manager = TrackerManager::shared();
     if (!manager.config(channelIndex)) {
@@ -43,13 +43,13 @@ TelvoraRoad::TelvoraRoad()
     m_deliveredBefore = account().delivered;
 }
 
-void TelvoraRoad::submit(Submission&& submission)
+void TelvoraContender::submit(Submission&& submission)
 {
     TrackerManager::shared().appendTracker(
         std::move(submission.event), std::move(submission.index));
 }
 
-bool TelvoraRoad::finish(long submitted)
+bool TelvoraContender::finish(long submitted)
 {
     waitUntil("events to be delivered", [&] {
         const LedgerAccount now = account();
@@ -58,7 +58,7 @@ bool TelvoraRoad::finish(long submitted)
     return account().dropped.total() == 0;
 }
 
-MoodycamelRoad::MoodycamelRoad()
+MoodycamelContender::MoodycamelContender()
     : m_consumer([this] {
         while (!m_isEnding) {
             m_taken += take();
@@ -69,7 +69,7 @@ MoodycamelRoad::MoodycamelRoad()
 {
 }
 
-long MoodycamelRoad::take()
+long MoodycamelContender::take()
 {
     long taken = 0;
     std::vector<Payload> batch(64);
@@ -81,14 +81,14 @@ long MoodycamelRoad::take()
     return taken;
 }
 
-bool MoodycamelRoad::finish(long submitted)
+bool MoodycamelContender::finish(long submitted)
 {
     m_isEnding = true;
     m_consumer.join();
     return m_taken == submitted;
 }
 
-KafkaRoad::KafkaRoad()
+KafkaContender::KafkaContender()
     : m_text(sampleText())
 {
     char problem[256];
@@ -96,7 +96,7 @@ KafkaRoad::KafkaRoad()
     const auto set = [&](const char* name, const char* value) {
         rd_kafka_conf_set(conf, name, value, problem, sizeof problem);
     };
-    // Nobody listens at port 1, and nothing is said about it.
+    // No server listens on port 1; log_level 0 hides the errors.
     set("bootstrap.servers", "127.0.0.1:1");
     set("queue.buffering.max.messages", "10000000");
     set("queue.buffering.max.kbytes", "2097151");
@@ -105,13 +105,13 @@ KafkaRoad::KafkaRoad()
     m_topic = rd_kafka_topic_new(m_producer, "telvora-bench", nullptr);
 }
 
-KafkaRoad::~KafkaRoad()
+KafkaContender::~KafkaContender()
 {
     rd_kafka_topic_destroy(m_topic);
     rd_kafka_destroy(m_producer);
 }
 
-void KafkaRoad::submit(Submission&& /*submission*/)
+void KafkaContender::submit(Submission&& /*submission*/)
 {
     if (rd_kafka_produce(m_topic, RD_KAFKA_PARTITION_UA, RD_KAFKA_MSG_F_COPY, m_text.data(),
             m_text.size(), nullptr, 0, nullptr)
@@ -119,14 +119,14 @@ void KafkaRoad::submit(Submission&& /*submission*/)
         m_refused.fetch_add(1, std::memory_order_relaxed);
 }
 
-bool KafkaRoad::finish(long /*submitted*/)
+bool KafkaContender::finish(long /*submitted*/)
 {
     rd_kafka_purge(m_producer, RD_KAFKA_PURGE_F_QUEUE | RD_KAFKA_PURGE_F_INFLIGHT);
     rd_kafka_flush(m_producer, 10'000);
     return m_refused == 0;
 }
 
-SpdlogRoad::SpdlogRoad()
+SpdlogContender::SpdlogContender()
     : m_pool(std::make_shared<spdlog::details::thread_pool>(8192, 1))
     , m_logger(std::make_shared<spdlog::async_logger>("bench",
           std::make_shared<spdlog::sinks::null_sink_mt>(), m_pool,
@@ -135,14 +135,14 @@ SpdlogRoad::SpdlogRoad()
 {
 }
 
-SpdlogRoad::~SpdlogRoad() = default;
+SpdlogContender::~SpdlogContender() = default;
 
-void SpdlogRoad::submit(Submission&& /*submission*/)
+void SpdlogContender::submit(Submission&& /*submission*/)
 {
     m_logger->log(spdlog::level::info, spdlog::string_view_t(m_text));
 }
 
-bool SpdlogRoad::finish(long /*submitted*/)
+bool SpdlogContender::finish(long /*submitted*/)
 {
     m_logger.reset();
     // Ends its thread after the last message.

@@ -19,21 +19,21 @@ class thread_pool;
 }
 } // namespace spdlog
 
-/// The roads that an event can take out of a thread's hands: ours, and those that it is measured
-/// beside. A road lives for one round. submit() is what is timed; finish() waits until everything
+/// The ways to hand over an event that the benchmark compares: ours and those of other libraries. A
+/// contender lives for one round. The time of submit() is measured; finish() waits until everything
 /// submitted has been consumed, and is false where something was lost.
 namespace telvora {
 
-/// What a host hands over; built outside of the timed stretch.
+/// What a host hands over; built before the clock starts.
 struct Submission {
     Dictionary event;
     std::string index;
 };
 
 /// TrackerManager::appendTracker(): limit 100, batches encoded and answered at once in-process.
-class TelvoraRoad {
+class TelvoraContender {
 public:
-    TelvoraRoad();
+    TelvoraContender();
     void submit(Submission&& submission);
     bool finish(long submitted);
 
@@ -41,11 +41,11 @@ private:
     std::int64_t m_deliveredBefore;
 };
 
-/// moodycamel::ConcurrentQueue with as much as our block carries; the consumer polls every 250 µs
-/// and destroys what it finds.
-class MoodycamelRoad {
+/// moodycamel::ConcurrentQueue with a payload as large as our block's; the consumer polls every
+/// 250 µs and destroys what it finds.
+class MoodycamelContender {
 public:
-    MoodycamelRoad();
+    MoodycamelContender();
     void submit(Submission&& submission) { m_queue.enqueue({ std::move(submission), this }); }
     bool finish(long submitted);
 
@@ -63,12 +63,12 @@ private:
     std::thread m_consumer;
 };
 
-/// rd_kafka_produce() with a copy of the text, into a queue that nothing overflows. No broker, so
-/// that its thread only looks after the queue; purged at the end.
-class KafkaRoad {
+/// rd_kafka_produce() with a copy of the text, into a queue that never becomes full. There is no
+/// broker, so its thread only manages the queue, which is purged at the end.
+class KafkaContender {
 public:
-    KafkaRoad();
-    ~KafkaRoad();
+    KafkaContender();
+    ~KafkaContender();
     void submit(Submission&& submission);
     bool finish(long submitted);
 
@@ -81,10 +81,10 @@ private:
 
 /// spdlog's asynchronous logger with the text as its message, a queue of 8,192 that makes the
 /// caller wait when it is full, and a sink that does nothing.
-class SpdlogRoad {
+class SpdlogContender {
 public:
-    SpdlogRoad();
-    ~SpdlogRoad();
+    SpdlogContender();
+    ~SpdlogContender();
     void submit(Submission&& submission);
     bool finish(long submitted);
 

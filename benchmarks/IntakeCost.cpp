@@ -1,11 +1,11 @@
-// What handing over one event costs the thread that does it, call by call, for Telvora and for
-// what it is compared with; the rounds of all take turns. Left out: building the event (between
-// the calls, for everybody) and the clock's own cost.
+// The cost of handing over one event for the calling thread, call by call, for Telvora and for the
+// libraries it is compared with; their rounds alternate. Left out: building the event (between the
+// calls, for all of them) and the cost of reading the clock.
 
 #include <benchmarks/AnsweringPlatform.h>
 #include <benchmarks/Costs.h>
 #include <benchmarks/Figures.h>
-#include <benchmarks/IntakeRoads.h>
+#include <benchmarks/IntakeContenders.h>
 #include <benchmarks/SampleEvent.h>
 
 #include <cstdlib>
@@ -22,14 +22,14 @@ Submission makeSubmission(int number)
 
 using Costs = std::map<std::string, std::vector<std::int64_t>>;
 
-template<typename Road>
+template<typename Contender>
 void runRound(const std::string& name, int threads, int events, Costs& costs)
 {
-    Road road;
+    Contender contender;
     measureCalls(
         threads, events, makeSubmission,
-        [&](Submission&& submission) { road.submit(std::move(submission)); }, costs[name]);
-    if (!road.finish(long(threads) * events)) {
+        [&](Submission&& submission) { contender.submit(std::move(submission)); }, costs[name]);
+    if (!contender.finish(long(threads) * events)) {
         std::cerr << name << " lost events\n";
         std::exit(1);
     }
@@ -50,10 +50,10 @@ int main(int count, char** values)
     for (const int threads : { 1, 4 }) {
         Costs costs;
         for (int round = 0; round < rounds; ++round) {
-            runRound<TelvoraRoad>("telvora", threads, events / threads, costs);
-            runRound<MoodycamelRoad>("moodycamel", threads, events / threads, costs);
-            runRound<KafkaRoad>("librdkafka", threads, events / threads, costs);
-            runRound<SpdlogRoad>("spdlog", threads, events / threads, costs);
+            runRound<TelvoraContender>("telvora", threads, events / threads, costs);
+            runRound<MoodycamelContender>("moodycamel", threads, events / threads, costs);
+            runRound<KafkaContender>("librdkafka", threads, events / threads, costs);
+            runRound<SpdlogContender>("spdlog", threads, events / threads, costs);
         }
         for (auto& [name, own] : costs)
             printPercentiles("intake." + std::to_string(threads) + "." + name, own);

@@ -1,5 +1,5 @@
-// Heap bytes that the library adds to what it is given to keep: for each event in a channel's list
-// beyond the event's own, and for each batch in the retry cache beyond the batch's own.
+// Heap bytes that the library needs beyond the host's data: for each event in a channel's list
+// beyond the event's own bytes, and for each batch in the retry cache beyond the batch's own.
 
 #include <Telvora/Telvora.h>
 
@@ -21,7 +21,7 @@ double heapBytes()
     return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
-// The room of the holder is taken before, so that it does not count.
+// The holder's own memory is allocated before, so that it does not count.
 double ownBytesOfAnEvent(int events)
 {
     std::vector<Dictionary> holder;
@@ -32,7 +32,7 @@ double ownBytesOfAnEvent(int events)
     return (heapBytes() - before) / events;
 }
 
-// Appended in portions, so that what waits on the queue at one moment does not hide the rest.
+// Appends in portions, so that blocks waiting on the queue do not add to the figure.
 void measurePending(int events, double own)
 {
     const std::string index = "pending-" + std::to_string(events);

@@ -7,7 +7,7 @@ namespace telvora {
 
 namespace {
 
-// No clock that we met moves in larger steps; what is farther apart is a gap between readings.
+// Our clocks advance in smaller steps; a larger distance is a gap between readings.
 constexpr std::int64_t longestStep = 20;
 
 } // namespace

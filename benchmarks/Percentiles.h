@@ -14,12 +14,12 @@ inline std::int64_t nanosecondsNow()
     return now.tv_sec * std::int64_t(1'000'000'000) + now.tv_nsec;
 }
 
-/// The value below which `share` of `values` lie. Reorders them. The clock moves in steps (of ten
-/// nanoseconds on some machines), so the value is interpolated within the step that it falls in:
-/// a median of many equal readings is where in their step half of the calls are through.
+/// The value below which `share` (0 to 1) of `values` lie. Sorts them. The clock advances in steps
+/// (of ten nanoseconds on some machines), so many readings are equal; the result is interpolated
+/// within the step.
 double percentile(std::vector<std::int64_t>& values, double share);
 
-/// What the clock itself adds to a measured stretch.
+/// The median cost of reading the clock, in nanoseconds: part of every measured time.
 double costOfClock();
 
 } // namespace telvora

@@ -1,6 +1,7 @@
-// What the reporting calls cost their caller, each beside what it cannot do without: the stamp of
-// the network beside a plain append, a record beside the same dictionary built by hand, a report
-// through a provider beside encoding the same text, a change of page beside the walk to its screen.
+// The cost of the reporting calls for their caller, each beside the part that it cannot avoid: an
+// event with its network field beside a plain append, a record beside the same dictionary built by
+// hand, a report through a provider beside encoding the same text, a change of page beside the walk
+// to its screen.
 
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
@@ -49,7 +50,7 @@ private:
     std::shared_ptr<UIViewController> m_root;
 };
 
-/// Takes every report and keeps nothing but their length.
+/// Adds up the lengths of the reports and drops their texts.
 class LengthProvider final : public QVXOstraProviderProtocol {
 public:
     void report(const std::string&, const std::string& content) override
@@ -152,16 +153,16 @@ void measureEvents(const Bench& bench)
     bench.run("enrollE2EWithoutRoom", makeEventWithoutRoom, enroll);
 }
 
-// What was built by hand goes once the next one is there, on the clock as well: a record that is
-// reported is destroyed, too, if by another thread.
-thread_local Dictionary built;
+// A record built by hand is destroyed by the next assignment, while the clock runs: a reported
+// record is destroyed as well, though by another thread.
+thread_local Dictionary t_built;
 
 void measureRecords(const Bench& bench)
 {
     TrackerManager& manager = TrackerManager::shared();
     const auto makePage = [](int) { return std::string("TradeViewController"); };
     bench.run("buildByHand", makePage,
-        [](std::string&& page) { built = makeRecordByHand(0.048, 16.0, page); });
+        [](std::string&& page) { t_built = makeRecordByHand(0.048, 16.0, page); });
     bench.run("slowFrame", makePage,
         [&](std::string&& page) { manager.enrollSlowFrameTrack(0.048, 16.0, std::move(page)); });
     bench.run("reportAPMDict", makeRecord,
@@ -186,14 +187,14 @@ void measureProvider(const Bench& bench)
     manager.setupOstra(nullptr);
 }
 
-// On one thread, as pages do.
+// On one thread, as pages change.
 void measurePages(int calls)
 {
     const Bench bench(1, calls);
     const auto screen = std::make_shared<Screen>();
     const auto trace = TrackerDataLifeCycleTrace::create(screen->sceneName());
     trace->setScene(screen);
-    // Each change finds the one before settled, and so does all that a change can ask for.
+    // Each change starts after all work of the previous one has ended.
     const auto nothing = [](int) {
         TrackerDataExcavator::setIsTransitioning(false);
         return 0;
@@ -225,7 +226,7 @@ int main(int count, char** values)
     // After the platform: a record reads its clock.
     if (makeRecord(0).size() != 33
         || TrackerMeta(TrackerMeta::T("FPS")).asDictionary().size() != 33) {
-        std::cerr << "A record has 33 keys no longer\n";
+        std::cerr << "A record no longer has 33 keys\n";
         return 1;
     }
     registerChannels();

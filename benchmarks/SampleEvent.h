@@ -4,20 +4,20 @@
 
 #include <cstddef>
 
-/// The event that every figure is about: ten fields of the usual kinds, the same for Telvora and
-/// for what it is compared with.
+/// The event of all benchmarks: ten fields of the usual kinds, the same for Telvora and for what it
+/// is compared with.
 namespace telvora {
 
 constexpr std::size_t sampleEventBytes = 254;
 
-/// `sampleEventBytes` of compact JSON whatever the number. Has room for the stamp of the network,
-/// as an event has that was built field by field.
+/// An event of `sampleEventBytes` bytes of compact JSON, whatever the number. The dictionary has
+/// room for the network field, as one built field by field has.
 Dictionary makeSampleEvent(int number);
 
 /// The fields beside the event list of a batch.
 Dictionary makeSampleCommonData();
 
-/// Ends the program where the sample is not what the figures claim.
+/// Ends the program where the sample event has another size.
 void checkSampleEvent();
 
 } // namespace telvora

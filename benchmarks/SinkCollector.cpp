@@ -18,7 +18,7 @@ namespace telvora {
 
 namespace {
 
-std::size_t keep(char* data, std::size_t size, std::size_t count, void* text)
+std::size_t appendTo(char* data, std::size_t size, std::size_t count, void* text)
 {
     static_cast<std::string*>(text)->append(data, size * count);
     return size * count;
@@ -68,13 +68,13 @@ SinkCollector::Counts SinkCollector::countsAfter(long requests) const
     CURL* handle = curl_easy_init();
     curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
     curl_easy_setopt(handle, CURLOPT_NOPROXY, "*");
-    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, keep);
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, appendTo);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, &text);
     const CURLcode code = curl_easy_perform(handle);
     curl_easy_cleanup(handle);
     const Decoded decoded = decode(text);
     if (code != CURLE_OK || !decoded.value)
-        fail("the collector does not tell its counts: " + text);
+        fail("the collector does not answer with its counts: " + text);
     const Dictionary& total = decoded.value->at("total").as_object();
     return { static_cast<long>(total.at("requests").to_number<std::int64_t>()),
         static_cast<long>(total.at("bytes").to_number<std::int64_t>()) };

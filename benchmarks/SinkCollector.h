@@ -6,7 +6,7 @@
 
 namespace telvora {
 
-/// A telvora-collector that counts what it is sent and looks at nothing, in a process of its own.
+/// A telvora-collector in sink mode, which counts and checks nothing, in a process of its own.
 ///
 /// Life: listens when the constructor returns; ended by the destructor. Failure ends the program.
 class SinkCollector {
@@ -23,7 +23,7 @@ public:
         long requests = 0;
         long bytes = 0;
     };
-    /// Waits until so many requests have come, for ten seconds at most.
+    /// Waits until `requests` requests have arrived, ten seconds at most.
     Counts countsAfter(long requests) const;
 
 private:

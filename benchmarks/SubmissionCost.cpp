@@ -1,6 +1,6 @@
-// What one submission costs the thread that makes it, call by call: a host builds an event, hands
-// it over and goes on. The consumer takes the event and destroys it. Left out: building the event,
-// and the clock's own cost, which is measured and subtracted.
+// The cost of one submission for the calling thread, call by call: a host builds an event, hands it
+// over and goes on. The consumer takes the event and destroys it. Left out: building the event, and
+// the cost of reading the clock, which is measured and subtracted.
 //
 // The yardsticks move the same payload into moodycamel's queue, whose consumer polls every 250 µs,
 // and, as a block, into a deque under a mutex, whose one worker sleeps on a condition variable.
@@ -30,14 +30,14 @@ namespace {
 
 constexpr int eventsOfAThread = 100'000;
 
-/// As large as what the intake's block carries: the event, its channel's index, the manager.
+/// As large as the intake's block: the event, its channel's index, the manager.
 struct Payload {
     Dictionary event;
     std::string index;
     void* manager = nullptr;
 };
 
-class DispatchRoad {
+class DispatchContender {
 public:
     void submit(Payload&& payload) { m_queue->emplaceBarrier<Take>(*this, std::move(payload)); }
     long finish()
@@ -48,12 +48,12 @@ public:
 
 private:
     struct Take {
-        DispatchRoad& road;
+        DispatchContender& contender;
         Payload payload;
 
         void operator()()
         {
-            ++road.m_taken;
+            ++contender.m_taken;
             benchmark::DoNotOptimize(payload.event);
         }
     };
@@ -89,7 +89,7 @@ private:
     std::thread m_thread;
 };
 
-class MoodycamelRoad {
+class MoodycamelContender {
 public:
     void submit(Payload&& payload) { m_queue.enqueue(std::move(payload)); }
     long finish() { return m_consumer.finish(); }
@@ -108,8 +108,8 @@ private:
     PollingConsumer m_consumer { [this] { return take(); } };
 };
 
-/// The dispatch queue as anybody would write it first.
-class MutexAndDequeRoad {
+/// The simplest dispatch queue: a deque under a mutex.
+class MutexAndDequeContender {
 public:
     void submit(Payload&& payload)
     {
@@ -156,32 +156,33 @@ private:
     std::thread m_worker { [this] { work(); } };
 };
 
-template<typename Road> void submitAndMeasure(Road& road, std::vector<std::int64_t>& costs)
+template<typename Contender>
+void submitAndMeasure(Contender& contender, std::vector<std::int64_t>& costs)
 {
     for (int number = 0; number < eventsOfAThread; ++number) {
         Payload payload { makeSampleEvent(number), "e2e", nullptr };
         const std::int64_t start = nanosecondsNow();
-        road.submit(std::move(payload));
+        contender.submit(std::move(payload));
         costs.push_back(nanosecondsNow() - start);
     }
 }
 
-template<typename Road> void BM_SubmissionCost(benchmark::State& state)
+template<typename Contender> void BM_SubmissionCost(benchmark::State& state)
 {
     const auto producers = static_cast<std::size_t>(state.range(0));
     const double clockCost = costOfClock();
     std::vector<std::int64_t> costs;
     for (auto _ : state) {
-        Road road;
+        Contender contender;
         std::vector<std::vector<std::int64_t>> costsOfThreads(producers);
         std::vector<std::thread> threads;
         for (std::vector<std::int64_t>& own : costsOfThreads) {
             own.reserve(eventsOfAThread);
-            threads.emplace_back([&] { submitAndMeasure(road, own); });
+            threads.emplace_back([&] { submitAndMeasure(contender, own); });
         }
         for (std::thread& thread : threads)
             thread.join();
-        if (road.finish() != static_cast<long>(producers) * eventsOfAThread)
+        if (contender.finish() != static_cast<long>(producers) * eventsOfAThread)
             state.SkipWithError("events were lost");
         for (const std::vector<std::int64_t>& own : costsOfThreads)
             costs.insert(costs.end(), own.begin(), own.end());
@@ -196,9 +197,9 @@ void producers(benchmark::internal::Benchmark* benchmark)
     benchmark->Arg(1)->Arg(4)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
-BENCHMARK_TEMPLATE(BM_SubmissionCost, MoodycamelRoad)->Apply(producers);
-BENCHMARK_TEMPLATE(BM_SubmissionCost, DispatchRoad)->Apply(producers);
-BENCHMARK_TEMPLATE(BM_SubmissionCost, MutexAndDequeRoad)->Apply(producers);
+BENCHMARK_TEMPLATE(BM_SubmissionCost, MoodycamelContender)->Apply(producers);
+BENCHMARK_TEMPLATE(BM_SubmissionCost, DispatchContender)->Apply(producers);
+BENCHMARK_TEMPLATE(BM_SubmissionCost, MutexAndDequeContender)->Apply(producers);
 
 } // namespace
 } // namespace telvora

@@ -1,2 +1,2 @@
-// What the minimal host is compared with: a program that does nothing.
+// A program that does nothing, for comparison with the minimal host.
 int main() { }

@@ -1,6 +1,6 @@
-// The least that a host does: one channel, one event. Prints when it was accepted, on the clock
-// that started counting with the machine, how many threads there are once it is answered for, and
-// how often they woke while the process then stood idle.
+// The smallest host: one channel, one event. Prints when the event was accepted (milliseconds of
+// CLOCK_MONOTONIC), how many threads there are once its upload has ended, and how often they woke
+// while the process was idle after that.
 
 #include <Telvora/Telvora.h>
 
@@ -21,7 +21,7 @@ struct Threads {
     long wakeups = 0;
 };
 
-// Of all but the main thread, which wakes to look.
+// All threads but the main one, which wakes to take the figures.
 Threads otherThreads()
 {
     Threads threads;
@@ -77,7 +77,7 @@ int main(int count, char** values)
     while (account().delivered + account().waiting == 0)
         sleepFor(0.001);
     const int threads = otherThreads().count;
-    // Whoever ran dry naps before it sleeps, and surplus threads end after a while.
+    // A worker without blocks naps before it sleeps, and surplus threads end after a while.
     sleepFor(idleSeconds > 0 ? 3 : 0);
     const Threads before = otherThreads();
     sleepFor(idleSeconds);
