@@ -1,8 +1,50 @@
 #include <Telvora/Classes/TrackerLedger.h>
 
+#include <iterator>
+#include <string_view>
+
 namespace telvora {
 
 namespace {
+
+using Dropped = LedgerAccount::Dropped;
+
+// When the dictionary of an account shows a reason.
+enum class Shown {
+    always,
+    // A batch is never dropped for it.
+    forEvents,
+    onceCounted,
+};
+
+struct ReasonEntry {
+    DropReason reason;
+    std::int64_t Dropped::*count;
+    std::string_view key;
+    Shown shown;
+};
+
+// One line a reason, in the order of DropReason.
+constexpr ReasonEntry reasons[] = {
+    { DropReason::unknownChannel, &Dropped::unknownChannel, "unknownChannel", Shown::forEvents },
+    { DropReason::clearedAfterCopy, &Dropped::clearedAfterCopy, "clearedAfterCopy",
+        Shown::forEvents },
+    { DropReason::unencodable, &Dropped::unencodable, "unencodable", Shown::always },
+    { DropReason::answerNotObject, &Dropped::answerNotObject, "answerNotObject", Shown::always },
+    { DropReason::retriesExhausted, &Dropped::retriesExhausted, "retriesExhausted", Shown::always },
+    { DropReason::removedUnseen, &Dropped::removedUnseen, "removedUnseen", Shown::always },
+    { DropReason::internalError, &Dropped::internalError, "internalError", Shown::onceCounted },
+};
+
+constexpr bool areInOrder()
+{
+    for (std::size_t place = 0; place < std::size(reasons); ++place) {
+        if (static_cast<std::size_t>(reasons[place].reason) != place)
+            return false;
+    }
+    return true;
+}
+static_assert(areInOrder(), "the place of a reason in the table is its number");
 
 void add(std::atomic<std::int64_t>& count, std::int64_t amount)
 {
@@ -10,19 +52,27 @@ void add(std::atomic<std::int64_t>& count, std::int64_t amount)
         count.fetch_add(amount, std::memory_order_relaxed);
 }
 
-Dictionary droppedDictionary(const LedgerAccount::Dropped& dropped, bool ofEvents)
+bool isShown(Shown shown, std::int64_t count, bool ofEvents)
+{
+    switch (shown) {
+    case Shown::always:
+        break;
+    case Shown::forEvents:
+        return ofEvents;
+    case Shown::onceCounted:
+        return count > 0;
+    }
+    return true;
+}
+
+Dictionary droppedDictionary(const Dropped& dropped, bool ofEvents)
 {
     Dictionary dictionary;
-    if (ofEvents) {
-        dictionary["unknownChannel"] = dropped.unknownChannel;
-        dictionary["clearedAfterCopy"] = dropped.clearedAfterCopy;
+    for (const ReasonEntry& entry : reasons) {
+        const std::int64_t count = dropped.*entry.count;
+        if (isShown(entry.shown, count, ofEvents))
+            dictionary[entry.key] = count;
     }
-    dictionary["unencodable"] = dropped.unencodable;
-    dictionary["answerNotObject"] = dropped.answerNotObject;
-    dictionary["retriesExhausted"] = dropped.retriesExhausted;
-    dictionary["removedUnseen"] = dropped.removedUnseen;
-    if (dropped.internalError > 0)
-        dictionary["internalError"] = dropped.internalError;
     return dictionary;
 }
 
@@ -43,8 +93,10 @@ Dictionary accountDictionary(const LedgerAccount& account, bool ofEvents)
 
 std::int64_t LedgerAccount::Dropped::total() const
 {
-    return unknownChannel + clearedAfterCopy + unencodable + answerNotObject + retriesExhausted
-        + removedUnseen + internalError;
+    std::int64_t total = 0;
+    for (const ReasonEntry& entry : reasons)
+        total += this->*entry.count;
+    return total;
 }
 
 std::int64_t LedgerAccount::accountedFor() const
@@ -110,23 +162,23 @@ void ChannelLedger::retried(LedgerShare share)
 void ChannelLedger::droppedAtIntake(DropReason reason)
 {
     add(m_events.accepted, 1);
-    add(m_events.*countOf(reason), 1);
+    add(m_events.droppedFor(reason), 1);
 }
 
 void ChannelLedger::droppedPending(std::int64_t events, DropReason reason)
 {
     add(m_events.pending, -events);
-    add(m_events.*countOf(reason), events);
+    add(m_events.droppedFor(reason), events);
 }
 
 void ChannelLedger::droppedInFlight(LedgerShare share, DropReason reason)
 {
-    move(&Counts::inFlight, countOf(reason), share);
+    drop(&Counts::inFlight, share, reason);
 }
 
 void ChannelLedger::droppedWaiting(LedgerShare share, DropReason reason)
 {
-    move(&Counts::waiting, countOf(reason), share);
+    drop(&Counts::waiting, share, reason);
 }
 
 void ChannelLedger::hostThrew()
@@ -140,33 +192,26 @@ LedgerSnapshot ChannelLedger::snapshot() const
         m_hostExceptions.load(std::memory_order_relaxed) };
 }
 
-ChannelLedger::Count ChannelLedger::Counts::*ChannelLedger::countOf(DropReason reason)
-{
-    switch (reason) {
-    case DropReason::unknownChannel:
-        return &Counts::unknownChannel;
-    case DropReason::clearedAfterCopy:
-        return &Counts::clearedAfterCopy;
-    case DropReason::unencodable:
-        return &Counts::unencodable;
-    case DropReason::answerNotObject:
-        return &Counts::answerNotObject;
-    case DropReason::retriesExhausted:
-        return &Counts::retriesExhausted;
-    case DropReason::removedUnseen:
-        return &Counts::removedUnseen;
-    case DropReason::internalError:
-        break;
-    }
-    return &Counts::internalError;
-}
-
 void ChannelLedger::move(Count Counts::*from, Count Counts::*to, LedgerShare share)
 {
     add(m_events.*from, -std::int64_t(share.events));
     add(m_events.*to, share.events);
     add(m_batches.*from, -std::int64_t(share.batches));
     add(m_batches.*to, share.batches);
+}
+
+void ChannelLedger::drop(Count Counts::*from, LedgerShare share, DropReason reason)
+{
+    add(m_events.*from, -std::int64_t(share.events));
+    add(m_events.droppedFor(reason), share.events);
+    add(m_batches.*from, -std::int64_t(share.batches));
+    add(m_batches.droppedFor(reason), share.batches);
+}
+
+ChannelLedger::Count& ChannelLedger::Counts::droppedFor(DropReason reason)
+{
+    static_assert(std::size(reasons) == reasonCount, "one line a reason");
+    return dropped[static_cast<std::size_t>(reason)];
 }
 
 LedgerAccount ChannelLedger::Counts::account() const
@@ -177,13 +222,8 @@ LedgerAccount ChannelLedger::Counts::account() const
     account.inFlight = inFlight.load(std::memory_order_relaxed);
     account.waiting = waiting.load(std::memory_order_relaxed);
     account.delivered = delivered.load(std::memory_order_relaxed);
-    account.dropped.unknownChannel = unknownChannel.load(std::memory_order_relaxed);
-    account.dropped.clearedAfterCopy = clearedAfterCopy.load(std::memory_order_relaxed);
-    account.dropped.unencodable = unencodable.load(std::memory_order_relaxed);
-    account.dropped.answerNotObject = answerNotObject.load(std::memory_order_relaxed);
-    account.dropped.retriesExhausted = retriesExhausted.load(std::memory_order_relaxed);
-    account.dropped.removedUnseen = removedUnseen.load(std::memory_order_relaxed);
-    account.dropped.internalError = internalError.load(std::memory_order_relaxed);
+    for (std::size_t place = 0; place < reasonCount; ++place)
+        account.dropped.*reasons[place].count = dropped[place].load(std::memory_order_relaxed);
     return account;
 }
 

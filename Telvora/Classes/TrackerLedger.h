@@ -3,33 +3,37 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
 namespace telvora {
 
-/// Why something will never be delivered.
+/// Why an event or a batch will never be delivered. A new reason is one line here, one field of
+/// LedgerAccount::Dropped and one line of the table in TrackerLedger.cpp, at the same place in
+/// each.
 enum class DropReason {
     /// No channel of that index is registered.
     unknownChannel,
-    /// It came in between the copy that a flush sends and the clearing of the list.
+    /// The event arrived after a flush had copied the list and before the flush cleared it.
     clearedAfterCopy,
-    /// The batch holds a number that JSON cannot carry.
+    /// The batch contains NaN or an infinity, which JSON cannot express.
     unencodable,
     /// The collector answered with JSON that is no object.
     answerNotObject,
-    /// The last retry failed, or there was nothing to send.
+    /// The last retry failed, or the retry entry has no data to send.
     retriesExhausted,
-    /// A concurrent pop of the retry cache took another entry away than the one it returned.
+    /// Two concurrent pops of the retry cache returned the same entry and removed this one.
     removedUnseen,
     /// Something threw between the intake and the answer: there was no memory, or a service of the
     /// platform threw.
     internalError,
 };
 
-/// What became of everything a channel was given. When nothing is under way, `accepted` is the sum
-/// of all the rest.
+/// Where all the events, or all the batches, of a channel are now. The sum of the other fields is
+/// `accepted`, except while another thread is between two steps.
 struct TELVORA_EXPORT LedgerAccount {
+    /// How many were dropped, by reason: the fields are named like the cases of DropReason.
     struct TELVORA_EXPORT Dropped {
         std::int64_t unknownChannel = 0;
         std::int64_t clearedAfterCopy = 0;
@@ -39,46 +43,49 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t removedUnseen = 0;
         std::int64_t internalError = 0;
 
+        /// The sum of all reasons.
         std::int64_t total() const;
         bool operator==(const Dropped&) const = default;
     };
 
+    /// All that the channel was given: events by the host, batches by the library, and both by
+    /// TrackerConfig::insert().
     std::int64_t accepted = 0;
-    /// In the channel's list.
+    /// In the channel's list. Always 0 for batches.
     std::int64_t pending = 0;
-    /// In a request that has not been answered.
+    /// In a request that has not been answered yet.
     std::int64_t inFlight = 0;
     /// In the retry cache.
     std::int64_t waiting = 0;
+    /// In a request that the collector accepted.
     std::int64_t delivered = 0;
+    /// Given up, by reason.
     Dropped dropped;
 
-    /// pending + inFlight + waiting + delivered + dropped.
+    /// pending + inFlight + waiting + delivered + dropped
     std::int64_t accountedFor() const;
     bool operator==(const LedgerAccount&) const = default;
 };
 
-/// A channel's account, in events and in batches. A batch is never pending, and never of an unknown
-/// channel.
-///
-/// Deliberate: the account follows the first copy of an event. The documented gaps of flush and
-/// retry can send an event twice; the second copy is not counted, so that `accepted` is what the
-/// host handed over.
+/// A channel's accounts: one counts events, one counts batches.
+/// Deliberate: the documented gaps of flush and retry can send an event twice. The second copy is
+/// not counted, so that `accepted` is what the host handed over.
 struct LedgerSnapshot {
     LedgerAccount events;
     LedgerAccount batches;
-    /// How often a closure of the host's threw while it was called for this channel: a hook, the
-    /// URL hook, or the trigger callback for one of its events.
+    /// How often a closure of the host threw while it was called for this channel: a hook, the URL
+    /// hook, or the trigger callback for one of its events.
     std::int64_t hostExceptions = 0;
 
     bool operator==(const LedgerSnapshot&) const = default;
 };
 
-/// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount; those that a batch
-/// cannot have are left out. "hostExceptions" and "internalError" are there once there was one.
+/// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount. Members that are
+/// always 0 for batches are left out there. "hostExceptions" and "internalError" are left out while
+/// they are 0.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
-/// What one batch, or one entry of the retry cache, carries of a channel's account.
+/// What one request, or one entry of the retry cache, stands for in the channel's accounts.
 struct LedgerShare {
     std::uint32_t events = 0;
     std::uint32_t batches = 0;
@@ -86,35 +93,38 @@ struct LedgerShare {
     bool isEmpty() const { return events == 0 && batches == 0; }
 };
 
-/// One channel's account while it is being kept. Each member says what happened; a snapshot taken
-/// while things happen may be between two of them.
+/// Keeps one channel's accounts. Each function records one thing that happened.
 ///
-/// Threads: any. Costs one or two relaxed additions a call.
+/// Threads: any. A snapshot may show half of what another thread records at that moment.
 class ChannelLedger {
 public:
+    /// Events entered the list.
     void appended(std::int64_t events);
-    /// `events` of the list, which no earlier copy of it held, went into a request.
+    /// A request was made of the list. `share` leaves out events that an earlier copy contained.
     void posted(LedgerShare share);
     void delivered(LedgerShare share);
     void failedIntoRetry(LedgerShare share);
-    /// A batch that no request of ours failed with was put into the retry cache.
+    /// The host put a batch into the retry cache.
     void insertedByHost(LedgerShare share);
-    /// An entry of the retry cache was handed to the host, who answers for it from now on.
+    /// The host took an entry from the retry cache and owns it from now on.
     void takenByHost(LedgerShare share);
+    /// An entry of the retry cache is sent again.
     void retried(LedgerShare share);
 
-    /// One event that never entered a list.
+    /// One event was dropped before it entered a list.
     void droppedAtIntake(DropReason reason);
     void droppedPending(std::int64_t events, DropReason reason);
     void droppedInFlight(LedgerShare share, DropReason reason);
     void droppedWaiting(LedgerShare share, DropReason reason);
 
+    /// A closure of the host threw.
     void hostThrew();
 
     LedgerSnapshot snapshot() const;
 
 private:
     using Count = std::atomic<std::int64_t>;
+    static constexpr auto reasonCount = sizeof(LedgerAccount::Dropped) / sizeof(std::int64_t);
 
     struct Counts {
         Count accepted { 0 };
@@ -122,19 +132,15 @@ private:
         Count inFlight { 0 };
         Count waiting { 0 };
         Count delivered { 0 };
-        Count unknownChannel { 0 };
-        Count clearedAfterCopy { 0 };
-        Count unencodable { 0 };
-        Count answerNotObject { 0 };
-        Count retriesExhausted { 0 };
-        Count removedUnseen { 0 };
-        Count internalError { 0 };
+        // By DropReason.
+        std::array<Count, reasonCount> dropped {};
 
+        Count& droppedFor(DropReason reason);
         LedgerAccount account() const;
     };
 
-    static Count Counts::*countOf(DropReason reason);
     void move(Count Counts::*from, Count Counts::*to, LedgerShare share);
+    void drop(Count Counts::*from, LedgerShare share, DropReason reason);
 
     Counts m_events;
     Counts m_batches;
