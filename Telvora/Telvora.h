@@ -1,6 +1,6 @@
 #pragma once
 
-/// Everything a host needs. One header of them can be included alone as well.
+/// Everything a host needs. Each of these headers can also be included alone.
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Version.h>
 #include <Telvora/Classes/Model/CommonTrackerModel.h>

@@ -9,12 +9,12 @@
 
 namespace telvora {
 
-/// Set in a child: there, what only a thread of the parent pointed to looks lost, and exit() in
-/// the middle of everything is what a case is about.
+/// Set in a child, where the leak check is off: memory that only a thread of the parent refers to
+/// looks lost there.
 inline bool s_isChildOfTest = false;
 
-/// Runs `body` in a forked child, which then ends by exit(). A child that hangs is ended by a
-/// signal.
+/// Runs `body` in a forked child, which then calls exit(). A child that still runs after
+/// `limitSeconds` is killed by a signal.
 template<typename Body> pid_t startChild(Body body, unsigned limitSeconds = 120)
 {
     std::fflush(nullptr);
@@ -28,7 +28,7 @@ template<typename Body> pid_t startChild(Body body, unsigned limitSeconds = 120)
     return child;
 }
 
-/// "exited 0", or what else became of the child.
+/// Waits for the child and returns how it ended: "exited STATUS" or "signal NUMBER".
 inline std::string endOf(pid_t child)
 {
     int status = 0;
@@ -37,6 +37,7 @@ inline std::string endOf(pid_t child)
                              : "signal " + std::to_string(WTERMSIG(status));
 }
 
+/// Runs `body` in a forked child and returns how the child ended.
 template<typename Body> std::string endOfChild(Body body)
 {
     return endOf(startChild(std::move(body)));
@@ -44,8 +45,8 @@ template<typename Body> std::string endOfChild(Body body)
 
 } // namespace telvora
 
-// Read by the sanitizers where they are built in. Children here start threads after a fork, and
-// there are too many of them to linger for a second each.
+// Called by the sanitizers in their builds. Children of tests start threads after a fork, and the
+// default wait of a second at the end of each child would take too long.
 extern "C" [[gnu::used]] inline const char* __tsan_default_options()
 {
     return "die_after_fork=0:atexit_sleep_ms=50";

@@ -2,7 +2,7 @@
 
 namespace telvora {
 
-/// In a sanitizer's build what is measured of memory is the sanitizer's.
+/// True in a sanitizer's build, where measured memory is mostly that of the sanitizer.
 #ifdef TELVORA_SANITIZED
 inline constexpr bool isSanitized = true;
 #else

@@ -39,7 +39,7 @@ bool isControl(char character)
     return byte < 0x20 || byte == 0x7f;
 }
 
-/// The scheme before a colon and a slash, or "": what has no slash there may be a host and a port.
+// The scheme before a colon and a slash, or "": without the slash it may be a host and a port.
 std::string_view schemeOf(std::string_view text)
 {
     std::size_t end = 0;
@@ -57,7 +57,7 @@ bool isFileScheme(std::string_view scheme)
         [](char left, char right) { return (left | 0x20) == right; });
 }
 
-/// What follows "file:". A file of another machine has no address here.
+// Whether `rest`, which follows "file:", names a file of this machine. Other machines are refused.
 bool isFileLocation(std::string_view rest)
 {
     if (!rest.starts_with("//"))
@@ -67,7 +67,7 @@ bool isFileLocation(std::string_view rest)
         || rest.starts_with("127.0.0.1/");
 }
 
-/// One to three digits, 0 to 255, without a leading zero; four of them between dots.
+// Four numbers between dots, each 0 to 255 in one to three digits without a leading zero.
 bool isIPv4(std::string_view text)
 {
     int parts = 0;
@@ -83,8 +83,8 @@ bool isIPv4(std::string_view text)
     }
 }
 
-/// Eight groups of one to four hexadecimal digits, the last two also as an IPv4 address; one run
-/// of groups may be left out as "::" (RFC 4291, section 2.2).
+// Eight groups of one to four hexadecimal digits. The last two may be written as an IPv4 address,
+// and one run of groups may be left out as "::" (RFC 4291, section 2.2).
 bool isIPv6(std::string_view text)
 {
     int groups = 0;
@@ -117,8 +117,8 @@ bool isIPv6(std::string_view text)
     return isShortened ? groups < 8 : groups == 8;
 }
 
-/// "[", an IPv6 address, "]". Between them may stand "%25" or "%" and a zone, the name of a network
-/// interface, which has at most 15 bytes.
+// "[", an IPv6 address, "]". "%25" or "%" and a zone may follow the address: the name of a network
+// interface, at most 15 bytes long.
 bool isBracketedHost(std::string_view host)
 {
     constexpr std::size_t longestZone = 15;
@@ -132,7 +132,7 @@ bool isBracketedHost(std::string_view host)
     return isIPv6(address) && zone.size() != 1 && zone.size() <= 1 + longestZone;
 }
 
-/// The host with its escapes read.
+// The host with each "%XX" decoded.
 std::string withoutEscapes(std::string_view host)
 {
     std::string plain;
@@ -162,7 +162,7 @@ bool isPort(std::string_view text)
         && std::from_chars(text.data(), text.data() + text.size(), port).ec == std::errc();
 }
 
-/// User, host and port: what stands between the slashes and the path.
+// The part between the slashes and the path: user, host and port.
 bool isAuthority(std::string_view text, bool hasScheme)
 {
     if (const std::size_t at = text.find('@'); at != std::string_view::npos)

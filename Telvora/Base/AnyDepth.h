@@ -6,10 +6,10 @@
 
 namespace telvora {
 
-/// Holds a Dictionary or an Array that may be nested as deep as memory allows, and destroys it
-/// without recursion, also where an exception passes by. Moved, never copied.
+/// Owns a Dictionary or an Array that may be nested as deep as memory allows. The destructor does
+/// not recurse, so an exception cannot exhaust the stack either. Moved, never copied.
 ///
-/// Threads: a value.
+/// Threads: a value without a lock.
 template<typename Container> class AnyDepth {
 public:
     AnyDepth() = default;

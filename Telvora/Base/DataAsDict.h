@@ -19,7 +19,7 @@ namespace telvora {
 
 namespace detail {
 
-// Those of C++20, with the alternative spellings of operators.
+// The keywords of C++20, with the alternative spellings of operators.
 inline constexpr std::array<std::string_view, 92> keywords { "alignas", "alignof", "and", "and_eq",
     "asm", "auto", "bitand", "bitor", "bool", "break", "case", "catch", "char", "char16_t",
     "char32_t", "char8_t", "class", "co_await", "co_return", "co_yield", "compl", "concept",
@@ -32,8 +32,7 @@ inline constexpr std::array<std::string_view, 92> keywords { "alignas", "alignof
     "this", "thread_local", "throw", "true", "try", "typedef", "typeid", "typename", "union",
     "unsigned", "using", "virtual", "void", "volatile", "wchar_t", "while", "xor", "xor_eq" };
 
-// A property whose name would be a keyword is declared with an underscore behind it, which is no
-// part of its key. Any other underscore is.
+// The key of a property: its name, without the underscore that follows a keyword.
 constexpr std::string_view keyOf(std::string_view name)
 {
     if (!name.ends_with('_'))
@@ -57,7 +56,7 @@ inline Value asValue(const char* text)
     return text ? Value(std::string_view(text)) : Value(nullptr);
 }
 
-// A template, so that a pointer does not pass for a bool.
+// A template, so that a pointer is not converted to bool.
 template<std::same_as<bool> Flag> Value asValue(Flag flag)
 {
     return Value(flag);
@@ -111,23 +110,24 @@ template<typename T> Value asValue(std::optional<T>&& maybe)
 
 } // namespace detail
 
-/// Gives a record its dictionary: one entry for each stored property, in the order of
-/// declaration, under the property's own name. A record derives from DataAsDict of itself and
-/// lists its members with BOOST_DESCRIBE_STRUCT. A property is a flag, a number, text, a
-/// Dictionary, an Array, a StringDictionary, or an optional one of these.
+/// Turns a record into a dictionary: one entry for each stored property, in the order of
+/// declaration, under the property's name. A record `R` derives from DataAsDict<R> and lists its
+/// members with BOOST_DESCRIBE_STRUCT. A property is a flag, a number, text, a Dictionary, an
+/// Array, a StringDictionary, or an optional one of these.
 ///
 /// A property whose name would be a keyword is declared with an underscore behind it: the key of
 /// `operator_` is "operator". A null `const char*` is an absent text.
 ///
-/// An absent property is not left out: its key is there and holds null, which is what the JSON
-/// text will show. Whoever reads the dictionary tells "absent in the record" from "not in the
-/// record" by the presence of the key.
+/// An absent property is not left out: its key is there with the value null, and the JSON text
+/// shows null. A key that is missing is not a property of the record.
 ///
+/// Threads: a record is a value without a lock.
 /// Failure: two properties of one name stop the process; the language rules that out.
 template<typename Record> class DataAsDict {
 public:
+    /// The dictionary of a record that is kept; dictionaries and arrays are copied.
     Dictionary asDictionary() const& { return dictionaryOf(static_cast<const Record&>(*this)); }
-    /// Moves dictionaries and arrays out of the record.
+    /// The dictionary of a record that is given up; dictionaries and arrays are moved out of it.
     Dictionary asDictionary() && { return dictionaryOf(static_cast<Record&&>(*this)); }
 
 protected:
@@ -152,7 +152,7 @@ private:
     }
 };
 
-/// A type that can be turned into a dictionary so.
+/// A type that DataAsDict can turn into a dictionary.
 template<typename Record>
 concept DataAsDictRecord = std::derived_from<Record, DataAsDict<Record>>;
 

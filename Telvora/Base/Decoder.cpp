@@ -14,9 +14,9 @@ namespace {
 using boost::json::error_code;
 using boost::json::string_view;
 
-// Builds a value from what the parser finds. Boost 1.81's own parser converts the text of a double
-// inexactly (an error of one unit in the last place now and then); this one reads that text again
-// with std::from_chars, so that a number that comes in goes out as the same number.
+// Builds a value from what the parser finds. Boost 1.81's own parser converts some doubles with an
+// error of one unit in the last place. This one reads their text again with std::from_chars, so
+// that a number is encoded as the number that was decoded.
 class ValueBuilder {
 public:
     // The parser asks for these limits under these names.
@@ -92,12 +92,12 @@ public:
         return true;
     }
 
-    bool on_double(double nearly, string_view rest, error_code& error)
+    bool on_double(double inexact, string_view rest, error_code& error)
     {
         m_number.append(rest.data(), rest.size());
-        double exact = nearly;
+        double exact = inexact;
         const char* end = m_number.data() + m_number.size();
-        // Out of range leaves the parser's own answer: zero, or infinity.
+        // Where the number is out of range, the parser's own result stays: zero, or infinity.
         std::from_chars(m_number.data(), end, exact);
         m_number.clear();
         if (!std::isfinite(exact)) {

@@ -21,13 +21,13 @@ std::optional<std::string> encoded(const Source& source, EncodeStyle style)
     return encoder.text();
 }
 
-// A container that stands empty in its place and waits for the members of its original.
+// A container whose members still have to be copied from `from` into the empty container at `to`.
 struct CopyJob {
     const Value* from;
     Value* to;
 };
 
-// A value without children is copied at once; a container is left empty and noted.
+// Copies a value that is no container. A container becomes a job, and `to` stays null.
 void copyShallow(const Value& from, Value& to, std::vector<CopyJob>& jobs)
 {
     if (from.is_structured())
@@ -38,7 +38,7 @@ void copyShallow(const Value& from, Value& to, std::vector<CopyJob>& jobs)
 
 void copyMembers(const Dictionary& from, Dictionary& to, std::vector<CopyJob>& jobs)
 {
-    // No place moves any more once there is room for all.
+    // With room for all members, `to` does not move the values that jobs point to.
     to.reserve(from.size());
     for (const auto& member : from)
         copyShallow(member.value(), to.emplace(member.key(), nullptr).first->value(), jobs);
@@ -63,7 +63,7 @@ void runCopyJobs(std::vector<CopyJob>& jobs)
     }
 }
 
-// Takes the containers out of a container, so that destroying it goes no deeper.
+// Moves the containers out of a container, so that its destructor does not recurse.
 void takeContainers(Value& value, std::vector<Value>& containers)
 {
     if (Dictionary* dictionary = value.if_object()) {
@@ -143,7 +143,7 @@ void dispose(Value&& value) noexcept
             takeContainers(current, containers);
         }
     } catch (...) {
-        // No memory for the list: what is left goes by recursion, as in any other program.
+        // There is no memory for the list: Boost's destructors destroy the rest with recursion.
     }
 }
 

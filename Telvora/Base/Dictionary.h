@@ -12,22 +12,26 @@
 #include <string>
 #include <string_view>
 
-/// The JSON value that an event is made of, and its way to text and back.
+/// The JSON values that events consist of, their text, and how to read that text.
 ///
-/// Threads: values, not services. A Dictionary that several threads only read is safe.
-/// Depth: these functions do not recurse, so a value may be nested as deep as memory holds.
-/// Boost.JSON's own copy constructor and destructor do recurse; where the depth is the host's
-/// choice, the library goes through copy() and dispose().
+/// Threads: values without a lock. Several threads may read one Dictionary while none changes it.
+/// Depth: these functions do not recurse, so a value may be nested as deep as memory allows.
+/// Boost.JSON's own copy constructor and destructor do recurse; where the host chooses the depth,
+/// the library uses copy() and dispose() instead.
+/// Failure: std::bad_alloc where there is no memory; dispose() throws nothing.
 namespace telvora {
 
 /// An event, a batch, a channel's common data. Keeps the order in which keys were inserted.
 using Dictionary = boost::json::object;
+/// Any JSON value.
 using Value = boost::json::value;
+/// A list of JSON values.
 using Array = boost::json::array;
 
-/// Header fields, page parameters.
+/// Header fields, page parameters. Sorted by key.
 using StringDictionary = std::map<std::string, std::string, std::less<>>;
 
+/// The white space of a JSON text.
 enum class EncodeStyle {
     /// No white space.
     compact,
@@ -36,9 +40,9 @@ enum class EncodeStyle {
 };
 
 /// JSON text of `dictionary`, members in their order; absent when a number in it is NaN or
-/// infinite, which JSON cannot carry. Bytes that are not UTF-8 become U+FFFD, one for each
-/// maximal part of a sequence (Unicode 15, 3.9, table 3-8). Integers are exact; doubles are the
-/// shortest text that reads back as the same double, always with a point or an exponent.
+/// infinite, which JSON cannot express. Each maximal part of a sequence that is not UTF-8 becomes
+/// one U+FFFD (Unicode 15, 3.9, table 3-8). Integers are exact. A double becomes the shortest text
+/// that is read as the same double again, always with a point or an exponent.
 TELVORA_EXPORT std::optional<std::string> encode(
     const Dictionary& dictionary, EncodeStyle style = EncodeStyle::compact);
 
@@ -46,33 +50,35 @@ TELVORA_EXPORT std::optional<std::string> encode(
 TELVORA_EXPORT std::optional<std::string> encode(
     const Value& value, EncodeStyle style = EncodeStyle::compact);
 
-/// Compact JSON text of the members of `under` that `over` lacks, and then of those of `over`:
-/// what encode() would give for the two merged, `over` winning, without merging them.
+/// Compact JSON text of both dictionaries as one object: first the members of `under` whose keys
+/// `over` does not have, then those of `over`. Nothing is copied.
 TELVORA_EXPORT std::optional<std::string> encodeMerged(
     const Dictionary& under, const Dictionary& over);
 
-/// A dictionary as a person should see it in a log line: compact JSON, but a number that JSON
-/// cannot carry is printed as nan, inf or -inf instead of spoiling the text.
+/// The dictionary as text for a log line: compact JSON, but a number that JSON cannot express is
+/// printed as nan, inf or -inf.
 TELVORA_EXPORT std::string describe(const Dictionary& dictionary);
 
-/// `text` with each bad byte sequence replaced by U+FFFD, as encode() does it.
+/// `text` with U+FFFD in place of each sequence that is not UTF-8, as in encode().
 TELVORA_EXPORT std::string repairedUTF8(std::string_view text);
 
-/// What decode() found: a value, or the reason why there is none.
+/// The result of decode().
 struct Decoded {
+    /// Absent when the text is not JSON.
     std::optional<Value> value;
+    /// Why there is no value; empty where there is one.
     std::string error;
 };
 
 /// Reads one JSON value of any kind (RFC 8259). Text after it, text that is not UTF-8, empty text
-/// and containers nested deeper than `levels` are errors. Integers stay exact over 64 bits.
+/// and containers nested deeper than `levels` are errors. Integers of up to 64 bits are exact.
 TELVORA_EXPORT Decoded decode(std::string_view text, std::size_t levels = 512);
 
 /// A deep copy without recursion.
 TELVORA_EXPORT Dictionary copy(const Dictionary& dictionary);
 TELVORA_EXPORT Array copy(const Array& array);
 
-/// Destroys a value without recursion. Costs one look at each member where nothing is nested.
+/// Destroys a value without recursion. Looks at each member once.
 TELVORA_EXPORT void dispose(Dictionary&& dictionary) noexcept;
 TELVORA_EXPORT void dispose(Array&& array) noexcept;
 TELVORA_EXPORT void dispose(Value&& value) noexcept;

@@ -19,9 +19,8 @@ constexpr std::uint64_t everyByte(std::uint8_t byte)
     return 0x0101010101010101u * byte;
 }
 
-// The high bit of each byte that cannot stand in a JSON string as it is: below 0x20, a quote, a
-// backslash, or not ASCII. A byte above the first marked one may be marked wrongly; the first one
-// never is.
+// Sets the high bit of each byte that a JSON string cannot contain as it is: below 0x20, a quote, a
+// backslash, or not ASCII. Bytes above the first one that is marked may be marked wrongly.
 constexpr std::uint64_t specialBytes(std::uint64_t word)
 {
     const std::uint64_t quote = word ^ everyByte('"');
@@ -38,8 +37,8 @@ constexpr bool isSpecial(unsigned char byte)
     return byte < 0x20 || byte == '"' || byte == '\\' || byte >= 0x80;
 }
 
-// Copies the bytes at the front of `text` that can stand as they are to `out`, which has room for
-// eight bytes more than `text` holds, and returns how many they were.
+// Copies bytes from the front of `text` to `out`, up to the first special one, and returns how many
+// it copied. `out` has room for eight bytes more than `text` holds.
 std::size_t copyPlain(char* out, std::string_view text)
 {
     std::size_t index = 0;
@@ -106,7 +105,7 @@ bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
     return true;
 }
 
-// Writes what is still open, innermost first.
+// Writes the rest of the open containers, innermost first.
 bool Encoder::finish()
 {
     while (!m_levels.empty()) {
@@ -134,7 +133,7 @@ bool Encoder::finish()
         } else {
             value = level.element++;
         }
-        // May open a level, after which `level` is another one.
+        // May open a level, after which the reference `level` is no longer valid.
         if (!writeValue(*value))
             return false;
     }

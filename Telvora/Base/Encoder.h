@@ -9,40 +9,44 @@
 
 namespace telvora::detail {
 
-/// What to do with a number that JSON cannot carry.
+/// What to do with a number that JSON cannot express: NaN or an infinity.
 enum class NonFinite {
-    /// Give up: there is no text.
+    /// Fail: there is no text.
     refuse,
-    /// Write nan, inf or -inf; the text is for people.
+    /// Write nan, inf or -inf; the text is shown in logs.
     print,
 };
 
-/// Writes one value as JSON text. Not recursive: the way down is kept in a vector.
+/// Writes one value as JSON text, without recursion: a vector holds the open containers.
 ///
-/// Ours, although Boost.JSON has a serializer: that one copies bad UTF-8 through, writes NaN
-/// without a word and cannot indent; checking and repairing before it would walk every event twice.
+/// Ours, although Boost.JSON has a serializer: that one copies bytes that are not UTF-8, writes NaN
+/// without an error and cannot indent. Checking and repairing first would walk every event twice.
+///
+/// Life: one for one text.
+/// Threads: a value without a lock.
 class Encoder {
 public:
     Encoder(EncodeStyle style, NonFinite nonFinite);
 
-    /// False when the value holds a number that JSON cannot carry and that is refused.
+    /// Appends the value. False when it holds a number that is refused; the text is then useless.
     bool write(const Value& value);
     bool write(const Dictionary& dictionary);
 
-    /// The members of `under` that `over` lacks and those of `over`, as one object. Compact only.
+    /// Appends one object: the members of `under` whose keys `over` does not have, then those of
+    /// `over`. Compact only. False as for write().
     bool writeMerged(const Dictionary& under, const Dictionary& over);
 
     /// The text so far.
     std::string text() const;
 
-    /// Appends `text` repaired, between quotes.
+    /// Appends `text` as a JSON string, with U+FFFD in place of sequences that are not UTF-8.
     void writeString(std::string_view text);
 
-    /// Appends `text` with U+FFFD in place of bad sequences and nothing else changed.
+    /// Appends `text` with U+FFFD in place of sequences that are not UTF-8, otherwise unchanged.
     void writeRepaired(std::string_view text);
 
 private:
-    // A container that is being written: the next of its members and the end of them.
+    // A container that is being written: its next member and the end of its members.
     struct Level {
         const Dictionary::value_type* member = nullptr;
         const Dictionary::value_type* memberEnd = nullptr;
@@ -59,7 +63,7 @@ private:
     void startLine();
     void escape(unsigned char character);
 
-    // Where the next `bytes` bytes go.
+    // Where to write the next bytes, with room for `bytes` of them.
     char* room(std::size_t bytes)
     {
         if (m_capacity - m_size < bytes) [[unlikely]]
@@ -70,7 +74,7 @@ private:
     void append(char character);
     void append(std::string_view text);
 
-    // Not a std::string: that one would fill with zeros what is written over at once.
+    // Not a std::string: growing one fills the new bytes with zeros, which cost time for nothing.
     std::unique_ptr<char[]> m_text;
     std::size_t m_size = 0;
     std::size_t m_capacity = 0;

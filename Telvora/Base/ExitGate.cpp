@@ -9,8 +9,8 @@ namespace telvora::detail {
 
 namespace {
 
-// One word, so that entering and closing have an order: how many are inside, times two, and the
-// lowest bit once the gate is closed.
+// How many times threads are inside, times two, plus the lowest bit once the gate is closed. Both
+// are in one word, so that entering comes either before closing or after it.
 constexpr unsigned isClosedBit = 1;
 constexpr unsigned oneInside = 2;
 
@@ -23,10 +23,10 @@ void ExitGate::watch() noexcept
 {
     if (isForkedChild())
         return;
-    // A child that is forked meanwhile would find the C library's list of handlers locked, and
-    // hang in exit().
+    // A child that is forked during atexit() would inherit the C library's lock on its list of
+    // handlers as locked, and hang in exit().
     const NoForkScope noFork;
-    // Without memory for it there is no protection; nothing else is lost.
+    // Without memory for the handler there is no protection; nothing else is lost.
     static_cast<void>(std::atexit(&ExitGate::handleExit));
 }
 
@@ -45,7 +45,7 @@ bool ExitGate::enter() noexcept
     return true;
 }
 
-// Releases what was done inside to the handler, which acquires it with the count.
+// The release makes what was done inside visible to the handler, whose acquire reads this count.
 void ExitGate::leave() noexcept
 {
     if (s_gate.fetch_sub(oneInside, std::memory_order_release) & isClosedBit)

@@ -4,30 +4,32 @@
 
 namespace telvora::detail {
 
-/// Keeps our threads out of code and objects that exit() destroys: the host's closures, and what
-/// they refer to; libraries of others, whose exit handlers know nothing of us.
+/// Keeps our threads from using what exit() destroys: objects that the host's closures refer to,
+/// and the state of other libraries.
 ///
-/// exit() runs its handlers and the destructors of static objects from the newest to the oldest.
-/// watch() puts a handler of ours before all that is alive when it is called. The first of these
-/// handlers closes the gate and waits until everybody inside has left; from then on nobody enters.
+/// exit() runs its handlers and the destructors of static objects, the newest first. watch()
+/// registers a handler, which therefore runs before any object is destroyed that is alive at the
+/// time of the call. The first handler to run closes the gate: no thread enters any more. Then it
+/// waits until the threads that are inside have left.
 ///
 /// Life: one for the process, from its start to its end.
 ///
 /// Threads: any. A thread may be inside several times. The handler does not wait for the thread
-/// that it runs on, so a closure may call exit(), and in a forked child it waits for nobody.
+/// that it runs on, so a closure may call exit(). In a forked child it does not wait at all.
 ///
-/// Deliberate: the wait has no limit. Whoever is inside and never leaves keeps the process from
-/// ending, as a thread does that the host joins; leaving early would run into destroyed objects.
+/// Deliberate: the wait has no limit. A thread that never leaves keeps the process from ending, as
+/// a thread does that the host joins; to go on without it would let it use destroyed objects.
 class TELVORA_EXPORT ExitGate {
 public:
-    /// Puts all that is alive now under the protection of the gate. Call it after each event that
-    /// gives our threads something new to use. Costs some 30 bytes a call, for the life of the
-    /// process.
+    /// From now on exit() closes the gate before it destroys any object that is alive now. Call it
+    /// whenever our threads get something new to use. Each call costs some 30 bytes, for the life
+    /// of the process.
     static void watch() noexcept;
 
+    /// True once exit() has closed the gate.
     static bool isClosed() noexcept;
 
-    /// Being inside, if the gate was open.
+    /// Enters the gate if it is open, and leaves it when destroyed. False when the gate was closed.
     class TELVORA_EXPORT Pass {
     public:
         Pass() noexcept;
@@ -42,7 +44,8 @@ public:
         const bool m_isInside;
     };
 
-    /// For the fork handler: the threads that are not in the child are not inside either.
+    /// For the fork handler: counts only the calling thread as inside, since the child has no
+    /// other.
     static void afterForkInChild() noexcept;
 
 private:

@@ -13,7 +13,7 @@ void fatal(std::string_view message, std::string_view where)
     line += ": file ";
     line += where;
     line += '\n';
-    // One write, so that lines of other threads do not fall between.
+    // One write, so that lines of other threads do not get into this one.
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
     std::abort();

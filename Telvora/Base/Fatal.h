@@ -6,9 +6,9 @@
 
 namespace telvora {
 
-/// Ends the process because the host broke a rule that cannot be met half-way: writes
-/// "Fatal error: MESSAGE: file WHERE" to standard error and aborts. The only thing the library
-/// prints without being asked, and never the answer to a run-time condition.
+/// Ends the process because the host made a programming error from which the library cannot go on:
+/// writes "Fatal error: MESSAGE: file WHERE" to standard error and aborts. Never called for a
+/// condition that can arise at run time in a correct host.
 [[noreturn]] TELVORA_EXPORT void fatal(std::string_view message, std::string_view where);
 
 } // namespace telvora

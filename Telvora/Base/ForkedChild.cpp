@@ -12,8 +12,8 @@ constinit ForkState forkState;
 
 namespace {
 
-// Held shared by each NoForkScope and alone by a thread that forks. Never destroyed: threads of
-// ours are still at work when the process ends. Needs no memory that could be wanting.
+// A NoForkScope holds it shared, a thread that forks holds it alone. Never destroyed, because our
+// threads still run while the process ends. Allocates nothing, so it cannot fail.
 std::shared_mutex& forkLock()
 {
     alignas(std::shared_mutex) static std::byte place[sizeof(std::shared_mutex)];
@@ -45,7 +45,7 @@ void afterForkInParent()
 
 void afterForkInChild()
 {
-    // Not unlocked: a lock remembers its owner by the thread's number, which is another one here.
+    // Not unlocked: the lock stores its owner's thread number, and this thread has another one now.
     new (&forkLock()) std::shared_mutex;
     ExitGate::afterForkInChild();
     if (isInUse())

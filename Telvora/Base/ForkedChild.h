@@ -4,18 +4,20 @@
 
 #include <atomic>
 
-/// What the library knows of fork().
+/// How the library behaves in a process made by fork().
 ///
-/// The library is in use from its first event, request or thread on. A process that is forked
-/// before that is a process like any other: a daemon may register its channels and fork. In one
-/// that is forked later, only the thread that called fork() exists; our locks may be held by
-/// threads that it does not have, and what they guard may be half changed. There the library is
-/// inert: it takes no lock, looks at nothing that a lock guards and starts no thread; every call
-/// returns at once with a neutral answer (empty, absent, false, zero).
+/// The library is in use from its first event, request or thread on. In a child that was forked
+/// before that, everything works: a daemon may register its channels and then fork.
 ///
-/// Threads: any. The three fork handlers belong to the system's folder, which has fork() call them.
+/// In a child that was forked later, only the thread that called fork() exists. Threads that the
+/// child does not have may hold our locks, and the data behind those locks may be half changed.
+/// There the library is inert: it takes no lock, reads nothing that a lock guards and starts no
+/// thread. Every call returns at once with a neutral answer (empty, absent, false, zero).
+///
+/// Threads: any. The system's part of the platform registers the three fork handlers.
 namespace telvora::detail {
 
+/// Read it through isInUse() and isForkedChild().
 struct ForkState {
     std::atomic<bool> isInUse { false };
     std::atomic<bool> isForkedChild { false };
@@ -35,16 +37,17 @@ inline bool isInUse() noexcept
     return forkState.isInUse.load(std::memory_order_relaxed);
 }
 
-/// Comes before the first thing that a fork could break. Costs one load when it was called before.
+/// Call it before the library first takes a lock or starts a thread that a fork would break. Costs
+/// one load from the second call on.
 inline void noteUse() noexcept
 {
     if (!isInUse())
         forkState.isInUse.store(true, std::memory_order_relaxed);
 }
 
-/// While one lives, a fork() on another thread waits for its end. For the time that a thread of
-/// ours spends in a library of others, whose locks the child would inherit locked for ever. Keep
-/// it short, and do not fork inside.
+/// While one exists, a fork() on another thread waits. Use it around calls into another library
+/// whose locks the child would otherwise inherit locked for ever. Keep it short, and do not fork
+/// inside.
 class TELVORA_EXPORT NoForkScope {
 public:
     NoForkScope();
@@ -54,6 +57,8 @@ public:
     NoForkScope& operator=(const NoForkScope&) = delete;
 };
 
+/// The fork handlers, in the order in which fork() calls them: the first one in the parent, before
+/// the child exists.
 TELVORA_EXPORT void beforeFork();
 TELVORA_EXPORT void afterForkInParent();
 TELVORA_EXPORT void afterForkInChild();

@@ -8,14 +8,14 @@
 
 namespace telvora::detail {
 
-/// A value behind a lock of its own: copied in and out, or worked on with the lock held.
+/// A value behind its own lock: copied in and out, or used with the lock held.
 ///
-/// Threads: any. The lock is not recursive, and nothing of the host's may run under it: what a
-/// closure captured goes with its copy, so a closure is kept behind a shared_ptr.
+/// Threads: any. The lock is not recursive, and no code of the host may run while it is held.
+/// Copying or destroying a closure runs such code, so keep a closure behind a shared_ptr.
 ///
-/// Fork: in a forked child, where the lock may be held for ever and the value half changed, it
-/// looks at neither: reading gives T(), and changing does nothing. A type without a T() is none
-/// for what the library itself keeps.
+/// Fork: in a forked child the lock may be held for ever and the value half changed, so neither is
+/// touched: reading gives T(), and changing does nothing. A T without a default constructor must
+/// not be read with get() there.
 template<typename T> class Guarded {
 public:
     constexpr Guarded()
@@ -30,6 +30,7 @@ public:
     Guarded(const Guarded&) = delete;
     Guarded& operator=(const Guarded&) = delete;
 
+    /// A copy of the value.
     T get() const TELVORA_EXCLUDES(m_lock)
     {
         if constexpr (std::is_default_constructible_v<T>) {
@@ -40,10 +41,10 @@ public:
         return m_value;
     }
 
-    /// The old value goes after the lock.
+    /// Replaces the value. The old one is destroyed after the lock is released.
     void set(T value) TELVORA_EXCLUDES(m_lock) { exchange(std::move(value)); }
 
-    /// Gives the old value back.
+    /// Replaces the value and returns the old one.
     T exchange(T value) TELVORA_EXCLUDES(m_lock)
     {
         if (!isForkedChild()) {
@@ -53,8 +54,8 @@ public:
         return value;
     }
 
-    /// Calls `work` with the value, the lock held, and gives its result back; without calling it,
-    /// a value-initialised result in a forked child.
+    /// Calls `work` with the value while the lock is held, and returns its result. In a forked
+    /// child `work` is not called and the result is value-initialised.
     template<typename Work> auto with(Work&& work) TELVORA_EXCLUDES(m_lock)
     {
         return apply(*this, std::forward<Work>(work));

@@ -6,7 +6,7 @@ namespace telvora::detail {
 
 namespace {
 
-// Not those of <cctype>: they follow the host's locale.
+// Not the functions of <cctype>: those depend on the host's locale.
 bool isLetter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');

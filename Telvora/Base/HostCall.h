@@ -15,22 +15,22 @@ namespace detail {
 TELVORA_EXPORT void noteHostException() noexcept;
 }
 
-/// How many exceptions the host's closures have let escape into the library so far: one count for
-/// the process. Those of a channel's own closures are on its ledger as well.
+/// How many exceptions the host's closures have thrown into the library so far, in the whole
+/// process. The ledger of a channel counts those of the channel's own closures as well.
 TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
 
-/// What became of a call of a closure of the host's.
+/// How a call of a host's closure ended.
 enum class HostCall {
     returned,
     threw,
-    /// The process is ending, and what the closure refers to may be gone; or this is a forked
-    /// child.
+    /// The process is ending, so objects that the closure refers to may be destroyed already; or
+    /// this is a forked child.
     notCalled,
 };
 
-/// Calls a closure of the host's. An exception ends here: on a thread of ours it would end the
-/// process, and on a thread of the host's it would leave a call that promises not to throw.
-/// exit() waits for the closure's end before it destroys anything.
+/// Calls a closure of the host and catches what it throws: on one of our threads an exception
+/// would end the process, and on one of the host's it would leave a call that promises not to
+/// throw. exit() waits until the closure has returned before it destroys anything.
 template<typename Callable> HostCall callHost(Callable&& call) noexcept
 {
     if (detail::isForkedChild())
@@ -47,21 +47,22 @@ template<typename Callable> HostCall callHost(Callable&& call) noexcept
     }
 }
 
-/// Comes with each closure or object that the host hands over to be called later: from here on
-/// exit() calls it no more before it destroys anything that is alive now.
+/// Call it for each closure or object of the host that the library will call later. exit() then
+/// stops such calls before it destroys anything that is alive now.
 inline void noteHostClosure() noexcept
 {
     detail::ExitGate::watch();
 }
 
-/// A closure of the host's as the library keeps it: shared, so that whoever calls it holds no lock
-/// meanwhile, and one that is replaced ends with its last call.
+/// Wraps a closure of the host for keeping, and calls noteHostClosure() for it. It is shared, so
+/// that a caller holds a reference instead of a lock; a closure that is replaced is destroyed after
+/// its last call.
 template<typename Signature>
 std::shared_ptr<const std::function<Signature>> keepHostClosure(std::function<Signature> closure)
 {
-    auto kept = std::make_shared<const std::function<Signature>>(std::move(closure));
+    auto shared = std::make_shared<const std::function<Signature>>(std::move(closure));
     noteHostClosure();
-    return kept;
+    return shared;
 }
 
 } // namespace telvora

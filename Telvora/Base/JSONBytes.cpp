@@ -21,7 +21,7 @@ std::optional<Encoding> encodingByMark(std::string_view bytes)
     using namespace std::string_view_literals;
     if (bytes.starts_with("\xEF\xBB\xBF"sv))
         return Encoding { 1, false, 3 };
-    // Before UTF-16, whose mark this one begins with.
+    // Tested before UTF-16: this mark begins with that of UTF-16.
     if (bytes.starts_with("\xFF\xFE\0\0"sv))
         return Encoding { 4, false, 4 };
     if (bytes.starts_with("\0\0\xFE\xFF"sv))
@@ -33,7 +33,7 @@ std::optional<Encoding> encodingByMark(std::string_view bytes)
     return std::nullopt;
 }
 
-// JSON begins with two characters of ASCII, or consists of one.
+// JSON text either begins with two ASCII characters or consists of one.
 Encoding encodingByZeros(std::string_view bytes)
 {
     std::string pattern;

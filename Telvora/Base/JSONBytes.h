@@ -7,10 +7,9 @@
 
 namespace telvora::detail {
 
-/// decode() for JSON in whatever encoding somebody else chose: UTF-8, UTF-16 or UTF-32, in either
-/// byte order, with or without a byte order mark. Where there is no mark, the zeros among the first
-/// four bytes tell the encoding (RFC 4627, section 3). Bytes that are not well-formed in it are an
-/// error, as with decode().
+/// decode() for JSON in UTF-8, UTF-16 or UTF-32, in either byte order, with or without a byte order
+/// mark. Without a mark, the zeros among the first four bytes tell the encoding (RFC 4627,
+/// section 3). Bytes that are not well-formed in that encoding are an error, as in decode().
 TELVORA_EXPORT Decoded decodeBytes(std::string_view bytes, std::size_t levels = 512);
 
 } // namespace telvora::detail

@@ -8,21 +8,22 @@
 
 namespace telvora::detail {
 
-/// An object that its first user makes, while others wait for it, and that is never destroyed:
-/// threads of ours, and late calls of the host's, still use it while the process ends.
+/// An object that the first get() makes, while other callers wait. It is never destroyed, because
+/// our threads and late calls of the host still use it while the process ends.
 ///
-/// Life: make it static and constinit. Then reaching it takes no guard of the compiler's, which a
-/// forked child could find taken for ever.
-/// Threads: any. `make` must not ask for the object it makes: it would wait for itself. What it
-/// throws reaches the caller, and the next one tries again.
-/// Fork: a forked child without the object makes one of its own, inert like all that it is made of.
+/// Life: make it static and constinit. Then the compiler adds no guard, which a forked child could
+/// inherit locked for ever.
+/// Threads: any. `make` must not ask for the object that it makes: it would wait for itself. What
+/// `make` throws reaches the caller, and the next call tries again.
+/// Fork: a forked child without the object makes its own one. That object is inert, since all its
+/// members are.
 template<typename T> class Lazy {
 public:
     constexpr Lazy() = default;
     Lazy(const Lazy&) = delete;
     Lazy& operator=(const Lazy&) = delete;
 
-    /// `make` gives a pointer to a new object.
+    /// The object. `make` returns a pointer to a new one.
     template<typename Make> T& get(Make&& make) TELVORA_EXCLUDES(m_lock)
     {
         if (T* object = m_object.load(std::memory_order_acquire))
@@ -35,7 +36,7 @@ public:
     }
 
 private:
-    // The acquire above sees all that `make` wrote.
+    // Pairs with the acquire above: a thread that sees the pointer sees all that `make` wrote.
     T& publish(T* object)
     {
         m_object.store(object, std::memory_order_release);

@@ -6,13 +6,13 @@
 
 namespace telvora {
 
-/// std::mutex, spelt so that clang's thread safety analysis can follow it. Not recursive.
+/// std::mutex with the annotations that clang's thread safety analysis reads. Not recursive.
 class TELVORA_CAPABILITY("mutex") Mutex {
 public:
     void lock() TELVORA_ACQUIRE() { m_mutex.lock(); }
     void unlock() TELVORA_RELEASE() { m_mutex.unlock(); }
 
-    /// For std::condition_variable, which wants the plain type.
+    /// For std::condition_variable, which needs the plain type.
     std::mutex& native() { return m_mutex; }
 
 private:

@@ -2,9 +2,9 @@
 
 namespace telvora::detail {
 
-/// Something static that is there before the first code of the process runs and stays to its end:
-/// threads of ours, and late calls of the host's, still use it while the process ends. Declare it
-/// constinit, so that reaching it takes no guard that a forked child could find taken.
+/// A static object that exists before any code of the process runs and is never destroyed, because
+/// our threads and late calls of the host still use it while the process ends. Declare it
+/// constinit. Then the compiler adds no guard, which a forked child could inherit locked for ever.
 template<typename T> class NeverDestroyed {
 public:
     constexpr NeverDestroyed()

@@ -9,7 +9,7 @@ namespace telvora {
 
 namespace {
 
-// Sizes that people write without an exponent. Below the upper bound every whole number is exact.
+// Sizes that are written without an exponent. Below the upper bound, 17 digits are enough.
 bool isOrdinary(double number)
 {
     const double size = std::fabs(number);
@@ -20,8 +20,8 @@ bool isOrdinary(double number)
 
 std::size_t writeNumberText(char* out, double number)
 {
-    // Fixed: at most sign, "0.000" and 17 digits. Otherwise a text without an exponent is chosen
-    // only where it is no longer than the one with it.
+    // Fixed: at most sign, "0.000" and 17 digits. The other form uses no exponent only where that
+    // makes the text no longer.
     char* limit = out + longestNumberText;
     char* end = isOrdinary(number) ? std::to_chars(out, limit, number, std::chars_format::fixed).ptr
                                    : std::to_chars(out, limit, number).ptr;
@@ -43,7 +43,7 @@ std::string numberText(double number)
 
 std::string decimalText(double number)
 {
-    // The longest: sign, "0.", 323 zeros, 17 digits.
+    // The longest text: sign, "0.", 323 zeros, 17 digits.
     char text[400];
     const auto [end, error]
         = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed);

@@ -9,14 +9,14 @@
 
 namespace telvora::detail {
 
-/// A value that its first reader computes, while others wait for it, and that is read without a
-/// lock from then on. It can be set as well; one that is set before the first read is never
-/// computed.
+/// A value that the first get() computes, while other callers wait. Later calls read it without a
+/// lock. It can also be set; a value that is set before the first get() is never computed.
 ///
-/// Life: make it part of something static. What is set over is kept to the end of the process,
-/// since another thread may be reading it: made for values that are set a few times at most.
+/// Life: make it part of a static object. A value that set() replaces is kept to the end of the
+/// process, since another thread may be reading it: use this for values that are set a few times at
+/// most.
 /// Threads: any. `compute` must not read the value it computes: it would wait for itself.
-/// Fork: a forked child reads what was computed before, and T() where nothing was.
+/// Fork: a forked child reads what was computed before the fork, and T() where nothing was.
 template<typename T> class OnceValue {
 public:
     constexpr OnceValue() = default;

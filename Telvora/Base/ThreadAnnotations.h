@@ -1,7 +1,6 @@
 #pragma once
 
-// Names for clang's -Wthread-safety, which reads from them which lock guards what. Other compilers
-// see nothing.
+// Which lock guards what, for clang's -Wthread-safety. For other compilers these are empty.
 #if defined(__clang__)
 #define TELVORA_THREAD_ANNOTATION(x) __attribute__((x))
 #else

@@ -6,14 +6,15 @@ namespace telvora::detail {
 
 namespace {
 
-struct Lead {
+struct FirstByte {
     std::size_t length;
     unsigned char secondLowest;
     unsigned char secondHighest;
 };
 
-// Unicode 15, table 3-7: which second byte may follow which first one. Length 0: no first byte.
-Lead lead(unsigned char byte)
+// Unicode 15, table 3-7: which second bytes may follow a first one. Length 0: no character begins
+// with this byte.
+FirstByte firstByte(unsigned char byte)
 {
     if (byte < 0x80)
         return { 1, 0, 0 };
@@ -40,7 +41,7 @@ Lead lead(unsigned char byte)
 
 UTF8Sequence firstUTF8Sequence(std::string_view text)
 {
-    const Lead expected = lead(static_cast<unsigned char>(text[0]));
+    const FirstByte expected = firstByte(static_cast<unsigned char>(text[0]));
     if (expected.length == 0)
         return { 1, false };
 

@@ -5,15 +5,16 @@
 
 namespace telvora::detail {
 
-/// How many bytes at the front of `text` belong together, and whether they are a character.
-/// A bad sequence is as long as its maximal part that could have begun a character (Unicode 15,
-/// 3.9, "U+FFFD Substitution of Maximal Subparts").
+/// The first bytes of a text that belong together.
 struct UTF8Sequence {
+    /// In bytes. Where the bytes are no character, this is the longest part that could begin one,
+    /// at least 1 (Unicode 15, 3.9, "U+FFFD Substitution of Maximal Subparts").
     std::size_t length;
+    /// Whether the bytes are a character.
     bool isValid;
 };
 
-/// Looks at the front of `text`, which must not be empty.
+/// The sequence at the front of `text`, which must not be empty.
 UTF8Sequence firstUTF8Sequence(std::string_view text);
 
 /// U+FFFD in UTF-8.

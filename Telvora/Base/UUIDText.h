@@ -10,8 +10,8 @@ namespace telvora {
 
 using UUID = boost::uuids::uuid;
 
-/// The canonical 8-4-4-4-12 text in upper case, as our wire has it (RFC 9562 prints lower case and
-/// reads both).
+/// The canonical 8-4-4-4-12 text in upper case, as the collectors expect it. (RFC 9562 prints lower
+/// case and reads both.)
 TELVORA_EXPORT std::string uuidText(const UUID& uuid);
 
 } // namespace telvora

@@ -10,13 +10,14 @@ namespace telvora {
 
 template<typename Signature, std::size_t inlineBytes> class UniqueFunction;
 
-/// A callable that is moved, never copied, and keeps what it captures inside itself while that
-/// fits `inlineBytes`. std::function would copy the events that a block carries and allocate for
-/// nearly every one of them.
+/// A callable that is moved, never copied. What it captures is stored inside it if it fits into
+/// `inlineBytes`, and in allocated memory otherwise. std::function would copy the events that a
+/// block carries and allocate for nearly every block.
 ///
 /// Life: empty until given a callable; empty again once moved from.
-/// Threads: none of its own; hand it over like any value.
-/// Failure: calling an empty one is a mistake of the caller (it crashes); test with operator bool.
+/// Threads: a value without a lock.
+/// Failure: calling an empty one crashes; test with operator bool. Making one throws
+/// std::bad_alloc where it needs memory and there is none.
 template<typename Result, typename... Arguments, std::size_t inlineBytes>
 class UniqueFunction<Result(Arguments...), inlineBytes> {
 public:
@@ -58,8 +59,8 @@ public:
         return m_operations->call(m_storage, std::forward<Arguments>(arguments)...);
     }
 
-    /// Replaces the callable by a `Callable { arguments... }` that is made in its place, which
-    /// saves what moving it there would cost.
+    /// Replaces the callable by `Callable { arguments... }`, made in place, so that it need not be
+    /// moved.
     template<typename Callable, typename... Initializers> void emplace(Initializers&&... arguments)
     {
         reset();
@@ -129,12 +130,12 @@ private:
     alignas(std::max_align_t) std::byte m_storage[inlineBytes];
 };
 
-/// One block of work for a queue. The room inside is chosen so that an event on its way to its
-/// channel (the dictionary, the channel's index and where it goes) needs no allocation.
+/// One block of work for a queue. The size is chosen so that the block that hands an event to its
+/// channel (the manager, the dictionary and the channel's index) needs no allocation.
 using Work = UniqueFunction<void(), 80>;
 
-/// A callable that is only looked at while the call lasts, for blocks that run before the
-/// function taking them returns. Costs no allocation and no copy.
+/// A reference to a callable, for a function that calls it before it returns. Allocates nothing and
+/// copies nothing.
 template<typename Signature> class FunctionRef;
 
 template<typename Result, typename... Arguments> class FunctionRef<Result(Arguments...)> {

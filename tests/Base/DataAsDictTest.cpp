@@ -65,7 +65,7 @@ TEST(DataAsDictTest, ADictionaryOfAnyDepthIsCopied)
     dispose(std::move(*record.dictionary));
 }
 
-TEST(DataAsDictTest, ADictionaryOfARecordThatIsGivenAwayIsMoved)
+TEST(DataAsDictTest, ADictionaryIsMovedOutOfAnRvalueRecord)
 {
     Record record;
     record.dictionary = deepDictionary(200'000);
@@ -84,7 +84,7 @@ struct Underscored : DataAsDict<Underscored> {
 };
 BOOST_DESCRIBE_STRUCT(Underscored, (), (count_, xor_, _))
 
-TEST(DataAsDictTest, OnlyTheUnderscoreOfAKeywordIsNoPartOfTheKey)
+TEST(DataAsDictTest, TheKeyLosesTheUnderscoreBehindAKeywordOnly)
 {
     EXPECT_EQ(encode(Underscored().asDictionary()), R"({"count_":1,"xor":2,"_":3})");
 }

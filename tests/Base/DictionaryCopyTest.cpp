@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t levels = 200'000;
 
-TEST(DictionaryCopyTest, ACopyIsEqualAndItsOwn)
+TEST(DictionaryCopyTest, ACopyIsEqualAndIndependent)
 {
     RandomJSON random(1);
     for (int round = 0; round < 1'000; ++round) {
@@ -31,7 +31,7 @@ TEST(DictionaryCopyTest, ACopyKeepsTheOrderOfMembers)
     }
 }
 
-TEST(DictionaryCopyTest, AnArrayIsCopiedLikewise)
+TEST(DictionaryCopyTest, ACopyOfAnArrayIsEqualAndIndependent)
 {
     const Array original { 1, "text", { { "a", { nullptr, 2.5 } } }, Array() };
 
@@ -39,7 +39,7 @@ TEST(DictionaryCopyTest, AnArrayIsCopiedLikewise)
     EXPECT_EQ(copy(Array()), Array());
 }
 
-TEST(DictionaryCopyTest, DepthCostsNoStack)
+TEST(DictionaryCopyTest, CopyingADeepValueDoesNotRecurse)
 {
     Dictionary original = deepDictionary(levels);
     Array array;
@@ -72,7 +72,7 @@ TEST(DictionaryDisposeTest, LeavesAnEmptyContainerOrNull)
     EXPECT_TRUE(value.is_null());
 }
 
-TEST(DictionaryDisposeTest, AWideValueOfManyDeepOnesGoesToo)
+TEST(DictionaryDisposeTest, DestroysAWideValueOfManyDeepOnes)
 {
     Array wide;
     for (int index = 0; index < 20; ++index)

@@ -53,12 +53,12 @@ TEST(DictionaryDecodeTest, DoublesAreTheNearestOnes)
     EXPECT_TRUE(std::signbit(decode("-0.0").value->as_double()));
 }
 
-TEST(DictionaryDecodeTest, TheLastOfTwoMembersOfOneNameCounts)
+TEST(DictionaryDecodeTest, OfTwoMembersWithOneNameTheLastIsKept)
 {
     EXPECT_EQ(decode(R"({"a":1,"a":2})").value, Value(Dictionary { { "a", 2 } }));
 }
 
-TEST(DictionaryDecodeTest, WhatIsNotOneValueIsRefused)
+TEST(DictionaryDecodeTest, TextThatIsNotOneValueIsRefused)
 {
     for (const char* text : { "", " ", "{", "[1,]", "{\"a\":}", "{a:1}", "01", "1.", ".5", "+1",
              "nan", "NaN", "Infinity", "tru", "'a'", "\"a", "\"\n\"", "{} {}", "1 2", "[1] x",
@@ -66,7 +66,7 @@ TEST(DictionaryDecodeTest, WhatIsNotOneValueIsRefused)
         expectRefused(text);
 }
 
-TEST(DictionaryDecodeTest, BytesThatAreNoTextAreRefused)
+TEST(DictionaryDecodeTest, BytesThatAreNotUTF8AreRefused)
 {
     for (const char* text :
         { "\"\xFF\"", "\"\xC3\"", "\"\xED\xA0\x80\"", "{\"\x80\":1}", "\xEF\xBB\xBF{}" })

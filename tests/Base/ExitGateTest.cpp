@@ -17,8 +17,8 @@ namespace {
 
 using detail::ExitGate;
 
-// Where the static objects of a child are when they die: exit handlers run from the newest to the
-// oldest, so what this registers runs after the gate's handler if that was registered later.
+// Runs `check` when a static object made now would be destroyed. Exit handlers run newest first, so
+// a gate's handler that is registered later runs before it.
 void atEnd(void (*check)())
 {
     std::atexit(check);
@@ -27,7 +27,7 @@ void atEnd(void (*check)())
 std::atomic<bool> s_isRunning { false };
 std::promise<void> s_mayReturn;
 
-/// Is inside the gate until told to leave.
+// Starts a thread that stays inside the gate until s_mayReturn is set.
 void startThreadInside()
 {
     std::promise<void> isInside;
@@ -42,7 +42,7 @@ void startThreadInside()
     isInside.get_future().wait();
 }
 
-TEST(ExitGateTest, LetsEveryoneInWhileTheProcessLives)
+TEST(ExitGateTest, IsOpenUntilExit)
 {
     const ExitGate::Pass outer;
     const ExitGate::Pass inner;
@@ -52,7 +52,7 @@ TEST(ExitGateTest, LetsEveryoneInWhileTheProcessLives)
     EXPECT_FALSE(ExitGate::isClosed());
 }
 
-TEST(ExitGateTest, NobodyEntersOnceTheProcessEnds)
+TEST(ExitGateTest, NoThreadEntersDuringExit)
 {
     EXPECT_EQ(endOfChild([] {
         atEnd([] {
@@ -70,7 +70,7 @@ TEST(ExitGateTest, ExitWaitsForAClosureThatIsRunning)
         atEnd([] { ::_exit(s_isRunning ? 3 : 4); });
         noteHostClosure();
         startThreadInside();
-        // Runs first, so the closure is still inside when the gate closes.
+        // The newest handler runs first: the closure may return once exit() has begun.
         std::atexit([] { s_mayReturn.set_value(); });
     }),
         "exited 4");
@@ -85,7 +85,7 @@ TEST(ExitGateTest, AClosureMayEndTheProcess)
         "exited 5");
 }
 
-TEST(ExitGateTest, TheNewestInstallationDecidesWhatIsStillAlive)
+TEST(ExitGateTest, ClosesBeforeObjectsOlderThanTheNewestClosureAreDestroyed)
 {
     EXPECT_EQ(endOfChild([] {
         noteHostClosure();
@@ -98,7 +98,7 @@ TEST(ExitGateTest, TheNewestInstallationDecidesWhatIsStillAlive)
         "exited 0");
 }
 
-TEST(ExitGateTest, WhatCameAfterTheInstallationMayStillBeCalled)
+TEST(ExitGateTest, IsOpenWhileObjectsNewerThanTheClosureAreDestroyed)
 {
     EXPECT_EQ(endOfChild([] {
         noteHostClosure();
@@ -121,7 +121,7 @@ TEST(ExitGateTest, AChildDoesNotWaitForThreadsItDoesNotHave)
     EXPECT_EQ(end, "exited 0");
 }
 
-TEST(ForkedChildTest, AChildForkedBeforeUseIsAProcessLikeAnyOther)
+TEST(ForkedChildTest, AChildForkedBeforeUseWorks)
 {
     EXPECT_EQ(endOfChild([] {
         detail::afterForkInChild();
@@ -144,7 +144,7 @@ TEST(ForkedChildTest, AChildForkedAfterUseIsInert)
     EXPECT_FALSE(detail::isForkedChild());
 }
 
-TEST(ForkedChildTest, AForkWaitsForTheEndOfANoForkScope)
+TEST(ForkedChildTest, AForkWaitsUntilANoForkScopeEnds)
 {
     std::promise<void> isInside;
     std::atomic<bool> mayLeave { false };
@@ -169,7 +169,7 @@ TEST(ForkedChildTest, AForkWaitsForTheEndOfANoForkScope)
     forking.join();
     inside.join();
 
-    // And gives the lock back, in the parent and in the child.
+    // The fork has released the lock, in the parent and in the child.
     {
         const detail::NoForkScope scope;
     }

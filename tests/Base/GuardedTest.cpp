@@ -20,18 +20,18 @@ using detail::OnceValue;
 
 constinit NeverDestroyed<Guarded<std::shared_ptr<int>>> s_shared;
 
-/// Calls back when it is destroyed.
-struct Last {
+// Calls `atEnd` when it is destroyed.
+struct Observed {
     std::function<void()> atEnd;
 
-    ~Last()
+    ~Observed()
     {
         if (atEnd)
             atEnd();
     }
 };
 
-TEST(GuardedTest, GivesACopyOfWhatWasSet)
+TEST(GuardedTest, ReturnsACopyOfTheValueThatWasSet)
 {
     Guarded<std::string> value("a");
     EXPECT_EQ(value.get(), "a");
@@ -42,7 +42,7 @@ TEST(GuardedTest, GivesACopyOfWhatWasSet)
     EXPECT_EQ(value.exchange("c"), "b");
 }
 
-TEST(GuardedTest, WorksOnTheValueInPlaceAndGivesTheResultBack)
+TEST(GuardedTest, WithChangesTheValueInPlaceAndReturnsTheResult)
 {
     Guarded<std::string> value("ab");
 
@@ -56,9 +56,9 @@ TEST(GuardedTest, WorksOnTheValueInPlaceAndGivesTheResultBack)
     EXPECT_EQ(std::as_const(value).with([](const std::string& text) { return text; }), "abcd");
 }
 
-TEST(GuardedTest, TheOldValueDiesAfterTheLock)
+TEST(GuardedTest, TheOldValueIsDestroyedAfterTheLockIsReleased)
 {
-    Guarded<std::shared_ptr<Last>> value(std::make_shared<Last>());
+    Guarded<std::shared_ptr<Observed>> value(std::make_shared<Observed>());
     bool couldLock = false;
     value.get()->atEnd = [&] { couldLock = value.get() == nullptr; };
 
@@ -67,14 +67,14 @@ TEST(GuardedTest, TheOldValueDiesAfterTheLock)
     EXPECT_TRUE(couldLock);
 }
 
-TEST(GuardedTest, AForkedChildLooksAtNeitherTheLockNorTheValue)
+TEST(GuardedTest, AForkedChildTouchesNeitherTheLockNorTheValue)
 {
     Guarded<std::string> value("parent's");
     std::string end;
     detail::noteUse();
 
     value.with([&](std::string&) {
-        // As if another thread held the lock at the fork.
+        // For the child, another thread held the lock at the fork.
         end = endOfChild([&] {
             detail::afterForkInChild();
             value.set("child's");
@@ -90,18 +90,18 @@ TEST(GuardedTest, AForkedChildLooksAtNeitherTheLockNorTheValue)
 TEST(OnceValueForkTest, AForkedChildReadsWhatWasComputedAndComputesNothing)
 {
     static OnceValue<int> computed;
-    static OnceValue<int> open;
+    static OnceValue<int> notComputed;
     EXPECT_EQ(computed.get([] { return 7; }), 7);
     std::string end;
     detail::noteUse();
 
-    open.get([&] {
-        // As if another thread computed it at the fork.
+    notComputed.get([&] {
+        // For the child, another thread was computing it at the fork.
         end = endOfChild([] {
             detail::afterForkInChild();
             const auto fail = []() -> int { ::_exit(4); };
-            open.set(1);
-            ::_exit(computed.get(fail) == 7 && open.get(fail) == 0 ? 0 : 3);
+            notComputed.set(1);
+            ::_exit(computed.get(fail) == 7 && notComputed.get(fail) == 0 ? 0 : 3);
         });
         return 8;
     });
@@ -109,7 +109,7 @@ TEST(OnceValueForkTest, AForkedChildReadsWhatWasComputedAndComputesNothing)
     EXPECT_EQ(end, "exited 0");
 }
 
-TEST(NeverDestroyedTest, IsThereFromTheStart)
+TEST(NeverDestroyedTest, ExistsFromTheStart)
 {
     s_shared->set(std::make_shared<int>(3));
 

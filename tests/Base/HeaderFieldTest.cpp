@@ -34,7 +34,7 @@ TEST(HeaderFieldTest, ValueHasNeitherLineBreakNorNUL)
     EXPECT_FALSE(isFieldValue(std::string("a\0b", 3)));
 }
 
-TEST(HeaderFieldTest, TrimmedValueKeepsWhatIsInside)
+TEST(HeaderFieldTest, TrimmedValueKeepsWhiteSpaceInside)
 {
     EXPECT_EQ(trimmedFieldValue(" \t\r\n\v\fa b\r\nc \t\r\n\v\f"), "a b\r\nc");
     EXPECT_EQ(trimmedFieldValue("a"), "a");

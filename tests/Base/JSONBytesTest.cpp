@@ -13,7 +13,7 @@ struct Form {
     bool hasMark;
 };
 
-/// The characters of `text` in another encoding.
+// The characters of `text` in another encoding.
 std::string encoded(const std::u32string& text, Form form)
 {
     std::u32string units;
@@ -59,7 +59,7 @@ TEST_P(JSONBytesTest, BrokenTextIsRefusedInEachEncoding)
         EXPECT_FALSE(decodeBytes(encoded(text, GetParam())).value);
 }
 
-TEST_P(JSONBytesTest, TextThatBreaksOffWithinACharacterIsRefused)
+TEST_P(JSONBytesTest, TextThatEndsWithinACharacterIsRefused)
 {
     const std::string whole = encoded(U"[1]", GetParam());
 
@@ -80,13 +80,13 @@ INSTANTIATE_TEST_SUITE_P(Encodings, JSONBytesTest,
         Form { 4, true, false }, Form { 4, true, true }),
     nameOf);
 
-TEST(JSONBytesUTF8Test, MarkIsPassedOver)
+TEST(JSONBytesUTF8Test, ByteOrderMarkIsSkipped)
 {
     EXPECT_EQ(decodeBytes("\xEF\xBB\xBF{}").value, Value(Dictionary()));
     EXPECT_EQ(decodeBytes("{}").value, Value(Dictionary()));
 }
 
-TEST(JSONBytesUTF8Test, WhatDecodeRefusesStaysRefused)
+TEST(JSONBytesUTF8Test, TextThatIsNotJSONIsRefused)
 {
     using namespace std::string_view_literals;
     for (const std::string_view text :

@@ -22,7 +22,7 @@ inline Value deepArray(std::size_t levels)
     return value;
 }
 
-/// One value inside `levels` dictionaries, and beside each a number.
+/// One value inside `levels` dictionaries. Each dictionary also has a number.
 inline Dictionary deepDictionary(std::size_t levels)
 {
     Dictionary dictionary { { "bottom", true } };
@@ -35,7 +35,7 @@ inline Dictionary deepDictionary(std::size_t levels)
     return dictionary;
 }
 
-/// Random values that JSON can carry, of every kind; the same for the same seed.
+/// Random JSON values of every kind; the same for the same seed.
 class RandomJSON {
 public:
     explicit RandomJSON(std::uint64_t seed)
@@ -45,7 +45,7 @@ public:
 
     std::uint64_t below(std::uint64_t bound) { return m_engine() % bound; }
 
-    /// Finite, with every exponent as likely as any.
+    /// Finite; all exponents are equally likely.
     double number()
     {
         while (true) {
@@ -57,7 +57,7 @@ public:
         }
     }
 
-    /// ASCII with what must be escaped, and characters of two to four bytes.
+    /// ASCII, including characters that must be escaped, and characters of two to four bytes.
     std::string text()
     {
         static const std::string pieces[] { "a", "Z", "9", " ", "\"", "\\", "/", "\n", "\t",

@@ -12,7 +12,7 @@ namespace {
 
 using detail::Lazy;
 
-TEST(LazyTest, ItsFirstUserMakesTheObjectAndEveryOtherGetsTheSame)
+TEST(LazyTest, TheFirstCallMakesTheObjectAndLaterCallsReturnIt)
 {
     static constinit Lazy<std::string> object;
 
@@ -24,7 +24,7 @@ TEST(LazyTest, ItsFirstUserMakesTheObjectAndEveryOtherGetsTheSame)
     EXPECT_EQ(&first, &second);
 }
 
-TEST(LazyTest, WhereMakingTheObjectThrowsTheNextUserTriesAgain)
+TEST(LazyTest, AnObjectWhoseMakingThrewIsMadeByTheNextCall)
 {
     static constinit Lazy<int> object;
     const auto fail = []() -> int* { throw std::runtime_error("x"); };
@@ -34,14 +34,14 @@ TEST(LazyTest, WhereMakingTheObjectThrowsTheNextUserTriesAgain)
     EXPECT_EQ(object.get([] { return new int(2); }), 2);
 }
 
-TEST(LazyForkTest, AForkedChildMakesItsOwnWhereTheParentWasMakingIt)
+TEST(LazyForkTest, AForkedChildMakesItsOwnObjectWhileTheParentMakesIt)
 {
     static constinit Lazy<int> object;
     std::string end;
     detail::noteUse();
 
     object.get([&] {
-        // As if another thread made it at the fork.
+        // For the child, another thread was making it at the fork.
         end = endOfChild([] {
             detail::afterForkInChild();
             const int made = object.get([] { return new int(7); });

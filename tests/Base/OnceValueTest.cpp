@@ -13,7 +13,7 @@ namespace {
 
 using detail::OnceValue;
 
-TEST(OnceValueTest, IsComputedByItsFirstReaderAlone)
+TEST(OnceValueTest, IsComputedByItsFirstReaderOnly)
 {
     OnceValue<std::string> value;
     int computed = 0;
@@ -23,7 +23,7 @@ TEST(OnceValueTest, IsComputedByItsFirstReaderAlone)
     EXPECT_EQ(value.get(compute), "1");
 }
 
-TEST(OnceValueTest, WhatIsSetCounts)
+TEST(OnceValueTest, SetReplacesTheComputedValue)
 {
     OnceValue<int> value;
     EXPECT_EQ(value.get([] { return 1; }), 1);
@@ -34,7 +34,7 @@ TEST(OnceValueTest, WhatIsSetCounts)
     EXPECT_EQ(value.get([] { return 1; }), 3);
 }
 
-TEST(OnceValueTest, OneThatIsSetFirstIsNeverComputed)
+TEST(OnceValueTest, AValueThatIsSetFirstIsNeverComputed)
 {
     OnceValue<int> value;
 
@@ -52,7 +52,7 @@ TEST(OnceValueTest, AComputationThatThrowsIsTriedAgain)
     EXPECT_EQ(value.get([] { return 1; }), 1);
 }
 
-TEST(HostCallTest, WhatIsThrownIsCountedAndStaysInside)
+TEST(HostCallTest, AnExceptionIsCaughtAndCounted)
 {
     const auto before = hostExceptionCount();
 
@@ -63,7 +63,7 @@ TEST(HostCallTest, WhatIsThrownIsCountedAndStaysInside)
     EXPECT_EQ(hostExceptionCount(), before + 2);
 }
 
-TEST(FatalDeathTest, SaysWhatAndWhereAndAborts)
+TEST(FatalDeathTest, PrintsMessageAndFileAndAborts)
 {
     EXPECT_EXIT(fatal("No way", "Here"), testing::KilledBySignal(SIGABRT),
         "^Fatal error: No way: file Here\n$");

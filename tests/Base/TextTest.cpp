@@ -25,7 +25,7 @@ TEST(NumberTextTest, IsTheShortestTextWithAPointOrAnExponent)
     EXPECT_EQ(numberText(std::numeric_limits<double>::quiet_NaN()), "nan");
 }
 
-TEST(NumberTextTest, ReadsBackAsTheSameNumberAndFitsItsRoom)
+TEST(NumberTextTest, IsReadAsTheSameNumberAndFitsLongestNumberText)
 {
     RandomJSON random(1);
     for (int round = 0; round < 50'000; ++round) {
@@ -48,7 +48,7 @@ TEST(DecimalTextTest, NeverHasAnExponent)
     EXPECT_EQ(decimalText(infinity), "inf");
 }
 
-TEST(DecimalTextTest, ReadsBackAsTheSameNumber)
+TEST(DecimalTextTest, IsReadAsTheSameNumber)
 {
     RandomJSON random(2);
     for (int round = 0; round < 5'000; ++round) {

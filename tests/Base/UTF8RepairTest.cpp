@@ -8,7 +8,7 @@
 namespace telvora {
 namespace {
 
-// U+FFFD, once for each bad sequence.
+// U+FFFD.
 const std::string bad = "\xEF\xBF\xBD";
 
 struct Row {
@@ -22,7 +22,7 @@ TEST(UTF8RepairTest, EachMaximalPartOfASequenceBecomesOneReplacement)
     const Row table[] {
         { "", "" },
         { "plain", "plain" },
-        // Well formed, at the ends of every range.
+        // Well-formed characters at both ends of each range.
         { "\x7F", "\x7F" },
         { "\xC2\x80", "\xC2\x80" },
         { "\xDF\xBF", "\xDF\xBF" },
@@ -32,15 +32,15 @@ TEST(UTF8RepairTest, EachMaximalPartOfASequenceBecomesOneReplacement)
         { "\xEF\xBF\xBF", "\xEF\xBF\xBF" },
         { "\xF0\x90\x80\x80", "\xF0\x90\x80\x80" },
         { "\xF4\x8F\xBF\xBF", "\xF4\x8F\xBF\xBF" },
-        // Bytes that never stand in UTF-8.
+        // Bytes that UTF-8 never contains.
         { "\xC0\x80", bad + bad },
         { "\xC1\xBF", bad + bad },
         { "\xF5\x80\x80\x80", bad + bad + bad + bad },
         { "\xFE\xFF", bad + bad },
-        // A tail without a head.
+        // A continuation byte without a first byte.
         { "\x80", bad },
         { "a\xBFz", "a" + bad + "z" },
-        // Too long, a surrogate, beyond the last character: the second byte fits none.
+        // Overlong, a surrogate, beyond the last character: the second byte is not allowed.
         { "\xE0\x80\x80", bad + bad + bad },
         { "\xE0\x9F\xBF", bad + bad + bad },
         { "\xED\xA0\x80", bad + bad + bad },
@@ -48,7 +48,7 @@ TEST(UTF8RepairTest, EachMaximalPartOfASequenceBecomesOneReplacement)
         { "\xF0\x80\x80\x80", bad + bad + bad + bad },
         { "\xF0\x8F\xBF\xBF", bad + bad + bad + bad },
         { "\xF4\x90\x80\x80", bad + bad + bad + bad },
-        // Cut off: what could have begun a character is one part.
+        // Cut off: the bytes that could begin a character are one part.
         { "\xC3", bad },
         { "\xC3z", bad + "z" },
         { "\xE2\x82", bad },
@@ -76,7 +76,7 @@ TEST(UTF8RepairTest, TheEncoderRepairsInTheSameWay)
     }
 }
 
-TEST(UTF8RepairTest, WhatIsRepairedStaysAsItIs)
+TEST(UTF8RepairTest, RepairedTextIsNotChangedAgain)
 {
     std::mt19937_64 random(2);
     for (int round = 0; round < 20'000; ++round) {

@@ -17,7 +17,7 @@ TEST(WorkTest, IsEmptyUntilGivenACallable)
     EXPECT_TRUE(work);
 }
 
-TEST(WorkTest, CarriesWhatCanOnlyBeMoved)
+TEST(WorkTest, AcceptsCapturesThatCanOnlyBeMoved)
 {
     int seen = 0;
     Work work([value = std::make_unique<int>(7), &seen] { seen = *value; });
@@ -56,7 +56,7 @@ TEST(WorkTest, IsMadeInPlaceWithoutAMove)
     EXPECT_EQ(seen, 7);
 }
 
-TEST(WorkTest, IsEmptyWhenWhatWasToReplaceItsCallableCouldNotBeMade)
+TEST(WorkTest, IsEmptyAfterMakingANewCallableInPlaceThrew)
 {
     struct Unmakeable {
         explicit Unmakeable(int) { throw 1; }
@@ -71,7 +71,7 @@ TEST(WorkTest, IsEmptyWhenWhatWasToReplaceItsCallableCouldNotBeMade)
     EXPECT_EQ(witness.use_count(), 1);
 }
 
-TEST(WorkTest, CarriesCapturesLargerThanItsOwnRoom)
+TEST(WorkTest, AcceptsCapturesThatDoNotFitInside)
 {
     std::array<char, 4096> large {};
     large.back() = 'x';
@@ -84,7 +84,7 @@ TEST(WorkTest, CarriesCapturesLargerThanItsOwnRoom)
     EXPECT_EQ(seen, 'x');
 }
 
-TEST(WorkTest, DestroysItsCapturesOnceAndWithoutBeingCalled)
+TEST(WorkTest, DestroysItsCapturesOnceAlsoWithoutACall)
 {
     auto witness = std::make_shared<int>(0);
     {
