@@ -9,7 +9,7 @@ namespace {
 
 const Dictionary unencodable { { "a", std::numeric_limits<double>::infinity() } };
 
-TEST(DictionaryExtensionTest, TextIsForPeopleUnlessToldOtherwise)
+TEST(DictionaryExtensionTest, TextIsIndentedUnlessToldOtherwise)
 {
     const Dictionary dictionary { { "a", { 1, 2 } } };
 
@@ -26,7 +26,7 @@ TEST(DictionaryExtensionTest, BytesFollowTheirOption)
     EXPECT_EQ(toJSONData(dictionary, EncodeStyle::pretty), "{\n  \"a\" : 1\n}");
 }
 
-TEST(DictionaryExtensionTest, WhatCannotBeEncodedIsAbsent)
+TEST(DictionaryExtensionTest, ADictionaryThatCannotBeEncodedIsAbsent)
 {
     EXPECT_EQ(toJSONString(unencodable), std::nullopt);
     EXPECT_EQ(toJSONString(unencodable, false), std::nullopt);

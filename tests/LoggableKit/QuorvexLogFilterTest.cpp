@@ -16,7 +16,7 @@ std::vector<std::string> names(const std::vector<Category>& categories)
     return names;
 }
 
-TEST(QuorvexLogFilterTest, IncludingPrintsTheListedOnes)
+TEST(QuorvexLogFilterTest, IncludingPrintsTheListedCategories)
 {
     const Filter filter = Filter::including({ Category("a"), Category("b") });
 
@@ -25,7 +25,7 @@ TEST(QuorvexLogFilterTest, IncludingPrintsTheListedOnes)
     EXPECT_FALSE(filter.needToPrint(Category("A")));
 }
 
-TEST(QuorvexLogFilterTest, ExcludingPrintsTheOthers)
+TEST(QuorvexLogFilterTest, ExcludingPrintsAllOtherCategories)
 {
     const Filter filter = Filter::excluding({ Category("a"), Category("b") });
 
@@ -33,7 +33,7 @@ TEST(QuorvexLogFilterTest, ExcludingPrintsTheOthers)
     EXPECT_TRUE(filter.needToPrint(Category("A")));
 }
 
-TEST(QuorvexLogFilterTest, AnEmptyListIncludesNoneAndExcludesNone)
+TEST(QuorvexLogFilterTest, AnEmptyListPrintsNoneWhenIncludedAndAllWhenExcluded)
 {
     for (const char* name : { "", "HTTP", "anything" }) {
         EXPECT_FALSE(Filter::including({}).needToPrint(Category(name)));
@@ -41,7 +41,7 @@ TEST(QuorvexLogFilterTest, AnEmptyListIncludesNoneAndExcludesNone)
     }
 }
 
-TEST(QuorvexLogFilterTest, AllAndNoneAskForNoName)
+TEST(QuorvexLogFilterTest, AllPrintsEveryCategoryAndNonePrintsNone)
 {
     EXPECT_TRUE(Filter::all().needToPrint(Category("")));
     EXPECT_FALSE(Filter::none().needToPrint(Category("")));
@@ -53,7 +53,7 @@ TEST(QuorvexLogFilterTest, OnlyPrintsOneName)
     EXPECT_FALSE(Filter::only("a").needToPrint(Category("b")));
 }
 
-TEST(QuorvexLogFilterTest, ThePresetsGoByTheirLists)
+TEST(QuorvexLogFilterTest, ThePresetsUseTheirLists)
 {
     EXPECT_THAT(names(Filter::uiCategories()),
         testing::ElementsAre("First Frame", "Storyboard", "LifeCycle"));

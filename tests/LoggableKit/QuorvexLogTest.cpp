@@ -37,7 +37,7 @@ protected:
 
     void install() { QuorvexLog::setLogService(service); }
 
-    // From now on every line reaches the service; the calls before are forgotten.
+    // From now on every line reaches the service. Earlier calls are not recorded.
     void listen()
     {
         install();
@@ -59,7 +59,7 @@ TEST_F(QuorvexLogTest, ALineIsTheBracketedCategoryAndTheMessage)
     EXPECT_THAT(service->calls, ElementsAre(Pair(4u, "[HTTP] x")));
 }
 
-TEST_F(QuorvexLogTest, TheCategoryPicksTheLevel)
+TEST_F(QuorvexLogTest, TheCategoryDecidesTheLevel)
 {
     listen();
 
@@ -120,7 +120,7 @@ TEST_F(QuorvexLogTest, EachConfigurationInitialisesTheService)
     EXPECT_THAT(service->calls, ElementsAre(Pair(0u, "loggerInit"), Pair(0u, "loggerInit")));
 }
 
-TEST_F(QuorvexLogTest, AServiceThatIsTakenAwayGetsNothingMore)
+TEST_F(QuorvexLogTest, AServiceThatIsRemovedGetsNoMoreLines)
 {
     listen();
     QuorvexLog::setLogService(nullptr);
@@ -131,7 +131,7 @@ TEST_F(QuorvexLogTest, AServiceThatIsTakenAwayGetsNothingMore)
     EXPECT_EQ(service.use_count(), 1);
 }
 
-TEST_F(QuorvexLogTest, AnEventIsPrintedForPeople)
+TEST_F(QuorvexLogTest, AnEventIsPrintedAsIndentedJSON)
 {
     listen();
 
@@ -160,7 +160,7 @@ TEST_F(QuorvexLogTest, AnErrorFollowsTheMessage)
         ElementsAre(Pair(unsigned(Level::warning), "[c] no luck, the disk is full")));
 }
 
-TEST_F(QuorvexLogTest, AMessageIsOnlyMadeForAListener)
+TEST_F(QuorvexLogTest, AMessageIsOnlyMadeWhenThereIsAService)
 {
     int made = 0;
     const auto make = [&] { return "message " + std::to_string(++made); };
@@ -175,7 +175,7 @@ TEST_F(QuorvexLogTest, AMessageIsOnlyMadeForAListener)
     EXPECT_EQ(service->calls.back().second, "[c] message 1");
 }
 
-TEST_F(QuorvexLogTest, ALineIsThereWhenTheCallReturns)
+TEST_F(QuorvexLogTest, ALineIsDeliveredWhenTheCallReturns)
 {
     listen();
     simulated.setHold(true);
@@ -199,7 +199,7 @@ TEST_F(QuorvexLogTest, ServicesThatThrowAreCountedAndCalledAgain)
     EXPECT_THAT(service->calls, ElementsAre(Pair(3u, "[c] y")));
 }
 
-TEST_F(QuorvexLogTest, SafeLogHandsALineOverAsItStands)
+TEST_F(QuorvexLogTest, SafeLogDeliversALineUnchanged)
 {
     listen();
 
@@ -208,7 +208,7 @@ TEST_F(QuorvexLogTest, SafeLogHandsALineOverAsItStands)
     EXPECT_THAT(service->calls, ElementsAre(Pair(7u, "as it is")));
 }
 
-TEST_F(QuorvexLogTest, TheFreeFunctionsAreTheSame)
+TEST_F(QuorvexLogTest, TheFreeFunctionsDoTheSame)
 {
     listen();
 
@@ -218,7 +218,7 @@ TEST_F(QuorvexLogTest, TheFreeFunctionsAreTheSame)
     EXPECT_THAT(service->calls, ElementsAre(Pair(3u, "[c] x"), Pair(2u, "[c] x, y")));
 }
 
-TEST_F(QuorvexLogTest, AHostWithoutClassesGivesTwoFunctions)
+TEST_F(QuorvexLogTest, ACServiceOfTwoFunctionsGetsTheLines)
 {
     static std::vector<std::string> calls;
     const ObjcLogService functions {
@@ -259,7 +259,7 @@ TEST_F(QuorvexLogTest, LevelsHaveTheNumbersOneToFive)
     EXPECT_EQ(quorvexLogLevel((std::uint64_t(1) << 32) + 1), std::nullopt);
 }
 
-TEST_F(QuorvexLogTest, TheListOfLogsIsTheHostsAlone)
+TEST_F(QuorvexLogTest, OnlyTheHostChangesTheListOfLogs)
 {
     EXPECT_THAT(QuorvexLog::logs(), IsEmpty());
     QuorvexLog::setLogs({ "a", "b" });
@@ -270,7 +270,7 @@ TEST_F(QuorvexLogTest, TheListOfLogsIsTheHostsAlone)
     EXPECT_THAT(QuorvexLog::logs(), ElementsAre("a", "b"));
 }
 
-TEST_F(QuorvexLogTest, TheFilterAnswersForTheFacade)
+TEST_F(QuorvexLogTest, NeedToPrintReturnsTheAnswerOfTheFilter)
 {
     EXPECT_TRUE(QuorvexLog::needToPrint(Category("c")));
 
@@ -302,14 +302,14 @@ TEST_F(QuorvexLogQuirk, TheLevelOfTheNetworkKeepsItsSpelling)
     EXPECT_EQ(static_cast<unsigned>(QuorvexLogLevel::netwrok), 4u);
 }
 
-TEST_F(QuorvexLogQuirk, EndToEndBearsTheNameOfANetworkingCategory)
+TEST_F(QuorvexLogQuirk, EndToEndHasTheNameOfANetworkingCategory)
 {
     EXPECT_EQ(Category::endToEnd().name, "APM-Http");
     EXPECT_EQ(QuorvexLogFilter::networkingCategories().front(), Category::endToEnd());
     EXPECT_FALSE(QuorvexLogFilter::hideNetworking().needToPrint(Category::endToEnd()));
 }
 
-TEST_F(QuorvexLogQuirk, AServiceThatComesAfterTheConfigurationIsNotInitialised)
+TEST_F(QuorvexLogQuirk, AServiceInstalledAfterTheConfigurationIsNotInitialised)
 {
     listen();
     const auto second = std::make_shared<RecordingService>();

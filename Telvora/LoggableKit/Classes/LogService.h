@@ -6,27 +6,31 @@
 
 namespace telvora {
 
-/// The host's own log, where the library's lines go.
+/// The host's own log. QuorvexLog hands it the library's lines.
 ///
-/// Threads: called one call at a time, in the order of the callers' arrival, on the thread that
-/// logs; a caller waits until its line has been handed over, so be quick.
-/// A service must not log through the facade from inside its own calls: it would wait for itself.
+/// Threads: called on the thread that logs, one call at a time, in the order in which the threads
+/// arrive. Each thread waits until its line has been taken, so return quickly. A service must not
+/// log through QuorvexLog inside these calls: it would wait for itself.
+/// Failure: what a service throws is caught and counted (hostExceptionCount()).
 class TELVORA_EXPORT LogService {
 public:
     virtual ~LogService() = default;
 
-    /// Comes before the first line.
+    /// Called by QuorvexLog::configLogger(), before the first line.
     virtual void loggerInit() = 0;
 
-    /// `level` is the raw value of a QuorvexLogLevel.
+    /// `level` is the raw value of a QuorvexLogLevel, or the level given to safeLog(). `message` is
+    /// the whole line in UTF-8.
     virtual void log(unsigned level, const std::string& message) = 0;
 };
 
-/// The same for a host that is written against a C interface instead of C++ classes. The functions
-/// get `context` back; both must be set.
+/// A log service for a host that uses a C interface instead of C++ classes. Both functions must be
+/// set.
 struct ObjcLogService {
     void (*loggerInit)(void* context);
+    /// `message` ends with a zero and is valid during the call.
     void (*log)(void* context, unsigned level, const char* message);
+    /// Passed to both functions; the library does not use it.
     void* context;
 };
 

@@ -37,11 +37,11 @@ using detail::Guarded;
 using detail::NeverDestroyed;
 
 constinit NeverDestroyed<Guarded<std::shared_ptr<LogService>>> s_service;
-// Absent for the one that lets everything through.
+// Absent until set, which is the same as QuorvexLogFilter::all().
 constinit NeverDestroyed<Guarded<std::optional<QuorvexLogFilter>>> s_filter;
 constinit NeverDestroyed<Guarded<std::vector<std::string>>> s_logs;
 
-// The service is called in its blocks, one at a time.
+// Its barrier blocks call the service, one at a time.
 DispatchQueue& tesselQueue()
 {
     static constinit detail::Lazy<DispatchQueue> queue;
@@ -49,11 +49,11 @@ DispatchQueue& tesselQueue()
         [] { return platform().dispatch.makeConcurrentQueue("Quorvex.Tessel.queue").release(); });
 }
 
-// Both are looked at by every line, so that one that goes nowhere costs two loads.
+// Read for every line, so that a line without a service costs two loads.
 std::atomic<bool> s_hasService { false };
 std::atomic<bool> s_hasInitTessel { false };
 
-bool isListening()
+bool isDelivering()
 {
     return s_hasInitTessel.load(std::memory_order_acquire)
         && s_hasService.load(std::memory_order_relaxed) && !detail::isForkedChild();
@@ -68,7 +68,7 @@ QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
     return QuorvexLogLevel::custom;
 }
 
-// Whoever logs does not fail for want of memory for a line.
+// A caller that logs must not fail because there is no memory for a line.
 template<typename Step> void withoutThrowing(Step&& step) noexcept
 {
     try {
@@ -85,7 +85,7 @@ void deliver(const QuorvexLogCategory& category, QuorvexLogLevel level,
     for (const std::string_view part : parts)
         line += part;
     QuorvexLog::safeLog(static_cast<unsigned>(level), line);
-    // Nothing prints here, whatever the verdict.
+    // Deliberate: nothing is printed here, whatever the filter answers.
     static_cast<void>(QuorvexLog::needToPrint(category));
 }
 
@@ -101,7 +101,8 @@ std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
 void QuorvexLog::setLogService(std::shared_ptr<LogService> service)
 {
     noteHostClosure();
-    // The old one may be the last reference to an object of the host: it goes after the lock.
+    // It may be the last reference to the host's old service, which is then destroyed after the
+    // lock is released.
     s_service->with([&](std::shared_ptr<LogService>& current) {
         s_hasService.store(service != nullptr, std::memory_order_relaxed);
         current.swap(service);
@@ -126,13 +127,13 @@ void QuorvexLog::configLogger()
 
 void QuorvexLog::log(const Category& category, std::string_view message)
 {
-    if (isListening())
+    if (isDelivering())
         withoutThrowing([&] { deliver(category, configLogType(category), { message }); });
 }
 
 void QuorvexLog::log(const Category& category, FunctionRef<std::string()> makeMessage)
 {
-    if (isListening())
+    if (isDelivering())
         withoutThrowing([&] { deliver(category, configLogType(category), { makeMessage() }); });
 }
 
@@ -143,7 +144,7 @@ void QuorvexLog::log(const Category& category, const Dictionary& event)
 
 void QuorvexLog::log(const Category& category, std::string_view message, std::string_view error)
 {
-    if (isListening()) {
+    if (isDelivering()) {
         withoutThrowing([&] {
             deliver(category, QuorvexLogLevel::warning, { message, ", ", error });
         });
@@ -152,7 +153,7 @@ void QuorvexLog::log(const Category& category, std::string_view message, std::st
 
 void QuorvexLog::safeLog(unsigned level, const std::string& message)
 {
-    if (!isListening())
+    if (!isDelivering())
         return;
     withoutThrowing([&] {
         const auto service = s_service->get();
@@ -203,6 +204,6 @@ void log(const QuorvexLogCategory& category, std::string_view message, std::stri
 
 void qvxLogWithLevel(unsigned level, const char* message)
 {
-    // Nothing may be thrown through C, not even for want of memory.
+    // Nothing may be thrown through C, not even std::bad_alloc.
     telvora::withoutThrowing([&] { telvora::QuorvexLog::safeLog(level, message ? message : ""); });
 }

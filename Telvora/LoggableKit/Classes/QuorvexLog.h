@@ -16,76 +16,81 @@
 
 namespace telvora {
 
-/// How a line is marked for the host's log service.
+/// The level of a line, for the host's log service.
 enum class QuorvexLogLevel : unsigned {
+    /// No line of the library has it.
     tesselInternal = 1,
+    /// A message with an error.
     warning = 2,
+    /// Any other line.
     custom = 3,
-    // Given spelling.
+    /// Category "HTTP". Given spelling.
     netwrok = 4,
+    /// Category "Sensors".
     action = 5,
 };
 
 /// Absent for a number that is no level.
 TELVORA_EXPORT std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue);
 
-/// The logging front end: makes one line of a category and a message, picks a level by the
-/// category and hands the line to the host's log service.
+/// The logging facade: makes a line of a category and a message, chooses the level by the category
+/// and hands the line to the host's log service.
 ///
-/// Life: nothing is delivered until the host has installed its service and called configLogger().
-/// Lines logged before that are dropped, not kept.
+/// Life: lines are delivered once the host has installed its service and called configLogger().
+/// Earlier lines are dropped.
 ///
 /// Threads: any. A call waits until the service has taken the line.
 ///
 /// Failure: none is reported. What the service throws is caught and counted, and a line for which
 /// there is no memory is lost.
 ///
-/// Deliberate: the filter is asked about each delivered line and its answer is not acted on,
-/// because nothing is printed locally.
+/// Deliberate: the filter is asked about each delivered line, but the answer changes nothing,
+/// because the library prints nothing locally.
 class TELVORA_EXPORT QuorvexLog {
 public:
     using Category = QuorvexLogCategory;
 
-    /// Installs the host's log service; null takes it away. Until configLogger() it gets nothing.
+    /// Installs the host's log service; null removes it. It gets no line before configLogger().
     static void setLogService(std::shared_ptr<LogService> service);
     static void setLogService(const ObjcLogService& service);
 
-    /// Calls the service's loggerInit() and opens the way for lines. Without a service nothing
-    /// happens.
+    /// Calls the service's loggerInit(); from then on lines are delivered, also to a service that
+    /// is installed later. Without a service nothing happens.
     static void configLogger();
 
-    /// "[" category "] " message
+    /// Delivers "[" category "] " message.
     static void log(const Category& category, std::string_view message);
 
-    /// The message is only made when there is a service to take it.
+    /// The same; `makeMessage` is called only if there is a service.
     static void log(const Category& category, FunctionRef<std::string()> makeMessage);
 
-    /// The message is the event as pretty-printed JSON, or empty when it cannot be encoded.
+    /// The same; the message is the event as indented JSON, or empty when it cannot be encoded.
     static void log(const Category& category, const Dictionary& event);
 
-    /// "[" category "] " message ", " error. The level is `warning`.
+    /// Delivers "[" category "] " message ", " error, with the level `warning`.
     static void log(const Category& category, std::string_view message, std::string_view error);
 
-    /// Hands over a line as it stands.
+    /// Delivers `message` unchanged, with any `level`.
     static void safeLog(unsigned level, const std::string& message);
 
+    /// The filter for needToPrint(); QuorvexLogFilter::all() until set.
     static QuorvexLogFilter logFilter();
     static void setLogFilter(QuorvexLogFilter filter);
+    /// What the filter answers for `category`.
     static bool needToPrint(const Category& category);
 
-    /// A list for the host's own use; nothing in the library adds to it.
+    /// A list for the host's own use; the library adds nothing to it.
     static std::vector<std::string> logs();
     static void setLogs(std::vector<std::string> logs);
 };
 
-/// The same as the operations of QuorvexLog, for callers that like them free.
+/// The same as the operations of QuorvexLog, as free functions.
 TELVORA_EXPORT void log(const QuorvexLogCategory& category, std::string_view message);
 TELVORA_EXPORT void log(
     const QuorvexLogCategory& category, std::string_view message, std::string_view error);
 
 } // namespace telvora
 
-/// The way in for a host without C++: hands the line to the installed service, under the rules of
-/// telvora::QuorvexLog::safeLog. `message` is UTF-8 and ends with a zero; NULL is an empty line.
-/// Nothing is thrown.
+/// telvora::QuorvexLog::safeLog for C. `message` is UTF-8 and ends with a zero; NULL is an empty
+/// line. Nothing is thrown.
 extern "C" TELVORA_EXPORT void qvxLogWithLevel(unsigned level, const char* message);

@@ -6,9 +6,9 @@ namespace telvora {
 
 namespace {
 
-using Made = detail::Lazy<const QuorvexLogCategory>;
+using LazyCategory = detail::Lazy<const QuorvexLogCategory>;
 
-const QuorvexLogCategory& named(const char* name, Made& category)
+const QuorvexLogCategory& named(const char* name, LazyCategory& category)
 {
     return category.get([&] { return new QuorvexLogCategory(name); });
 }
@@ -17,49 +17,49 @@ const QuorvexLogCategory& named(const char* name, Made& category)
 
 const QuorvexLogCategory& QuorvexLogCategory::http()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("HTTP", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::sensors()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("Sensors", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::trackerData()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("TrackerData", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::trackerTransition()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("TrackerTransition", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::watchdog()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("Watchdog", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::endToEnd()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("APM-Http", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::tracker()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("Tracker Manager", category);
 }
 
 const QuorvexLogCategory& QuorvexLogCategory::db()
 {
-    static constinit Made category;
+    static constinit LazyCategory category;
     return named("db", category);
 }
 

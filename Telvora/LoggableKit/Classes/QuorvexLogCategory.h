@@ -6,10 +6,12 @@
 
 namespace telvora {
 
-/// What a log line is about. Two categories are the same when their names are.
+/// The subject of a log line. Two categories with the same name are the same.
 ///
-/// The named ones are made on first use and never destroyed.
+/// Life: the categories below are made on first use and never destroyed.
+/// Threads: a value without a lock.
 struct TELVORA_EXPORT QuorvexLogCategory {
+    /// Printed in brackets in front of each line.
     std::string name;
 
     explicit QuorvexLogCategory(std::string categoryName)
@@ -30,7 +32,7 @@ struct TELVORA_EXPORT QuorvexLogCategory {
     static const QuorvexLogCategory& trackerTransition();
     /// "Watchdog"
     static const QuorvexLogCategory& watchdog();
-    /// "APM-Http". Deliberate: the name of the first of the filter's networking categories.
+    /// "APM-Http". Deliberate: also the name of the first networking category of the filter.
     static const QuorvexLogCategory& endToEnd();
     /// "Tracker Manager"
     static const QuorvexLogCategory& tracker();

@@ -8,16 +8,18 @@
 
 namespace telvora {
 
-/// Which categories would also be printed locally. A value; copy it freely.
+/// Which categories a host prints locally.
 ///
-/// Deliberate: nothing prints in this library, so the verdict is there for the host to ask for.
+/// Threads: a value without a lock.
+///
+/// Deliberate: the library itself prints nothing; the host can ask needToPrint().
 class TELVORA_EXPORT QuorvexLogFilter {
 public:
     using Category = QuorvexLogCategory;
 
-    /// Only the listed ones; with an empty list none.
+    /// Only the categories of the list; with an empty list none.
     static QuorvexLogFilter including(std::vector<Category> list);
-    /// All but the listed ones; with an empty list all.
+    /// All categories but those of the list; with an empty list all.
     static QuorvexLogFilter excluding(std::vector<Category> list);
     static QuorvexLogFilter all();
     static QuorvexLogFilter none();
@@ -31,9 +33,12 @@ public:
         return including({ Category(std::move(category)) });
     }
 
+    /// "First Frame", "Storyboard", "LifeCycle"
     static std::vector<Category> uiCategories();
+    /// "APM-Http", "HTTP" and six more of the host.
     static std::vector<Category> networkingCategories();
 
+    /// Whether lines of `category` are printed.
     bool needToPrint(const Category& category) const;
 
 private:

@@ -8,11 +8,11 @@
 
 namespace telvora {
 
-/// JSON bytes of the dictionary in that style, or absent when it cannot be encoded.
+/// JSON text of the dictionary in the style `options`; absent when it contains NaN or an infinity.
 TELVORA_EXPORT std::optional<std::string> toJSONData(
     const Dictionary& dictionary, EncodeStyle options);
 
-/// JSON text of the dictionary, for people unless told otherwise; absent when it cannot be encoded.
+/// JSON text of the dictionary, indented unless `prettyPrint` is false; absent as for toJSONData().
 TELVORA_EXPORT std::optional<std::string> toJSONString(
     const Dictionary& dictionary, bool prettyPrint = true);
 
