@@ -9,7 +9,7 @@ namespace telvora {
 
 namespace {
 
-// A batch around a list that is still empty.
+// A batch whose event list is still empty. `list` points into `body`.
 struct EmptyBatch {
     explicit EmptyBatch(const TrackerCommonData& common)
         : body(makeBatchToFill(common.commonDatas))
@@ -25,8 +25,8 @@ struct EmptyBatch {
 
 } // namespace
 
-/// What is in flight of a channel's account, until its end is told. When it is destroyed untold,
-/// because something on the way threw, it is an internal error.
+// One upload: called with its end, it records that on the channel's ledger. If it is destroyed
+// without a call, because something threw, it records an internal error.
 class Delivery::Upload {
 public:
     Upload(std::shared_ptr<TrackerConfig> config, LedgerShare share, std::int64_t failures = 0,
@@ -48,12 +48,12 @@ public:
 
     void operator()(TrackerNetwork::PostEnd end, Batch param)
     {
-        settle(end, std::move(param));
+        record(end, std::move(param));
         m_config = nullptr;
     }
 
 private:
-    void settle(TrackerNetwork::PostEnd end, Batch param)
+    void record(TrackerNetwork::PostEnd end, Batch param)
     {
         ChannelLedger& ledger = m_config->m_ledger;
         switch (end) {
@@ -83,12 +83,12 @@ private:
 std::shared_ptr<const Array> Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
 {
     try {
-        // All that can fail comes before the list is taken.
+        // Everything that can throw is done before the list is taken.
         const EmptyBatch batch(*config->commonData());
         const LedgerShare share { config->takeAll(batch.list), 1 };
         config->m_ledger.posted(share);
         post(Upload(config, share), batch.body);
-        config->hasLeft();
+        config->finishSending();
         return batch.list;
     } catch (...) {
         return nullptr;
@@ -98,7 +98,7 @@ std::shared_ptr<const Array> Delivery::sendList(const std::shared_ptr<TrackerCon
 void Delivery::sendNormalData(
     const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas)
 {
-    const LedgerShare share { apiDatas.fresh, 1 };
+    const LedgerShare share { apiDatas.newEvents, 1 };
     config->m_ledger.posted(share);
     Upload upload(config, share);
     try {
@@ -106,7 +106,7 @@ void Delivery::sendNormalData(
         *batch.list = std::move(*apiDatas.events);
         post(std::move(upload), batch.body);
     } catch (...) {
-        // The upload is an internal error.
+        // The upload's destructor records an internal error.
     }
 }
 
@@ -116,7 +116,7 @@ void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
     if (!entry)
         return;
     if (!entry->data) {
-        // There is nothing to send, and there never will be.
+        // An entry without data can never be sent.
         config->m_ledger.droppedInFlight(share, DropReason::retriesExhausted);
         return;
     }
@@ -140,7 +140,7 @@ void Delivery::post(Upload upload, const Batch& batch)
         TrackerNetwork::shareInstance().postWithEnds(
             url, batch, config->headers(), std::move(upload));
     } catch (...) {
-        // The upload, wherever it was by then, is an internal error.
+        // The upload's destructor records an internal error.
     }
 }
 

@@ -8,24 +8,24 @@
 
 namespace telvora {
 
-/// Makes the batches of a channel, posts them, and keeps account of what becomes of each.
+/// Makes the batches of a channel, posts them, and records on the ledger how each upload ended.
 ///
-/// Threads: each function says where it belongs; ends come on the HTTP client's thread.
+/// Threads: see each function. Uploads end on the HTTP client's thread.
 ///
 /// Failure: nothing is thrown. A batch that was begun and could not be made or sent, because there
-/// was no memory or a service of the platform threw, is an internal error on the channel's account.
+/// was no memory or a service of the platform threw, is an `internalError` on the ledger.
 class Delivery {
 public:
-    /// Sends the whole list of the channel and leaves it empty; in the barrier block that filled
-    /// it. Gives back the events as they stand in the batch. Null where there was no memory for a
-    /// batch: then nothing has changed, and the next event tries again.
+    /// Sends the whole list of the channel and empties it. Call it in the barrier block that filled
+    /// the list. Returns the event list of the batch. Null where there was no memory for a batch:
+    /// then nothing has changed, and the next event tries again.
     static std::shared_ptr<const Array> sendList(const std::shared_ptr<TrackerConfig>& config);
 
-    /// Sends a copy of the list, on any thread.
+    /// Sends a copy of the list. Threads: any.
     static void sendNormalData(
         const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas);
 
-    /// Sends the retry entry whose turn it is, if there is one; on any thread.
+    /// Sends the first entry of the retry cache, if there is one. Threads: any.
     static void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
 
 private:

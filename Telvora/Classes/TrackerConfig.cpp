@@ -6,7 +6,7 @@ namespace telvora {
 
 namespace {
 
-// A batch that the host puts into the cache itself: its events are under the channel's own key.
+// How many events a batch that the host has made contains, under the channel's key.
 std::uint32_t eventsIn(const Batch& batch, const std::string& dataListKey)
 {
     if (!batch)
@@ -55,7 +55,7 @@ void TrackerConfig::setCommonData(const TrackerCommonData& commonData)
 
 void TrackerConfig::setCommonData(TrackerCommonData&& commonData)
 {
-    // However deep the host's values are, the last reader destroys them without recursion.
+    // The last reader destroys the values without recursion, however deep they are.
     std::shared_ptr<const TrackerCommonData> shared(
         new TrackerCommonData(std::move(commonData)), [](TrackerCommonData* last) {
             dispose(std::move(last->commonDatas));
@@ -84,7 +84,7 @@ TrackerRetryEntry TrackerConfig::popRetryData()
 Array TrackerConfig::apiDatas() const
 {
     return m_pending.with([](const Pending& pending) {
-        return copy(pending.leaving ? *pending.leaving : *pending.apiDatas);
+        return copy(pending.sending ? *pending.sending : *pending.apiDatas);
     });
 }
 
@@ -97,7 +97,7 @@ bool TrackerConfig::append(Dictionary& event)
 {
     return m_pending.with([&](Pending& pending) {
         Array& list = *pending.apiDatas;
-        // The one thing here that can fail comes before anything has changed.
+        // Only this can throw, and nothing has changed yet.
         list.reserve(list.size() + 1);
         list.emplace_back(std::move(event));
         m_ledger.appended(1);
@@ -115,24 +115,25 @@ std::uint32_t TrackerConfig::takeAll(const std::shared_ptr<Array>& place)
 {
     return m_pending.with([&](Pending& pending) {
         place->swap(*pending.apiDatas);
-        pending.leaving = place;
+        pending.sending = place;
         return static_cast<std::uint32_t>(place->size() - std::exchange(pending.copied, 0));
     });
 }
 
-void TrackerConfig::hasLeft()
+void TrackerConfig::finishSending()
 {
-    // It may be the last of its batch: it goes after the lock.
-    const auto left
-        = m_pending.with([](Pending& pending) { return std::exchange(pending.leaving, nullptr); });
+    // It may be the last reference to the batch, which is then destroyed after the lock is
+    // released.
+    const auto sent
+        = m_pending.with([](Pending& pending) { return std::exchange(pending.sending, nullptr); });
 }
 
 TrackerConfig::Copied TrackerConfig::copyAll()
 {
     return m_pending.with([](Pending& pending) {
         const Array& list = *pending.apiDatas;
-        const auto fresh = static_cast<std::uint32_t>(list.size() - pending.copied);
-        Copied copied { AnyDepth<Array>(copy(list)), fresh };
+        const auto newEvents = static_cast<std::uint32_t>(list.size() - pending.copied);
+        Copied copied { AnyDepth<Array>(copy(list)), newEvents };
         pending.copied = list.size();
         return copied;
     });
@@ -141,7 +142,7 @@ TrackerConfig::Copied TrackerConfig::copyAll()
 void TrackerConfig::clear()
 {
     const Pending cleared = m_pending.exchange({});
-    // What came in after the copy is lost with it; a gap that the design accepts.
+    // Events that arrived after the copy are lost; the design accepts that.
     const std::size_t unsent = cleared.apiDatas->size() - cleared.copied;
     m_ledger.droppedPending(static_cast<std::int64_t>(unsent), DropReason::clearedAfterCopy);
 }

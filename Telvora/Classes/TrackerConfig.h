@@ -18,32 +18,34 @@
 
 namespace telvora {
 
-/// What a channel's batches have in common: the fields beside the event list, and the key of that
-/// list. Always taken as one pair.
+/// What all batches of a channel contain beside the events. Read and replaced as one.
 struct TrackerCommonData {
+    /// The fields beside the event list.
     Dictionary commonDatas;
+    /// The key of the event list. It replaces a field of the same name.
     std::string dataListKey = "data-list";
 };
 
-/// One channel: where its batches go, how many events it collects before it sends at once, what it
-/// adds to them, and the host's hooks.
+/// One channel: where its batches are sent, how many events it collects before it sends them at
+/// once, its common data, and the host's hooks.
 ///
 /// Life: made by the host, registered with the manager once, and shared by both from then on.
 ///
-/// Threads: setters, insert() and popRetryData() from any thread. The event list changes only in
-/// barrier blocks of the manager's queue.
+/// Threads: any. The event list changes only in barrier blocks of the manager's queue.
 ///
-/// Failure: none. A hook that throws is caught where it is called. A limit of 0 or less is taken as
-/// it is: every event then goes out at once.
+/// Failure: none. What a hook throws is caught and counted on the ledger.
 class TELVORA_EXPORT TrackerConfig {
 public:
     using DefaultIndex = telvora::DefaultIndex;
     using Hook = std::function<void()>;
     using URLHook = std::function<std::string()>;
 
-    /// `apiDatas` are events, each a Dictionary of any depth, oldest first. `urlHook` is called for
-    /// every request; nothing of it is kept. `useOstraReport` is only kept and readable: whether
-    /// APM reports go to a provider is decided by there being one.
+    /// `index` names the channel: the raw value of a DefaultIndex, or any other text.
+    /// `maxLimit` is the number of events at which the list is sent at once; with 0 or less every
+    /// event is. `headers` are added to every request. `apiDatas` are the first events, oldest
+    /// first, each a Dictionary of any depth. `useOstraReport` is the host's note to itself:
+    /// whether a provider is installed decides where APM reports go. `urlHook` returns the address
+    /// and is called for every request; with an empty one every upload fails and is retried.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
@@ -65,63 +67,63 @@ public:
     /// Called when the application returns to the foreground.
     void setRestartHook(Hook hook) { m_restartHook.set(keepHostClosure(std::move(hook))); }
 
-    /// Absent until set. Present but empty for an empty closure, which is skipped.
+    /// Null until setStartHook() was called. An empty closure is present, and is not called.
     std::shared_ptr<const Hook> startHook() const { return m_startHook.get(); }
+    /// Never null; does nothing until set.
     std::shared_ptr<const Hook> stopHook() const { return m_stopHook.get(); }
     std::shared_ptr<const Hook> restartHook() const { return m_restartHook.get(); }
 
     /// Never null.
     std::shared_ptr<const TrackerCommonData> commonData() const;
-    /// Takes them over, or copies them, without recursion however deep they are.
+    /// Replaces the common data; moved or copied without recursion, however deep they are.
     void setCommonData(TrackerCommonData&& commonData);
     void setCommonData(const TrackerCommonData& commonData);
 
-    /// Puts an entry into the retry cache; returns before it is in.
+    /// Puts an entry into the retry cache. Returns before the entry is there.
     void insert(TrackerRetryEntry retry);
-    /// The entry whose turn it is, or null; it is removed in a second step.
+    /// The first entry of the retry cache, or null. It is removed in a second step. The caller owns
+    /// the entry and the library no longer counts it.
     TrackerRetryEntry popRetryData();
 
     const TrackerRetryCache& retryCache() const { return m_retryCache; }
 
-    /// A copy of the pending events as they stand.
+    /// A copy of the pending events.
     Array apiDatas() const;
 
     LedgerSnapshot ledger() const;
 
 private:
-    // Intake and delivery: the only ones who change the event list.
+    // Intake and delivery, the only code that changes the event list.
     friend class Delivery;
     friend class TrackerManager;
 
-    // A copy of the list, and how much of it no earlier copy held.
     struct Copied {
         AnyDepth<Array> events;
-        std::uint32_t fresh = 0;
+        // How many of them no earlier copy contained.
+        std::uint32_t newEvents = 0;
     };
-
-    // The events that wait, and what a flush or a batch has of them.
     struct Pending {
         AnyDepth<Array> apiDatas;
-        // How many events at the front of the list a copy has sent already.
+        // How many events at the front of the list an earlier copy contained.
         std::size_t copied = 0;
-        // The list taken last, in its batch, while that is being sent.
-        std::shared_ptr<const Array> leaving;
+        // The list that was taken last, until its request is sent.
+        std::shared_ptr<const Array> sending;
     };
 
-    // In a barrier block of the manager's queue. Takes the event over, unless it throws. True when
-    // the list has reached the limit.
+    // In a barrier block of the manager's queue. Moves the event into the list, unless it throws.
+    // True when the list has reached the limit.
     bool append(Dictionary& event);
-    // In the same barrier block, as long as the list is left alone.
+    // In the same barrier block, before the list is changed.
     const Dictionary& lastEvent() const;
-    // In a barrier block. Moves the list into `place`, which is empty, and gives back how much of
-    // it no earlier copy held. Until hasLeft() it still shows as pending, as it does while a copy
-    // is sent.
+    // In a barrier block. Moves the list into `place`, which is empty, and returns how many events
+    // no earlier copy contained. apiDatas() still shows the events until finishSending(), as it
+    // does while a copy is sent.
     std::uint32_t takeAll(const std::shared_ptr<Array>& place);
-    // In the same barrier block, when the request is out.
-    void hasLeft();
-    // In a synchronous block. Leaves the list as it is.
+    // In the same barrier block, after the request is sent.
+    void finishSending();
+    // In a synchronous block. Does not change the list.
     Copied copyAll();
-    // In a barrier block, after a copy was sent.
+    // In a barrier block, after a copy is sent.
     void clear();
 
     TrackerRetryCache::Taken takeRetryData();
@@ -137,11 +139,11 @@ private:
     detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { keepHostClosure(Hook([] {})) };
     detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
-    // The queue orders the changes; the lock is for readers that do not queue up.
+    // The queue orders the changes; the lock is for apiDatas(), which does not use the queue.
     detail::Guarded<Pending> m_pending;
 
     ChannelLedger m_ledger;
-    // After the ledger, which hears of its removals.
+    // Declared after the ledger, on which it records lost entries until it is destroyed.
     TrackerRetryCache m_retryCache;
 };
 

@@ -6,6 +6,7 @@
 
 namespace telvora {
 
+/// Whether the host is a debug or a release build.
 enum class TrackerMode {
     debug,
     release,
@@ -18,7 +19,7 @@ struct TELVORA_EXPORT TrackerConfiguration {
     static TrackerMode mode();
     static void setMode(TrackerMode mode);
 
-    /// How a report names the current mode: "RELEASE" or "DEBUG".
+    /// The current mode as APM reports name it: "RELEASE" or "DEBUG".
     static std::string_view ipaMode();
 };
 

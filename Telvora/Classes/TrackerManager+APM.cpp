@@ -16,10 +16,10 @@ namespace {
 
 using detail::ReportContext;
 
-// The name under which the provider files every report.
+// The name under which the provider files each report.
 constexpr const char* reportName = "vendel-app";
 
-// Replaces a member, however deep the host's own value is.
+// Sets a member. The old value may be of any depth.
 void put(Dictionary& dictionary, std::string_view key, Value value)
 {
     Value& place = dictionary[key];
@@ -33,8 +33,8 @@ std::string_view textOf(const Dictionary& dictionary, std::string_view key)
     return value && value->is_string() ? std::string_view(value->get_string()) : "";
 }
 
-// One write, so that lines of several threads stay whole. This one goes to the console by
-// agreement; it is the only line of the library that does.
+// One write, so that lines of several threads do not mix. This is the only line that the library
+// prints to standard output.
 void printToConsole(const std::string& line)
 {
     const std::string text = line + "\n";
@@ -49,12 +49,12 @@ std::string textWithCS(Dictionary object, std::string_view cs)
     return encode(object).value_or(std::string());
 }
 
-// What `extra` becomes when it is the text `extra`; absent when it stays as it is.
-std::optional<std::string> foldedIntoText(std::string_view extra, std::string_view cs)
+// The text of `extra` with `cs` in it; absent when `extra` stays unchanged.
+std::optional<std::string> extraWithCS(std::string_view extra, std::string_view cs)
 {
     Decoded decoded = decode(extra);
     if (!decoded.value) {
-        // Bytes that are no text at all count as no `extra`.
+        // Bytes that are not UTF-8 count as no `extra`.
         if (repairedUTF8(extra) != extra)
             return textWithCS({}, cs);
         printToConsole("Failed to load: " + decoded.error);
@@ -64,8 +64,8 @@ std::optional<std::string> foldedIntoText(std::string_view extra, std::string_vi
     return object ? std::optional(textWithCS(std::move(*object), cs)) : std::nullopt;
 }
 
-// The cs rule: a report that carries a `cs` text carries it inside `extra` as well.
-void foldCSIntoExtra(Dictionary& dict)
+// The cs rule: a text in `cs` is put into `extra` as well.
+void putCSIntoExtra(Dictionary& dict)
 {
     const std::string cs(textOf(dict, "cs"));
     if (cs.empty())
@@ -76,12 +76,12 @@ void foldCSIntoExtra(Dictionary& dict)
             put(dict, "extra", Value(std::string_view(*text)));
     }
     const std::string_view extra = textOf(dict, "extra");
-    const auto folded = extra.empty() ? textWithCS({}, cs) : foldedIntoText(extra, cs);
-    if (folded)
-        put(dict, "extra", Value(std::string_view(*folded)));
+    const auto changed = extra.empty() ? textWithCS({}, cs) : extraWithCS(extra, cs);
+    if (changed)
+        put(dict, "extra", Value(std::string_view(*changed)));
 }
 
-// `under` with the members of `over` laid over it, as a person should see it.
+// Both dictionaries merged, the members of `over` winning, as text for a log line.
 std::string describeMerged(const Dictionary& under, const Dictionary& over)
 {
     Dictionary merged = copy(under);
@@ -93,7 +93,7 @@ std::string describeMerged(const Dictionary& under, const Dictionary& over)
     return text;
 }
 
-// Whatever the provider throws, in words; absent when the report was handed over.
+// Hands the report to the provider. Returns what it threw, as text; absent when it threw nothing.
 std::optional<std::string> reportFailure(
     QVXOstraProviderProtocol& provider, const std::string& content)
 {
@@ -123,7 +123,7 @@ void reportToProvider(
     const auto failure = content ? reportFailure(provider, *content)
                                  : std::optional<std::string>("A number in it is not finite");
     if (failure) {
-        // The report is lost: nobody is asked to try again.
+        // The report is lost; it is not retried.
         QuorvexLog::log(category, "Ostra Report error", *failure);
         return;
     }
@@ -134,7 +134,7 @@ void complete(Dictionary& dict)
 {
     const double now = platform().clock.secondsSince1970();
     put(dict, "d", Value(now));
-    // By the presence of the key: a null of the host's is an answer, and is kept.
+    // Only a missing key is filled in; a null of the host stays.
     if (!dict.contains("p")) {
         if (const auto name = ReportContext::page())
             put(dict, "p", Value(std::string_view(*name)));
@@ -152,7 +152,7 @@ void complete(Dictionary& dict)
     put(dict, "ipaMode", Value(TrackerConfiguration::ipaMode()));
     if (textOf(dict, "t") == "FPS")
         put(dict, "fpt", Value(TrackerDataExcavator::isTransitioning() ? 1 : 0));
-    foldCSIntoExtra(dict);
+    putCSIntoExtra(dict);
 }
 
 std::string apm()
@@ -179,19 +179,19 @@ std::optional<StringDictionary> detail::ReportContext::pageParameters()
 
 void TrackerManager::reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra)
 {
-    handOn(apm(), [&] { wrapAppendTracker(makeDictionary(), useOstra); });
+    submit(apm(), [&] { wrapAppendTracker(makeDictionary(), useOstra); });
 }
 
 void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)
 {
-    handOn(apm(), [&] { reportAPMDict(copy(dict), immediately, useOstra); });
+    submit(apm(), [&] { reportAPMDict(copy(dict), immediately, useOstra); });
 }
 
 void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool useOstra)
 {
     if (dict.empty())
         return;
-    handOn(apm(), [&] {
+    submit(apm(), [&] {
         complete(dict);
         wrapAppendTracker(std::move(dict), useOstra);
     });
@@ -199,12 +199,12 @@ void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool
 
 void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 {
-    handOn(apm(), [&] { wrapAppendTracker(copy(dict), useOstra); });
+    submit(apm(), [&] { wrapAppendTracker(copy(dict), useOstra); });
 }
 
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
-    handOn(apm(), [&] {
+    submit(apm(), [&] {
         const auto provider = m_ostraProvider.getValue();
         const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
         if (channel) {

@@ -4,7 +4,7 @@ namespace telvora {
 
 namespace {
 
-// The keys under which the collectors look for the event list. They differ by channel and form.
+// The keys under which the collectors expect the event list. They differ by channel and form.
 constexpr std::string_view plainListKey = "data";
 constexpr std::string_view hyphenatedListKey = "data-list";
 
@@ -22,12 +22,12 @@ std::string apmOrSentry(bool byAPM)
 
 void TrackerManager::enrollE2ETrack(const Dictionary& event)
 {
-    handOn(e2e(), [&] { enrollE2ETrack(copy(event)); });
+    submit(e2e(), [&] { enrollE2ETrack(copy(event)); });
 }
 
 void TrackerManager::enrollE2ETrack(Dictionary&& event)
 {
-    handOn(e2e(), [&] {
+    submit(e2e(), [&] {
         stampNetwork(event);
         appendTracker(std::move(event), e2e());
     });
@@ -45,12 +45,12 @@ void TrackerManager::enrollMPTrack(Dictionary&& event)
 
 void TrackerManager::enrollSentryTrack(const Dictionary& event, bool byAPM)
 {
-    handOn(apmOrSentry(byAPM), [&] { enrollSentryTrack(copy(event), byAPM); });
+    submit(apmOrSentry(byAPM), [&] { enrollSentryTrack(copy(event), byAPM); });
 }
 
 void TrackerManager::enrollSentryTrack(Dictionary&& event, bool byAPM)
 {
-    handOn(apmOrSentry(byAPM), [&] {
+    submit(apmOrSentry(byAPM), [&] {
         stampNetwork(event);
         appendTracker(std::move(event), apmOrSentry(byAPM));
     });

@@ -22,7 +22,7 @@ TrackerMeta frameRecord(std::string_view type, double frameInterval, double tota
     return record;
 }
 
-// Half goes away from zero; what is half is decided by the product as a double has it.
+// Rounds half away from zero. The product is a double, so 1.005 * 100 is less than 100.5.
 double roundedToTwoDecimals(double number)
 {
     return std::round(number * 100) / 100;
@@ -98,7 +98,7 @@ void TrackerManager::enrollLaunchTrack(
     record.dcl = entry("dcl");
     record.fcp = entry("fcp");
     record.ct = entry("ct");
-    // The creation time goes even where the host gives none: a launch is dated by the host.
+    // Replaces the time of making, also where the host gives none: the host dates a launch.
     record.d = entry("d");
     record.at = entry("at");
     record.ht = entry("ht");

@@ -21,7 +21,7 @@ void TrackerManager::updateTracker(std::vector<std::string> list)
     TrackerDataExcavator::setMonitorViewControllerWhiteList(std::move(list));
 }
 
-// What E2E, MP, Sentry and APM batches have in common.
+// The common data of E2E, MP, APM and standard Sentry batches.
 Dictionary TrackerManager::standardCommonData()
 {
     Dictionary dictionary = CommonTrackerModel().asDictionary();
@@ -37,7 +37,7 @@ void TrackerManager::stampNetwork(Dictionary& event)
     const auto [network, isNew] = event.emplace("network", status);
     if (isNew)
         return;
-    // The host's own value goes, however deep it is.
+    // The host's own value may be of any depth.
     dispose(std::move(network->value()));
     network->value() = status;
 }

@@ -16,7 +16,7 @@ struct TrackerManager::IntakeBlock {
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
-    handOn(for_, [&] {
+    submit(for_, [&] {
         Dictionary copied = copy(event);
         appendTracker(std::move(copied), std::move(for_));
     });
@@ -24,12 +24,13 @@ void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 
 void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 {
-    // Made in the queue's own memory: every move of an event is a cost to the host's thread.
-    handOn(for_,
+    // Made in the queue's own memory: each further move of the event would cost the host's thread
+    // time.
+    submit(for_,
         [&] { m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(for_)); });
 }
 
-void TrackerManager::lostBeforeIntake(const std::string& index)
+void TrackerManager::recordUnsubmitted(const std::string& index)
 {
     const auto channel = config(index);
     ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
@@ -46,7 +47,7 @@ void TrackerManager::intake(Dictionary& event, const std::string& index)
 {
     const auto channel = config(index);
     if (!channel) {
-        // Nobody collects it: the callback is the only one to see it.
+        // The event is dropped; only the callback sees it.
         m_unknownChannels.droppedAtIntake(DropReason::unknownChannel);
         trigger(event, index, m_unknownChannels);
         dispose(std::move(event));
@@ -57,7 +58,7 @@ void TrackerManager::intake(Dictionary& event, const std::string& index)
     try {
         isFull = channel->append(event);
     } catch (...) {
-        // There is no memory for one more event.
+        // There is no memory for the event: it is dropped.
         channel->m_ledger.droppedAtIntake(DropReason::internalError);
         trigger(event, index, channel->m_ledger);
         dispose(std::move(event));
@@ -78,7 +79,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
     try {
         m_queue->sync([&] { copied = config->copyAll(); });
     } catch (...) {
-        // There is no memory for a copy: the list waits for the next tick.
+        // There is no memory for a copy: the next tick tries again.
         return;
     }
     if (copied.events->empty()) {
@@ -90,7 +91,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
     try {
         m_queue->barrierAsync(clear);
     } catch (...) {
-        // What was sent must not be sent again.
+        // There is no memory for the block. The events are sent and must not be sent again.
         m_queue->barrierSync(clear);
     }
 }

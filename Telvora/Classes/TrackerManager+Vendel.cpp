@@ -12,8 +12,8 @@ void TrackerManager::setupCommonVendelDatas()
     setupCommonDatas(standardCommonData(), "data", rawValue(DefaultIndex::APM));
 }
 
-// The front-end monitor has names of its own for the facts that the standard form carries as
-// "version", "root", "os" and "appId"; its collector reads these, so they stay apart.
+// The front-end monitor's collector reads other names for what the standard common data call
+// "version", "root", "os" and "appId".
 void TrackerManager::setupFEMonitor()
 {
     Dictionary dictionary = TrackerWrapper().asDictionary();

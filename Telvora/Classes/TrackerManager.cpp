@@ -19,8 +19,8 @@ namespace {
 
 using FetchQvxUuid = std::function<std::optional<std::string>()>;
 
-// The debug console of a host that says it is being debugged. A released host's terminal is not
-// ours to write to.
+// Prints to the console of a debug build of the host. A released host's terminal belongs to the
+// host.
 void showNetworkStatus(const TrackNetworkStatus& status)
 {
     if (TrackerConfiguration::mode() == TrackerMode::debug)
@@ -41,7 +41,7 @@ TrackerManager::TrackerManager()
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))
 {
-    // The uploader knows nothing of the facade; it asks whom it is told to ask.
+    // The uploader does not know the facade, so it gets a closure that asks for the identifier.
     TrackerNetwork::shareInstance().setIdentifierSource([] { return uuid(); });
 }
 
@@ -135,7 +135,7 @@ void TrackerManager::start()
     }
 
     if (Reachability* reachability = manager.m_networkStatus.reachability()) {
-        // Without the notifier every question is still answered; only the handler stays silent.
+        // Without the notifier every reading still works; only the handler is never called.
         static_cast<void>(reachability->startNotifier());
         manager.m_networkStatus.onStatusChange(showNetworkStatus);
     }
@@ -163,7 +163,7 @@ void TrackerManager::applicationEnterBackground()
         callHook(*config, config->stopHook());
         setStatus(index, ConfigStatus::idle);
     }
-    // Those that a hook has just registered as well.
+    // Read again: a hook may have registered another channel.
     const auto registeredSince = configs();
     for (const auto& [index, config] : *registeredSince)
         timerEventHandler(config);

@@ -27,49 +27,54 @@ namespace telvora {
 
 // Longer than other headers: all that a host calls is here, in the order of the sources.
 
-/// The library, as a host sees it: register a TrackerConfig for each channel, start once, and hand
-/// over events.
+/// The library's facade: register a TrackerConfig for each channel, start once, and hand over
+/// events.
 ///
-/// Life: one instance, made on first use and never destroyed; calls at exit are harmless, and call
-/// no closure of the host's any more.
+/// Life: one instance, made on first use and never destroyed. Calls during exit() do no harm and
+/// call no closure of the host.
 ///
-/// Fork: a process may register, set up and fork, as a daemon does; the child works like any other.
-/// Once start() was called, an event was handed over or a request sent, a child that is forked gets
-/// an inert library: every call returns at once and does nothing, and there is nothing to see.
+/// Fork: a process may register, set up and then fork, as a daemon does; in the child everything
+/// works. In a child that is forked after start() was called, an event was handed over or a request
+/// was sent, every call returns at once, does nothing and returns a neutral answer.
 ///
-/// Threads: every operation from any thread. Nothing an event passes through waits for the network
-/// or for another event; intake runs later, in order, on the manager's own queue.
+/// Threads: any. No operation on an event waits for the network or for another event; intake runs
+/// later, in order, on the manager's own queue.
 ///
-/// Failure: nothing is thrown and nothing returned. Unknown channels and empty closures are
-/// skipped; what the host's closures throw is caught and counted (hostExceptionCount(), and the
-/// channel's ledger); what became of every event is in the ledger. Registering one index twice
-/// stops the process.
+/// Failure: nothing is thrown, and no operation returns an error. Unknown channels and empty
+/// closures are skipped. What the host's closures throw is caught and counted
+/// (hostExceptionCount(), and the channel's ledger). The ledger says what became of every event.
+/// Registering one index twice stops the process.
 ///
-/// Dictionaries: an operation takes one over, or copies it, without recursion however deep it is.
+/// Dictionaries: moved or copied without recursion, however deep they are.
 class TELVORA_EXPORT TrackerManager {
 public:
     static TrackerManager& shared();
 
     // ---- TrackerManager.cpp: set-up, start and stop ----
 
-    /// What the host's identifier closure answers now.
+    /// Calls the host's identifier closure and returns its result; absent without a closure.
     static std::optional<std::string> uuid();
-    /// Installs the closure that gives the host's identifier; called each time it is needed.
+    /// Installs the closure that returns the identifier of the device or installation. It is called
+    /// for every request ("QVX-UUID") and for each set-up of common data ("buid"), on the thread
+    /// that needs it. Where it returns absent, the header or the key is left out.
     void setQvxUuid(std::function<std::optional<std::string>()> fetch);
 
     /// A random UUID, the same for the life of the process.
     const std::string& sessionId() const { return m_sessionId; }
 
+    /// Sets the build mode of the host, which APM reports name as "ipaMode"; `release` until set.
+    /// In `debug` each change of the network is also printed to standard error.
     void setMode(TrackerMode mode);
 
-    /// Headers for every request of every channel; a channel's own, and the fixed ones, win.
+    /// Replaces the headers for every request of every channel. A header of the channel or a fixed
+    /// header of the same name is sent instead.
     static void configHeaders(StringDictionary headers);
 
-    /// Installs the reporting provider; null takes it away.
+    /// Installs the reporting provider, the host's in-house service Ostra; null removes it.
     void setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provider);
 
-    /// Adds a channel. A second one of the same index stops the process with "TrackerManager: There
-    /// are 2 same configs - index `INDEX`".
+    /// Adds a channel; null is ignored. A second channel of the same index stops the process with
+    /// "TrackerManager: There are 2 same configs - index `INDEX`".
     void register_(std::shared_ptr<TrackerConfig> config);
 
     /// Replaces the common data of the channel `for_` and the key of its event list; nothing
@@ -78,46 +83,48 @@ public:
     void setupCommonDatas(
         const Dictionary& commonDatas, std::string dataListKey, std::string_view for_);
 
-    /// Follows the application's moves, starts the flush timer and the network notifier, and calls
-    /// the start hook of each channel that is not running.
+    /// Observes the application's notifications of background and foreground, starts the flush
+    /// timer and the network notifier, and calls the start hook of each channel that is not
+    /// running.
     ///
     /// Deliberate: a channel without a start hook is not marked as running. A second start observes
-    /// the moves a second time.
+    /// the notifications a second time.
     static void start();
 
-    /// Stops following the application's moves and calls each stop hook.
+    /// Stops observing the notifications and calls the stop hook of each channel.
     ///
-    /// Deliberate: the timer goes on, and nothing is flushed.
+    /// Deliberate: the timer keeps running, and nothing is flushed.
     static void stop();
 
-    // ---- TrackerManager+Intake.cpp: the road of an event ----
+    // ---- TrackerManager+Intake.cpp: intake of events ----
 
-    /// Hands an event to the channel `for_`. It is moved into a block of the queue; the rest
-    /// happens there.
+    /// Hands an event to the channel `for_`: moves it into a block of the queue, which appends it.
     void appendTracker(Dictionary&& event, std::string for_);
     void appendTracker(const Dictionary& event, std::string for_);
 
-    /// Installs the closure that sees every event after its intake, known channel or not. It holds
-    /// up the queue while it runs.
+    /// Installs the closure that is called with every event after its intake, also for unknown
+    /// channels. The queue waits while it runs.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
-    /// Sends what is pending, or else one retry entry, of one channel. What a tick does.
+    /// Sends the pending events of one channel or, if there are none, one retry entry. Each tick of
+    /// the flush timer calls it for each channel.
     void timerEventHandler(const std::shared_ptr<TrackerConfig>& config);
 
-    /// The account of one channel; absent where none is registered under `index`.
+    /// The ledger of one channel; absent where none is registered under `index`.
     std::optional<LedgerSnapshot> ledger(std::string_view index) const;
-    /// The account of every channel by its index, and that of events for unknown ones: under "", or
-    /// under "(unknown)" where a channel has the index "".
+    /// The ledger of every channel by its index, and that of events for unknown channels: under "",
+    /// or under "(unknown)" where a channel has the index "".
     std::map<std::string, LedgerSnapshot> ledgers() const;
     /// The same as a dictionary.
     Dictionary ledgersDictionary() const;
 
     // ---- TrackerManager+APM.cpp: APM reports ----
 
-    /// Completes the record itself with page, network and page parameters, those of them that it
-    /// has, and reports it. A host that keeps it and reports it again reports the same page.
-    /// `Record` is TrackerMeta, or another record that derives from DataAsDict.
+    /// Fills in the page, the network and the page's parameters where the record has such
+    /// properties and they are absent, and reports the record. An lvalue is changed itself:
+    /// reported again, it names the same page. `Record` is TrackerMeta, or another record that
+    /// derives from DataAsDict.
     /// Deliberate, here and below: useOstra and immediately change nothing.
     template<DataAsDictRecord Record> void enrollAPMReport(Record& record, bool useOstra = false)
     {
@@ -128,80 +135,106 @@ public:
         reportRecord([&] { return std::move(detail::completed(record)).asDictionary(); }, useOstra);
     }
 
-    /// Completes a dictionary of the host's and reports it; an empty one is dropped. "d" and
-    /// "ipaMode" are written over; "p", "wifi", "si" (seconds since the start) and "pageExpend" are
-    /// filled in where the key is missing, a null of the host's being a value; "fpt" of an "FPS"
-    /// report says whether a change of page is under way. A text in "cs" is carried inside "extra"
-    /// as well: as a member of the object there, or of the one that its JSON text is; text that is
-    /// no JSON stays, with a line on standard output.
+    /// Completes a dictionary of the host and reports it; an empty one is dropped without a log
+    /// line. "d" (seconds since 1970) and "ipaMode" are replaced. "p", "wifi", "si" (seconds since
+    /// the start) and "pageExpend" are filled in where the key is missing; a null of the host
+    /// stays. If "t" is "FPS", "fpt" becomes 1 while a change of page is under way, otherwise 0. A
+    /// text in "cs" is also put into "extra", as a member of the object that "extra" is or contains
+    /// as JSON text. An "extra" that is not JSON stays, and a line on standard output says so.
     void reportAPMDict(Dictionary&& dict, bool immediately = false, bool useOstra = false);
     void reportAPMDict(const Dictionary& dict, bool immediately = false, bool useOstra = false);
 
-    /// Reports to the provider, when there is one and an "APM" channel, or else to that channel.
-    /// The provider gets the channel's common data with `dict` laid over it, on this thread; such a
-    /// report enters no list and reaches no trigger callback. What cannot be encoded for it, or
-    /// makes it throw, is lost with a log line.
+    /// Reports a finished dictionary: to the provider if there is one and an "APM" channel,
+    /// otherwise to that channel. The provider gets the channel's common data merged with `dict`,
+    /// whose values win, on this thread; such a report enters no list, and the trigger callback is
+    /// not called. A report that cannot be encoded, or that makes the provider throw, is lost with
+    /// a log line.
     void wrapAppendTracker(Dictionary&& dict, bool useOstra = false);
     void wrapAppendTracker(const Dictionary& dict, bool useOstra = false);
 
-    // ---- TrackerManager+Enroll.cpp: one measurement each, in the host's own units ----
+    // ---- TrackerManager+Enroll.cpp: one measurement each, as an APM report ----
+    //
+    // Each makes a TrackerMeta, copies its arguments into the properties named here, and calls
+    // enrollAPMReport(). Times and intervals are in any unit the host likes: nothing is scaled,
+    // checked or dropped. A page's name is sent as it is, also when it is empty.
 
+    /// "SLOW-FRAME". `slowInterval` (`at`) is the slow part of `totalInterval` (`ct`), measured on
+    /// the page `topViewController` (`p`).
     void enrollSlowFrameTrack(double slowInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    /// "FROZEN-FRAME". `frozenInterval` (`at`) is the frozen part of `totalInterval` (`ct`),
+    /// measured on the page `topViewController` (`p`).
     void enrollFrozenFrameTrack(double frozenInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    /// "PAGE-VIEW". The user sees the page `topViewController` (`p`).
     void enrollPageViewTrack(std::string topViewController, bool useOstra = false);
+    /// "BLOCK". Skarn is the host's monitor of its main thread. It found the thread blocked:
+    /// `backtrace` (`si`) is where, `cpu` (`ci`) describes the CPU load. Both are sent as they are.
     void enrollSkarnTrack(std::string backtrace, std::string cpu, bool useOstra = false);
+    /// "FIRST-FRAME". `frameInterval` (`f`) is how long the page `topViewController` (`p`) took to
+    /// show its first frame. It is rounded to two decimals, half away from zero.
     void enrollFirstFrameTrack(
         double frameInterval, std::string topViewController, bool useOstra = false);
-    /// `startTime` is not reported.
+    /// "LCP", the largest contentful paint of the page `pageName` (`p`): `initTime` (`fcp`),
+    /// `renderTime` (`pt`), `requestTime` (`reqt`), `firstFrameTime` (`ft`), `totalTime` (`ct`).
+    /// Deliberate: `startTime` is not reported.
     void enrollLCPTrack(double startTime, double initTime, double renderTime, double requestTime,
         double firstFrameTime, double totalTime, std::string pageName, bool useOstra = false);
-    /// Deliberate: a missing entry is 0, the record's own time "d" among them.
+    /// "START", a launch of the application. The entries "fp", "fpt", "dcl", "fcp", "ct", "d", "at"
+    /// and "ht" of `with` become the properties of the same names; others are ignored. "d" is the
+    /// time of the launch in seconds since 1970.
+    /// Deliberate: a missing entry is 0, also for "d".
     void enrollLaunchTrack(
         const std::map<std::string, double, std::less<>>& with, bool useOstra = false);
 
     // ---- TrackerManager+E2E.cpp: the E2E, MP and Sentry channels ----
+    //
+    // DefaultIndex says what each channel is for. "network" is getCurrentNetWorkStatus() on the
+    // calling thread; it replaces what the event has under that key.
 
-    /// Stamps "network" over whatever is there and hands the event to "E2E".
+    /// Sets "network" and hands the event to "E2E".
     void enrollE2ETrack(Dictionary&& event);
     void enrollE2ETrack(const Dictionary& event);
-    /// Hands the event to "MP" as it is.
+    /// Hands the event to "MP" unchanged.
     void enrollMPTrack(Dictionary&& event);
     void enrollMPTrack(const Dictionary& event);
-    /// Stamps "network" and hands the event to "APM" or to "Sentry".
+    /// Sets "network" and hands the event to "APM" if `byAPM`, otherwise to "Sentry".
     void enrollSentryTrack(Dictionary&& event, bool byAPM);
     void enrollSentryTrack(const Dictionary& event, bool byAPM);
 
-    /// Device, application, identifier, and a new "session" with every call.
+    /// The standard common data: those of CommonTrackerModel, "buid" (the identifier, if the host
+    /// has one) and "session" (a new UUID with every call).
     Dictionary getCommonE2EDatas();
-    /// Installs it under "data".
+    /// Installs the standard common data on "E2E", with the event list under "data".
     void setupCommonE2EDatas();
-    /// Installs it under "data-list".
+    /// Installs the standard common data on "MP", with the event list under "data-list".
     void setupCommonMPDatas();
-    /// Installs it under "data" when either flag is set; else the front-end monitor's own form
-    /// under "data-list".
+    /// Installs the standard common data on "Sentry", with the event list under "data", if
+    /// `standard` or `byAPM`. Otherwise those of the front-end monitor, under "data-list": those of
+    /// TrackerWrapper, "system-version" and "bundleId".
     void setupCommonSentryDatas(bool standard, bool byAPM);
 
     // ---- TrackerManager+Info.cpp: network, page and common data ----
 
-    /// "2G" to "5G", "WIFI", "none" or "unknown", as of now.
+    /// The kind of network now: "2G", "3G", "4G", "5G", "WIFI", "none" or "unknown".
     std::string_view getCurrentNetWorkStatus();
 
-    /// The long-lived reachability object. A handler installed on it replaces any earlier one, as
-    /// start() does with its own.
+    /// The manager's reachability object. A handler installed on it replaces the one of start(),
+    /// and the next start() replaces it.
     CommonTrackNetworkStatus& networkStatus() { return m_networkStatus; }
 
-    /// Replaces the ends of scene names whose screens are the page whatever they contain; an empty
-    /// list leaves every screen to the walk.
+    /// Replaces the white list of TrackerDataExcavator: suffixes of scene names whose screens are
+    /// the page, whatever other screens they contain.
     void updateTracker(std::vector<std::string> list);
 
-    // ---- TrackerManager+Vendel.cpp ----
+    // ---- TrackerManager+Vendel.cpp: common data of the APM channel ----
 
-    /// Installs the standard common data on "APM" under "data".
+    /// Installs the standard common data on "APM", with the event list under "data". Vendel is the
+    /// form of APM batches that carries them, so that reports name device and session as the events
+    /// of the other channels do.
     void setupCommonVendelDatas();
 
-    // ---- For looking at ----
+    // ---- For tests and tools ----
 
     /// A registered channel, or null.
     std::shared_ptr<TrackerConfig> config(std::string_view index) const;
@@ -213,7 +246,7 @@ private:
         running,
     };
 
-    // Copied in and out by a reference count; whoever changes one makes a copy first.
+    // Shared and never changed: a change replaces the whole map by a changed copy.
     using Configs = std::map<std::string, std::shared_ptr<TrackerConfig>, std::less<>>;
     using Statuses = std::map<std::string, ConfigStatus, std::less<>>;
     using TriggerCallback = std::function<void(const Dictionary&, const std::string&)>;
@@ -230,20 +263,20 @@ private:
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
 
-    // An event on its way through the queue.
+    // The block of the queue that takes in one event.
     struct IntakeBlock;
 
-    // Runs what an operation does before its event is in the queue. Where that throws, the event is
-    // an internal error on the account of its channel.
-    template<typename Step> void handOn(const std::string& index, Step&& step)
+    // Calls `step`, which puts an event for the channel `index` into the queue. If it throws, the
+    // event counts as an internal error of that channel.
+    template<typename Step> void submit(const std::string& index, Step&& step)
     {
         try {
             std::forward<Step>(step)();
         } catch (...) {
-            lostBeforeIntake(index);
+            recordUnsubmitted(index);
         }
     }
-    void lostBeforeIntake(const std::string& index);
+    void recordUnsubmitted(const std::string& index);
 
     void intake(Dictionary& event, const std::string& index);
     void trigger(const Dictionary& event, const std::string& index, ChannelLedger& ledger);

@@ -44,7 +44,7 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
             if (state->priorityQueue.isEmpty())
                 return;
             taken.entry = state->priorityQueue[0];
-            // Before the removal can come: what is removed with its share on it was never returned.
+            // Before the removal: an entry that is removed with its share was never returned.
             taken.share = taken.entry->takeShare();
         });
         m_lock.write([state] { state->removeFirst(); });
@@ -71,7 +71,7 @@ void TrackerRetryCache::insert(TrackerRetryEntry data)
 void TrackerRetryCache::State::add(const TrackerRetryEntry& entry)
 {
     try {
-        MutexLock locked(changing);
+        MutexLock lock(mutex);
         priorityQueue.push(entry);
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     } catch (...) {
@@ -85,14 +85,14 @@ void TrackerRetryCache::State::removeFirst()
         return;
     TrackerRetryEntry removed;
     {
-        MutexLock locked(changing);
+        MutexLock lock(mutex);
         removed = *priorityQueue.pop();
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     }
     lose(*removed, DropReason::removedUnseen);
 }
 
-// Nothing is lost with an entry that somebody has taken.
+// An entry whose share was taken is not lost.
 void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) const
 {
     const LedgerShare share = entry.takeShare();
@@ -105,7 +105,7 @@ std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const
     if (detail::isForkedChild())
         return {};
     const auto copy = [this] {
-        MutexLock locked(m_state->changing);
+        MutexLock lock(m_state->mutex);
         return m_state->priorityQueue;
     }();
     std::vector<TrackerRetryEntry> entries;

@@ -16,21 +16,26 @@
 
 namespace telvora {
 
-/// A batch whose upload failed, waiting for its next try. Comparison never looks at `data`.
+/// A batch whose upload failed, waiting for its next try. Comparisons ignore `data`.
+///
+/// Life: made for each failure, and not changed while it is in a cache.
+/// Threads: a value without a lock; giveShare() and takeShare() from any thread.
 class TELVORA_EXPORT TrackerRetryData {
 public:
     static constexpr std::int64_t defaultMaxRetryCount = 3;
 
-    /// Stamped with the current time.
+    /// `timestamp` becomes the current time.
     TrackerRetryData(Batch data, std::int64_t retryCount);
 
-    /// The batch exactly as it was posted. Null is an entry without data, which is never posted:
-    /// it is given up when its turn comes. An empty dictionary is data.
+    /// The batch as it was posted. An entry whose data is null is never posted: it is dropped when
+    /// it is popped. An empty dictionary is data.
     Batch data;
-    /// How many failed attempts lie behind it; 1 after the first.
+    /// How many times the upload has failed; 1 after the first failure.
     std::int64_t retryCount;
-    /// Seconds since 1970, of the failure.
+    /// Time of the last failure in seconds since 1970, with fraction.
     double timestamp;
+    /// How many retries are allowed: after a failed upload with this retryCount the batch is
+    /// dropped.
     std::int64_t maxRetryCount = defaultMaxRetryCount;
 
     bool operator==(const TrackerRetryData& other) const
@@ -38,9 +43,9 @@ public:
         return retryCount == other.retryCount && timestamp == other.timestamp;
     }
 
-    /// Fewer failures are less; among equals the younger is less.
-    /// Deliberate: "younger or as old", so two entries equal in both are each less than the other,
-    /// and the one that comes in later rises above.
+    /// The entry with fewer failures is less; among equal counts the later one is less.
+    /// Deliberate: "later or at the same time". Two entries equal in both are each less than the
+    /// other, and the one inserted later rises above the earlier one.
     bool operator<(const TrackerRetryData& other) const
     {
         return retryCount != other.retryCount ? retryCount < other.retryCount
@@ -50,9 +55,9 @@ public:
     bool operator<=(const TrackerRetryData& other) const { return !(other < *this); }
     bool operator>=(const TrackerRetryData& other) const { return !(*this < other); }
 
-    /// What it carries of its channel's account. Whoever takes it answers for it.
+    /// Stores what the entry stands for in its channel's accounts.
     void giveShare(LedgerShare share);
-    /// Empty when somebody was faster.
+    /// Removes and returns it. The caller records it on the ledger. Empty when it was taken before.
     LedgerShare takeShare();
 
 private:
@@ -61,52 +66,55 @@ private:
 
 using TrackerRetryEntry = std::shared_ptr<TrackerRetryData>;
 
-/// What the library asks of a store of failed batches.
+/// A store of failed batches.
 class TELVORA_EXPORT TrackerRetryStrategy {
 public:
     virtual ~TrackerRetryStrategy() = default;
 
+    /// How many entries are in the store.
     virtual std::size_t size() const = 0;
-    /// The entry whose turn it is, or null.
+    /// Removes and returns the entry to send next; null when the store is empty.
     virtual TrackerRetryEntry pop() = 0;
     virtual void insert(TrackerRetryEntry data) = 0;
 };
 
-/// A channel's failed batches, in memory only: most failures first, oldest first among equals. No
-/// limit, no eviction; an entry leaves by being popped.
+/// A channel's failed batches, in memory only: most failures first, oldest first among equals.
+/// There is no limit; an entry stays until it is popped.
 ///
-/// Threads: any. insert() returns before the entry is in; a pop() after it, on the same thread,
-/// sees it. size() never waits and may be behind.
+/// Threads: any. insert() returns before the entry is stored; a later pop() on the same thread sees
+/// it. size() never waits and may be out of date.
 ///
 /// Deliberate: pop() reads the first entry and queues its removal as a second step, also when it
-/// found nothing. Two pops at one moment can return the same entry and remove another unseen; the
-/// ledger tells when that happened.
+/// found none. Two concurrent pops can return the same entry and remove another one; the ledger
+/// counts that one as `removedUnseen`.
 class TELVORA_EXPORT TrackerRetryCache final : public TrackerRetryStrategy {
 public:
-    /// Told the share of each entry that was lost: removed without ever being returned, or not kept
-    /// for want of memory. Must not throw.
+    /// Called with the share of each entry that is lost: removed without ever being returned, or
+    /// not stored because there was no memory. Must not throw.
     using Lost = std::function<void(LedgerShare, DropReason)>;
 
     explicit TrackerRetryCache(Lost lost = {});
+    /// Waits for the writes that are still queued.
     ~TrackerRetryCache() override;
 
     std::size_t size() const override { return m_state->count.load(std::memory_order_relaxed); }
     TrackerRetryEntry pop() override { return take().entry; }
     void insert(TrackerRetryEntry data) override;
 
-    /// An entry and what of the account comes with it: nothing, when another pop returned the same
-    /// entry first.
+    /// The result of take().
     struct Taken {
+        /// Null when the cache was empty.
         TrackerRetryEntry entry;
+        /// Empty when another pop has returned the same entry before.
         LedgerShare share;
     };
 
-    /// pop(), for whoever keeps account. Where its removal cannot be queued for want of memory, the
-    /// entry stays and nothing is returned.
+    /// The same as pop(), with the share for the ledger. Where there is no memory to queue the
+    /// removal, the entry stays and null is returned.
     Taken take();
 
-    /// Every entry in the order in which they would come out, as things stand: writes that are
-    /// still queued are not in it.
+    /// All entries in the order in which pop() would return them, without the effect of writes that
+    /// are still queued.
     std::vector<TrackerRetryEntry> entries() const;
 
 private:
@@ -117,13 +125,13 @@ private:
         }
     };
 
-    // Changed in writes of m_lock only, and then with `changing` held as well, for the sake of
-    // entries(), which does not queue up. Reads of m_lock need no mutex.
+    // Changed only in writes of m_lock, with `mutex` held as well. entries() does not use the queue
+    // of m_lock and takes `mutex` instead; reads of m_lock do not need it.
     struct State {
         PriorityQueue<TrackerRetryEntry, Before> priorityQueue { Before() };
         std::atomic<std::size_t> count { 0 };
         Lost lost;
-        mutable Mutex changing;
+        mutable Mutex mutex;
 
         void add(const TrackerRetryEntry& entry);
         void removeFirst();
@@ -131,7 +139,7 @@ private:
     };
 
     std::unique_ptr<State> m_state;
-    // After the state: its destructor waits for the writes that still use it.
+    // Declared after the state: its destructor waits for the writes, which use the state.
     ReadWriteLock m_lock;
 };
 

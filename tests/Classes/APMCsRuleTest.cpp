@@ -10,7 +10,7 @@ namespace {
 
 const double notANumber = std::numeric_limits<double>::quiet_NaN();
 
-// What `extra` is before and after a report whose `cs` is "x".
+// `extra` before and after a report whose `cs` is "x".
 struct Row {
     std::optional<Value> extra;
     Value expected;
@@ -27,7 +27,7 @@ protected:
         return onlyEvent().event;
     }
 
-    // What is on standard output after a report with these.
+    // The text on standard output after a report with these members.
     std::string consoleOf(Dictionary dict)
     {
         testing::internal::CaptureStdout();
@@ -50,7 +50,7 @@ protected:
 
 using APMCsRuleQuirk = APMCsRuleTest;
 
-TEST_F(APMCsRuleTest, WithoutAnObjectOrTextExtraBecomesOneOfItsOwn)
+TEST_F(APMCsRuleTest, AnExtraThatIsNeitherObjectNorTextBecomesAnObjectWithCSAlone)
 {
     const Value own = R"({"cs":"x"})";
     for (const Row& row : {
@@ -67,7 +67,7 @@ TEST_F(APMCsRuleTest, WithoutAnObjectOrTextExtraBecomesOneOfItsOwn)
         expectRow(row);
 }
 
-TEST_F(APMCsRuleTest, AnObjectBecomesItsTextWithCSInIt)
+TEST_F(APMCsRuleTest, AnObjectInExtraBecomesItsTextWithCSInIt)
 {
     expectRow({ Dictionary(), R"({"cs":"x"})" });
     expectRow({ Dictionary { { "a", 1 } }, R"({"a":1,"cs":"x"})" });
@@ -76,12 +76,12 @@ TEST_F(APMCsRuleTest, AnObjectBecomesItsTextWithCSInIt)
     expectRow({ Dictionary { { "cs", "old" }, { "a", 1 } }, R"({"cs":"x","a":1})" });
 }
 
-TEST_F(APMCsRuleTest, AnObjectThatCannotBeEncodedCountsAsNone)
+TEST_F(APMCsRuleTest, AnObjectInExtraThatCannotBeEncodedCountsAsNone)
 {
     expectRow({ Dictionary { { "a", notANumber } }, R"({"cs":"x"})" });
 }
 
-TEST_F(APMCsRuleTest, TextOfAnObjectGetsCSAsAMember)
+TEST_F(APMCsRuleTest, TextOfAnObjectInExtraGetsCSAsAMember)
 {
     expectRow({ R"({})", R"({"cs":"x"})" });
     expectRow({ R"({"a":1})", R"({"a":1,"cs":"x"})" });
@@ -89,26 +89,26 @@ TEST_F(APMCsRuleTest, TextOfAnObjectGetsCSAsAMember)
     expectRow({ R"({"cs":{"deep":[1]}})", R"({"cs":"x"})" });
 }
 
-TEST_F(APMCsRuleTest, TextOfAnythingElseStaysAsItIs)
+TEST_F(APMCsRuleTest, TextOfAnotherJSONValueInExtraStays)
 {
     for (const char* text : { "[1,2]", "7", "\"x\"", "true", "null", " 1.5 " })
         expectRow({ text, text });
 }
 
-TEST_F(APMCsRuleTest, TextThatIsNoJSONStaysAsItIs)
+TEST_F(APMCsRuleTest, TextInExtraThatIsNotJSONStays)
 {
     for (const char* text :
         { "plain", "{", "{\"a\":}", "[1,]", " ", "nan", "{} {}", R"({"a":1e999})" })
         expectRow({ text, text });
 }
 
-TEST_F(APMCsRuleTest, BytesThatAreNoTextCountAsNone)
+TEST_F(APMCsRuleTest, BytesInExtraThatAreNotUTF8CountAsNoExtra)
 {
     expectRow({ "\xFF\xFE", R"({"cs":"x"})" });
     expectRow({ "{\"a\":\"\xC3\"}", R"({"cs":"x"})" });
 }
 
-TEST_F(APMCsRuleTest, WithoutATextInCSExtraIsUntouched)
+TEST_F(APMCsRuleTest, WithoutATextInCSExtraStays)
 {
     const std::vector<std::optional<Value>> kinds { std::nullopt, "", nullptr, 7, true,
         Value(Array { "x" }), Value(Dictionary { { "a", 1 } }) };
@@ -126,7 +126,7 @@ TEST_F(APMCsRuleTest, WithoutATextInCSExtraIsUntouched)
     }
 }
 
-TEST_F(APMCsRuleTest, WithoutATextInCSThereIsStillNoExtra)
+TEST_F(APMCsRuleTest, WithoutATextInCSNoExtraIsAdded)
 {
     EXPECT_FALSE(report({ { "cs", "" } }).contains("extra"));
     EXPECT_FALSE(report({ { "t", "x" } }).contains("extra"));
@@ -137,7 +137,7 @@ TEST_F(APMCsRuleTest, CSIsEscapedAndRepairedLikeAnyText)
     EXPECT_EQ(report({ { "cs", "a\"\n\xFF" } }).at("extra"), "{\"cs\":\"a\\\"\\n\xEF\xBF\xBD\"}");
 }
 
-TEST_F(APMCsRuleQuirk, OnlyTextThatIsNoJSONIsToldToTheConsole)
+TEST_F(APMCsRuleQuirk, OnlyTextThatIsNotJSONIsReportedOnTheConsole)
 {
     EXPECT_THAT(consoleOf({ { "cs", "x" }, { "extra", "plain" } }),
         testing::MatchesRegex("Failed to load: .+\n"));
@@ -156,7 +156,7 @@ TEST_F(APMCsRuleTest, TheConsoleLineIsNotALogLine)
     EXPECT_THAT(log->lines.front(), testing::HasSubstr("Telvora report data"));
 }
 
-TEST_F(APMCsRuleTest, ExtraNestedTooDeeplyToReadStaysItsText)
+TEST_F(APMCsRuleTest, TextInExtraThatIsNestedTooDeeplyStays)
 {
     Value deep = deepArray(100'000);
     Dictionary extra;

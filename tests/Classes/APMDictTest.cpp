@@ -14,7 +14,7 @@ class APMDictTest : public SimulatedHost {
 protected:
     APMDictTest() { watchEvents(); }
 
-    // What `dict` leaves with.
+    // The event that the report of `dict` becomes.
     Dictionary report(Dictionary dict)
     {
         seen.clear();
@@ -37,7 +37,7 @@ TEST_F(APMDictTest, AnEmptyDictionaryIsNeitherSentNorLogged)
     EXPECT_TRUE(log->lines.empty());
 }
 
-TEST_F(APMDictTest, AReportWithoutAPageLeavesWithSixKeys)
+TEST_F(APMDictTest, AnFPSReportWithoutAPageHasSixKeys)
 {
     EXPECT_EQ(report({ { "t", "FPS" } }),
         (Dictionary { { "t", "FPS" }, { "d", 1700000000.0 }, { "si", 0.0 },
@@ -64,7 +64,7 @@ TEST_F(APMDictTest, ThePageIsNamedByItsClassAndNotByItsScene)
     EXPECT_EQ(report({ { "t", "x" } }).at("p"), "LivePage");
 }
 
-TEST_F(APMDictTest, APageWithoutParametersAddsItsNameAlone)
+TEST_F(APMDictTest, APageWithoutParametersAddsOnlyItsName)
 {
     showPage("Live");
 
@@ -74,7 +74,7 @@ TEST_F(APMDictTest, APageWithoutParametersAddsItsNameAlone)
     EXPECT_FALSE(event.contains("pageExpend"));
 }
 
-TEST_F(APMDictTest, APageThatIsGoneAddsItsParametersAlone)
+TEST_F(APMDictTest, APageWhoseScreenIsDestroyedAddsOnlyItsParameters)
 {
     showPage("Live", { { "id", "7" } });
     simulated().screens().release("Live");
@@ -85,7 +85,7 @@ TEST_F(APMDictTest, APageThatIsGoneAddsItsParametersAlone)
     EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
 }
 
-TEST_F(APMDictTest, TimeAndModeAreOverwrittenAndTheRestIsKept)
+TEST_F(APMDictTest, TimeAndModeAreReplacedAndOtherKeysAreKept)
 {
     showPage("Live", { { "id", "7" } });
     manager().setMode(TrackerMode::debug);
@@ -103,7 +103,7 @@ TEST_F(APMDictTest, TimeAndModeAreOverwrittenAndTheRestIsKept)
     EXPECT_EQ(event.at("ipaMode"), "DEBUG");
 }
 
-TEST_F(APMDictTest, ANullOfTheHostsIsAValue)
+TEST_F(APMDictTest, ANullOfTheHostIsKept)
 {
     showPage("Live", { { "id", "7" } });
 
@@ -114,13 +114,13 @@ TEST_F(APMDictTest, ANullOfTheHostsIsAValue)
         EXPECT_EQ(event.at(key), nullptr) << key;
 }
 
-TEST_F(APMDictTest, NothingIsKnownOfTheBattery)
+TEST_F(APMDictTest, TheBatteryLevelIsNotAdded)
 {
     EXPECT_FALSE(report({ { "t", "x" } }).contains("batr"));
     EXPECT_EQ(report({ { "batr", 80 } }).at("batr"), 80);
 }
 
-TEST_F(APMDictQuirk, SiIsTheTimeSinceTheStart)
+TEST_F(APMDictQuirk, SiIsSecondsSinceTheStart)
 {
     TrackerDataExcavator::initial();
     simulated().setWallTime(1700000012.25);
@@ -138,7 +138,7 @@ TEST_F(APMDictTest, SiIsNeverNegative)
     EXPECT_EQ(report({ { "t", "x" } }).at("si"), 0.0);
 }
 
-TEST_F(APMDictTest, OnlyAnFPSReportCarriesTheTransition)
+TEST_F(APMDictTest, OnlyAnFPSReportSaysWhetherAPageChanges)
 {
     TrackerDataExcavator::setIsTransitioning(true);
 
@@ -151,7 +151,7 @@ TEST_F(APMDictTest, OnlyAnFPSReportCarriesTheTransition)
     EXPECT_EQ(report({ { "t", "FPS" }, { "fpt", "mine" } }).at("fpt"), 0);
 }
 
-TEST_F(APMDictTest, ValuesOfWrongTypesAreTakenAsTheyAre)
+TEST_F(APMDictTest, ValuesOfWrongTypesAreKept)
 {
     const Dictionary odd { { "t", 7 }, { "cs", { { "a", 1 } } }, { "extra", { 1, 2 } },
         { "p", 1.5 }, { "wifi", "text" }, { "si", Array() }, { "fpt", nullptr } };
@@ -162,7 +162,7 @@ TEST_F(APMDictTest, ValuesOfWrongTypesAreTakenAsTheyAre)
         EXPECT_EQ(event.at(member.key()), member.value()) << member.key();
 }
 
-TEST_F(APMDictTest, AnEmptyKeyIsAKey)
+TEST_F(APMDictTest, AnEmptyKeyIsKept)
 {
     EXPECT_EQ(report({ { "", "x" } }).at(""), "x");
 }
@@ -179,13 +179,13 @@ TEST_F(APMDictTest, ALogLineShowsTheReport)
         R"("wifi":true,"si":0.0,"ipaMode":"RELEASE"})");
 }
 
-TEST_F(APMDictTest, ADictionaryOfAnyDepthGoesThrough)
+TEST_F(APMDictTest, ADictionaryOfAnyDepthIsReported)
 {
     Value deep = deepArray(100'000);
     TrackerManager::setTriggerCallback({});
     listen();
 
-    // "d" is overwritten where it stands.
+    // "d" keeps its place among the members.
     manager().reportAPMDict({ { "d", std::move(deep) } });
     simulated().runUntilIdle();
 }

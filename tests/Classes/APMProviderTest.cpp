@@ -27,7 +27,7 @@ protected:
 };
 using APMProviderQuirk = APMProviderTest;
 
-TEST_F(APMProviderTest, AReportGoesToTheProviderOnTheCallersThread)
+TEST_F(APMProviderTest, AReportIsHandedToTheProviderOnTheCallersThread)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -40,7 +40,7 @@ TEST_F(APMProviderTest, AReportGoesToTheProviderOnTheCallersThread)
     EXPECT_EQ(simulated().dispatch().readyBlockCount(), 0u);
 }
 
-TEST_F(APMProviderTest, ItThenEntersNoListAndReachesNoCallback)
+TEST_F(APMProviderTest, AReportToTheProviderEntersNoListAndReachesNoCallback)
 {
     const auto apm = addChannel("APM", 1);
     installProvider();
@@ -53,7 +53,7 @@ TEST_F(APMProviderTest, ItThenEntersNoListAndReachesNoCallback)
     EXPECT_EQ(simulated().httpClient().requestCount(), 0u);
 }
 
-TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
+TEST_F(APMProviderTest, AReportsValuesReplaceThoseOfTheCommonData)
 {
     addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" }, { "brand", "C" } }, "data", "APM");
@@ -64,7 +64,7 @@ TEST_F(APMProviderTest, AReportWinsOverTheCommonData)
     EXPECT_EQ(provider->only(), (Dictionary { { "os", "B" }, { "brand", "C" } }));
 }
 
-TEST_F(APMProviderQuirk, ANullOfAReportWinsAsWell)
+TEST_F(APMProviderQuirk, ANullOfAReportReplacesACommonValue)
 {
     addChannel("APM");
     manager().setupCommonDatas({ { "network", "A" }, { "p", "B" } }, "data", "APM");
@@ -77,7 +77,7 @@ TEST_F(APMProviderQuirk, ANullOfAReportWinsAsWell)
     EXPECT_EQ(provider->only().at("p"), nullptr);
 }
 
-TEST_F(APMProviderTest, TheMergeIsShallow)
+TEST_F(APMProviderTest, ReportAndCommonDataAreMergedAtTheTopLevelOnly)
 {
     addChannel("APM");
     manager().setupCommonDatas({ { "o", { { "a", 1 } } } }, "data", "APM");
@@ -99,7 +99,7 @@ TEST_F(APMProviderTest, TheChannelsCommonDataIsNotChanged)
     EXPECT_EQ(apm->commonData()->commonDatas, (Dictionary { { "os", "A" } }));
 }
 
-TEST_F(APMProviderTest, WithoutAnAPMChannelAReportTakesTheIntake)
+TEST_F(APMProviderTest, WithoutAnAPMChannelAReportPassesTheIntake)
 {
     const auto provider = installProvider();
 
@@ -119,7 +119,7 @@ TEST_F(APMProviderTest, WithoutAProviderCommonDataIsNotMergedIn)
     EXPECT_EQ(onlyEvent().event, (Dictionary { { "t", "x" } }));
 }
 
-TEST_F(APMProviderTest, OtherChannelsDoNotKnowTheProvider)
+TEST_F(APMProviderTest, EventsOfOtherChannelsDoNotReachTheProvider)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -131,7 +131,7 @@ TEST_F(APMProviderTest, OtherChannelsDoNotKnowTheProvider)
     EXPECT_TRUE(provider->contents.empty());
 }
 
-TEST_F(APMProviderTest, AProviderThatIsTakenAwayGetsNothingMore)
+TEST_F(APMProviderTest, AProviderThatIsRemovedGetsNoMoreReports)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -153,7 +153,7 @@ TEST_F(APMProviderTest, TheManagerKeepsTheProviderAlive)
     EXPECT_TRUE(provider.expired());
 }
 
-TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
+TEST_F(APMProviderTest, TheReportAndTheCallOfTheProviderAreLogged)
 {
     addChannel("APM");
     manager().setupCommonDatas({ { "os", "A" } }, "data", "APM");
@@ -168,7 +168,7 @@ TEST_F(APMProviderTest, LogLinesTellTheReportAndItsHandingOver)
     EXPECT_THAT(log->levels, ElementsAre(3u, 3u));
 }
 
-TEST_F(APMProviderQuirk, ANumberThatIsNotFiniteLosesTheReportWithALine)
+TEST_F(APMProviderQuirk, AReportWithANumberThatIsNotFiniteIsLostWithALogLine)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -183,7 +183,7 @@ TEST_F(APMProviderQuirk, ANumberThatIsNotFiniteLosesTheReportWithALine)
     EXPECT_EQ(eventCount(), 0u);
 }
 
-TEST_F(APMProviderTest, SuchANumberInCommonDataLosesEveryReportThatDoesNotCoverIt)
+TEST_F(APMProviderTest, CommonDataWithANumberThatIsNotFiniteLoseReportsThatDoNotReplaceIt)
 {
     addChannel("APM");
     manager().setupCommonDatas(
@@ -213,7 +213,7 @@ TEST_F(APMProviderTest, AProviderThatThrowsIsLoggedAndCounted)
     EXPECT_EQ(eventCount(), 0u);
 }
 
-TEST_F(APMProviderTest, TheNextReportGoesToAProviderThatThrewAllTheSame)
+TEST_F(APMProviderTest, AProviderThatThrewGetsTheNextReport)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -226,7 +226,7 @@ TEST_F(APMProviderTest, TheNextReportGoesToAProviderThatThrewAllTheSame)
     EXPECT_THAT(provider->contents, ElementsAre(R"({"n":2})"));
 }
 
-TEST_F(APMProviderTest, AProviderMayTakeItselfAway)
+TEST_F(APMProviderTest, AProviderMayRemoveItselfWhileReporting)
 {
     class Leaving final : public QVXOstraProviderProtocol {
         void report(const std::string&, const std::string&) override
@@ -265,7 +265,7 @@ TEST_F(APMProviderTest, AProviderMayReportFromWithinAReport)
     EXPECT_THAT(provider->contents, ElementsAre(R"({"n":1})", R"({"n":2})"));
 }
 
-TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
+TEST_F(APMProviderTest, AReportOfAnyDepthReachesTheProvider)
 {
     Value deep = deepArray(100'000);
     addChannel("APM");
@@ -278,7 +278,7 @@ TEST_F(APMProviderTest, AReportOfAnyDepthIsWritten)
     EXPECT_EQ(provider->contents.front().size(), 200'000u + R"({"deep":"bottom"})"sv.size());
 }
 
-TEST_F(APMProviderTest, BadBytesReachTheProviderRepaired)
+TEST_F(APMProviderTest, BytesThatAreNotUTF8ReachTheProviderRepaired)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -288,9 +288,9 @@ TEST_F(APMProviderTest, BadBytesReachTheProviderRepaired)
     EXPECT_THAT(provider->contents, ElementsAre("{\"t\":\"a\xEF\xBF\xBD\"}"));
 }
 
-TEST_F(APMProviderQuirk, TheChannelsOwnFlagIsNotAskedFor)
+TEST_F(APMProviderQuirk, UseOstraReportOfTheChannelIsNotRead)
 {
-    // Presence of the provider decides, whatever the channel declares.
+    // Whether there is a provider decides, whatever the channel's flag says.
     for (const bool useOstraReport : { false, true }) {
         const std::string index = useOstraReport ? "APM" : "other";
         manager().register_(std::make_shared<TrackerConfig>(

@@ -18,7 +18,7 @@ protected:
 
     static TrackerMeta makeRecord() { return TrackerMeta(TrackerMeta::T("CUSTOM")); }
 
-    // What `record` leaves with.
+    // The event that the report of `record` becomes.
     Dictionary report(TrackerMeta record)
     {
         seen.clear();
@@ -50,7 +50,7 @@ TEST_F(APMRecordTest, ThePageIsNamedByItsClassAndNotByItsScene)
     EXPECT_EQ(report(makeRecord()).at("p"), "LivePage");
 }
 
-TEST_F(APMRecordTest, PresentOnesStay)
+TEST_F(APMRecordTest, PresentPageNetworkAndParametersAreKept)
 {
     showPage("Live", { { "id", "7" } });
     TrackerMeta record = makeRecord();
@@ -65,7 +65,7 @@ TEST_F(APMRecordTest, PresentOnesStay)
     EXPECT_EQ(event.at("pageExpend"), Dictionary());
 }
 
-TEST_F(APMRecordTest, WithoutAPageTheKeysAreThereAndNull)
+TEST_F(APMRecordTest, WithoutAPageNameAndParametersAreNull)
 {
     const Dictionary event = report(makeRecord());
 
@@ -73,14 +73,14 @@ TEST_F(APMRecordTest, WithoutAPageTheKeysAreThereAndNull)
     EXPECT_EQ(event.at("pageExpend"), nullptr);
 }
 
-TEST_F(APMRecordTest, APageWithoutParametersLeavesThemNull)
+TEST_F(APMRecordTest, APageWithoutParametersLeavesPageExpendNull)
 {
     showPage("Live");
 
     EXPECT_EQ(report(makeRecord()).at("pageExpend"), nullptr);
 }
 
-TEST_F(APMRecordQuirk, APageThatIsGoneHasNoNameButItsParameters)
+TEST_F(APMRecordQuirk, APageWhoseScreenIsDestroyedHasNoNameButItsParameters)
 {
     showPage("Live", { { "id", "7" } });
     simulated().screens().release("Live");
@@ -91,7 +91,7 @@ TEST_F(APMRecordQuirk, APageThatIsGoneHasNoNameButItsParameters)
     EXPECT_EQ(event.at("pageExpend"), (Value { { "id", "7" } }));
 }
 
-TEST_F(APMRecordTest, WifiIsTrueOnWiFiAloneAndFalseWhereNobodyKnows)
+TEST_F(APMRecordTest, WifiIsTrueOnWiFiOnlyAndFalseWhereTheNetworkIsUnknown)
 {
     using Reached = ScriptedReachability::Value;
     const std::vector<std::pair<Reached, bool>> table {
@@ -106,7 +106,7 @@ TEST_F(APMRecordTest, WifiIsTrueOnWiFiAloneAndFalseWhereNobodyKnows)
     }
 }
 
-TEST_F(APMRecordTest, NobodyKnowsTheBattery)
+TEST_F(APMRecordTest, TheBatteryLevelStaysNull)
 {
     EXPECT_EQ(report(makeRecord()).at("batr"), nullptr);
 
@@ -115,7 +115,7 @@ TEST_F(APMRecordTest, NobodyKnowsTheBattery)
     EXPECT_EQ(report(std::move(record)).at("batr"), 80);
 }
 
-TEST_F(APMRecordTest, TheHostsOwnRecordIsCompletedAndKeepsItsPage)
+TEST_F(APMRecordTest, ARecordThatTheHostKeepsIsCompletedAndKeepsItsPage)
 {
     showPage("First");
     TrackerMeta record = makeRecord();
@@ -143,7 +143,7 @@ TEST_F(APMRecordTest, ALogLineShowsTheReportWithItsNulls)
             R"([TrackerData] Telvora report data: {"t":"CUSTOM","d":1700000000.0,"f":null,)"));
 }
 
-TEST_F(APMRecordTest, AScreenWhoseNameThrowsHasNone)
+TEST_F(APMRecordTest, AScreenWhoseNameThrowsIsReportedWithoutAName)
 {
     class Throwing final : public UIViewController {
         std::string className() const override { throw std::runtime_error("no name"); }
@@ -157,7 +157,7 @@ TEST_F(APMRecordTest, AScreenWhoseNameThrowsHasNone)
     EXPECT_EQ(hostExceptionCount(), exceptions + 1);
 }
 
-TEST_F(APMRecordTest, ExtraOfAnyDepthGoesThrough)
+TEST_F(APMRecordTest, ExtraOfAnyDepthIsReported)
 {
     Value deep = deepArray(100'000);
     TrackerManager::setTriggerCallback({});
@@ -178,7 +178,7 @@ struct OwnRecord : DataAsDict<OwnRecord> {
 };
 BOOST_DESCRIBE_STRUCT(OwnRecord, (), (t, p, wifi, pageExpend, batr, count_))
 
-TEST_F(APMRecordTest, ARecordOfTheHostsOwnTypeIsCompletedInWhatItHas)
+TEST_F(APMRecordTest, ARecordOfTheHostsOwnTypeIsCompletedWhereItHasTheProperties)
 {
     showPage("Live", { { "id", "7" } });
     OwnRecord record;
@@ -197,7 +197,7 @@ struct PlainRecord : DataAsDict<PlainRecord> {
 };
 BOOST_DESCRIBE_STRUCT(PlainRecord, (), (p, wifi))
 
-TEST_F(APMRecordTest, ARecordWithoutOptionalPropertiesIsReportedAsItIs)
+TEST_F(APMRecordTest, ARecordWithoutOptionalPropertiesIsReportedUnchanged)
 {
     showPage("Live", { { "id", "7" } });
 
@@ -218,7 +218,7 @@ TEST_F(APMRecordQuirk, AReportAlwaysHasAll33Keys)
             "status", "network", "msg_id", "content_type", "c", "cs", "extra", "ipaMode"));
 }
 
-TEST_F(APMRecordQuirk, TheRuleAboutCSIsForDictionariesOnly)
+TEST_F(APMRecordQuirk, TheCSRuleAppliesToDictionariesOnly)
 {
     TrackerMeta record = makeRecord();
     record.cs = "x";

@@ -6,7 +6,7 @@ namespace {
 
 constexpr int none = -1;
 
-// How many allocations are spared before one fails; none while no fault is set.
+// How many allocations succeed before one fails; `none` while no fault is set.
 thread_local int s_spared = none;
 
 void* allocate(std::size_t size, std::size_t alignment)
@@ -35,7 +35,7 @@ AllocationFault::~AllocationFault()
     s_spared = none;
 }
 
-// The count stops at none once the fault has struck, and no other fails.
+// The failing allocation counts down from 0 to -1, which is `none`: no other one fails.
 bool AllocationFault::hasStruck() const
 {
     return s_spared == none;

@@ -4,8 +4,8 @@
 
 namespace telvora {
 
-/// While one lives, one allocation of this thread fails: the first after `spared` others. A program
-/// that uses it has AllocationFault.cpp, which replaces operator new.
+/// While one exists, one allocation of this thread fails: the first after `spared` others. Link
+/// AllocationFault.cpp, which replaces operator new.
 class AllocationFault {
 public:
     explicit AllocationFault(int spared);
@@ -14,7 +14,7 @@ public:
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;
 
-    /// Whether that allocation was asked for.
+    /// Whether that allocation has been tried.
     bool hasStruck() const;
 };
 

@@ -10,8 +10,8 @@
 #include <memory>
 #include <set>
 
-// Every allocation that an operation makes fails once, each time on a channel of its own. Nothing
-// is thrown, the account adds up, and nothing is sent twice.
+// Each allocation of an operation fails once, each time with a new channel. Nothing is thrown, the
+// ledger is correct, and nothing is sent twice.
 
 namespace telvora {
 namespace {
@@ -26,25 +26,25 @@ TrackerManager& manager()
 
 std::int64_t s_nextNumber = 0;
 
-// Text that needs memory of its own, so that a copy needs it as well.
+// The text is so long that each copy of the event allocates memory for it.
 Dictionary makeEvent()
 {
     return { { "number", s_nextNumber++ }, { "text", "long enough to need memory of its own" } };
 }
 
-/// What an operation works on, made before anything fails.
+// The arguments of an operation, made before anything fails.
 struct Given {
     Channel channel;
     Dictionary event = makeEvent();
     std::string index = channel->index();
 };
 
-/// One operation, and what comes before it.
+// One operation, and the preparation of its channel.
 struct Scenario {
     std::string name;
     std::int64_t maxLimit;
     Manner manner;
-    // In all, those that came before among them.
+    // How many events the channel has got at the end, including those of the preparation.
     std::int64_t eventCount;
     std::function<void(const Channel&)> prepare;
     std::function<void(Given&)> run;
@@ -91,7 +91,7 @@ void flush(Given& given)
     manager().timerEventHandler(given.channel);
 }
 
-// These move an event into a block, which is all that they do before the intake.
+// These operations only move an event into a block before the intake.
 const std::vector<Scenario> intakes {
     { "anEventBelowTheLimit", 10, Manner::accepts, 2, letABatchFail, appendGiven },
     { "anEventThatFillsTheList", 3, Manner::accepts, 3, appendTwo, appendGiven },
@@ -129,7 +129,7 @@ protected:
         return channel;
     }
 
-    /// Runs the scenario with one failing allocation. False when there were not so many.
+    // Runs the scenario with one failing allocation. False when it made fewer allocations.
     bool runWithout(int spared, const Channel& channel)
     {
         Given given { channel };
@@ -156,7 +156,7 @@ protected:
         EXPECT_EQ(immediate().client.escapedCount, 0);
     }
 
-    /// The numbers of all events in the batches that the collector has accepted.
+    // The numbers of all events in the batches that the collector has accepted.
     static std::vector<std::int64_t> acceptedNumbers()
     {
         std::vector<std::int64_t> numbers;
@@ -168,7 +168,7 @@ protected:
         return numbers;
     }
 
-    // How many events the trigger callback has seen whole. Shared with it.
+    // How many complete events the trigger callback has seen. Shared with the callback.
     const std::shared_ptr<int> wholeEvents = std::make_shared<int>(0);
     int channelCount = 0;
 };
@@ -185,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
 using IntakeFaultTest = AllocationFaultTest;
 INSTANTIATE_TEST_SUITE_P(Intakes, IntakeFaultTest, testing::ValuesIn(intakes), nameOf);
 
-TEST_P(IntakeFaultTest, ShowsTheTriggerEveryEventThatHasAPlaceInTheQueue)
+TEST_P(IntakeFaultTest, CallsTheTriggerForEveryEventInTheQueueWhicheverAllocationFails)
 {
     constexpr int placeInTheQueue = 1;
     for (int spared = placeInTheQueue;; ++spared) {
@@ -201,7 +201,7 @@ TEST_P(IntakeFaultTest, ShowsTheTriggerEveryEventThatHasAPlaceInTheQueue)
     }
 }
 
-TEST_P(AllocationFaultTest, LeavesTheChannelSoundWhicheverAllocationFails)
+TEST_P(AllocationFaultTest, LeavesTheChannelConsistentWhicheverAllocationFails)
 {
     for (int spared = 0;; ++spared) {
         const Channel channel = addChannel(GetParam().maxLimit);

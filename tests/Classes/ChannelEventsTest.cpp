@@ -12,7 +12,7 @@ using testing::UnorderedElementsAre;
 class ChannelEventsTest : public SimulatedHost { };
 using ChannelEventsQuirk = ChannelEventsTest;
 
-TEST_F(ChannelEventsTest, AnE2EEventIsStampedOverWhateverTheHostPut)
+TEST_F(ChannelEventsTest, TheStampReplacesTheHostsNetworkInAnE2EEvent)
 {
     watchEvents();
 
@@ -33,7 +33,7 @@ TEST_F(ChannelEventsTest, WithoutReachabilityTheNetworkIsUnknown)
     EXPECT_EQ(onlyEvent().event, (Dictionary { { "network", "unknown" } }));
 }
 
-TEST_F(ChannelEventsTest, TheStampIsThatOfTheCallAndNotOfTheIntake)
+TEST_F(ChannelEventsTest, TheNetworkIsStampedAtTheCallAndNotAtTheIntake)
 {
     watchEvents();
     simulated().setHold(true);
@@ -45,7 +45,7 @@ TEST_F(ChannelEventsTest, TheStampIsThatOfTheCallAndNotOfTheIntake)
     EXPECT_EQ(onlyEvent().event.at("network"), "WIFI");
 }
 
-TEST_F(ChannelEventsTest, EveryKindOfNetworkHasItsWord)
+TEST_F(ChannelEventsTest, EveryKindOfNetworkHasItsText)
 {
     using Reached = ScriptedReachability::Value;
     const auto stamp = [&](Reached connection, std::optional<std::string> technology = {}) {
@@ -64,7 +64,7 @@ TEST_F(ChannelEventsTest, EveryKindOfNetworkHasItsWord)
     EXPECT_EQ(stamp(Reached::cellular, "CTRadioAccessTechnologyNR"), "5G");
 }
 
-TEST_F(ChannelEventsQuirk, AReportAndAChannelNameTheNetworkInTheirOwnWords)
+TEST_F(ChannelEventsQuirk, AReportAndAChannelNameTheNetworkDifferently)
 {
     using Reached = ScriptedReachability::Value;
 
@@ -110,7 +110,7 @@ TEST_F(ChannelEventsTest, EventsOfAllEntryPointsKeepTheOrderOfTheirCalls)
     EXPECT_THAT(order, ElementsAre(0, 1, 2, 3));
 }
 
-TEST_F(ChannelEventsTest, ASentryEventGoesWhereTheFlagSaysWithAStamp)
+TEST_F(ChannelEventsTest, ASentryEventIsStampedAndReachesTheChannelThatByAPMNames)
 {
     watchEvents();
 
@@ -125,7 +125,7 @@ TEST_F(ChannelEventsTest, ASentryEventGoesWhereTheFlagSaysWithAStamp)
     EXPECT_EQ(seen[1].event, (Dictionary { { "k", 2 }, { "network", "WIFI" } }));
 }
 
-TEST_F(ChannelEventsTest, AnEventForARegisteredChannelLandsInItsBatch)
+TEST_F(ChannelEventsTest, AnEventForARegisteredChannelIsInItsBatch)
 {
     const auto apm = addChannel("APM");
     const auto sentry = addChannel("Sentry");

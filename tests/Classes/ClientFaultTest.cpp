@@ -22,7 +22,7 @@ protected:
         "APM", 1, StringDictionary(), Array(), false, [] { return "http://collector.example/"; });
 };
 
-TEST_F(ClientFaultTest, ARequestThatAThrowingClientAnswersAllTheSameIsCountedByItsAnswer)
+TEST_F(ClientFaultTest, ARequestThatTheClientAnswersAfterThrowingIsCountedByItsAnswer)
 {
     append(ImmediateClient::Manner::keepsAndThrows);
     EXPECT_EQ(config->ledger().events.inFlight, 1);
@@ -42,7 +42,7 @@ TEST_F(ClientFaultTest, ARequestThatTheClientForgetsIsAnInternalError)
     EXPECT_TRUE(config->apiDatas().empty());
 }
 
-TEST_F(ClientFaultTest, TheLedgerShowsInternalErrorsOnceThereAreSome)
+TEST_F(ClientFaultTest, TheLedgersDictionaryShowsInternalErrorsOnceThereAreSome)
 {
     const auto dropped = [&](const char* account) {
         return ledgerDictionary(config->ledger()).at(account).at("dropped").as_object();

@@ -20,7 +20,7 @@ protected:
         return dictionary;
     }
 
-    // What the standard form holds on the simulated device.
+    // The standard common data on the simulated device.
     const Dictionary standard {
         { "brand", "iPhone 12" },
         { "version", "1.0.0" },
@@ -44,7 +44,7 @@ TEST_F(CommonDataQuirk, WithoutAnIdentifierThereAreNineKeys)
     EXPECT_EQ(withoutSession(data), standard);
 }
 
-TEST_F(CommonDataTest, AnIdentifierIsTheTenth)
+TEST_F(CommonDataTest, AnIdentifierIsTheTenthKey)
 {
     manager().setQvxUuid([] { return "B-1"; });
 
@@ -78,7 +78,7 @@ TEST_F(CommonDataTest, AnIdentifierClosureThatThrowsLeavesTheKeyOut)
     EXPECT_EQ(manager().getCommonE2EDatas().size(), 9u);
 }
 
-TEST_F(CommonDataTest, EachBuildHasASessionOfItsOwnAndTheRestAlike)
+TEST_F(CommonDataTest, EachBuildHasANewSessionAndEqualOtherValues)
 {
     const Dictionary first = manager().getCommonE2EDatas();
     const Dictionary second = manager().getCommonE2EDatas();
@@ -94,7 +94,7 @@ TEST_F(CommonDataTest, ASessionIsAVersion4UUIDInUpperCase)
             "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
 }
 
-TEST_F(CommonDataTest, TheApplicationIsReadAtEachBuildAndTheDeviceIsNot)
+TEST_F(CommonDataTest, TheBundleIdentifierIsReadAtEachBuildAndTheDeviceIsNot)
 {
     manager().getCommonE2EDatas();
     auto device = simulated().device().values();
@@ -128,7 +128,7 @@ TEST_F(CommonDataQuirk, ASessionLastsFromOneSetUpToTheNext)
     EXPECT_NE(sessionOf(e2e->commonData()->commonDatas), first);
 }
 
-TEST_F(CommonDataTest, SetUpOfAChannelThatIsNotRegisteredDoesNothing)
+TEST_F(CommonDataTest, ASetUpOfAChannelThatIsNotRegisteredDoesNothing)
 {
     const auto other = addChannel("other");
 
@@ -151,7 +151,7 @@ TEST_F(CommonDataTest, ASetUpBeforeTheRegistrationIsLost)
     EXPECT_EQ(e2e->commonData()->dataListKey, "data-list");
 }
 
-TEST_F(CommonDataTest, VendelReplacesTheDataOfTheAPMChannelWhole)
+TEST_F(CommonDataTest, AVendelSetUpReplacesAllCommonDataOfTheAPMChannel)
 {
     const auto apm = addChannel("APM");
     manager().setupCommonDatas({ { "own", 1 } }, "mine", "APM");
@@ -162,7 +162,7 @@ TEST_F(CommonDataTest, VendelReplacesTheDataOfTheAPMChannelWhole)
     EXPECT_EQ(apm->commonData()->dataListKey, "data");
 }
 
-TEST_F(CommonDataTest, TwoVendelSetUpsGiveTwoSessions)
+TEST_F(CommonDataTest, TwoVendelSetUpsHaveTwoSessions)
 {
     const auto apm = addChannel("APM");
 
@@ -173,7 +173,7 @@ TEST_F(CommonDataTest, TwoVendelSetUpsGiveTwoSessions)
     EXPECT_NE(sessionOf(apm->commonData()->commonDatas), first);
 }
 
-TEST_F(CommonDataTest, EitherFlagGivesSentryTheStandardForm)
+TEST_F(CommonDataTest, EitherFlagInstallsTheStandardFormOnSentry)
 {
     const auto sentry = addChannel("Sentry");
     const std::vector<std::pair<bool, bool>> flags { { true, false }, { false, true },
@@ -188,7 +188,7 @@ TEST_F(CommonDataTest, EitherFlagGivesSentryTheStandardForm)
     }
 }
 
-TEST_F(CommonDataTest, TheLastSetUpOfSentryWins)
+TEST_F(CommonDataTest, TheLastSetUpOfSentryReplacesTheEarlierOne)
 {
     const auto sentry = addChannel("Sentry");
 
@@ -211,7 +211,7 @@ TEST_F(CommonDataTest, WithoutSystemVersionAndBundleTheFrontEndFormHasFourKeys)
         ElementsAre("brand", "appVersion", "jailbreaked", "operator"));
 }
 
-TEST_F(CommonDataQuirk, TheFrontEndMonitorHasSpellingsOfItsOwn)
+TEST_F(CommonDataQuirk, TheFrontEndMonitorHasItsOwnKeys)
 {
     const auto sentry = addChannel("Sentry");
     manager().setQvxUuid([] { return "B-1"; });
@@ -235,7 +235,7 @@ TEST_F(CommonDataQuirk, TheKeyOfTheEventListDiffersByChannelAndForm)
         addChannel(index);
     const auto keyOf
         = [&](const char* index) { return manager().config(index)->commonData()->dataListKey; };
-    // Another one than any channel begins with.
+    // A key that differs from the default of every channel.
     for (const char* index : { "E2E", "MP", "Sentry", "APM" })
         manager().setupCommonDatas({}, "other", index);
 

@@ -5,7 +5,7 @@
 
 #include <functional>
 
-// A host's own variable of any depth: whoever takes it copies and destroys it without recursion.
+// Each operation copies and destroys a host's value of any depth without recursion.
 
 namespace telvora {
 namespace {
@@ -22,7 +22,7 @@ struct EventOperation {
     std::function<void(const Dictionary&)> call;
 };
 
-// For the name of a case.
+// Shown in the name of a case.
 std::ostream& operator<<(std::ostream& out, const EventOperation& operation)
 {
     return out << operation.name;
@@ -55,7 +55,7 @@ const std::vector<EventOperation> eventOperations {
 
 class DeepEventTest : public SimulatedHost, public testing::WithParamInterface<EventOperation> { };
 
-TEST_P(DeepEventTest, ADictionaryOfTheHostsArrivesAndStays)
+TEST_P(DeepEventTest, ADictionaryOfAnyDepthArrivesAndTheHostsCopyStays)
 {
     const AnyDepth<Dictionary> deep = deepValue();
     int arrived = 0;
@@ -76,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Operations, DeepEventTest, testing::ValuesIn(eventOpera
 
 class DeepValueTest : public SimulatedHost { };
 
-TEST_F(DeepValueTest, AReportOfTheHostsReachesAProvider)
+TEST_F(DeepValueTest, AReportOfAnyDepthReachesAProvider)
 {
     addChannel("APM");
     const auto provider = installProvider();
@@ -88,7 +88,7 @@ TEST_F(DeepValueTest, AReportOfTheHostsReachesAProvider)
     EXPECT_TRUE(deep->contains("in"));
 }
 
-TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheManager)
+TEST_F(DeepValueTest, TheManagerCopiesCommonDataOfAnyDepth)
 {
     const auto config = addChannel("APM");
     const AnyDepth<Dictionary> deep = deepValue();
@@ -100,7 +100,7 @@ TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheManager)
     EXPECT_TRUE(deep->contains("in"));
 }
 
-TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheChannel)
+TEST_F(DeepValueTest, TheChannelCopiesCommonDataOfAnyDepth)
 {
     TrackerConfig config("APM", 1);
     TrackerCommonData deep { deepDictionary(levels), "data" };
@@ -112,7 +112,7 @@ TEST_F(DeepValueTest, CommonDataOfTheHostsIsCopiedByTheChannel)
     dispose(std::move(deep.commonDatas));
 }
 
-TEST_F(DeepValueTest, EventsOfTheHostsAreCopiedByTheChannel)
+TEST_F(DeepValueTest, TheChannelCopiesEventsOfAnyDepth)
 {
     AnyDepth<Array> events;
     events->push_back(deepDictionary(levels));
@@ -125,7 +125,7 @@ TEST_F(DeepValueTest, EventsOfTheHostsAreCopiedByTheChannel)
     EXPECT_EQ(events->size(), 1u);
 }
 
-TEST_F(DeepValueTest, ADictionaryOfTheHostsIsCopiedIntoABatch)
+TEST_F(DeepValueTest, ADictionaryOfAnyDepthIsCopiedIntoABatch)
 {
     const AnyDepth<Dictionary> deep = deepValue();
 

@@ -10,7 +10,7 @@ class EnrollTest : public SimulatedHost {
 protected:
     EnrollTest() { watchEvents(); }
 
-    // What a record without any measurement reports, on Wi-Fi and without a page.
+    // The report of a record without any measurement, on Wi-Fi and without a page.
     static Dictionary blank(std::string_view type)
     {
         Dictionary event;
@@ -28,7 +28,7 @@ protected:
         return event;
     }
 
-    // Expects the one report since to be a blank one with `changes`, to the member.
+    // Expects one report since watchEvents(): a blank one with exactly these changes.
     void expectReport(std::string_view type, const Dictionary& changes)
     {
         Dictionary expected = blank(type);
@@ -42,7 +42,7 @@ protected:
 };
 using EnrollQuirk = EnrollTest;
 
-TEST_F(EnrollQuirk, EachMeasurementFillsItsOwnFieldsAndNoOther)
+TEST_F(EnrollQuirk, EachMeasurementFillsItsOwnFieldsOnly)
 {
     manager().enrollSlowFrameTrack(0.25, 12, "Page");
     expectReport("SLOW-FRAME", { { "p", "Page" }, { "ct", 12.0 }, { "at", 0.25 } });
@@ -83,7 +83,7 @@ TEST_F(EnrollTest, AFirstFrameIsRoundedToTwoDecimalsHalfAwayFromZero)
         { 0.125, 0.13 },
         { 0.124, 0.12 },
         { -0.125, -0.13 },
-        // The product is 100.49999999999999 as a double has it.
+        // As a double, the product is 100.49999999999999.
         { 1.005, 1.0 },
         { 2.345, 2.35 },
         { 16, 16 },
@@ -96,13 +96,13 @@ TEST_F(EnrollTest, AFirstFrameIsRoundedToTwoDecimalsHalfAwayFromZero)
     }
 }
 
-TEST_F(EnrollTest, AFirstFrameThatIsNoNumberStaysNone)
+TEST_F(EnrollTest, AFirstFrameOfNaNStaysNaN)
 {
     manager().enrollFirstFrameTrack(std::numeric_limits<double>::quiet_NaN(), "Page");
     EXPECT_TRUE(std::isnan(onlyEvent().event.at("f").as_double()));
 }
 
-TEST_F(EnrollTest, AnEmptyPageIsAPageAndIsNotReplaced)
+TEST_F(EnrollTest, AnEmptyPageNameIsNotReplaced)
 {
     showPage("Live");
 
@@ -121,7 +121,7 @@ TEST_F(EnrollTest, ABacktraceReportNamesThePageOnTop)
         { { "si", "" }, { "ci", "" }, { "p", "Live" }, { "pageExpend", { { "id", "7" } } } });
 }
 
-TEST_F(EnrollTest, TheTimeIsThatOfTheCall)
+TEST_F(EnrollTest, AMeasurementHasTheTimeOfTheCall)
 {
     simulated().setWallTime(1234.5);
     simulated().setHold(true);
@@ -133,7 +133,7 @@ TEST_F(EnrollTest, TheTimeIsThatOfTheCall)
     expectReport("PAGE-VIEW", { { "p", "Page" }, { "d", 1234.5 } });
 }
 
-TEST_F(EnrollQuirk, ALaunchWithoutADateIsDatedZero)
+TEST_F(EnrollQuirk, ALaunchWithoutATimeHasTheTimeZero)
 {
     manager().enrollLaunchTrack({});
     expectReport("START", { { "d", 0.0 } });
@@ -142,7 +142,7 @@ TEST_F(EnrollQuirk, ALaunchWithoutADateIsDatedZero)
     expectReport("START", { { "d", 0.0 }, { "ht", 1.0 } });
 }
 
-TEST_F(EnrollQuirk, TheStartOfAnLCPIsNotReported)
+TEST_F(EnrollQuirk, TheStartTimeOfAnLCPIsNotReported)
 {
     manager().enrollLCPTrack(123, 0, 0, 0, 0, 0, "Page");
     expectReport("LCP", { { "p", "Page" } });

@@ -14,8 +14,8 @@
 
 namespace telvora {
 
-/// Queues whose blocks run where they are submitted, after one allocation for each submission, as
-/// a queue needs one. What a block throws stays in it, and is counted.
+/// Queues that run each block inside the call that submits it. Each submission allocates once, as a
+/// real queue does. What a block throws is caught and counted.
 class ImmediateDispatch final : public Dispatch {
 public:
     std::unique_ptr<DispatchQueue> makeConcurrentQueue(std::string) override
@@ -43,7 +43,7 @@ private:
         void barrierSync(FunctionRef<void()> block) override { block(); }
 
     protected:
-        // Room first, and then the block in it.
+        // Allocates before the block is made.
         void makeBarrier(FunctionRef<void(Work&)> make) override
         {
             const auto place = std::make_unique<Work>();
@@ -71,14 +71,14 @@ private:
     int m_escaped = 0;
 };
 
-/// Answers every request before send() returns, unless told otherwise, and keeps what it has
-/// accepted. What a completion throws is counted.
+/// Answers every request before send() returns, unless `manner` says otherwise, and records the
+/// bodies that it has accepted. What a completion throws is caught and counted.
 class ImmediateClient final : public HTTPClient {
 public:
     enum class Manner {
         accepts,
         refuses,
-        /// Takes the request, and throws all the same. complete() answers it.
+        /// Keeps the request and throws. complete() answers it later.
         keepsAndThrows,
         /// Never answers.
         forgets,
@@ -95,7 +95,7 @@ public:
         answer(std::move(request), std::move(completion));
     }
 
-    /// Accepts the request that was kept.
+    /// Accepts the request that keepsAndThrows kept.
     void complete() { answer({}, std::move(m_kept)); }
 
     Manner manner = Manner::accepts;
@@ -122,7 +122,7 @@ private:
     Completion m_kept;
 };
 
-/// The simulated platform with these two in it.
+/// The simulated platform with ImmediateDispatch and ImmediateClient.
 struct ImmediatePlatform {
     SimulatedPlatform simulated;
     ImmediateDispatch dispatch;
@@ -133,7 +133,7 @@ struct ImmediatePlatform {
         simulated.telephony(), simulated.uuids() };
 };
 
-/// The one of the test's process, installed by the first call and never destroyed.
+/// The one of this process, installed by the first call and never destroyed.
 inline ImmediatePlatform& immediate()
 {
     static auto& platform = []() -> ImmediatePlatform& {

@@ -16,7 +16,7 @@ public:
     int count = 0;
 };
 
-TEST(LogFaultTest, ALineForWhichThereIsNoMemoryIsLostAndNothingIsThrown)
+TEST(LogFaultTest, ALineWithoutMemoryIsLostAndNothingIsThrown)
 {
     immediate();
     const auto service = std::make_shared<CountingService>();
@@ -34,7 +34,7 @@ TEST(LogFaultTest, ALineForWhichThereIsNoMemoryIsLostAndNothingIsThrown)
     }
 
     EXPECT_GT(spared, 1);
-    // Each time one of the two lines was lost, but for the last.
+    // Each round lost one of the two lines, except the last round.
     EXPECT_EQ(service->count, spared + 1);
 }
 

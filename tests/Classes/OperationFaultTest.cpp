@@ -7,8 +7,8 @@
 
 #include <functional>
 
-// Each allocation of an operation of the host's fails once. Nothing is thrown, and the event is on
-// the account of its channel, pending or as an internal error.
+// Each allocation of an operation fails once. Nothing is thrown, and the ledger of the channel
+// counts the event, as pending or as an internal error.
 
 namespace telvora {
 namespace {
@@ -57,7 +57,7 @@ protected:
             manager().register_(std::make_shared<TrackerConfig>(index, 1'000'000));
     }
 
-    /// False when the operation made fewer allocations.
+    // False when the operation made fewer allocations.
     bool callWithout(int spared)
     {
         const AllocationFault fault(spared);

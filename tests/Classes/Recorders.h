@@ -12,7 +12,7 @@
 
 namespace telvora {
 
-/// Keeps the lines it is given.
+/// Records the lines that it gets.
 class RecordingLogService final : public LogService {
 public:
     void loggerInit() override { ++initCount; }
@@ -27,7 +27,7 @@ public:
     std::vector<std::string> lines;
 };
 
-/// Keeps the reports it is given, or throws them away with an exception.
+/// Records the reports that it gets, or throws an exception instead.
 class RecordingProvider final : public QVXOstraProviderProtocol {
 public:
     void report(const std::string& name, const std::string& content) override

@@ -9,7 +9,7 @@
 namespace telvora {
 namespace {
 
-/// Goes on by a second with each reading.
+// Advances by a second with each reading.
 class SteppingClock final : public Clock {
 public:
     double secondsSince1970() const override { return 1'700'000'000 + ++m_readings; }
@@ -19,8 +19,8 @@ private:
     mutable int m_readings = 0;
 };
 
-/// The simulated platform with that clock in it. Never destroyed, as the library's shared objects
-/// hold on to it.
+// The simulated platform with that clock. Never destroyed, because the library's shared objects
+// still use it.
 struct SteppingPlatform {
     static SimulatedPlatform& install()
     {
@@ -37,7 +37,7 @@ struct SteppingPlatform {
         simulated.screens(), simulated.telephony(), simulated.uuids() };
 };
 
-TEST(ReportInstantTest, TheTimeOfAReportAndItsTimeSinceTheStartAreOfOneInstant)
+TEST(ReportInstantTest, TheTimeOfAReportAndItsTimeSinceTheStartAreReadTogether)
 {
     SimulatedPlatform& simulated = SteppingPlatform::install();
     TrackerDataExcavator::setStartTimestamp(1'600'000'000);

@@ -4,13 +4,12 @@
 namespace telvora {
 namespace {
 
-// Rules that every report keeps, tried with random dictionaries: whatever a rule does not name
-// leaves as it came.
+// The rules of reports, tested with random dictionaries: a key that no rule names stays unchanged.
 class ReportPropertiesTest : public SimulatedHost {
 protected:
     ReportPropertiesTest() { watchEvents(); }
 
-    // A dictionary of the host's: random members, and some under the names that rules know.
+    // A dictionary of the host: random members, and some under keys that rules name.
     Dictionary hostDictionary()
     {
         static const char* const known[] { "t", "d", "p", "batr", "wifi", "si", "pageExpend",
@@ -40,7 +39,7 @@ protected:
         return value && value->is_string() && !value->get_string().empty();
     }
 
-    // What is written over, and what is added where it is missing.
+    // The keys that are replaced, and those that are added where they are missing.
     static bool isOverwritten(const Dictionary& given, std::string_view key)
     {
         if (key == "d" || key == "ipaMode")
@@ -53,7 +52,7 @@ protected:
     RandomJSON random { 7 };
 };
 
-TEST_F(ReportPropertiesTest, AReportKeepsWhatNoRuleNames)
+TEST_F(ReportPropertiesTest, AReportKeepsAllKeysThatNoRuleNames)
 {
     for (int round = 0; round < 2'000; ++round) {
         const Dictionary given = hostDictionary();
@@ -79,7 +78,7 @@ TEST_F(ReportPropertiesTest, AReportKeepsWhatNoRuleNames)
     }
 }
 
-TEST_F(ReportPropertiesTest, ExtraHoldsCSWheneverItIsAnObjectAfterwards)
+TEST_F(ReportPropertiesTest, AnExtraThatIsAnObjectAfterwardsContainsCS)
 {
     for (int round = 0; round < 2'000; ++round) {
         Dictionary given = hostDictionary();
@@ -116,7 +115,7 @@ TEST_F(ReportPropertiesTest, AnObjectInExtraKeepsItsMembers)
     }
 }
 
-TEST_F(ReportPropertiesTest, AStampedEventDiffersInItsNetworkAlone)
+TEST_F(ReportPropertiesTest, AStampedEventDiffersOnlyInItsNetwork)
 {
     for (int round = 0; round < 1'000; ++round) {
         Dictionary event = hostDictionary();
@@ -137,7 +136,7 @@ TEST_F(ReportPropertiesTest, AStampedEventDiffersInItsNetworkAlone)
     }
 }
 
-TEST_F(ReportPropertiesTest, AProviderGetsTheCommonDataWithTheReportOverIt)
+TEST_F(ReportPropertiesTest, AProviderGetsTheCommonDataMergedWithTheReport)
 {
     addChannel("APM");
     const auto provider = installProvider();

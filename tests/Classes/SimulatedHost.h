@@ -15,8 +15,8 @@
 
 namespace telvora {
 
-/// The simulated platform of the test's process, installed by the first call. Never destroyed, as
-/// the library's shared objects hold on to it.
+/// The simulated platform of this process, installed by the first call. Never destroyed, because
+/// the library's shared objects still use it.
 inline SimulatedPlatform& simulated()
 {
     static auto& platform = []() -> SimulatedPlatform& {
@@ -27,8 +27,8 @@ inline SimulatedPlatform& simulated()
     return platform;
 }
 
-/// A host on the simulated platform, and the words that its tests share. Every case has a process
-/// of its own, so the library's shared objects are fresh.
+/// A host on the simulated platform, with the helpers that tests share. Every case runs in its own
+/// process, so the library's shared objects are new.
 class SimulatedHost : public testing::Test {
 protected:
     struct Seen {
@@ -52,7 +52,7 @@ protected:
 
     static Dictionary event(std::int64_t number) { return { { "number", number } }; }
 
-    /// Appends events numbered from `first` and runs what that sets off.
+    /// Appends events numbered from `first` and runs all queued work.
     static void append(const std::string& index, std::int64_t first, std::int64_t count = 1)
     {
         for (std::int64_t number = first; number < first + count; ++number)
@@ -60,12 +60,12 @@ protected:
         simulated().runUntilIdle();
     }
 
-    /// Keeps every event that passes the intake from now on.
+    /// Records in `seen` every event that passes the intake from now on.
     void watchEvents()
     {
         TrackerManager::setTriggerCallback(
-            [kept = m_kept](const Dictionary& event, const std::string& index) {
-                kept->push_back({ index, event });
+            [events = m_seen](const Dictionary& event, const std::string& index) {
+                events->push_back({ index, event });
             });
     }
 
@@ -131,7 +131,7 @@ protected:
         return provider;
     }
 
-    /// A live screen of that class, on top.
+    /// Makes a screen of that class and puts it on top.
     static void showPage(const std::string& className, StringDictionary params = {})
     {
         simulated().screens().make(className);
@@ -149,10 +149,10 @@ protected:
 
 private:
     // Shared with the trigger callback, which may outlive the fixture.
-    const std::shared_ptr<std::vector<Seen>> m_kept = std::make_shared<std::vector<Seen>>();
+    const std::shared_ptr<std::vector<Seen>> m_seen = std::make_shared<std::vector<Seen>>();
 
 protected:
-    std::vector<Seen>& seen = *m_kept;
+    std::vector<Seen>& seen = *m_seen;
 };
 
 } // namespace telvora

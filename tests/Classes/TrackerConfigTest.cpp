@@ -5,7 +5,7 @@ namespace {
 
 class TrackerConfigTest : public SimulatedHost { };
 
-TEST_F(TrackerConfigTest, KeepsWhatItIsMadeOf)
+TEST_F(TrackerConfigTest, ReturnsWhatItWasMadeWith)
 {
     const Array events { Dictionary { { "number", 1 } } };
 
@@ -36,7 +36,7 @@ TEST_F(TrackerConfigTest, BeginsWithoutCommonDataRetriesAndStartHook)
     (*config.restartHook())();
 }
 
-TEST_F(TrackerConfigTest, SetHooksReplaceTheEarlierOnes)
+TEST_F(TrackerConfigTest, ASetHookReplacesTheEarlierOne)
 {
     TrackerConfig config("MP", 7);
     std::string called;
@@ -52,7 +52,7 @@ TEST_F(TrackerConfigTest, SetHooksReplaceTheEarlierOnes)
     EXPECT_EQ(called, "start stop restart");
 }
 
-TEST_F(TrackerConfigTest, AHookThatGoesMayCallTheChannel)
+TEST_F(TrackerConfigTest, AHookMayCallTheChannelWhileItIsDestroyed)
 {
     TrackerConfig config("MP", 7);
     const auto onceGone = [&](void*) { config.setStopHook({}); };
@@ -88,7 +88,7 @@ TEST_F(TrackerConfigTest, CommonDataMayBeNestedDeeperThanAnyStack)
     EXPECT_TRUE(config->commonData()->commonDatas.empty());
 }
 
-TEST_F(TrackerConfigTest, RetryEntriesGoInAndComeOut)
+TEST_F(TrackerConfigTest, AnInsertedRetryEntryIsPopped)
 {
     TrackerConfig config("MP", 7);
     const Batch batch = makeBatch({ { "data-list", Array { 1, 2, 3 } } });
@@ -101,7 +101,7 @@ TEST_F(TrackerConfigTest, RetryEntriesGoInAndComeOut)
     EXPECT_EQ(config.popRetryData(), nullptr);
 }
 
-TEST_F(TrackerConfigTest, NoEntryIsNoEntry)
+TEST_F(TrackerConfigTest, ANullEntryIsNotInserted)
 {
     TrackerConfig config("MP", 7);
     TrackerRetryCache cache;
@@ -115,7 +115,7 @@ TEST_F(TrackerConfigTest, NoEntryIsNoEntry)
     EXPECT_EQ(config.ledger(), LedgerSnapshot());
 }
 
-TEST_F(TrackerConfigTest, AnEntryOfTheHostsIsOnTheLedgerUntilTheHostTakesItBack)
+TEST_F(TrackerConfigTest, AnEntryOfTheHostIsOnTheLedgerUntilTheHostPopsIt)
 {
     TrackerConfig config("MP", 7);
     const Batch batch = makeBatch({ { "data-list", Array { 1, 2, 3 } } });
@@ -128,7 +128,7 @@ TEST_F(TrackerConfigTest, AnEntryOfTheHostsIsOnTheLedgerUntilTheHostTakesItBack)
     EXPECT_EQ(config.ledger(), LedgerSnapshot());
 }
 
-TEST_F(TrackerConfigTest, EventsOfTheStartGoOutWithTheFirstTick)
+TEST_F(TrackerConfigTest, EventsGivenToTheConstructorAreSentWithTheFirstTick)
 {
     answerAll(success());
     manager().register_(std::make_shared<TrackerConfig>("MP", 7, StringDictionary(),

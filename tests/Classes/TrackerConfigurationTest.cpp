@@ -25,7 +25,7 @@ TEST(DefaultIndexTest, RawValuesNameTheFourChannels)
     EXPECT_EQ(rawValue(DefaultIndex::Sentry), "Sentry");
 }
 
-TEST(DefaultIndexTest, ARawValueMatchesExactlyOrNotAtAll)
+TEST(DefaultIndexTest, ARawValueMustMatchExactly)
 {
     EXPECT_EQ(defaultIndex("APM"), DefaultIndex::APM);
     EXPECT_EQ(defaultIndex("Sentry"), DefaultIndex::Sentry);

@@ -3,8 +3,8 @@
 #include <new>
 #include <stdexcept>
 
-// A service of the platform throws while a batch is on its way. The batch is an internal error on
-// the account, and everything else goes on.
+// A service of the platform throws while a batch is made or sent. The ledger counts the batch as an
+// internal error, and everything else works as before.
 
 namespace telvora {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 using Numbers = std::vector<std::int64_t>;
 
-// What throws: the HTTP client as it is given a request, or the answer to this question.
+// The parameter names what throws: the HTTP client's send(), or a reading of the platform.
 class TrackerFaultTest : public SimulatedHost, public testing::WithParamInterface<std::string> {
 protected:
     TrackerFaultTest()
@@ -21,7 +21,7 @@ protected:
         answerAll(success());
     }
 
-    /// The next time, and no more.
+    // Lets it throw once, the next time.
     static void letItThrow()
     {
         const auto isArmed = std::make_shared<bool>(true);
@@ -65,7 +65,7 @@ TEST_P(TrackerFaultTest, AFullListThatCannotBeSentIsAnInternalError)
     EXPECT_EQ(seen.size(), 2u);
 }
 
-TEST_P(TrackerFaultTest, TheNextFullListIsSentWithoutTheOneBefore)
+TEST_P(TrackerFaultTest, TheNextFullListIsSentAndTheLostOneIsNot)
 {
     addChannel("APM", 2);
     letItThrow();

@@ -21,7 +21,7 @@ protected:
         return counts;
     }
 
-    /// Writes down the numbers of the events that the trigger callback sees.
+    // Records the numbers of the events that the trigger callback sees.
     void watchTrigger()
     {
         TrackerManager::setTriggerCallback(
@@ -35,7 +35,7 @@ protected:
 
 using TrackerIntakeQuirk = TrackerIntakeTest;
 
-TEST_F(TrackerIntakeTest, EventsStayPendingBelowTheLimitAndGoOutTogetherAtIt)
+TEST_F(TrackerIntakeTest, EventsArePendingBelowTheLimitAndSentTogetherAtTheLimit)
 {
     const auto config = addChannel("APM", 3);
     answerAll(success());
@@ -85,7 +85,7 @@ TEST_F(TrackerIntakeTest, TheEventsReplaceCommonDataOfTheSameKeyInTheBatchAlone)
     EXPECT_EQ(config->commonData()->commonDatas.at("data"), "mine");
 }
 
-TEST_F(TrackerIntakeTest, TheURLHookIsAskedForEveryRequest)
+TEST_F(TrackerIntakeTest, TheURLHookIsCalledForEveryRequest)
 {
     int asked = 0;
     manager().register_(std::make_shared<TrackerConfig>("APM", 1, StringDictionary(), Array(),
@@ -97,7 +97,7 @@ TEST_F(TrackerIntakeTest, TheURLHookIsAskedForEveryRequest)
     EXPECT_EQ(simulated().httpClient().requests().at(1).url, "http://collector.example/2");
 }
 
-TEST_F(TrackerIntakeTest, TheTriggerSeesEveryEventOnceAfterItsEffect)
+TEST_F(TrackerIntakeTest, TheTriggerSeesEveryEventOnceAfterItsIntake)
 {
     const auto config = addChannel("APM", 2);
     std::vector<std::size_t> pendingThen;
@@ -113,7 +113,7 @@ TEST_F(TrackerIntakeTest, TheTriggerSeesEveryEventOnceAfterItsEffect)
     EXPECT_EQ(pendingThen, (std::vector<std::size_t> { 1, 0, 0 }));
 }
 
-TEST_F(TrackerIntakeTest, AFullListIsPendingUntilItsRequestIsOut)
+TEST_F(TrackerIntakeTest, AFullListIsShownAsPendingUntilItsRequestIsSent)
 {
     std::shared_ptr<TrackerConfig> config;
     std::vector<std::size_t> pendingThen;
@@ -130,7 +130,7 @@ TEST_F(TrackerIntakeTest, AFullListIsPendingUntilItsRequestIsOut)
     EXPECT_TRUE(config->apiDatas().empty());
 }
 
-TEST_F(TrackerIntakeTest, EventsForUnknownChannelsAreKeptNowhere)
+TEST_F(TrackerIntakeTest, EventsForUnknownChannelsAreNotKept)
 {
     watchTrigger();
     append("APM", 1);
@@ -155,7 +155,7 @@ TEST_F(TrackerIntakeTest, ATriggerThatThrowsStopsNothing)
     EXPECT_EQ(hostExceptionCount(), 2);
 }
 
-TEST_F(TrackerIntakeTest, ATriggerMayAppendAndItsEventComesLater)
+TEST_F(TrackerIntakeTest, AnEventThatTheTriggerAppendsIsTakenInLater)
 {
     addChannel("APM", 10);
     TrackerManager::setTriggerCallback([&](const Dictionary& event, const std::string& index) {
@@ -169,7 +169,7 @@ TEST_F(TrackerIntakeTest, ATriggerMayAppendAndItsEventComesLater)
     EXPECT_EQ(triggered, (std::vector<std::string> { "1", "2", "50" }));
 }
 
-TEST_F(TrackerIntakeTest, ATickSendsWhatIsPendingAndEmptiesTheList)
+TEST_F(TrackerIntakeTest, ATickSendsThePendingEventsAndEmptiesTheList)
 {
     const auto config = addChannel("APM", 10);
     answerAll(success());
@@ -200,7 +200,7 @@ TEST_F(TrackerIntakeTest, ATickSendsEitherNewEventsOrOneRetry)
     TrackerManager::start();
     append("APM", 1, 2);
     append("APM", 3, 1);
-    // The third event gave the failed batch its second chance, which failed too.
+    // The third event caused a retry of the failed batch, which failed too.
     ASSERT_EQ(retryCountsOf(*config), (std::vector<std::int64_t> { 2 }));
 
     tick();
@@ -212,7 +212,7 @@ TEST_F(TrackerIntakeTest, ATickSendsEitherNewEventsOrOneRetry)
     EXPECT_EQ(config->retryCache().size(), 0u);
 }
 
-TEST_F(TrackerIntakeTest, TwoChannelsAreFlushedOnOneTickEachInItsOwnWay)
+TEST_F(TrackerIntakeTest, OneTickFlushesEachChannelWithItsOwnHeadersAndListKey)
 {
     addChannel("APM", 10, { { "x-channel", "a" } });
     addChannel("MP", 10, { { "x-channel", "m" } });
@@ -233,7 +233,7 @@ TEST_F(TrackerIntakeTest, TwoChannelsAreFlushedOnOneTickEachInItsOwnWay)
     EXPECT_EQ(requests[1].body, R"({"data-list":[{"number":2}]})");
 }
 
-TEST_F(TrackerIntakeTest, AFailedBatchIsTriedFourTimesInAllAndThenGivenUp)
+TEST_F(TrackerIntakeTest, AFailedBatchIsSentFourTimesInAllAndThenDropped)
 {
     const auto config = addChannel("APM", 1);
     answerAll(failure());
@@ -253,7 +253,7 @@ TEST_F(TrackerIntakeTest, AFailedBatchIsTriedFourTimesInAllAndThenGivenUp)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerIntakeTest, ARetryCarriesTheBatchAsItWasWithoutNewCommonData)
+TEST_F(TrackerIntakeTest, ARetrySendsTheSameBatchWithoutNewCommonData)
 {
     const auto config = addChannel("APM", 1);
     manager().setupCommonDatas({ { "os", "old" } }, "data", "APM");
@@ -269,7 +269,7 @@ TEST_F(TrackerIntakeTest, ARetryCarriesTheBatchAsItWasWithoutNewCommonData)
     EXPECT_EQ(requests.at(1).body, requests.at(0).body);
 }
 
-TEST_F(TrackerIntakeTest, ARetryEntryIsStampedWithTheTimeOfTheFailure)
+TEST_F(TrackerIntakeTest, ARetryEntryHasTheTimeOfTheFailure)
 {
     const auto config = addChannel("APM", 1);
     answerAll(failure());
@@ -282,7 +282,7 @@ TEST_F(TrackerIntakeTest, ARetryEntryIsStampedWithTheTimeOfTheFailure)
     EXPECT_EQ(config->retryCache().entries().front()->maxRetryCount, 3);
 }
 
-TEST_F(TrackerIntakeQuirk, AnEventThatFillsTheListGivesNoRetryAChance)
+TEST_F(TrackerIntakeQuirk, AnEventThatFillsTheListSendsNoRetry)
 {
     const auto config = addChannel("APM", 1);
     simulated().httpClient().setAnswers({ failure(), success(), success() });
@@ -294,7 +294,7 @@ TEST_F(TrackerIntakeQuirk, AnEventThatFillsTheListGivesNoRetryAChance)
     EXPECT_EQ(config->retryCache().size(), 1u);
 }
 
-TEST_F(TrackerIntakeTest, WithoutAnAddressABatchFailsAndIsTriedAgain)
+TEST_F(TrackerIntakeTest, ABatchWithoutAnAddressFailsAndIsRetried)
 {
     int asked = 0;
     const auto config = std::make_shared<TrackerConfig>(
@@ -315,7 +315,7 @@ TEST_F(TrackerIntakeTest, WithoutAnAddressABatchFailsAndIsTriedAgain)
     EXPECT_EQ(hostExceptionCount(), 1);
 }
 
-TEST_F(TrackerIntakeTest, AnEmptyEventIsAnEvent)
+TEST_F(TrackerIntakeTest, AnEmptyEventIsSent)
 {
     addChannel("APM", 1);
 
@@ -325,7 +325,7 @@ TEST_F(TrackerIntakeTest, AnEmptyEventIsAnEvent)
     EXPECT_EQ(simulated().httpClient().requests().at(0).body, R"({"data-list":[{}]})");
 }
 
-TEST_F(TrackerIntakeTest, AnEventNestedDeeperThanAnyStackGoesOut)
+TEST_F(TrackerIntakeTest, AnEventNestedDeeperThanAnyStackIsSent)
 {
     const auto config = addChannel("APM", 10);
     TrackerManager::start();
@@ -350,7 +350,7 @@ TEST_F(TrackerIntakeTest, AnEventNestedDeeperThanAnyStackGoesOut)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerIntakeTest, TextThatIsNotUTF8GoesOutRepaired)
+TEST_F(TrackerIntakeTest, TextThatIsNotUTF8IsSentRepaired)
 {
     addChannel("APM", 1);
 
@@ -361,7 +361,7 @@ TEST_F(TrackerIntakeTest, TextThatIsNotUTF8GoesOutRepaired)
         "{\"data-list\":[{\"k\xEF\xBF\xBD\":\"a\xEF\xBF\xBD(\"}]}");
 }
 
-TEST_F(TrackerIntakeQuirk, WhatComesInBetweenCopyAndClearingIsLost)
+TEST_F(TrackerIntakeQuirk, EventsThatArriveBetweenCopyAndClearingAreLost)
 {
     bool isFirst = true;
     manager().register_(

@@ -9,8 +9,7 @@ namespace {
 
 class TrackerLedgerTest : public SimulatedHost {
 protected:
-    /// Appends from inside the URL hook of a channel, once: between a flush's copy and its
-    /// clearing.
+    // A channel whose URL hook appends an event once: between a flush's copy and its clearing.
     static std::shared_ptr<TrackerConfig> addChannelThatAppendsWhilePosting(
         const std::string& index, std::int64_t maxLimit)
     {
@@ -51,7 +50,7 @@ TEST_F(TrackerLedgerTest, FollowsAnEventFromTheListToItsDelivery)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, FollowsABatchThroughItsRetriesToItsLoss)
+TEST_F(TrackerLedgerTest, FollowsABatchThroughItsRetriesToItsDrop)
 {
     addChannel("APM", 2);
     answerAll(failure());
@@ -73,7 +72,7 @@ TEST_F(TrackerLedgerTest, FollowsABatchThroughItsRetriesToItsLoss)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, NamesEventsForUnknownChannels)
+TEST_F(TrackerLedgerTest, CountsEventsForUnknownChannels)
 {
     append("nowhere", 1, 3);
 
@@ -84,7 +83,7 @@ TEST_F(TrackerLedgerTest, NamesEventsForUnknownChannels)
     EXPECT_FALSE(manager().ledger("nowhere"));
 }
 
-TEST_F(TrackerLedgerTest, KeepsUnknownChannelsApartFromOneOfAnEmptyIndex)
+TEST_F(TrackerLedgerTest, KeepsUnknownChannelsApartFromAChannelWithAnEmptyIndex)
 {
     addChannel("", 10);
     append("", 1, 2);
@@ -98,7 +97,7 @@ TEST_F(TrackerLedgerTest, KeepsUnknownChannelsApartFromOneOfAnEmptyIndex)
         keysOf(manager().ledgersDictionary()), (std::vector<std::string> { "", "(unknown)" }));
 }
 
-TEST_F(TrackerLedgerTest, NamesBatchesThatCannotBeEncoded)
+TEST_F(TrackerLedgerTest, CountsBatchesThatCannotBeEncoded)
 {
     addChannel("APM", 1);
 
@@ -111,7 +110,7 @@ TEST_F(TrackerLedgerTest, NamesBatchesThatCannotBeEncoded)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, NamesBatchesWhoseAnswerIsNoObject)
+TEST_F(TrackerLedgerTest, CountsBatchesWhoseAnswerIsNoObject)
 {
     addChannel("APM", 1);
     answerAll(ScriptedAnswer::body("[]"));
@@ -122,7 +121,7 @@ TEST_F(TrackerLedgerTest, NamesBatchesWhoseAnswerIsNoObject)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, NamesWhatCameInBetweenCopyAndClearing)
+TEST_F(TrackerLedgerTest, CountsEventsThatArriveBetweenCopyAndClearing)
 {
     addChannelThatAppendsWhilePosting("APM", 10);
     answerAll(success());
@@ -137,10 +136,10 @@ TEST_F(TrackerLedgerTest, NamesWhatCameInBetweenCopyAndClearing)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerQuirk, CountsAnEventOnceThoughAFlushAndAFullListBothSendIt)
+TEST_F(TrackerLedgerQuirk, CountsAnEventOnceThatAFlushAndAFullListBothSend)
 {
-    // The third event comes in between the copy of the first two and the clearing, fills the list
-    // and sends it whole.
+    // The third event arrives between the copy of the first two and the clearing. It fills the
+    // list, and all three are sent.
     addChannelThatAppendsWhilePosting("APM", 3);
     answerAll(success());
     TrackerManager::start();
@@ -158,7 +157,7 @@ TEST_F(TrackerLedgerQuirk, CountsAnEventOnceThoughAFlushAndAFullListBothSendIt)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, CountsWhatTheHostsClosuresThrow)
+TEST_F(TrackerLedgerTest, CountsExceptionsOfTheHostsClosures)
 {
     const auto throwing = []() -> std::string { throw std::runtime_error("hook"); };
     const auto config
@@ -179,7 +178,7 @@ TEST_F(TrackerLedgerTest, CountsWhatTheHostsClosuresThrow)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerLedgerTest, ReadsAsADictionaryWithoutWhatABatchCannotHave)
+TEST_F(TrackerLedgerTest, DictionaryLeavesOutMembersThatABatchCannotHave)
 {
     addChannel("APM", 1);
     answerAll(success());

@@ -25,7 +25,7 @@ protected:
         simulated().runUntilIdle();
     }
 
-    /// A channel whose hooks write their names down.
+    // A channel whose hooks record their names.
     std::shared_ptr<TrackerConfig> addHookedChannel(const std::string& index)
     {
         auto config = addChannel(index, 10);
@@ -41,7 +41,7 @@ protected:
 using TrackerManagerQuirk = TrackerManagerTest;
 using TrackerManagerDeathTest = TrackerManagerTest;
 
-TEST_F(TrackerManagerTest, SessionIdIsAnUpperCaseUUIDThatStays)
+TEST_F(TrackerManagerTest, SessionIdIsAnUpperCaseUUIDThatNeverChanges)
 {
     const std::string first = manager().sessionId();
 
@@ -51,7 +51,7 @@ TEST_F(TrackerManagerTest, SessionIdIsAnUpperCaseUUIDThatStays)
     EXPECT_EQ(manager().sessionId(), first);
 }
 
-TEST_F(TrackerManagerTest, UUIDIsAbsentUntilTheHostGivesAClosure)
+TEST_F(TrackerManagerTest, UUIDIsAbsentUntilTheHostInstallsAClosure)
 {
     EXPECT_FALSE(TrackerManager::uuid());
 
@@ -60,7 +60,7 @@ TEST_F(TrackerManagerTest, UUIDIsAbsentUntilTheHostGivesAClosure)
     EXPECT_EQ(TrackerManager::uuid(), "device-1");
 }
 
-TEST_F(TrackerManagerTest, UUIDAsksTheClosureAfreshEachTime)
+TEST_F(TrackerManagerTest, UUIDCallsTheClosureEachTime)
 {
     int asked = 0;
     manager().setQvxUuid([&]() -> std::optional<std::string> {
@@ -74,7 +74,7 @@ TEST_F(TrackerManagerTest, UUIDAsksTheClosureAfreshEachTime)
     EXPECT_EQ(TrackerManager::uuid(), "3");
 }
 
-TEST_F(TrackerManagerTest, AThrowingUUIDClosureAnswersNothingAndIsCounted)
+TEST_F(TrackerManagerTest, UUIDIsAbsentWhenTheClosureThrows)
 {
     manager().setQvxUuid([]() -> std::optional<std::string> { throw std::runtime_error("no"); });
 
@@ -90,7 +90,7 @@ TEST_F(TrackerManagerDeathTest, RegisteringAnIndexTwiceStopsTheProcess)
         "TrackerManager: There are 2 same configs - index `APM`.*TrackerManager");
 }
 
-TEST_F(TrackerManagerTest, StartWithoutChannelsTicksForNothing)
+TEST_F(TrackerManagerTest, StartWithoutChannelsTicksAndSendsNothing)
 {
     TrackerManager::start();
     simulated().advance(180s);
@@ -120,7 +120,7 @@ TEST_F(TrackerManagerTest, StartLogsThatItStarts)
         service->lines, (std::vector<std::string> { "3 [Tracker Manager] Tracker Manager Start" }));
 }
 
-TEST_F(TrackerManagerTest, StartCallsEachStartHookOnceHoweverOftenItIsCalled)
+TEST_F(TrackerManagerTest, ASecondStartCallsNoStartHookAgain)
 {
     addHookedChannel("APM");
     addHookedChannel("MP");
@@ -136,14 +136,14 @@ TEST_F(TrackerManagerQuirk, AChannelWithoutStartHookIsNotMarkedAsRunningByStart)
     const auto config = addChannel("APM", 10);
     TrackerManager::start();
 
-    // Were it running, the hook set now would not be called.
+    // The hook would not be called if the channel were running.
     config->setStartHook([this] { called.push_back("start"); });
     TrackerManager::start();
 
     EXPECT_EQ(called, (std::vector<std::string> { "start" }));
 }
 
-TEST_F(TrackerManagerTest, AChannelRegisteredAfterStartWaitsForTheNextStart)
+TEST_F(TrackerManagerTest, AStartHookOfAChannelRegisteredAfterStartIsCalledByTheNextStart)
 {
     answerAll(success());
     TrackerManager::start();
@@ -184,7 +184,7 @@ TEST_F(TrackerManagerQuirk, StopLeavesTheTimerRunningAndFlushesNothing)
     EXPECT_EQ(requestCount(), 1u);
 }
 
-TEST_F(TrackerManagerTest, StopEndsTheFollowingOfTheApplicationsMoves)
+TEST_F(TrackerManagerTest, StopEndsTheObservingOfNotifications)
 {
     addHookedChannel("APM");
     TrackerManager::start();
@@ -229,7 +229,7 @@ TEST_F(TrackerManagerTest, NothingTicksInTheBackground)
     EXPECT_EQ(requestCount(), 0u);
 }
 
-TEST_F(TrackerManagerTest, TheReturnResumesTheTimerAndFlushesNothingItself)
+TEST_F(TrackerManagerTest, TheReturnToTheForegroundResumesTheTimerAndFlushesNothing)
 {
     answerAll(success());
     addHookedChannel("APM");
@@ -248,7 +248,7 @@ TEST_F(TrackerManagerTest, TheReturnResumesTheTimerAndFlushesNothingItself)
     EXPECT_EQ(requestCount(), 1u);
 }
 
-TEST_F(TrackerManagerTest, TheReturnMarksEveryChannelAsRunning)
+TEST_F(TrackerManagerTest, TheReturnToTheForegroundMarksEveryChannelAsRunning)
 {
     const auto config = addChannel("APM", 10);
     TrackerManager::start();
@@ -260,7 +260,7 @@ TEST_F(TrackerManagerTest, TheReturnMarksEveryChannelAsRunning)
     EXPECT_TRUE(called.empty());
 }
 
-TEST_F(TrackerManagerQuirk, ASecondStartHearsEachMoveTwice)
+TEST_F(TrackerManagerQuirk, ASecondStartObservesEachNotificationTwice)
 {
     addHookedChannel("APM");
     TrackerManager::start();
@@ -286,7 +286,7 @@ TEST_F(TrackerManagerTest, CommonDataOfAnUnknownChannelIsIgnored)
     EXPECT_EQ(config->commonData()->dataListKey, "data-list");
 }
 
-TEST_F(TrackerManagerTest, CommonDataReplacesAllThatWasThereBefore)
+TEST_F(TrackerManagerTest, CommonDataReplaceAllEarlierOnes)
 {
     const auto config = addChannel("APM", 10);
     manager().setupCommonDatas({ { "os", "x" }, { "app", "y" } }, "data", "APM");
@@ -297,7 +297,7 @@ TEST_F(TrackerManagerTest, CommonDataReplacesAllThatWasThereBefore)
     EXPECT_EQ(config->commonData()->dataListKey, "list");
 }
 
-TEST_F(TrackerManagerTest, HooksThatThrowAreCountedAndStopNothing)
+TEST_F(TrackerManagerTest, HooksThatThrowAreCountedAndTheOthersAreCalled)
 {
     const auto config = addHookedChannel("APM");
     config->setStartHook([] { throw std::runtime_error("start"); });
@@ -323,7 +323,7 @@ TEST_F(TrackerManagerTest, EmptyHooksAreSkipped)
     EXPECT_EQ(hostExceptionCount(), 0);
 }
 
-TEST_F(TrackerManagerTest, WithoutReachabilityStartDoesTheRestAllTheSame)
+TEST_F(TrackerManagerTest, WithoutReachabilityStartDoesTheRest)
 {
     simulated().reachability().setConnection(ScriptedReachability::Value::unavailable);
     addHookedChannel("APM");
@@ -334,7 +334,7 @@ TEST_F(TrackerManagerTest, WithoutReachabilityStartDoesTheRestAllTheSame)
     EXPECT_TRUE(manager().trackerTimer().isRunning());
 }
 
-TEST_F(TrackerManagerTest, ANotifierThatCannotStartIsNoMatter)
+TEST_F(TrackerManagerTest, ANotifierThatCannotStartDoesNotStopStart)
 {
     simulated().reachability().setNotifierFails(true);
     addHookedChannel("APM");

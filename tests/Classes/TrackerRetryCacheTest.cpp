@@ -21,8 +21,8 @@ protected:
 
     using Order = std::vector<std::int64_t>;
 
-    /// The orders in which 1, 2, 3 ... entries come out that are equal in count and time, numbered
-    /// as they went in.
+    // The orders in which 1, 2, 3 ... entries with equal count and time are popped. The entries are
+    // numbered in the order of insertion.
     std::vector<Order> ordersOfEqualEntries(std::int64_t most)
     {
         std::vector<Order> orders;
@@ -43,7 +43,7 @@ using TrackerRetryCacheQuirk = TrackerRetryCacheTest;
 using TrackerRetryDataTest = TrackerRetryCacheTest;
 using TrackerRetryDataQuirk = TrackerRetryCacheTest;
 
-TEST_F(TrackerRetryDataTest, IsStampedWhenMadeAndMayFailThreeTimes)
+TEST_F(TrackerRetryDataTest, HasTheTimeOfItsMakingAndThreeRetries)
 {
     simulated().setWallTime(1234.5);
 
@@ -54,7 +54,7 @@ TEST_F(TrackerRetryDataTest, IsStampedWhenMadeAndMayFailThreeTimes)
     EXPECT_EQ(data.maxRetryCount, 3);
 }
 
-TEST_F(TrackerRetryDataTest, FewerFailuresAreLessAndAmongEqualsTheYounger)
+TEST_F(TrackerRetryDataTest, AnEntryWithFewerFailuresIsLessAndAmongEqualsTheLaterOne)
 {
     EXPECT_LT(*entry(1, 5), *entry(2, 9));
     EXPECT_GT(*entry(2, 9), *entry(1, 5));
@@ -62,7 +62,7 @@ TEST_F(TrackerRetryDataTest, FewerFailuresAreLessAndAmongEqualsTheYounger)
     EXPECT_FALSE(*entry(1, 5) < *entry(1, 9));
 }
 
-TEST_F(TrackerRetryDataTest, EqualityLooksAtCountAndTimeOnly)
+TEST_F(TrackerRetryDataTest, EntriesWithEqualCountAndTimeAreEqual)
 {
     EXPECT_EQ(*entry(1, 5, 7), *entry(1, 5, 8));
     EXPECT_FALSE(*entry(1, 5) == *entry(2, 5));
@@ -75,7 +75,7 @@ TEST_F(TrackerRetryDataQuirk, TwoEqualEntriesAreEachLessThanTheOther)
     EXPECT_FALSE(*entry(1, 5) <= *entry(1, 5));
 }
 
-TEST_F(TrackerRetryCacheTest, AnEmptyCachePopsNothingAndStaysEmpty)
+TEST_F(TrackerRetryCacheTest, AnEmptyCacheReturnsNullAndStaysEmpty)
 {
     EXPECT_EQ(cache.pop(), nullptr);
     simulated().runUntilIdle();
@@ -116,12 +116,12 @@ TEST_F(TrackerRetryCacheQuirk, AmongFullyEqualEntriesTheNewestRisesToTheTop)
 
 TEST_F(TrackerRetryCacheQuirk, ASinkTakesTheRightOneOfTwoEqualChildren)
 {
-    // Each push rises to the root: the heap is 4, 3, 2, 1 in level order. With the root gone, 1
-    // sinks below the right child.
+    // Each new entry rises to the root: the heap is 4, 3, 2, 1 in level order. After the root is
+    // popped, 1 sinks below the right child.
     EXPECT_EQ(ordersOfEqualEntries(4).back(), (Order { 4, 2, 3, 1 }));
 }
 
-TEST_F(TrackerRetryCacheQuirk, FullyEqualEntriesComeOutAsTheHeapLeavesThem)
+TEST_F(TrackerRetryCacheQuirk, FullyEqualEntriesArePoppedInTheOrderOfTheHeap)
 {
     const std::vector<Order> expected {
         { 1 },
@@ -136,7 +136,7 @@ TEST_F(TrackerRetryCacheQuirk, FullyEqualEntriesComeOutAsTheHeapLeavesThem)
     EXPECT_EQ(ordersOfEqualEntries(7), expected);
 }
 
-TEST_F(TrackerRetryCacheQuirk, APopThatFindsNothingQueuesItsRemovalAllTheSame)
+TEST_F(TrackerRetryCacheQuirk, APopOfAnEmptyCacheQueuesARemoval)
 {
     simulated().setHold(true);
 
@@ -156,7 +156,7 @@ TEST_F(TrackerRetryCacheTest, KeepsAThousandFailedBatches)
         ASSERT_EQ(numberOf(cache.pop()), number);
 }
 
-TEST_F(TrackerRetryCacheTest, APopSeesTheInsertBeforeItThoughSizeDoesNotYet)
+TEST_F(TrackerRetryCacheTest, APopSeesTheInsertBeforeItAndSizeDoesNotYet)
 {
     simulated().setHold(true);
     cache.insert(entry(1, 10));
@@ -164,14 +164,14 @@ TEST_F(TrackerRetryCacheTest, APopSeesTheInsertBeforeItThoughSizeDoesNotYet)
 
     EXPECT_NE(cache.pop(), nullptr);
 
-    // The removal is a step of its own.
+    // The removal is a separate step.
     EXPECT_EQ(cache.size(), 1u);
     simulated().setHold(false);
     simulated().runUntilIdle();
     EXPECT_EQ(cache.size(), 0u);
 }
 
-TEST_F(TrackerRetryCacheTest, EntriesAreListedInTheOrderOfComingOutAndStay)
+TEST_F(TrackerRetryCacheTest, EntriesAreListedInTheOrderOfPoppingAndStay)
 {
     cache.insert(entry(1, 20, 1));
     cache.insert(entry(3, 30, 2));

@@ -19,7 +19,7 @@ protected:
         answerAll(success());
     }
 
-    /// Puts an entry into the channel's cache, as a host may.
+    // Puts an entry into the channel's cache, as a host can.
     void insert(Batch data, std::int64_t retryCount = 1)
     {
         config->insert(std::make_shared<TrackerRetryData>(std::move(data), retryCount));
@@ -32,7 +32,7 @@ protected:
     const std::shared_ptr<TrackerConfig> config;
 };
 
-TEST_F(TrackerRetryTest, AnEntryWithoutDataIsGivenUpAndNothingIsSent)
+TEST_F(TrackerRetryTest, AnEntryWithoutDataIsDroppedAndNothingIsSent)
 {
     insert(nullptr);
 
@@ -45,7 +45,7 @@ TEST_F(TrackerRetryTest, AnEntryWithoutDataIsGivenUpAndNothingIsSent)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerRetryTest, AnEntryWithoutDataIsGivenUpByATickAsWell)
+TEST_F(TrackerRetryTest, ATickDropsAnEntryWithoutData)
 {
     insert(nullptr);
     TrackerManager::start();
@@ -57,7 +57,7 @@ TEST_F(TrackerRetryTest, AnEntryWithoutDataIsGivenUpByATickAsWell)
     expectBalanced("APM");
 }
 
-TEST_F(TrackerRetryTest, AnEntryWithoutDataIsPoppedAsItIs)
+TEST_F(TrackerRetryTest, AHostMayPopAnEntryWithoutData)
 {
     insert(nullptr, 2);
 
@@ -80,7 +80,7 @@ TEST_F(TrackerRetryTest, AnEntryWithAnEmptyDictionaryIsSent)
     EXPECT_EQ(ledgerOf("APM").batches.delivered, 1);
 }
 
-TEST_F(TrackerRetryTest, EachEventBelowTheLimitGivesOneEntryAChance)
+TEST_F(TrackerRetryTest, EachEventBelowTheLimitSendsOneRetryEntry)
 {
     insert(makeBatch({ { "waited", 1 } }));
     insert(makeBatch({ { "waited", 2 } }));
@@ -99,7 +99,7 @@ TEST_F(TrackerRetryTest, EachEventBelowTheLimitGivesOneEntryAChance)
     EXPECT_EQ(config->retryCache().size(), 1u);
 }
 
-TEST_F(TrackerRetryTest, ARetryIsOnItsWayBeforeTheTriggerSeesTheEvent)
+TEST_F(TrackerRetryTest, ARetryIsSentBeforeTheTriggerSeesTheEvent)
 {
     insert(makeBatch({ { "waited", 1 } }));
 

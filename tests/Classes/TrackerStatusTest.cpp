@@ -6,7 +6,7 @@ namespace {
 using namespace std::chrono_literals;
 using Calls = std::vector<std::string>;
 
-// What hooks and moves of the application do to the status of a channel.
+// How hooks and the application's notifications change the status of a channel.
 class TrackerStatusTest : public SimulatedHost {
 protected:
     static void enterBackground()
@@ -21,7 +21,7 @@ protected:
         simulated().runUntilIdle();
     }
 
-    /// A channel whose hooks write their names down and do what they are told.
+    // A channel whose hooks record their names and then run the given closures.
     std::shared_ptr<TrackerConfig> addHookedChannel(const std::string& index,
         const std::function<void()>& onStart = {}, const std::function<void()>& onStop = {})
     {
@@ -48,19 +48,19 @@ protected:
     Calls& called = *m_called;
 };
 
-TEST_F(TrackerStatusTest, AChannelRegisteredAfterStartIsRestartedByTheReturn)
+TEST_F(TrackerStatusTest, AReturnToTheForegroundRestartsAChannelRegisteredAfterStart)
 {
     TrackerManager::start();
     addHookedChannel("APM");
     enterForeground();
     EXPECT_EQ(called, (Calls { "restart APM" }));
 
-    // It is running now, so that its start hook is not due.
+    // The channel is running now, so its start hook is not called.
     TrackerManager::start();
     EXPECT_EQ(called, (Calls { "restart APM" }));
 }
 
-TEST_F(TrackerStatusTest, AStartHookThatStopsLeavesItsOwnChannelRunning)
+TEST_F(TrackerStatusTest, AStartHookThatCallsStopLeavesItsOwnChannelRunning)
 {
     addHookedChannel("APM", [] { TrackerManager::stop(); });
     addHookedChannel("MP");
@@ -73,7 +73,7 @@ TEST_F(TrackerStatusTest, AStartHookThatStopsLeavesItsOwnChannelRunning)
     EXPECT_TRUE(called.empty());
 }
 
-TEST_F(TrackerStatusTest, AStartHookThatStopsEndsTheFollowingOfTheApplicationsMoves)
+TEST_F(TrackerStatusTest, AStartHookThatCallsStopEndsTheObservingOfNotifications)
 {
     addHookedChannel("APM", [] { TrackerManager::stop(); });
     TrackerManager::start();
@@ -85,7 +85,7 @@ TEST_F(TrackerStatusTest, AStartHookThatStopsEndsTheFollowingOfTheApplicationsMo
     EXPECT_TRUE(manager().trackerTimer().isRunning());
 }
 
-TEST_F(TrackerStatusTest, AnEventThatAStopHookAppendsGoesOutWithTheFlushOfTheBackground)
+TEST_F(TrackerStatusTest, AnEventThatAStopHookAppendsIsSentWithTheFlushInTheBackground)
 {
     answerAll(success());
     addHookedChannel("APM", {}, [] { manager().appendTracker(event(2), "APM"); });

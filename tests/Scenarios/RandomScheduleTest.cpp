@@ -11,7 +11,8 @@
 namespace telvora {
 namespace {
 
-// A session needs fresh shared objects, so each has a process; nothing here has threads to lose.
+// Each session needs new shared objects, so each runs in its own child process. Nothing here starts
+// a thread, so the child loses none.
 bool runInChild(std::uint64_t seed)
 {
     std::fflush(nullptr);
@@ -28,10 +29,10 @@ bool runInChild(std::uint64_t seed)
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-/// A thousand schedules, a hundred a case.
+// A thousand schedules, a hundred in each case.
 class RandomScheduleTest : public testing::TestWithParam<std::uint64_t> { };
 
-TEST_P(RandomScheduleTest, TheLedgerAddsUpToTheEvent)
+TEST_P(RandomScheduleTest, TheLedgerCountsEveryEvent)
 {
     for (std::uint64_t seed = GetParam(); seed < GetParam() + 100; ++seed)
         EXPECT_TRUE(runInChild(seed)) << "seed " << seed;

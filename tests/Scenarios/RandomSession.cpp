@@ -24,7 +24,7 @@ RandomSession::RandomSession(std::uint64_t seed)
 
     for (const char* index : { "APM", "MP", "E2E" }) {
         const auto limit = static_cast<std::int64_t>(m_random() % 6);
-        // The hook may find itself between a flush's copy and its clearing.
+        // The hook may be called between a flush's copy and its clearing.
         const auto url = [this, index] {
             if (chance(10)) {
                 for (auto& channel : m_channels) {
@@ -128,8 +128,8 @@ void RandomSession::move()
         m_isAway ? Notification::didEnterBackground : Notification::willEnterForeground);
 }
 
-// Flushes until nothing is left anywhere. Each flush sends one batch a channel, and each batch can
-// fail three more times, so this ends.
+// Flushes until nothing is pending, in flight or waiting. Each flush sends one batch a channel, and
+// each batch can fail three more times, so this ends.
 void RandomSession::settle()
 {
     m_platform.setHold(false);
@@ -187,9 +187,8 @@ void RandomSession::checkChannel(const Channel& channel, std::vector<std::string
     if (events.pending != 0 || events.inFlight != 0 || events.waiting != 0)
         complain("is not at rest");
 
-    // The collector's side of it. A second copy of an event is never counted by the ledger, so it
-    // can only know of fewer deliveries than the collector, and of as many where nothing was sent
-    // twice.
+    // The collector's side. The ledger never counts a second copy of an event, so it counts at most
+    // as many deliveries as the collector, and equally many where nothing was sent twice.
     const auto& delivered = m_delivered[channel.index];
     const std::set<std::int64_t> unique(delivered.begin(), delivered.end());
     const auto uniqueCount = static_cast<std::int64_t>(unique.size());

@@ -13,16 +13,16 @@
 
 namespace telvora {
 
-/// A host's life drawn at random: events, ticks, moves of the application, held queues, answers of
+/// A random session of a host: events, ticks, background and foreground, held queues, answers of
 /// every kind in any order, batches that cannot be encoded, URL hooks that append. One a process.
 ///
-/// Keeps an account of its own by event identifiers, independent of the ledger.
+/// Counts the events by their identifiers, independently of the ledger.
 class RandomSession {
 public:
     explicit RandomSession(std::uint64_t seed);
 
-    /// Runs it to the end, when every request has its answer and every channel is flushed. Returns
-    /// what is wrong with the ledger; empty when nothing is.
+    /// Runs until every request is answered and every channel is flushed. Returns the errors of the
+    /// ledger; empty when there are none.
     std::vector<std::string> run();
 
 private:
@@ -38,7 +38,7 @@ private:
     void move();
     void settle();
 
-    /// Identifiers of the events in a request, by channel.
+    // The channel of a request, and the identifiers of its events.
     std::pair<std::string, std::vector<std::int64_t>> eventsOf(std::size_t request) const;
     void check(std::vector<std::string>& wrong);
     void checkChannel(const Channel& channel, std::vector<std::string>& wrong);

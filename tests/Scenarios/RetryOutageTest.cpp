@@ -7,9 +7,9 @@ using namespace std::chrono_literals;
 
 class RetryOutage : public SimulatedHost { };
 
-// The collector is away for three minutes. What was tried four times by then is gone and named;
-// the rest is made good, oldest first among equals, and nothing is sent twice.
-TEST_F(RetryOutage, WhatOutlivesTheOutageIsMadeGoodAndWhatDoesNotIsNamed)
+// The collector is unreachable for three minutes. A batch that has failed four times by then is
+// dropped and counted; the other one is delivered.
+TEST_F(RetryOutage, BatchesWithRetriesLeftAreDeliveredAndTheOthersAreCounted)
 {
     const auto config = addChannel("E2E", 2);
     answerAll(failure());

@@ -14,8 +14,8 @@ protected:
     }
 };
 
-// Events through the day, a night in the background, a day after: every event arrives once, in
-// order, with its channel's own common data.
+// Events during a day, a night in the background, and the next day: every event arrives once, in
+// order, with the common data of its channel.
 TEST_F(TwoChannelsOneDay, EveryEventArrivesOnceAndInOrder)
 {
     addChannel("MP", 5);

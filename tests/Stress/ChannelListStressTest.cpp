@@ -9,8 +9,8 @@ namespace {
 
 constexpr std::int64_t eventCount = 2'000;
 
-// Real queues, and a client that answers at once. Never destroyed, as the library's shared objects
-// hold on to it.
+// Real queues, and a client that answers at once. Never destroyed, because the library's shared
+// objects still use it.
 class ThreadedPlatform {
 public:
     static void install() { installPlatform((new ThreadedPlatform)->m_services); }
@@ -26,7 +26,7 @@ private:
         m_simulated.uuids() };
 };
 
-// Large, so that making a batch takes a while.
+// Large, so that making a batch takes long.
 Dictionary commonDatas()
 {
     Dictionary dictionary;
@@ -35,7 +35,7 @@ Dictionary commonDatas()
     return dictionary;
 }
 
-TEST(ChannelListStressTest, AnEventThatIsNoLongerPendingNeverIsAgain)
+TEST(ChannelListStressTest, AnEventThatIsNoLongerPendingNeverBecomesPendingAgain)
 {
     ThreadedPlatform::install();
     const auto channel = std::make_shared<TrackerConfig>(

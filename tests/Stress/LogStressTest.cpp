@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-// Lines from many threads at once, on the real platform: each is handed over on the thread that
-// logs it, in that thread's order, and one at a time.
+// Many threads log at once, on the real platform. The service gets each line on the thread that
+// logs it, in that thread's order, one line at a time.
 
 namespace telvora {
 namespace {
@@ -23,7 +23,7 @@ const QuorvexLogCategory category("x");
 thread_local int t_thread = -1;
 thread_local int t_number = -1;
 
-/// Without a lock of its own, so that the thread sanitizer sees two calls at once.
+// Has no lock, so that the thread sanitizer reports two concurrent calls.
 class CheckingService final : public LogService {
 public:
     void loggerInit() override { }
@@ -31,7 +31,7 @@ public:
     void log(unsigned, const std::string& message) override
     {
         overlaps += m_isInside.exchange(true);
-        // Somebody else's turn to run, in the middle of a call.
+        // Lets another thread run in the middle of a call.
         if (lines % 16 == 0)
             std::this_thread::yield();
         ++lines;
@@ -41,7 +41,7 @@ public:
 
     int lines = 0;
     int overlaps = 0;
-    /// Lines that came on another thread than that of their log call, or not during the call.
+    // Lines that arrived on another thread than that of their log call, or not during the call.
     int foreign = 0;
 
 private:
@@ -56,7 +56,7 @@ protected:
         QuorvexLog::configLogger();
     }
 
-    /// Runs `logLine` for each number on each of the threads.
+    // Calls `logLine` for each number on each of the threads.
     template<typename LogLine> static void logFromAllThreads(LogLine logLine)
     {
         std::vector<std::thread> threads;
@@ -83,7 +83,7 @@ TEST_F(LogStressTest, EachLineIsTakenOnTheThreadThatLogsItBeforeTheCallReturns)
     EXPECT_EQ(service->overlaps, 0);
 }
 
-TEST_F(LogStressTest, LinesFromCStandInTheSameRow)
+TEST_F(LogStressTest, LinesFromCAndFromCxxAreTakenOneAtATime)
 {
     logFromAllThreads([](const std::string& text) {
         if (t_number % 2 == 0)
@@ -97,7 +97,7 @@ TEST_F(LogStressTest, LinesFromCStandInTheSameRow)
     EXPECT_EQ(service->overlaps, 0);
 }
 
-TEST_F(LogStressTest, AServiceThatIsReplacedAmongTheLinesLosesNone)
+TEST_F(LogStressTest, ReplacingTheServiceLosesNoLine)
 {
     const auto other = std::make_shared<CheckingService>();
 

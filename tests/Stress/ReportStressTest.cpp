@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-// Reports from many threads at once, on the real platform, while what they go by changes.
+// Many threads report at once, on the real platform, while provider, page or network change.
 
 namespace telvora {
 namespace {
@@ -39,13 +39,13 @@ public:
     std::atomic<bool> throws { false };
 };
 
-// Counts its lines without a lock of its own: the facade promises one call at a time.
+// Counts its lines without a lock: QuorvexLog promises one call at a time.
 class CountingLogService final : public LogService {
 public:
     void loggerInit() override { }
     void log(unsigned, const std::string&) override { lines = ++m_lines; }
 
-    // The close of a change of page may still add a line while the test reads the count.
+    // Atomic: the close of a change of page may add a line while the test reads the count.
     std::atomic<int> lines { 0 };
 
 private:
@@ -60,7 +60,7 @@ public:
         m_count.notify_all();
     }
 
-    /// Waits until the count has reached `count`, and gives it back as it is then.
+    // Waits until the count has reached `count`, and returns it.
     int waitFor(int count) const
     {
         int current = m_count;
@@ -77,7 +77,7 @@ class ReportStressTest : public testing::Test {
 protected:
     ReportStressTest()
     {
-        // The callback has a share in the count: it may still be running when the fixture goes.
+        // The callback shares the count: it may still run when the fixture is destroyed.
         TrackerManager::setTriggerCallback(
             [events = m_events](const Dictionary&, const std::string&) { events->add(); });
     }
@@ -89,7 +89,7 @@ protected:
         manager().register_(std::make_shared<TrackerConfig>("APM", 1'000'000));
     }
 
-    /// Every thread makes its reports; `change` runs again and again until all have ended.
+    // Each thread makes its reports; `change` is called repeatedly until all threads have ended.
     static void reportFromAllThreads(
         const std::function<void(int number)>& report, const std::function<void()>& change)
     {
@@ -108,7 +108,7 @@ protected:
             thread.join();
     }
 
-    /// Waits until so many events have passed the intake.
+    // Waits until `count` events have passed the intake.
     void waitForEvents(int count) { EXPECT_EQ(m_events->waitFor(count), count); }
 
 private:
@@ -134,7 +134,7 @@ TEST_F(ReportStressTest, AProviderGetsEveryReportOfEveryThreadWhole)
     EXPECT_EQ(provider->broken, 0);
 }
 
-TEST_F(ReportStressTest, AProviderThatComesAndGoesLosesNoReport)
+TEST_F(ReportStressTest, InstallingAndRemovingTheProviderLosesNoReport)
 {
     registerAPM();
     const auto provider = std::make_shared<CountingProvider>();
@@ -153,7 +153,7 @@ TEST_F(ReportStressTest, AProviderThatComesAndGoesLosesNoReport)
     EXPECT_EQ(provider.use_count(), 1);
 }
 
-TEST_F(ReportStressTest, AProviderOfWhichTheManagerHoldsTheLastReferenceMayGoAtAnyMoment)
+TEST_F(ReportStressTest, AProviderThatOnlyTheManagerOwnsMayBeReplacedAtAnyTime)
 {
     registerAPM();
 
@@ -179,7 +179,7 @@ TEST_F(ReportStressTest, EveryExceptionOfAProviderIsCounted)
     EXPECT_EQ(hostExceptionCount() - exceptions, reportCount / 3);
 }
 
-TEST_F(ReportStressTest, ReportsGoOnWhilePagesChange)
+TEST_F(ReportStressTest, NoReportIsLostWhilePagesChange)
 {
     class Page final : public UIViewController {
         std::string className() const override { return "Page"; }
@@ -210,7 +210,7 @@ TEST_F(ReportStressTest, ReportsGoOnWhilePagesChange)
         });
 
     waitForEvents(reportCount);
-    // One line a report, and three a change of page; a close of the transition may add one.
+    // One line a report and three lines a change of page. The close of a transition may add one.
     EXPECT_GE(log->lines, reportCount + 3 * changes);
 }
 

@@ -12,9 +12,9 @@ namespace {
 constexpr int entryCount = 4'000;
 constexpr int threadCount = 4;
 
-// A pop reads and removes in two steps, so two of them may return one entry and lose another. What
-// is lost is named, and nothing is named twice.
-TEST(TrackerRetryCacheStressQuirk, PopsAtOneMomentLoseNothingThatTheAccountDoesNotName)
+// A pop reads and removes in two steps, so two concurrent pops may return one entry and lose
+// another one. The ledger counts each lost entry once.
+TEST(TrackerRetryCacheStressQuirk, ConcurrentPopsLoseNothingThatTheLedgerDoesNotCount)
 {
     std::atomic<int> unseen { 0 };
     std::atomic<int> taken { 0 };

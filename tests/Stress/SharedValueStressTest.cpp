@@ -17,7 +17,7 @@ namespace {
 
 using detail::OnceValue;
 
-/// Runs `body` in so many threads that begin at one moment.
+// Runs `body` in `count` threads that begin at the same time.
 void inThreads(int count, const std::function<void(int)>& body)
 {
     std::latch beginning(count);
@@ -88,7 +88,7 @@ TEST(LockAtomicStressTest, AValueIsNeverTorn)
     EXPECT_EQ(torn, 0);
 }
 
-TEST(LockAtomicStressTest, ChangesInPlaceLoseUpdatesAndInventNone)
+TEST(LockAtomicStressTest, ConcurrentModificationsLoseUpdatesAndInventNone)
 {
     lockAtomic<std::vector<int>> guarded;
 

@@ -7,10 +7,10 @@
 namespace telvora::detail {
 
 /// The parameters that a report takes from the page on top; absent where the page has none. `read`
-/// gives those of the page as it is now, or null without a page.
+/// returns the parameters of the page that is on top now, or null without a page.
 ///
-/// Deliberate: it reads twice, once to test and once to copy. A page that comes to the top in
-/// between gives its own parameters, even where it has none.
+/// Deliberate: it reads twice, once to test and once to copy. If another page comes to the top in
+/// between, that page's parameters are returned, even where it has none.
 template<typename Read> std::optional<StringDictionary> pageParameters(Read&& read)
 {
     const auto tested = read();

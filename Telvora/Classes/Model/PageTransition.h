@@ -2,13 +2,13 @@
 
 namespace telvora::detail {
 
-// The two flags of a change of page. `Flags` has the four static functions of TrackerDataExcavator
-// for them, each of which is one critical section.
+// Handling of the two flags of a change of page. `Flags` has the four static functions of
+// TrackerDataExcavator for them, each of which is one critical section.
 //
 // Deliberate: a test and the sets that follow are separate accesses. What another thread does in
 // between is not noticed.
 
-/// A page leaves: the first one opens the change.
+/// Call it when a page disappears. The first page to do so opens the change.
 template<typename Flags> void openTransition()
 {
     if (Flags::isTransitioning())
@@ -17,8 +17,8 @@ template<typename Flags> void openTransition()
     Flags::setIsTransitioningControl(true);
 }
 
-/// A page has come to the top. True for the first one of an open change, whose close is now to be
-/// scheduled.
+/// Call it when a page has come to the top. True for the first page of an open change: the caller
+/// then schedules the end of the change.
 template<typename Flags> bool claimTransitionClose()
 {
     if (!Flags::isTransitioningControl() || !Flags::isTransitioning())

@@ -9,15 +9,15 @@
 
 namespace telvora::detail {
 
-/// What reports are completed with, as it is now.
+/// The present state of page and network, which completes a report.
 ///
 /// Threads: any.
 struct TELVORA_EXPORT ReportContext {
-    /// The class name of the page on top, while its screen lives.
+    /// The class name of the screen on top; absent once that screen is destroyed.
     static std::optional<std::string> page();
     /// False also where nothing is known of the network.
     static bool isOnWiFi();
-    /// Absent where the page on top has none. A page that is gone still has its parameters.
+    /// Parameters of the page on top; absent where it has none. They outlive its screen.
     static std::optional<StringDictionary> pageParameters();
 };
 
@@ -28,9 +28,9 @@ concept HasWifi = std::same_as<decltype(Record::wifi), std::optional<bool>>;
 template<typename Record>
 concept HasPageExpend = std::same_as<decltype(Record::pageExpend), std::optional<StringDictionary>>;
 
-/// Fills in `p`, `wifi` and `pageExpend`, those of them that the record has as optional properties
-/// and that are absent, and gives the record back. An absent `batr` stays absent: nothing is known
-/// of the battery.
+/// Fills in `p`, `wifi` and `pageExpend` where the record has such an optional property and it is
+/// absent, and returns the record. An absent `batr` stays absent: the library cannot read the
+/// battery.
 template<DataAsDictRecord Record> Record& completed(Record& record)
 {
     if constexpr (HasPage<Record>) {

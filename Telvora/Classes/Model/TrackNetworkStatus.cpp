@@ -39,7 +39,7 @@ CellularTypes makeCellularTypes()
     return types;
 }
 
-// "iPhone13,2" -> "13,2" -> "13"; commas alone separate, and empty pieces do not count.
+// "iPhone13,2" -> "13,2" -> "13". Only commas separate pieces, and empty pieces are skipped.
 std::optional<std::string> firstPieceOfModel(std::string identifier)
 {
     static constexpr std::string_view maker = "iPhone";
@@ -93,7 +93,7 @@ std::optional<Type> cellularType(std::string_view technology)
         s_types;
     const auto types
         = s_types->get([] { return std::make_shared<const CellularTypes>(makeCellularTypes()); });
-    // None in a forked child.
+    // Null in a forked child.
     if (!types)
         return std::nullopt;
     const auto found = types->find(technology);
@@ -178,13 +178,13 @@ void CommonTrackNetworkStatus::onStatusChange(Handler handler)
     if (!m_reachability || !handler)
         return;
     noteHostClosure();
-    // What is told is the connection of now, which may be a later one than the change's.
-    const auto tell = [&reachability = *m_reachability, handler = std::move(handler)](
-                          Reachability::Connection) {
+    // Passes the present connection, which may be newer than the change that caused the call.
+    const auto onChange = [&reachability = *m_reachability, handler = std::move(handler)](
+                              Reachability::Connection) {
         callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); });
     };
-    m_reachability->setWhenReachable(tell);
-    m_reachability->setWhenUnreachable(tell);
+    m_reachability->setWhenReachable(onChange);
+    m_reachability->setWhenUnreachable(onChange);
 }
 
 } // namespace telvora

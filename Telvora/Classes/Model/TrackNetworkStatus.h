@@ -15,45 +15,49 @@ namespace telvora {
 
 /// Whether the device is connected, and over what kind of network.
 ///
-/// A value. Made afresh for every question; nothing is cached.
+/// Life: made afresh for each reading; nothing is cached.
+/// Threads: a value without a lock.
 struct TELVORA_EXPORT TrackNetworkStatus {
+    /// False only without any connection.
     bool isConnected = false;
     TrackNetworkStatusType networkType = TrackNetworkStatusType::none;
 
-    /// For a cellular connection the best of the radio technologies of all services counts, the
-    /// first of equals; none known is `unknown`.
+    /// The status of a connection. Over a cellular one the type is the best one that any service
+    /// uses, or `unknown` where no technology is known.
     static TrackNetworkStatus of(Reachability::Connection connection);
 
     /// {"isConnected":true,"networkType":"4G"}
     std::string encode() const;
 
-    /// Absent unless `text` is an object with both members, the type being one of the seven texts.
+    /// Reads what encode() writes. Absent unless `text` is an object with both members and the type
+    /// is one of the seven texts.
     static std::optional<TrackNetworkStatus> decode(std::string_view text);
 
     bool operator==(const TrackNetworkStatus&) const = default;
 };
 
-/// The type of a radio access technology, named by its full constant; absent for one that is not
-/// known. The two 5G technologies are known only on a system of 14.1 or later and a device that is
-/// not earlier than iPhone 12.
+/// The type of a radio access technology, such as "CTRadioAccessTechnologyLTE"; absent for one that
+/// is not known. The two 5G technologies are known only where the system's version is 14.1 or later
+/// and the device is not earlier than iPhone 12.
 ///
 /// Deliberate: CDMA1x counts as 3G.
 TELVORA_EXPORT std::optional<TrackNetworkStatusType> cellularType(std::string_view technology);
 
-/// 0 for 2G up to 3 for 5G; absent for a type without a rank.
+/// 0 for 2G, 1 for 3G, 2 for 4G, 3 for 5G; absent for a type that is not cellular.
 TELVORA_EXPORT std::optional<int> cellularRank(TrackNetworkStatusType type);
 
-/// By the number in the device's identifier; a phone whose identifier has none counts as earlier.
-/// Computed once.
+/// Whether the device is a phone older than iPhone 12, by the number in its identifier. A phone
+/// whose identifier has no number counts as older. Computed once.
 TELVORA_EXPORT bool isEarlierThanIPhone12();
 
-/// Holds the long-lived reachability object.
+/// Owns the manager's reachability object.
 ///
-/// Life: made with the manager. Where the object cannot be created, none is there for the life of
+/// Life: made with the manager. Where the object cannot be created, there is none for the life of
 /// the process.
 /// Threads: any.
 class TELVORA_EXPORT CommonTrackNetworkStatus {
 public:
+    /// Called on the thread that Reachability calls on. What it throws is caught and counted.
     using Handler = std::function<void(TrackNetworkStatus)>;
 
     CommonTrackNetworkStatus();
@@ -63,7 +67,8 @@ public:
     /// Null when it could not be created.
     Reachability* reachability() const { return m_reachability.get(); }
 
-    /// Calls `handler` on every change from now on, in place of any earlier one.
+    /// Installs the handler of changes in place of any earlier one. It gets the status at the time
+    /// of the call. Without a reachability object, or with an empty handler, nothing happens.
     void onStatusChange(Handler handler);
 
 private:

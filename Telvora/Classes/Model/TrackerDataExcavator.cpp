@@ -32,8 +32,8 @@ struct Size {
     double height;
 };
 
-// The page on top. Its parameters are replaced and never changed, so that a report copies them
-// once, and with no lock held.
+// The page on top. Its parameters are replaced and never changed, so that a report can copy them
+// without the lock.
 struct Page {
     std::weak_ptr<UIViewController> vc;
     Excavator::PageParameters params;
@@ -61,8 +61,7 @@ Excavator::WhiteList defaultWhiteList()
     });
 }
 
-// Everything the excavator keeps; one for the process, never destroyed.
-struct Kept {
+struct Values {
     OnceValue<std::string> mobileName;
     OnceValue<std::optional<std::string>> modelName;
     OnceValue<std::optional<std::string>> systemVersion;
@@ -82,10 +81,10 @@ struct Kept {
     Guarded<Excavator::WhiteList> whiteList { defaultWhiteList() };
 };
 
-Kept& kept()
+Values& values()
 {
-    static constinit detail::Lazy<Kept> kept;
-    return kept.get([] { return new Kept; });
+    static constinit detail::Lazy<Values> values;
+    return values.get([] { return new Values; });
 }
 
 std::optional<std::string> readAppVersion()
@@ -96,12 +95,12 @@ std::optional<std::string> readAppVersion()
     return std::string(std::string_view(version->get_string()));
 }
 
-// Resolution and size come from this one reading, so that they agree however the screen turns.
+// Both resolution and size use this one reading, so that they agree when the device is rotated.
 Size deviceScreenSize()
 {
-    return kept().deviceScreenSize.get([] {
+    return values().deviceScreenSize.get([] {
         const Rectangle rect
-            = kept().screenRect.get([] { return platform().device.screenBounds(); });
+            = values().screenRect.get([] { return platform().device.screenBounds(); });
         return Size { rect.width, rect.height };
     });
 }
@@ -136,7 +135,7 @@ std::string readMobileOperator()
     const auto carriers = platform().telephony.serviceSubscriberCellularProviders();
     if (!carriers || carriers->empty())
         return none;
-    // With two SIMs the system's own order decides which one is first.
+    // With two SIMs the system's order decides which one is first.
     const Carrier& carrier = carriers->front().second;
     if (!carrier.isoCountryCode)
         return none;
@@ -167,27 +166,27 @@ void TrackerDataExcavator::initial()
 
 std::string TrackerDataExcavator::mobileName()
 {
-    return kept().mobileName.get([] { return platform().device.safeDescription(); });
+    return values().mobileName.get([] { return platform().device.safeDescription(); });
 }
 
 std::optional<std::string> TrackerDataExcavator::modelName()
 {
-    return kept().modelName.get([] { return platform().device.safeDescription(); });
+    return values().modelName.get([] { return platform().device.safeDescription(); });
 }
 
 std::optional<std::string> TrackerDataExcavator::systemVersion()
 {
-    return kept().systemVersion.get([] { return platform().device.systemVersion(); });
+    return values().systemVersion.get([] { return platform().device.systemVersion(); });
 }
 
 std::optional<std::string> TrackerDataExcavator::appVersion()
 {
-    return kept().appVersion.get(readAppVersion);
+    return values().appVersion.get(readAppVersion);
 }
 
 std::string TrackerDataExcavator::screenResolution()
 {
-    return kept().screenResolution.get([] {
+    return values().screenResolution.get([] {
         const Size size = deviceScreenSize();
         const double scale = platform().device.screenScale();
         return sizeText(scale * size.width, scale * size.height);
@@ -196,12 +195,12 @@ std::string TrackerDataExcavator::screenResolution()
 
 std::int64_t TrackerDataExcavator::screenPpi()
 {
-    return kept().screenPpi.get([] { return platform().device.ppi().value_or(-1); });
+    return values().screenPpi.get([] { return platform().device.ppi().value_or(-1); });
 }
 
 std::string TrackerDataExcavator::screenSize()
 {
-    return kept().screenSize.get([] {
+    return values().screenSize.get([] {
         const Size size = deviceScreenSize();
         return sizeText(size.width, size.height);
     });
@@ -209,67 +208,67 @@ std::string TrackerDataExcavator::screenSize()
 
 bool TrackerDataExcavator::jailbreaked()
 {
-    return kept().jailbreaked.get(probeJailbreaked);
+    return values().jailbreaked.get(probeJailbreaked);
 }
 
 std::string TrackerDataExcavator::mobileOperator()
 {
-    return kept().mobileOperator.get(readMobileOperator);
+    return values().mobileOperator.get(readMobileOperator);
 }
 
 double TrackerDataExcavator::startTimestamp()
 {
-    return kept().startTimestamp.get([] { return platform().clock.secondsSince1970(); });
+    return values().startTimestamp.get([] { return platform().clock.secondsSince1970(); });
 }
 
 void TrackerDataExcavator::setMobileName(std::string value)
 {
-    kept().mobileName.set(std::move(value));
+    values().mobileName.set(std::move(value));
 }
 
 void TrackerDataExcavator::setModelName(std::optional<std::string> value)
 {
-    kept().modelName.set(std::move(value));
+    values().modelName.set(std::move(value));
 }
 
 void TrackerDataExcavator::setSystemVersion(std::optional<std::string> value)
 {
-    kept().systemVersion.set(std::move(value));
+    values().systemVersion.set(std::move(value));
 }
 
 void TrackerDataExcavator::setAppVersion(std::optional<std::string> value)
 {
-    kept().appVersion.set(std::move(value));
+    values().appVersion.set(std::move(value));
 }
 
 void TrackerDataExcavator::setScreenResolution(std::string value)
 {
-    kept().screenResolution.set(std::move(value));
+    values().screenResolution.set(std::move(value));
 }
 
 void TrackerDataExcavator::setScreenPpi(std::int64_t value)
 {
-    kept().screenPpi.set(value);
+    values().screenPpi.set(value);
 }
 
 void TrackerDataExcavator::setScreenSize(std::string value)
 {
-    kept().screenSize.set(std::move(value));
+    values().screenSize.set(std::move(value));
 }
 
 void TrackerDataExcavator::setJailbreaked(bool value)
 {
-    kept().jailbreaked.set(value);
+    values().jailbreaked.set(value);
 }
 
 void TrackerDataExcavator::setMobileOperator(std::string value)
 {
-    kept().mobileOperator.set(std::move(value));
+    values().mobileOperator.set(std::move(value));
 }
 
 void TrackerDataExcavator::setStartTimestamp(double value)
 {
-    kept().startTimestamp.set(value);
+    values().startTimestamp.set(value);
 }
 
 std::int64_t TrackerDataExcavator::timestamp()
@@ -305,7 +304,7 @@ std::optional<std::string> TrackerDataExcavator::networkStatus()
 
 std::optional<ViewControllerInfo> TrackerDataExcavator::topViewControllerInfo()
 {
-    const auto page = kept().page.get();
+    const auto page = values().page.get();
     return page ? std::optional(ViewControllerInfo { page->vc, *page->params }) : std::nullopt;
 }
 
@@ -316,31 +315,31 @@ void TrackerDataExcavator::setTopViewControllerInfo(std::optional<ViewController
         page = Page { std::move(info->vc),
             std::make_shared<const StringDictionary>(std::move(info->params)) };
     }
-    kept().page.set(std::move(page));
+    values().page.set(std::move(page));
 }
 
 void TrackerDataExcavator::addViewControllerInfo(const std::string& key, std::string value)
 {
     PageParameters replaced;
-    kept().page.with([&](std::optional<Page>& page) {
+    values().page.with([&](std::optional<Page>& page) {
         if (!page)
             return;
         auto params = std::make_shared<StringDictionary>(*page->params);
         params->insert_or_assign(key, std::move(value));
-        // What was there goes after the lock.
+        // The old parameters are destroyed after the lock is released.
         replaced = std::exchange(page->params, std::move(params));
     });
 }
 
 TrackerDataExcavator::PageParameters TrackerDataExcavator::topViewControllerParams()
 {
-    const auto page = kept().page.get();
+    const auto page = values().page.get();
     return page ? page->params : nullptr;
 }
 
 std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
 {
-    const auto page = kept().page.get();
+    const auto page = values().page.get();
     const auto screen = page ? page->vc.lock() : nullptr;
     if (!screen)
         return std::nullopt;
@@ -351,22 +350,22 @@ std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
 
 bool TrackerDataExcavator::isTransitioning()
 {
-    return kept().isTransitioning.get();
+    return values().isTransitioning.get();
 }
 
 void TrackerDataExcavator::setIsTransitioning(bool value)
 {
-    kept().isTransitioning.set(value);
+    values().isTransitioning.set(value);
 }
 
 bool TrackerDataExcavator::isTransitioningControl()
 {
-    return kept().isTransitioningControl.get();
+    return values().isTransitioningControl.get();
 }
 
 void TrackerDataExcavator::setIsTransitioningControl(bool value)
 {
-    kept().isTransitioningControl.set(value);
+    values().isTransitioningControl.set(value);
 }
 
 std::vector<std::string> TrackerDataExcavator::monitorViewControllerWhiteList()
@@ -376,13 +375,13 @@ std::vector<std::string> TrackerDataExcavator::monitorViewControllerWhiteList()
 
 void TrackerDataExcavator::setMonitorViewControllerWhiteList(std::vector<std::string> suffixes)
 {
-    kept().whiteList.set(std::make_shared<const std::vector<std::string>>(std::move(suffixes)));
+    values().whiteList.set(std::make_shared<const std::vector<std::string>>(std::move(suffixes)));
 }
 
 TrackerDataExcavator::WhiteList TrackerDataExcavator::whiteList()
 {
-    auto list = kept().whiteList.get();
-    // None in a forked child.
+    auto list = values().whiteList.get();
+    // Null in a forked child.
     return list ? list : std::make_shared<const std::vector<std::string>>();
 }
 

@@ -11,17 +11,17 @@
 
 namespace telvora {
 
-/// What is known of the device, the application and the page on top; all of it static.
+/// Values of the device, the application and the page on top; all of them static.
 ///
-/// Life: what cannot change while the process lives is computed by its first reader and kept; the
-/// rest is read anew each time. Nothing is refreshed: a carrier change or a rotation is not seen.
-/// Nothing in the library calls initial() or a setter; both are the host's.
+/// Life: a value of the first group is computed by its first reader and kept for the life of the
+/// process, so that a carrier change or a rotation is not seen. The others are read each time. Only
+/// the host calls initial(). The library itself calls no setter of a kept value.
 ///
-/// Threads: any. A first reader computes, on whatever thread it runs, and others wait for it; later
-/// reads take no lock. Each value of the page has a lock of its own, held for one access; a test
-/// followed by a set is two accesses, deliberately.
+/// Threads: any. The first reader of a kept value computes it on its own thread, while others wait;
+/// later reads take no lock. Each value of the page has its own lock, held for one access.
+/// Deliberate: a test followed by a set is two accesses.
 ///
-/// Failure: none; what cannot be had has the fallback that its getter names.
+/// Failure: none; each getter names its fallback.
 class TELVORA_EXPORT TrackerDataExcavator {
 public:
     /// A list that is replaced and never changed, so that a walk over it costs no copy.
@@ -29,34 +29,39 @@ public:
     /// Parameters that are replaced and never changed.
     using PageParameters = std::shared_ptr<const StringDictionary>;
 
-    /// Carries no state of its own.
+    /// The only instance; it has no state of its own.
     static TrackerDataExcavator& one();
 
-    /// Computes the kept values now, so that no later path pays for the probes. Fixes
-    /// startTimestamp to this moment. A second call does nothing.
+    /// Computes the kept values now, so that no later call has to. Sets startTimestamp() to this
+    /// moment. A second call does nothing.
     static void initial();
 
     // Computed once and kept.
 
-    /// The model in words.
+    /// The model of the device as people name it, such as "iPhone 14 Pro".
     static std::string mobileName();
+    /// The same text as mobileName(); absent only when the host sets it so.
     static std::optional<std::string> modelName();
+    /// The version as the system gives it, such as "17.2"; absent only when the host sets it so.
     static std::optional<std::string> systemVersion();
-    /// Absent when the bundle has none, or none that is a string.
+    /// The application's version; absent when the bundle has none, or none that is a string.
     static std::optional<std::string> appVersion();
-    /// Pixels: "1170.0*2532.0".
+    /// Width and height of the main screen in pixels: "1170.0*2532.0".
     static std::string screenResolution();
     /// Pixels per inch; -1 when the model is not known.
     static std::int64_t screenPpi();
-    /// Points: "390.0*844.0".
+    /// Width and height of the main screen in points: "390.0*844.0".
     static std::string screenSize();
     /// Whether the device shows signs of a modified system.
-    /// Deliberate: the last of the probes leaves its file behind when it can write it.
+    /// Deliberate: the last probe tries to write a file, and leaves that file behind.
     static bool jailbreaked();
-    /// The carrier's name; "None" without one, and for a carrier without a country code.
+    /// The name of the mobile operator (carrier); "None" without one, and for one without a country
+    /// code.
     static std::string mobileOperator();
-    /// Seconds since 1970 of the first use, with fraction.
+    /// The time of its first reading, in seconds since 1970, with fraction.
     static double startTimestamp();
+
+    // Each replaces the kept value for the rest of the process. For the host.
 
     static void setMobileName(std::string value);
     static void setModelName(std::optional<std::string> value);
@@ -69,26 +74,28 @@ public:
     static void setMobileOperator(std::string value);
     static void setStartTimestamp(double value);
 
-    // Read anew each time.
+    // Read each time.
 
-    /// Whole seconds since 1970. A clock that gives no number of 64 bits stops the process.
+    /// Whole seconds since 1970. A clock whose time does not fit into 64 bits stops the process.
     static std::int64_t timestamp();
+    /// How many processors are active.
     static std::int64_t cpuCount();
-    /// "WiFi", "Cellular" or "No Connection"; absent when reachability cannot be asked.
-    /// Deliberate: other words than the channels use for the same.
+    /// "WiFi", "Cellular" or "No Connection"; absent when reachability cannot be created.
+    /// Deliberate: these are not the words of TrackNetworkStatusType, which the channels use.
     static std::optional<std::string> networkStatus();
 
     // The page on top.
 
+    /// Screen and parameters of the page on top; absent where none is known.
     static std::optional<ViewControllerInfo> topViewControllerInfo();
     static void setTopViewControllerInfo(std::optional<ViewControllerInfo> info);
-    /// Adds a parameter to the page on top; without one nothing happens.
+    /// Sets a parameter of the page on top; without a page nothing happens.
     static void addViewControllerInfo(const std::string& key, std::string value);
-    /// Its parameters alone, shared; null without a page.
+    /// The parameters of the page on top, without a copy; null without a page.
     static PageParameters topViewControllerParams();
 
-    /// What the live screen of that info calls its class; absent when there is no info, when the
-    /// screen is gone, and when asking it throws.
+    /// The class name of the screen on top; absent when there is no page, when its screen is
+    /// destroyed, and when the screen throws.
     static std::optional<std::string> topViewControllerClassName();
 
     /// Whether a change of page is under way.
@@ -98,11 +105,12 @@ public:
     static bool isTransitioningControl();
     static void setIsTransitioningControl(bool value);
 
-    /// Ends of scene names whose screens are reported as the page whatever they contain.
-    /// Deliberate: ".TradeViewController" stands in the default list twice.
+    /// Suffixes of scene names. A screen with such a name is the page, whatever other screens it
+    /// presents or contains.
+    /// Deliberate: ".TradeViewController" is in the default list twice.
     static std::vector<std::string> monitorViewControllerWhiteList();
     static void setMonitorViewControllerWhiteList(std::vector<std::string> suffixes);
-    /// The same list, shared.
+    /// The same list, without a copy. Never null.
     static WhiteList whiteList();
 
 private:

@@ -22,17 +22,17 @@ namespace {
 using Screen = std::shared_ptr<UIViewController>;
 using Category = QuorvexLog::Category;
 
-// Occasions and states go by position; their names are the framework's.
+// Occasions and states are identified by position; the framework names them.
 constexpr auto cameToTopOccasion = static_cast<LifeCycleTraceOccasion>(3);
-constexpr auto leftOccasion = static_cast<LifeCycleTraceOccasion>(5);
+constexpr auto disappearedOccasion = static_cast<LifeCycleTraceOccasion>(5);
 constexpr auto handledState = static_cast<LifeCycleTraceState>(1);
 
-// A page is still settling when it has come to the top.
-constexpr std::chrono::seconds transitionTail { 2 };
+// A change of page ends this long after the page came to the top, when its screen has settled.
+constexpr std::chrono::seconds settlingTime { 2 };
 
 constexpr int mostDelegations = 10;
-// Far above any real tree: only an application that makes a screen anew for each question gets
-// here.
+// Far more than any real hierarchy has. Reached only where an application makes a new screen each
+// time it is asked for one.
 constexpr int mostSteps = 10'000;
 
 std::atomic<bool> s_isEnabled { false };
@@ -42,14 +42,15 @@ LifeCycleResolveRules resolveRules()
     return LifeCycleResolveRules({ { 0, 2 }, "Tracker_Data_End" });
 }
 
-bool endsAsListed(std::string_view sceneName)
+bool isWhiteListed(std::string_view sceneName)
 {
     const auto whiteList = TrackerDataExcavator::whiteList();
     return std::any_of(whiteList->begin(), whiteList->end(),
         [&](const std::string& suffix) { return sceneName.ends_with(suffix); });
 }
 
-// The screen that stands for `screen`; null when that one is gone.
+// The screen that `screen` delegates to, or `screen` itself; null when the delegate's screen is
+// destroyed.
 Screen afterDelegation(Screen screen)
 {
     for (int moves = 0; moves < mostDelegations; ++moves) {
@@ -57,31 +58,32 @@ Screen afterDelegation(Screen screen)
             = dynamic_cast<const TrackerDataLifeCycleControllerDelegate*>(screen.get());
         if (!delegate)
             break;
-        Screen standsForIt = delegate->trackerViewControllerInfo().vc.lock();
-        if (!standsForIt)
+        Screen substitute = delegate->trackerViewControllerInfo().vc.lock();
+        if (!substitute)
             return nullptr;
-        if (standsForIt == screen)
+        if (substitute == screen)
             break;
-        screen = std::move(standsForIt);
+        screen = std::move(substitute);
     }
     return screen;
 }
 
-// The screens that a walk has gone on from. Held weakly: one that goes away on the way is gone.
-class WalkedScreens {
+// The screens that a walk has visited. The pointers are weak, so that the walk keeps no screen
+// alive; a new screen at the address of a destroyed one counts as not visited.
+class VisitedScreens {
 public:
-    WalkedScreens() { m_screens.reserve(usualDepth); }
+    VisitedScreens() { m_screens.reserve(usualDepth); }
 
-    // False for one that is there already.
+    // False when it was visited before.
     bool add(const Screen& screen)
     {
-        const bool isThere
-            = std::any_of(m_screens.begin(), m_screens.end(), [&](const auto& walked) {
-                  return walked.first == screen.get() && !walked.second.expired();
+        const bool isVisited
+            = std::any_of(m_screens.begin(), m_screens.end(), [&](const auto& visited) {
+                  return visited.first == screen.get() && !visited.second.expired();
               });
-        if (!isThere)
+        if (!isVisited)
             m_screens.emplace_back(screen.get(), screen);
-        return !isThere;
+        return !isVisited;
     }
 
 private:
@@ -90,17 +92,17 @@ private:
     std::vector<std::pair<const UIViewController*, std::weak_ptr<UIViewController>>> m_screens;
 };
 
-// The screen on top; null where the way ends at nothing.
+// The screen on top of `screen`; null where the walk meets no screen.
 Screen topScreen(Screen screen)
 {
-    WalkedScreens walked;
+    VisitedScreens visited;
     for (int steps = 0; screen && steps < mostSteps; ++steps) {
         screen = afterDelegation(std::move(screen));
         if (!screen)
             return nullptr;
-        if (!walked.add(screen))
+        if (!visited.add(screen))
             return screen;
-        if (endsAsListed(screen->sceneName()))
+        if (isWhiteListed(screen->sceneName()))
             return screen;
         if (Screen presented = screen->presentedViewController())
             screen = std::move(presented);
@@ -167,21 +169,21 @@ void TrackerDataLifeCycleTrace::activeActionHandler(
         return;
     if (occasion == cameToTopOccasion)
         cameToTop();
-    else if (occasion == leftOccasion)
-        left();
+    else if (occasion == disappearedOccasion)
+        disappeared();
 }
 
 void TrackerDataLifeCycleTrace::cameToTop()
 {
-    // A listed screen is the page itself, unless it is gone already.
-    const Screen listed = endsAsListed(m_sceneName) ? scene() : nullptr;
+    // A screen of the white list is the page itself, unless it is destroyed already.
+    const Screen listed = isWhiteListed(m_sceneName) ? scene() : nullptr;
     TrackerDataExcavator::setTopViewControllerInfo(listed
             ? std::optional(ViewControllerInfo { listed })
             : UIWindow::trackerTopViewControllerInfo());
     checkAndUpdateTransitioningState(false);
 }
 
-void TrackerDataLifeCycleTrace::left()
+void TrackerDataLifeCycleTrace::disappeared()
 {
     QuorvexLog::log(Category::trackerData(), [] { return currentName() + " disappear"; });
     checkAndUpdateTransitioningState(true);
@@ -199,7 +201,7 @@ void TrackerDataLifeCycleTrace::checkAndUpdateTransitioningState(bool start)
         Category::trackerData(), [] { return "Top ViewController jump to => " + currentName(); });
     if (!detail::claimTransitionClose<TrackerDataExcavator>())
         return;
-    platform().dispatch.globalAsyncAfter(transitionTail, [] {
+    platform().dispatch.globalAsyncAfter(settlingTime, [] {
         TrackerDataExcavator::setIsTransitioning(false);
         QuorvexLog::log(Category::trackerTransition(), "ViewController Transitioning End");
     });

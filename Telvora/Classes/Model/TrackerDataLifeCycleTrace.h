@@ -11,15 +11,16 @@
 
 namespace telvora {
 
-/// Follows one scene for the page-lifecycle framework: keeps the page on top and the flags of a
-/// change of page up to date.
+/// The page-lifecycle framework's adaptor for one scene (screen): updates the page on top and the
+/// flags of a change of page, which TrackerDataExcavator keeps.
 ///
-/// Life: made by the framework through create(), one for each scene; holds the scene weakly.
+/// Life: made by the framework through create(), one for each scene; does not keep the scene alive.
 /// Threads: the framework calls on the main thread.
 ///
-/// Deliberate: the flags of a change are tested and set under two separate locks, in two steps.
+/// Deliberate: each flag of a change has its own lock, and testing and setting are two steps.
 class TELVORA_EXPORT TrackerDataLifeCycleTrace final : public LifeCycleTrace {
 public:
+    /// `sceneName` is the qualified class name of the screen.
     static std::unique_ptr<TrackerDataLifeCycleTrace> create(const std::string& sceneName);
 
     const std::string& sceneName() const override { return m_sceneName; }
@@ -33,13 +34,15 @@ public:
 
     std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const override;
 
+    /// Handles two occasions, the screen came to the top and the screen disappeared, each in one
+    /// state. Ignores the others.
     void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state) override;
 
 private:
     explicit TrackerDataLifeCycleTrace(std::string sceneName);
 
     void cameToTop();
-    void left();
+    void disappeared();
     void checkAndUpdateTransitioningState(bool start);
 
     std::string m_sceneName;
@@ -52,16 +55,17 @@ private:
 /// Threads: any; the host calls setup() at start-up.
 class TELVORA_EXPORT TrackerDataLifeCycleMonitor {
 public:
-    /// The class whose create() is registered: a type, not an object.
+    /// The class whose create() is registered.
     using adaptor = TrackerDataLifeCycleTrace;
 
+    /// The one instance. Making it registers the adaptor.
     static TrackerDataLifeCycleMonitor& shared();
 
-    /// Makes the shared one. Calling it again does nothing.
+    /// Makes the shared instance. Calling it again does nothing.
     static void setup();
 
-    /// A switch for the host's own use.
-    /// Deliberate: nothing here asks for it.
+    /// A switch for the host; false until set.
+    /// Deliberate: the library does not read it.
     static bool isEnabled();
     static void setIsEnabled(bool isEnabled);
 

@@ -15,27 +15,28 @@
 
 namespace telvora {
 
-/// A binary heap in one array, ordered by a comparison given to it: `ordered(a, b)` says that `a`
-/// must sit below `b`, and the root is what comes out next.
+/// A binary heap in one array, ordered by a comparison: where `ordered(a, b)` is true, `a` belongs
+/// below `b` in the heap. pop() removes the root.
 ///
-/// A value: copying it copies the array.
+/// Life: a value; copying it copies the array.
 ///
-/// Ours instead of the standard heap functions because where equal elements end up is part of the
-/// contract, and the comparison may be non-strict: an element rises above a parent for which
-/// `ordered(parent, element)` holds, and a sink takes the right child only if
-/// `ordered(left, right)` holds. The standard leaves both open and forbids the second.
+/// Ours instead of the standard heap functions, because the order of equal elements is part of the
+/// contract and the comparison may be non-strict. A new element rises above each parent for which
+/// `ordered(parent, element)` is true. A sinking element changes places with the right child only
+/// if `ordered(left, right)` is true. The standard leaves the order of equal elements open and
+/// forbids a non-strict comparison.
 ///
 /// Threads: like any container; many readers or one writer.
 ///
 /// Cost: push and pop O(log n) with no allocation but the array's growth; remove and removeAll
 /// search from the front.
 ///
-/// Deliberate: range-for yields the elements in the order they would come out, on a copy;
-/// operator[] yields level order.
+/// Deliberate: range-for yields the elements in the order in which pop() would return them, and
+/// works on a copy; operator[] yields level order.
 template<typename T, typename Order = std::function<bool(const T&, const T&)>> class PriorityQueue {
 public:
-    /// With `ascending` the smallest element comes out first, else the largest.
-    // A template, so that a function does not pass for a bool.
+    /// If `ascending`, pop() returns the smallest element first, otherwise the largest.
+    // A template, so that a function is not converted to bool.
     template<std::same_as<bool> Ascending>
     explicit PriorityQueue(Ascending ascending,
         std::vector<T> startingValues
@@ -45,6 +46,7 @@ public:
     {
     }
 
+    /// With `order` as the comparison. Turns `startingValues` into a heap in O(n).
     explicit PriorityQueue(Order order, std::vector<T> startingValues = {})
         : m_heap(std::move(startingValues))
         , m_ordered(std::move(order))
@@ -62,6 +64,7 @@ public:
         swim(m_heap.size() - 1);
     }
 
+    /// Removes and returns the root; absent when the queue is empty.
     std::optional<T> pop()
     {
         if (m_heap.empty())
@@ -73,6 +76,7 @@ public:
         return root;
     }
 
+    /// A copy of the root; absent when the queue is empty.
     std::optional<T> peek() const
     {
         return m_heap.empty() ? std::nullopt : std::optional<T>(m_heap.front());
@@ -96,7 +100,8 @@ public:
     /// Removes every element that equals `item`.
     void removeAll(const T& item)
     {
-        // Not by reference into the heap: the first removal would change what it refers to.
+        // A copy, since `item` may refer to an element of the heap, which the first removal
+        // changes.
         const T wanted = item;
         std::size_t before = 0;
         do {
@@ -105,7 +110,7 @@ public:
         } while (m_heap.size() < before);
     }
 
-    /// Removes all elements and gives the memory back.
+    /// Removes all elements and frees the memory.
     void clear() { std::vector<T>().swap(m_heap); }
 
     /// Level order: index 0 is the root, the children of i are at 2i+1 and 2i+2.
@@ -159,7 +164,7 @@ private:
         }
     }
 
-    // Brings the root to the end of the array and the rest into order before it.
+    // Moves the root to the end of the array and restores the order of the rest.
     void fastPop(std::size_t newCount)
     {
         std::swap(m_heap[0], m_heap[newCount]);
@@ -170,7 +175,7 @@ private:
     Order m_ordered;
 };
 
-/// Pops its way through a copy of the queue.
+/// Pops one element after another from a copy of the queue.
 template<typename T, typename Order> class PriorityQueue<T, Order>::Iterator {
 public:
     using value_type = T;

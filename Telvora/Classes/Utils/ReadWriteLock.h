@@ -10,19 +10,20 @@
 
 namespace telvora {
 
-/// Readers side by side, writers alone, on a concurrent queue of its own.
+/// Several readers at once, or one writer, by means of its own concurrent queue.
 ///
-/// Life: destroying it waits for the writes that are still to run.
+/// Life: destroying it waits for the writes that have not run yet.
 ///
-/// Threads: any. read() must not be called from inside a block of the same lock, it would wait
-/// for itself; write() may.
+/// Threads: any. A block of this lock may call write(), but not read(), which would wait for
+/// itself.
 ///
-/// Deliberate: write() never waits, so its effect is first seen by a later read() or write().
+/// Deliberate: write() does not wait for its block. Reads and writes that are submitted later see
+/// its effect.
 class TELVORA_EXPORT ReadWriteLock {
 public:
     ReadWriteLock();
 
-    /// Runs `block` before it returns and gives its result back, or lets through what it throws.
+    /// Runs `block` before it returns, and returns its result or throws what it throws.
     template<typename Block> auto read(Block&& block) const -> std::invoke_result_t<Block&>
     {
         using Result = std::invoke_result_t<Block&>;

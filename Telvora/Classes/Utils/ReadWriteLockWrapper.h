@@ -1,39 +1,29 @@
 #pragma once
 
 #include <Telvora/Base/Guarded.h>
-#include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/ThreadAnnotations.h>
 
+#include <mutex>
 #include <utility>
 
 namespace telvora {
 
-/// Runs `block` between lock() and unlock() of any lock, unlocks also when the block throws, and
-/// gives its result back.
+/// Runs `block` between lock() and unlock() of `mutex` and returns its result. Unlocks also when
+/// the block throws.
 template<typename Lock, typename Block>
-TELVORA_NO_THREAD_SAFETY_ANALYSIS auto withCriticalSection(Lock& lock, Block&& block)
+TELVORA_NO_THREAD_SAFETY_ANALYSIS auto withCriticalSection(Lock& mutex, Block&& block)
     -> decltype(block())
 {
-    class Section {
-    public:
-        explicit Section(Lock& lock) TELVORA_NO_THREAD_SAFETY_ANALYSIS : m_lock(lock)
-        {
-            m_lock.lock();
-        }
-        ~Section() TELVORA_NO_THREAD_SAFETY_ANALYSIS { m_lock.unlock(); }
-
-    private:
-        Lock& m_lock;
-    };
-    const Section section(lock);
+    const std::lock_guard<Lock> lock(mutex);
     return block();
 }
 
-/// Holds one value behind a lock of its own and copies it in and out.
+/// Holds one value behind its own lock and copies it in and out.
 ///
 /// Threads: any. The lock is not recursive.
 ///
 /// Deliberate: modify() is two critical sections, a read and a write-back, so two threads that
-/// modify at once can lose an update. Whoever needs one atomic step takes a lock of his own.
+/// modify at once can lose an update. A caller that needs one atomic step uses another lock.
 template<typename T> class lockAtomic {
 public:
     explicit lockAtomic(T wrappedValue = T())
@@ -41,15 +31,16 @@ public:
     {
     }
 
-    /// T() in a forked child.
+    /// A copy of the value; T() in a forked child.
     T getValue() const { return m_value.get(); }
-    /// The old value goes after the lock.
+    /// Replaces the value. The old one is destroyed after the lock is released.
     void setValue(T newValue) { m_value.set(std::move(newValue)); }
 
+    /// The same as getValue() and setValue().
     T wrappedValue() const { return getValue(); }
     void setWrappedValue(T newValue) { setValue(std::move(newValue)); }
 
-    /// Reads a copy, lets `change` work on it with the lock free, and writes it back.
+    /// Reads a copy, calls `change` with it while the lock is free, and writes it back.
     template<typename Change> void modify(Change&& change)
     {
         T temporary = getValue();

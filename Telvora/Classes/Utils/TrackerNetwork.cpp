@@ -35,7 +35,7 @@ void remove(HeaderList& headers, std::string_view name)
         headers, [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
 }
 
-// A header that HTTP cannot carry is left out, so that it does not keep the whole batch back.
+// A header that HTTP does not allow is left out, so that the batch is sent all the same.
 void set(HeaderList& headers, std::string_view name, std::string_view value)
 {
     remove(headers, name);
@@ -44,7 +44,7 @@ void set(HeaderList& headers, std::string_view name, std::string_view value)
         headers.emplace_back(name, repairedUTF8(trimmed));
 }
 
-// Deliberate: the value is not looked at, only whether it could be one of a boolean.
+// Deliberate: the value does not matter, only whether it can be converted to a boolean.
 bool isConvertibleToBoolean(const Value& value)
 {
     switch (value.kind()) {
@@ -92,12 +92,12 @@ try {
     }
     shareInstance().postWithEnds(with, std::move(param), externHeaders,
         [handler = std::move(handler)](PostEnd end, Batch posted) {
-            const bool isHeard = end == PostEnd::accepted || end == PostEnd::refused;
-            if (isHeard && handler)
+            const bool isReported = end == PostEnd::accepted || end == PostEnd::refused;
+            if (isReported && handler)
                 callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
         });
 } catch (...) {
-    // The handler went uncalled, or threw.
+    // The handler was destroyed without a call, or threw.
 }
 
 void TrackerNetwork::postWithEnds(
@@ -110,7 +110,7 @@ void TrackerNetwork::postWithEnds(
     setHeaders(request, externHeaders);
     auto body = param ? encode(*param) : std::nullopt;
     if (!body) {
-        // A number in it has no text in JSON: the batch is lost, without a word to the host.
+        // JSON cannot express a number in it: the batch is lost, and the host is not told.
         handler(PostEnd::unencodable, std::move(param));
         return;
     }
@@ -143,12 +143,13 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     set(fixed, "Content-Type", "application/json");
     set(fixed, "x-trace-id", uuidText(platform().uuids.next()));
 
-    // A fixed header wins even where it is left out.
+    // A fixed header replaces the others even where it is left out.
     remove(own, identifierHeader);
     for (const auto& header : fixed)
         remove(own, header.first);
 
-    // What identifies the installation or the host is for the collector alone.
+    // Headers that may identify the installation or the host are not sent on a redirect to another
+    // host.
     request.hostOnlyHeaders.emplace_back(identifierHeader);
     for (const auto& header : own)
         request.hostOnlyHeaders.push_back(header.first);
@@ -157,7 +158,7 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     std::move(fixed.begin(), fixed.end(), std::back_inserter(request.headers));
 }
 
-// On the HTTP client's thread. The handler comes before the log line.
+// On the HTTP client's thread. The handler is called before the line is logged.
 void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
 try {
     if (!answer.data || answer.error) {
@@ -172,7 +173,7 @@ try {
     }
     const Dictionary* response = decoded.value->if_object();
     if (!response) {
-        // The collector said something, but not to us: the batch is lost, without a word.
+        // No collector of ours answers like this: the batch is lost, and the host is not told.
         handler(PostEnd::answerNotObject, std::move(param));
         return;
     }
@@ -184,7 +185,8 @@ try {
     handler(PostEnd::refused, std::move(param));
     logFailure("resp result is `failure`");
 } catch (...) {
-    // The client has no use for it. The handler went uncalled, or the log line is lost.
+    // The client must not get the exception. The handler was destroyed without a call, or the log
+    // line is lost.
 }
 
 void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)

@@ -16,35 +16,39 @@ namespace telvora {
 struct HTTPAnswer;
 struct HTTPRequest;
 
-/// Sends one batch as one HTTP POST with a JSON body and says whether the collector took it. The
-/// only place where the library touches the network.
+/// Sends one batch as one HTTP POST with a JSON body and reports whether the collector accepted it.
+/// The only place where the library sends anything.
 ///
 /// Life: one shared instance, made on first use, never destroyed.
 ///
-/// Threads: post() from any thread; it encodes there, never waits for the network, and holds no
-/// lock while it calls out. The handler comes on the HTTP client's thread, at most once.
+/// Threads: post() from any thread. It encodes on that thread, does not wait for the network, and
+/// holds no lock while it calls other code. The handler is called on the HTTP client's thread, at
+/// most once.
 ///
-/// Failure: see PostEnd. A text that is no address at all is a mistake of the host and stops the
-/// process. White space and line breaks around a header's value are cut off; a header with a line
-/// break or a NUL inside, or with a name that is no token of HTTP, is left out of the request.
-/// Where something throws on the way (there is no memory, or the client throws), the handler is
-/// destroyed without a call. In a forked child every batch is refused at once.
+/// Failure: see PostEnd. An address that isAddressText() refuses is a programming error of the host
+/// and stops the process. White space and line breaks around a header's value are removed; a header
+/// with a line break or a NUL inside, or whose name is no HTTP token, is left out of the request.
+/// Where something throws (there is no memory, or the client throws), the handler is destroyed
+/// without a call. In a forked child every batch is refused at once.
 ///
-/// Deliberate: the HTTP status is not looked at, and neither is the value of "success" in the
-/// answer: a member of that name that is a boolean, or a number equal to 0 or 1, means that the
-/// collector has taken the batch, also when it is false.
-/// Deliberate: a batch that cannot be encoded, and one whose answer is JSON but no object, never
-/// reach the handler and are lost.
+/// Deliberate: neither the HTTP status nor the value of "success" in the answer matters. A member
+/// of that name that is a boolean, or a number equal to 0 or 1, means that the collector has
+/// accepted the batch, also when it is false.
+/// Deliberate: for a batch that cannot be encoded, and for an answer that is JSON but no object,
+/// the handler is not called and the batch is lost.
 class TELVORA_EXPORT TrackerNetwork {
 public:
-    /// Whether the collector took the batch, and the very batch that was posted.
+    /// Whether the collector accepted the batch, and the batch that was posted, not a copy.
     using Handler = std::function<void(bool isAccepted, Batch param)>;
 
-    /// Everything that can become of a post. The handler hears of the first two only.
+    /// How a post ended. The Handler is called for the first two only.
     enum class PostEnd {
         accepted,
+        /// No answer, an answer that is not JSON, or one without "success".
         refused,
+        /// The batch contains a number that JSON cannot express. Nothing was sent.
         unencodable,
+        /// The answer is JSON but no object.
         answerNotObject,
     };
     using EndHandler = UniqueFunction<void(PostEnd, Batch), 80>;
@@ -56,21 +60,20 @@ public:
     static std::string applicationVersion();
 
     /// Builds the request and starts it. `with` is the address; `externHeaders` are the channel's
-    /// own; fixed ones of the same name, in any case of letters, win over them.
+    /// own headers. A fixed header replaces one of the same name, in any case of letters.
     static void post(const std::string& with, Batch param, const StringDictionary& externHeaders,
         Handler handler);
 
-    /// The same, telling every end; for whoever keeps account. What is thrown before the request is
-    /// sent reaches the caller.
+    /// The same, but the handler is called for every PostEnd; for the ledger. What is thrown before
+    /// the request is sent reaches the caller.
     void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
         EndHandler handler);
 
-    /// Sent on every request before all other headers, so that a channel's or a fixed one of the
-    /// same name wins.
+    /// Headers for every request. A channel's header or a fixed one of the same name replaces them.
     void setAdditionHeaders(std::optional<StringDictionary> headers);
 
-    /// Where the value of "QVX-UUID" comes from, asked once a request. With an empty one there is
-    /// no such header.
+    /// Installs the source of the header "QVX-UUID", called once a request. With an empty source,
+    /// or when it returns absent, the header is left out.
     void setIdentifierSource(IdentifierSource source);
 
 private:

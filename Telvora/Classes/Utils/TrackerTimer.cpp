@@ -11,7 +11,7 @@ namespace telvora {
 
 namespace {
 
-// Longer than any process lives, and still far from the end of a 64-bit count of nanoseconds.
+// A hundred years in seconds. In nanoseconds it still fits into 64 bits.
 constexpr std::int64_t longestInterval = 100LL * 365 * 24 * 60 * 60;
 
 } // namespace
@@ -25,9 +25,9 @@ void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function
 {
     std::shared_ptr<const std::function<void()>> shared
         = std::make_shared<std::function<void()>>(std::move(handler));
-    // The old handler goes after the lock, with whatever it holds of the host's.
+    // The old handler, and the host's objects in it, are destroyed after the lock is released.
     const auto replaced = m_ticking.with([&](Ticking& ticking) {
-        // Keeps the source's count of suspends in balance with the resume below.
+        // Balances the resume below.
         if (isRunning())
             ticking.logTimer->suspend();
         if (timeInterval)

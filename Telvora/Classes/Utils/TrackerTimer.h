@@ -12,18 +12,18 @@
 
 namespace telvora {
 
-/// The library's pulse: calls one handler at a fixed interval, so that pending events go out even
-/// when no channel ever fills up.
+/// The flush timer: calls one handler at a fixed interval, so that pending events are sent even
+/// when their channel never reaches its limit.
 ///
 /// Life: not running -> start() -> running <-> suspend()/resume(). Never cancelled; the owner keeps
-/// it for the length of the process.
+/// it for the life of the process.
 ///
-/// Threads: any. A change of state is one step, so that suspends and resumes of the source stay in
-/// balance also when a start meets a move of the application; the readings take no lock and can be
-/// one step behind. Ticks come on the global default-priority queue, never two at once.
+/// Threads: any. Each change of state is one critical section, so that the timer source is resumed
+/// as often as it is suspended. The getters take no lock and may be one step behind. Ticks come on
+/// the global default-priority queue, never two at once.
 ///
 /// Deliberate: the interval does not grow after failed uploads. The retry limit bounds the traffic
-/// already, and a longer interval would delay fresh events too.
+/// already, and a longer interval would delay new events too.
 class TELVORA_EXPORT TrackerTimer {
 public:
     /// Seconds.
@@ -32,26 +32,27 @@ public:
     TrackerTimer();
 
     /// Begins ticking; the first tick comes one full interval from now. A second call replaces the
-    /// handler and counts the interval afresh. `timeInterval` is in seconds; without it the current
-    /// interval stays. One of 0 or less is kept as it is, and ticks as often as the platform's
-    /// timers do without an interval.
+    /// handler and the interval begins again. `timeInterval` is in seconds; where it is absent, the
+    /// current interval stays. An interval of 0 or less ticks as often as the platform's timer
+    /// source does with an interval of 0.
     void start(std::optional<std::int64_t> timeInterval, std::function<void()> handler);
 
-    /// Stops the ticks if it is running.
+    /// Stops the ticks if the timer is running.
     void suspend();
-    /// Lets them go on if it is not. At most one missed tick comes at once.
+    /// Continues if it is not running. If ticks were missed, one of them comes at once.
     void resume();
 
     bool isRunning() const { return m_isRunning.load(std::memory_order_relaxed); }
+    /// The interval in seconds, as it was given to start().
     std::int64_t postInterval() const { return m_postInterval.load(std::memory_order_relaxed); }
 
-    /// Deliberate: always 0. It is there to be read; nothing counts up, and nothing backs off.
+    /// Deliberate: always 0. Failures are not counted and change no interval.
     std::int64_t failureCount() const { return 0; }
 
 private:
     struct Ticking {
         std::unique_ptr<TimerSource> logTimer;
-        // The one that the source calls, kept so that its end does not come inside the source.
+        // The handler that the source calls. Kept here so that the source does not destroy it.
         std::shared_ptr<const std::function<void()>> handler;
     };
 

@@ -5,7 +5,7 @@
 namespace telvora {
 namespace {
 
-TEST(DefaultIndexTest, EachIndexHasItsWordAndBack)
+TEST(DefaultIndexTest, EachIndexHasARawValueAndIsFoundByIt)
 {
     EXPECT_EQ(rawValue(DefaultIndex::APM), "APM");
     EXPECT_EQ(rawValue(DefaultIndex::MP), "MP");
@@ -16,13 +16,13 @@ TEST(DefaultIndexTest, EachIndexHasItsWordAndBack)
         EXPECT_EQ(defaultIndex(rawValue(index)), index);
 }
 
-TEST(DefaultIndexTest, AnyOtherTextIsNone)
+TEST(DefaultIndexTest, AnyOtherTextIsAbsent)
 {
     for (const char* text : { "", "apm", "APM ", "SENTRY", "sentry", "Vendel" })
         EXPECT_EQ(defaultIndex(text), std::nullopt) << text;
 }
 
-TEST(TrackNetworkStatusTypeTest, EachTypeHasItsWordAndBack)
+TEST(TrackNetworkStatusTypeTest, EachTypeHasARawValueAndIsFoundByIt)
 {
     using Type = TrackNetworkStatusType;
     const std::pair<Type, std::string_view> table[] {
@@ -41,7 +41,7 @@ TEST(TrackNetworkStatusTypeTest, EachTypeHasItsWordAndBack)
     EXPECT_EQ(caseName(Type::network_wifi), "network_wifi");
 }
 
-TEST(TrackNetworkStatusTypeTest, AValueOutOfRangeHasNoText)
+TEST(TrackNetworkStatusTypeTest, AValueOutOfRangeHasAnEmptyText)
 {
     for (const int value : { -1, 7, 1'000'000 }) {
         EXPECT_EQ(rawValue(static_cast<TrackNetworkStatusType>(value)), "");
@@ -50,7 +50,7 @@ TEST(TrackNetworkStatusTypeTest, AValueOutOfRangeHasNoText)
     }
 }
 
-TEST(TrackNetworkStatusTypeTest, AnyOtherTextIsNone)
+TEST(TrackNetworkStatusTypeTest, AnyOtherTextIsAbsent)
 {
     for (const char* text : { "", "2g", "WiFi", "wifi", "LTE", "None", "Unknown", "6G" })
         EXPECT_EQ(trackNetworkStatusType(text), std::nullopt) << text;

@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using Excavator = TrackerDataExcavator;
 
-// A value that is computed once is one case each: every case has a process of its own.
+// Each value that is computed once has its own case, since every case runs in its own process.
 
 struct CarrierRow {
     const char* name;
@@ -27,7 +27,7 @@ void PrintTo(const CarrierRow& row, std::ostream* out)
 
 class MobileOperatorQuirk : public testing::TestWithParam<CarrierRow> { };
 
-TEST_P(MobileOperatorQuirk, IsTheFirstCarrierThatHasACountry)
+TEST_P(MobileOperatorQuirk, IsTheNameOfTheFirstCarrierOrNoneWithoutACountry)
 {
     auto& simulated = *new SimulatedPlatform;
     installPlatform(simulated.services());
@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(Carriers, MobileOperatorQuirk,
             { { { "2", { "Red", std::nullopt } }, { "1", { "Blue", "de" } } } }, "None" }),
     [](const auto& row) { return std::string(row.param.name); });
 
-// What the probe asks for, in its order; a sign at one place ends it there.
+// The questions of the probe, in order. The first sign that it finds ends the probe.
 const std::vector<std::string>& probeOrder()
 {
     static const auto& order = *new std::vector<std::string> {
@@ -98,7 +98,7 @@ protected:
 };
 using JailbreakProbeQuirk = JailbreakProbeTest;
 
-TEST_P(JailbreakProbeTest, EndsAtTheFirstSign)
+TEST_P(JailbreakProbeTest, StopsAtTheFirstSign)
 {
     const std::size_t place = GetParam();
     giveSign(place);
@@ -151,7 +151,7 @@ TEST_F(CommonTrackerModelTest, TheWrapperHasFourKeysInTheirOrder)
         R"({"brand":"iPhone 12","appVersion":"1.0.0","jailbreaked":false,"operator":"None"})");
 }
 
-TEST_F(CommonTrackerModelTest, WhatIsAbsentIsNull)
+TEST_F(CommonTrackerModelTest, AnAbsentValueIsNull)
 {
     simulated.bundle().setInfoDictionary({});
     simulated.bundle().setBundleIdentifier(std::nullopt);
@@ -165,7 +165,7 @@ TEST_F(CommonTrackerModelTest, WhatIsAbsentIsNull)
         R"({"brand":null,"appVersion":null,"jailbreaked":false,"operator":"None"})");
 }
 
-TEST_F(CommonTrackerModelTest, TheIdentifierIsReadForEachRecord)
+TEST_F(CommonTrackerModelTest, TheBundleIdentifierIsReadForEachRecord)
 {
     const CommonTrackerModel first;
     simulated.bundle().setBundleIdentifier("another");
@@ -174,7 +174,7 @@ TEST_F(CommonTrackerModelTest, TheIdentifierIsReadForEachRecord)
     EXPECT_EQ(CommonTrackerModel().appId, "another");
 }
 
-TEST_F(CommonTrackerModelTest, ARecordIsACopyOfTheValuesOfItsTime)
+TEST_F(CommonTrackerModelTest, ARecordKeepsTheValuesOfTheTimeOfItsMaking)
 {
     CommonTrackerModel record;
     Excavator::setMobileOperator("Blue");

@@ -20,7 +20,7 @@ constexpr auto handled = static_cast<State>(1);
 
 class LifeCycleTraceTest : public SimulatedHost {
 protected:
-    // Plays a moment of the scene of that id, which need not be a live screen.
+    // Plays an occasion of the scene with that id. There need not be a screen of that id.
     void play(const std::string& sceneName, Occasion occasion, State state = handled)
     {
         const auto adaptor = TrackerDataLifeCycleTrace::create(sceneName);
@@ -162,7 +162,7 @@ TEST_F(LifeCycleTraceTest, AnOccasionOrAStateOutOfRangeHasNoTextAndDoesNothing)
     EXPECT_EQ(top(), std::nullopt);
 }
 
-TEST_F(LifeCycleTraceTest, AListedSceneThatIsAliveIsThePageWithoutAWalk)
+TEST_F(LifeCycleTraceTest, AWhiteListedSceneIsThePageWithoutAWalk)
 {
     simulated().screens().make("App.MarginTradeViewController");
     std::vector<std::string> questions;
@@ -176,7 +176,7 @@ TEST_F(LifeCycleTraceTest, AListedSceneThatIsAliveIsThePageWithoutAWalk)
     EXPECT_THAT(questions, IsEmpty());
 }
 
-TEST_F(LifeCycleTraceTest, AListedSceneThatIsGoneLeavesItToTheWalk)
+TEST_F(LifeCycleTraceTest, AWhiteListedSceneThatIsDestroyedLeavesThePageToTheWalk)
 {
     showWindow("Home");
 
@@ -185,7 +185,7 @@ TEST_F(LifeCycleTraceTest, AListedSceneThatIsGoneLeavesItToTheWalk)
     EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(LifeCycleTraceTest, ASceneThatIsNotListedLeavesItToTheWalk)
+TEST_F(LifeCycleTraceTest, ASceneThatIsNotWhiteListedLeavesThePageToTheWalk)
 {
     simulated().screens().make("App.Other");
     showWindow("Home");
@@ -195,7 +195,7 @@ TEST_F(LifeCycleTraceTest, ASceneThatIsNotListedLeavesItToTheWalk)
     EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(LifeCycleTraceTest, TheListLooksAtTheSceneAndTheReportAtTheClass)
+TEST_F(LifeCycleTraceTest, TheWhiteListUsesTheSceneNameAndTheReportTheClassName)
 {
     simulated().screens().make("App.TradeViewController");
     simulated().screens().setClassName("App.TradeViewController", "TradeViewController");
@@ -205,7 +205,7 @@ TEST_F(LifeCycleTraceTest, TheListLooksAtTheSceneAndTheReportAtTheClass)
     EXPECT_EQ(top(), "TradeViewController");
 }
 
-TEST_F(LifeCycleTraceTest, TheHostsOwnListCounts)
+TEST_F(LifeCycleTraceTest, TheHostsWhiteListReplacesTheDefault)
 {
     showWindow("Home");
     simulated().screens().make("App.Mine");
@@ -222,7 +222,7 @@ TEST_F(LifeCycleTraceTest, TheHostsOwnListCounts)
     EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(LifeCycleTraceTest, AnEmptyEntryOfTheListEndsEveryName)
+TEST_F(LifeCycleTraceTest, AnEmptyEntryOfTheWhiteListMatchesEveryScene)
 {
     showWindow("Home");
     simulated().screens().make("App.Any");
@@ -263,7 +263,7 @@ TEST_F(LifeCycleTraceTest, ThePageOnTopIsHeldWeakly)
     EXPECT_TRUE(Excavator::topViewControllerInfo());
 }
 
-TEST_F(LifeCycleTraceTest, LogLinesTellThePages)
+TEST_F(LifeCycleTraceTest, LogLinesNameThePages)
 {
     showWindow("Home");
     const auto log = listen();
@@ -283,7 +283,7 @@ TEST_F(LifeCycleTraceTest, LogLinesTellThePages)
             "[TrackerTransition] ViewController Transitioning Start"));
 }
 
-TEST_F(LifeCycleTraceTest, AJumpToNowhereIsToTheUnknown)
+TEST_F(LifeCycleTraceTest, AJumpWithoutAPageIsLoggedAsUnknown)
 {
     const auto log = listen();
 
@@ -292,7 +292,7 @@ TEST_F(LifeCycleTraceTest, AJumpToNowhereIsToTheUnknown)
     EXPECT_THAT(log->lines, ElementsAre("[TrackerData] Top ViewController jump to => unknown"));
 }
 
-TEST_F(LifeCycleTraceTest, ScreensThatThrowEndTheWalkWithNothing)
+TEST_F(LifeCycleTraceTest, AScreenThatThrowsEndsTheWalkWithoutAPage)
 {
     class Throwing final : public UIWindow {
         std::shared_ptr<UIViewController> rootViewController() const override
@@ -306,7 +306,7 @@ TEST_F(LifeCycleTraceTest, ScreensThatThrowEndTheWalkWithNothing)
     EXPECT_EQ(hostExceptionCount(), exceptions + 1);
 }
 
-TEST_F(LifeCycleTraceQuirk, TheSwitchIsTheHostsAndNobodyAsksForIt)
+TEST_F(LifeCycleTraceQuirk, TheSwitchOfTheHostChangesNothing)
 {
     for (const bool isEnabled : { false, true }) {
         TrackerDataLifeCycleMonitor::setIsEnabled(isEnabled);

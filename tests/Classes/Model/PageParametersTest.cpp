@@ -17,7 +17,7 @@ Parameters parameters(StringDictionary values)
 
 class PageParametersTest : public testing::Test {
 protected:
-    /// What a report takes while the pages on top are these, one at each read.
+    // The parameters that a report takes when each read finds the next of these pages on top.
     std::optional<StringDictionary> readFrom(const std::vector<Parameters>& pages)
     {
         return detail::pageParameters([&] { return pages.at(reads++); });
@@ -34,19 +34,19 @@ TEST_F(PageParametersTest, APageWithoutParametersIsReadOnceAndGivesNone)
     EXPECT_EQ(reads, 2u);
 }
 
-TEST_F(PageParametersQuirk, APageWithParametersIsReadTwiceAndTheSecondReadCounts)
+TEST_F(PageParametersQuirk, APageWithParametersIsReadTwiceAndTheSecondReadIsTaken)
 {
     EXPECT_EQ(readFrom({ parameters({ { "a", "1" } }), parameters({ { "b", "2" } }) }),
         (StringDictionary { { "b", "2" } }));
     EXPECT_EQ(reads, 2u);
 }
 
-TEST_F(PageParametersQuirk, APageThatComesInBetweenGivesWhatItHas)
+TEST_F(PageParametersQuirk, APageThatComesToTheTopBetweenTheReadsIsTaken)
 {
     EXPECT_EQ(readFrom({ parameters({ { "a", "1" } }), parameters({}) }), StringDictionary());
 }
 
-TEST_F(PageParametersTest, APageThatGoesInBetweenGivesNone)
+TEST_F(PageParametersTest, APageThatDisappearsBetweenTheReadsGivesNone)
 {
     EXPECT_EQ(readFrom({ parameters({ { "a", "1" } }), nullptr }), std::nullopt);
 }

@@ -11,7 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// The flags, and every access to them, between which another thread may come.
+// The flags, with a hook after each access that stands for another thread.
 struct Flags {
     static bool isTransitioning() { return read("transitioning", transitioning); }
     static void setIsTransitioning(bool value) { write("transitioning", transitioning, value); }
@@ -21,7 +21,7 @@ struct Flags {
     static inline bool transitioning = false;
     static inline bool control = false;
     static inline std::vector<std::string> accesses;
-    // Runs after the access of this number, the first being 1.
+    // Called after the access of this number; the first is 1.
     static inline std::size_t interruptedAfter = 0;
     static inline std::function<void()> otherThread;
 
@@ -67,7 +67,7 @@ TEST(PageTransitionTest, OnlyTheFirstPageOfAnOpenChangeClaimsItsClose)
     EXPECT_FALSE(detail::claimTransitionClose<Flags>());
 }
 
-TEST(PageTransitionQuirk, TwoPagesAtOneMomentMayBothClaimTheClose)
+TEST(PageTransitionQuirk, TwoConcurrentPagesMayBothClaimTheClose)
 {
     detail::openTransition<Flags>();
     Flags::accesses.clear();
@@ -81,7 +81,7 @@ TEST(PageTransitionQuirk, TwoPagesAtOneMomentMayBothClaimTheClose)
     EXPECT_TRUE(isClaimedByOther);
 }
 
-TEST(PageTransitionQuirk, ACloseThatIsClaimedWhileAChangeOpensIsOverwritten)
+TEST(PageTransitionQuirk, ACloseClaimedWhileAChangeOpensIsOverwritten)
 {
     Flags::interruptedAfter = 2;
     Flags::otherThread = [] { Flags::setIsTransitioningControl(false); };

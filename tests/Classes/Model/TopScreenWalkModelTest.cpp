@@ -7,8 +7,8 @@
 #include <random>
 #include <set>
 
-// Random screens, some of which go away while the walk looks at others, and the walk compared with
-// a slow one over a plain description of the same screens.
+// Compares the walk over random screens, some of which are destroyed during the walk, with a slow
+// walk over a plain description of the same screens.
 
 namespace telvora {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 using Kind = UIViewController::Kind;
 using ID = std::size_t;
 
-// A screen as a record. Each link may lead to a screen that is gone.
+// A screen as a record. Each link may lead to a destroyed screen.
 struct Description {
     Kind kind = Kind::plain;
     std::optional<ID> presents;
@@ -24,14 +24,14 @@ struct Description {
     bool isListed = false;
     bool adopts = false;
     std::optional<ID> delegatesTo;
-    // Goes away when this one is asked for its scene name, or for its delegate.
+    // Destroyed when this one is asked for its scene name, or for its delegate.
     std::optional<ID> diesWhenNamed;
     std::optional<ID> diesWhenDelegating;
 };
 
 struct World {
     std::vector<Description> screens;
-    // Before the walk begins.
+    // Destroyed before the walk begins.
     std::set<ID> dead;
     std::optional<ID> root;
 };
@@ -43,7 +43,7 @@ struct Found {
     bool operator==(const Found&) const = default;
 };
 
-// The slow walk: by the rules, on records.
+// The slow walk: the rules, applied to records.
 class SlowWalk {
 public:
     explicit SlowWalk(const World& world)
@@ -89,7 +89,7 @@ private:
             if (screen.diesWhenDelegating)
                 m_dead.insert(*screen.diesWhenDelegating);
             const auto next = screen.delegatesTo;
-            // One that the walk stands on is still there, though nobody else keeps it.
+            // The walk keeps its current screen alive.
             if (next == current)
                 return current;
             if (!alive(next))
@@ -101,7 +101,7 @@ private:
 
     const World& m_world;
     std::set<ID> m_dead;
-    // The walk has gone on from these.
+    // The screens that the walk has visited.
     std::set<ID> m_walked;
 };
 
@@ -128,13 +128,13 @@ public:
         const auto info = Window(*this).topViewController_monitorTracker();
         if (!info)
             return {};
-        // Which one it was is known from the control block, dead or alive.
+        // The control block identifies the screen, also after its end.
         for (ID id = 0; id < m_references.size(); ++id) {
             if (!info->vc.owner_before(m_references[id])
                 && !m_references[id].owner_before(info->vc))
                 return { id, !info->vc.expired() };
         }
-        ADD_FAILURE() << "a screen of nobody's";
+        ADD_FAILURE() << "an unknown screen";
         return {};
     }
 
@@ -293,18 +293,18 @@ protected:
     }
 };
 
-TEST_F(TopScreenWalkModelTest, AgreesOnTreesWhoseScreensGoAwayAtAnyStep)
+TEST_F(TopScreenWalkModelTest, AgreesOnTreesWhoseScreensAreDestroyedAtAnyStep)
 {
     RandomWorld random(1);
     int found = 0;
     for (std::uint64_t round = 0; round < 20'000 && !HasFailure(); ++round)
         found += compare(random.make(true), round);
-    // Both ends of the walk are met often.
+    // Walks with and without a result are both frequent.
     EXPECT_GT(found, 4'000);
     EXPECT_LT(found, 18'000);
 }
 
-TEST_F(TopScreenWalkModelTest, AgreesWhereScreensAreTiedIntoRings)
+TEST_F(TopScreenWalkModelTest, AgreesWhereScreensFormRings)
 {
     RandomWorld random(2);
     int found = 0;

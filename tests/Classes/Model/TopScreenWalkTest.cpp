@@ -9,7 +9,7 @@ namespace {
 
 using Kind = UIViewController::Kind;
 
-/// Counts how often it is asked for what it presents.
+// Counts how often it is asked for the screen that it presents.
 class CountingScreen final : public UIViewController {
 public:
     std::string className() const override { return "Counting"; }
@@ -24,7 +24,7 @@ public:
     std::shared_ptr<UIViewController> presented;
 };
 
-/// Names itself to stand for it, and counts how often it is asked.
+// Delegates to itself, and counts how often it is asked for its delegate.
 class SelfNamingScreen final : public UIViewController,
                                public TrackerDataLifeCycleControllerDelegate {
 public:
@@ -39,7 +39,7 @@ public:
     mutable int asked = 0;
 };
 
-/// Presents another screen each time it is asked, and so do these.
+// Presents a new screen of this class each time it is asked.
 class EndlessScreen final : public UIViewController {
 public:
     using Made = std::vector<std::shared_ptr<UIViewController>>;
@@ -80,7 +80,7 @@ protected:
         screens.setWindowRoot(*ids.begin());
     }
 
-    // The class of the screen that the walk ends at; absent when it ends at nothing.
+    // The class of the screen that the walk finds; absent when it finds none.
     std::optional<std::string> top()
     {
         const auto info = UIWindow::trackerTopViewControllerInfo();
@@ -98,7 +98,7 @@ protected:
 };
 using TopScreenWalkQuirk = TopScreenWalkTest;
 
-TEST_F(TopScreenWalkTest, WithoutAWindowOrARootThereIsNone)
+TEST_F(TopScreenWalkTest, WithoutAWindowOrARootThereIsNoPage)
 {
     EXPECT_EQ(top(), std::nullopt);
     screens.setWindowRoot(std::nullopt);
@@ -111,7 +111,7 @@ TEST_F(TopScreenWalkTest, APlainRootIsThePage)
     EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(TopScreenWalkTest, ATabBarOverANavigationYieldsWhatIsVisible)
+TEST_F(TopScreenWalkTest, ATabBarWithANavigationYieldsTheVisibleScreen)
 {
     make({ "Tabs", "Navigation", "X" });
     screens.setKind("Tabs", Kind::tabBar);
@@ -122,7 +122,7 @@ TEST_F(TopScreenWalkTest, ATabBarOverANavigationYieldsWhatIsVisible)
     EXPECT_EQ(top(), "X");
 }
 
-TEST_F(TopScreenWalkTest, WhatIsPresentedGoesBeforeWhatIsContained)
+TEST_F(TopScreenWalkTest, APresentedScreenIsPreferredToAContainedOne)
 {
     make({ "Tabs", "Selected", "Presented" });
     screens.setKind("Tabs", Kind::tabBar);
@@ -132,7 +132,7 @@ TEST_F(TopScreenWalkTest, WhatIsPresentedGoesBeforeWhatIsContained)
     EXPECT_EQ(top(), "Presented");
 }
 
-TEST_F(TopScreenWalkTest, AContainerGoesByItsOwnKindOfLinkAlone)
+TEST_F(TopScreenWalkTest, AContainerFollowsOnlyTheLinkOfItsKind)
 {
     make({ "Root", "Other" });
     screens.setVisible("Root", "Other");
@@ -147,7 +147,7 @@ TEST_F(TopScreenWalkTest, AContainerGoesByItsOwnKindOfLinkAlone)
     EXPECT_EQ(top(), "Other");
 }
 
-TEST_F(TopScreenWalkTest, AnEmptyContainerYieldsNothing)
+TEST_F(TopScreenWalkTest, AnEmptyContainerYieldsNoPage)
 {
     make({ "Root" });
     for (const Kind kind : { Kind::navigation, Kind::tabBar }) {
@@ -156,7 +156,7 @@ TEST_F(TopScreenWalkTest, AnEmptyContainerYieldsNothing)
     }
 }
 
-TEST_F(TopScreenWalkTest, AListedScreenIsThePageWhateverItPresentsOrContains)
+TEST_F(TopScreenWalkTest, AWhiteListedScreenIsThePageWhateverItPresentsOrContains)
 {
     make({ "App.TradeViewController", "Presented", "Visible" });
     screens.setKind("App.TradeViewController", Kind::navigation);
@@ -168,7 +168,7 @@ TEST_F(TopScreenWalkTest, AListedScreenIsThePageWhateverItPresentsOrContains)
     EXPECT_EQ(top(), "Presented");
 }
 
-TEST_F(TopScreenWalkTest, AnyTradeControllerWithALongerNameIsNotListed)
+TEST_F(TopScreenWalkTest, AScreenWithALongerNameThanTheSuffixIsNotWhiteListed)
 {
     make({ "App.MyTradeViewController", "Presented" });
     screens.setPresents("App.MyTradeViewController", "Presented");
@@ -176,7 +176,7 @@ TEST_F(TopScreenWalkTest, AnyTradeControllerWithALongerNameIsNotListed)
     EXPECT_EQ(top(), "Presented");
 }
 
-TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsItself)
+TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsThePage)
 {
     make({ "Home" });
     delegate("Home", "Home");
@@ -194,7 +194,7 @@ TEST_F(TopScreenWalkTest, ADelegateThatNamesItselfIsAskedOnce)
     EXPECT_EQ(screen->asked, 1);
 }
 
-TEST_F(TopScreenWalkTest, ADelegateThatNamesAScreenThatIsGoneYieldsNothing)
+TEST_F(TopScreenWalkTest, ADelegateThatNamesADestroyedScreenYieldsNoPage)
 {
     make({ "Home", "Other" });
     delegate("Home", std::nullopt);
@@ -205,7 +205,7 @@ TEST_F(TopScreenWalkTest, ADelegateThatNamesAScreenThatIsGoneYieldsNothing)
     EXPECT_EQ(top(), std::nullopt);
 }
 
-TEST_F(TopScreenWalkTest, DelegationGoesBeforeTheListAndBeforeWhatIsPresented)
+TEST_F(TopScreenWalkTest, DelegationIsFollowedBeforeTheWhiteListAndThePresentedScreen)
 {
     make({ "App.TradeViewController", "Child", "Presented" });
     screens.setPresents("App.TradeViewController", "Presented");
@@ -214,7 +214,7 @@ TEST_F(TopScreenWalkTest, DelegationGoesBeforeTheListAndBeforeWhatIsPresented)
     EXPECT_EQ(top(), "Child");
 }
 
-TEST_F(TopScreenWalkQuirk, ParametersOfADelegateAreNotTaken)
+TEST_F(TopScreenWalkQuirk, ParametersOfADelegateAreIgnored)
 {
     make({ "Home", "Child" });
     delegate("Home", "Child");
@@ -224,7 +224,7 @@ TEST_F(TopScreenWalkQuirk, ParametersOfADelegateAreNotTaken)
     EXPECT_TRUE(UIWindow::trackerTopViewControllerInfo()->params.empty());
 }
 
-TEST_F(TopScreenWalkQuirk, TenMovesOfDelegationAreMade)
+TEST_F(TopScreenWalkQuirk, TenDelegationsAreFollowed)
 {
     make({ "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7", "c8", "c9", "c10", "c11" });
     for (int index = 0; index < 11; ++index)
@@ -233,7 +233,7 @@ TEST_F(TopScreenWalkQuirk, TenMovesOfDelegationAreMade)
     EXPECT_EQ(top(), "c10");
 }
 
-TEST_F(TopScreenWalkQuirk, TheMovesAreCountedAnewFromTheNextScreen)
+TEST_F(TopScreenWalkQuirk, DelegationsAreCountedAnewFromTheNextScreen)
 {
     make({ "c0", "c1", "c2", "c3", "c4", "c5", "c6", "c7", "c8", "c9", "c10", "c11", "d0", "d1" });
     for (int index = 0; index < 11; ++index)
@@ -244,7 +244,7 @@ TEST_F(TopScreenWalkQuirk, TheMovesAreCountedAnewFromTheNextScreen)
     EXPECT_EQ(top(), "d1");
 }
 
-TEST_F(TopScreenWalkTest, TwoDelegatesThatNameEachOtherEndAfterTenMoves)
+TEST_F(TopScreenWalkTest, TwoDelegatesThatNameEachOtherEndAfterTenDelegations)
 {
     make({ "a", "b" });
     delegate("a", "b");
@@ -263,7 +263,7 @@ TEST_F(TopScreenWalkQuirk, AScreenThatPresentsItselfIsThePage)
     EXPECT_EQ(top(), "Home");
 }
 
-TEST_F(TopScreenWalkQuirk, ARingOfScreensYieldsTheFirstOneMetAgain)
+TEST_F(TopScreenWalkQuirk, ARingOfScreensYieldsTheFirstOneVisitedAgain)
 {
     make({ "Root", "Navigation", "Tabs", "Presenting" });
     screens.setPresents("Root", "Navigation");
@@ -297,7 +297,7 @@ TEST_F(TopScreenWalkTest, EachScreenOfARingIsAskedOnce)
     home->presented.reset();
 }
 
-TEST_F(TopScreenWalkTest, ScreensThatAreMembersOfOneObjectAreToldApart)
+TEST_F(TopScreenWalkTest, ScreensThatAreMembersOfOneObjectAreDistinct)
 {
     const auto pair = std::make_shared<std::pair<CountingScreen, CountingScreen>>();
     const std::shared_ptr<UIViewController> home(pair, &pair->first);
@@ -310,7 +310,7 @@ TEST_F(TopScreenWalkTest, ScreensThatAreMembersOfOneObjectAreToldApart)
     pair->first.presented.reset();
 }
 
-TEST_F(TopScreenWalkTest, ScreensThatAreMadeAnewForEachQuestionEndTheWalkWithNothing)
+TEST_F(TopScreenWalkTest, ScreensMadeAnewForEachCallEndTheWalkWithoutAPage)
 {
     EndlessScreen::Made made;
     const auto endless = std::make_shared<EndlessScreen>(made);
@@ -318,7 +318,7 @@ TEST_F(TopScreenWalkTest, ScreensThatAreMadeAnewForEachQuestionEndTheWalkWithNot
     EXPECT_FALSE(RootWindow(endless).topViewController_monitorTracker());
 }
 
-TEST_F(TopScreenWalkTest, AListedScreenInARingIsThePage)
+TEST_F(TopScreenWalkTest, AWhiteListedScreenInARingIsThePage)
 {
     make({ "Home", "App.TradeViewController" });
     screens.setPresents("Home", "App.TradeViewController");
@@ -327,7 +327,7 @@ TEST_F(TopScreenWalkTest, AListedScreenInARingIsThePage)
     EXPECT_EQ(top(), "App.TradeViewController");
 }
 
-TEST_F(TopScreenWalkTest, AWindowOfTheHostsOwnIsWalkedLikewise)
+TEST_F(TopScreenWalkTest, AWindowFindsItsOwnPage)
 {
     make({ "Home" });
 

@@ -67,7 +67,7 @@ TEST_F(TrackNetworkStatusTest, EachRadioTechnologyHasItsType)
     EXPECT_EQ(TrackNetworkStatus::of(Connection::cellular).networkType, Type::unknown);
 }
 
-TEST_F(TrackNetworkStatusTest, TheBestOfAllServicesCountsInWhateverOrder)
+TEST_F(TrackNetworkStatusTest, TheBestTypeOfAllServicesIsTakenInAnyOrder)
 {
     EXPECT_EQ(typeWith({ "LTE", "WCDMA" }), Type::network_4g);
     EXPECT_EQ(typeWith({ "WCDMA", "LTE" }), Type::network_4g);
@@ -76,7 +76,7 @@ TEST_F(TrackNetworkStatusTest, TheBestOfAllServicesCountsInWhateverOrder)
     EXPECT_EQ(typeWith({}), Type::unknown);
 }
 
-TEST_F(TrackNetworkStatusTest, RanksGoFrom2GTo5G)
+TEST_F(TrackNetworkStatusTest, RanksRiseFrom2GTo5G)
 {
     EXPECT_EQ(cellularRank(Type::network_2g), 0);
     EXPECT_EQ(cellularRank(Type::network_3g), 1);
@@ -86,7 +86,7 @@ TEST_F(TrackNetworkStatusTest, RanksGoFrom2GTo5G)
         EXPECT_EQ(cellularRank(type), std::nullopt);
 }
 
-TEST_F(TrackNetworkStatusTest, ItsTextHasTwoMembers)
+TEST_F(TrackNetworkStatusTest, TheJSONTextHasTwoMembers)
 {
     const TrackNetworkStatus status { true, Type::network_4g };
 
@@ -107,7 +107,7 @@ TEST_F(TrackNetworkStatusTest, ATextWithoutBothMembersIsNoStatus)
         (TrackNetworkStatus { false, Type::none }));
 }
 
-TEST_F(TrackNetworkStatusTest, AHolderTellsOfChangesWhileItsNotifierRuns)
+TEST_F(TrackNetworkStatusTest, TheHandlerIsCalledOnChangesWhileTheNotifierRuns)
 {
     std::vector<std::string> told;
     {
@@ -156,7 +156,7 @@ TEST_F(TrackNetworkStatusTest, AHandlerThatThrowsIsCounted)
     EXPECT_EQ(hostExceptionCount(), exceptions + 1);
 }
 
-TEST_F(TrackNetworkStatusTest, ReleasingAHolderStopsItsNotifier)
+TEST_F(TrackNetworkStatusTest, DestroyingTheHolderStopsItsNotifier)
 {
     std::vector<ScriptedReachability::NotifierAction> actions;
     simulated.reachability().setNotifierObserver(
@@ -167,7 +167,7 @@ TEST_F(TrackNetworkStatusTest, ReleasingAHolderStopsItsNotifier)
     EXPECT_THAT(actions, ElementsAre(ScriptedReachability::NotifierAction::stop));
 }
 
-TEST_F(TrackNetworkStatusTest, WithoutReachabilityAHolderHasNothingAndDoesNothing)
+TEST_F(TrackNetworkStatusTest, AHolderWithoutReachabilityDoesNothing)
 {
     simulated.reachability().setConnection(Reached::unavailable);
     CommonTrackNetworkStatus holder;
@@ -182,7 +182,7 @@ TEST_F(TrackNetworkStatusQuirk, CDMA1xCountsAs3G)
     EXPECT_EQ(typeWith({ "CDMA1x" }), Type::network_3g);
 }
 
-// A device and whether it is earlier than iPhone 12: computed once, so one case each.
+// Whether a device is earlier than iPhone 12 is computed once, so each device has its own case.
 struct DeviceRow {
     const char* name;
     std::string identifier;
@@ -199,7 +199,7 @@ void PrintTo(const DeviceRow& row, std::ostream* out)
 
 class EarlierThanIPhone12Test : public testing::TestWithParam<DeviceRow> { };
 
-TEST_P(EarlierThanIPhone12Test, DecidesWith14_1AboutTheFifthGeneration)
+TEST_P(EarlierThanIPhone12Test, FiveGIsKnownFromIPhone12AndSystem14_1)
 {
     auto& simulated = *new SimulatedPlatform;
     installPlatform(simulated.services());

@@ -54,7 +54,7 @@ TEST_F(TrackerDataExcavatorTest, AScreenIsMeasuredInPointsAndInPixels)
     EXPECT_EQ(Excavator::screenResolution(), "1170.0*2532.0");
 }
 
-TEST_F(TrackerDataExcavatorTest, AScreensSidesKeepTheirFractions)
+TEST_F(TrackerDataExcavatorTest, AScreensSizeKeepsItsFractions)
 {
     changeDevice([](auto& device) {
         device.screenBounds = { 5, 6, 375.5, 100'000 };
@@ -65,7 +65,7 @@ TEST_F(TrackerDataExcavatorTest, AScreensSidesKeepTheirFractions)
     EXPECT_EQ(Excavator::screenResolution(), "938.75*250000.0");
 }
 
-TEST_F(TrackerDataExcavatorTest, NoScreenIsZeroByZero)
+TEST_F(TrackerDataExcavatorTest, WithoutAScreenTheSizeIsZero)
 {
     changeDevice([](auto& device) { device.screenBounds = {}; });
 
@@ -73,7 +73,7 @@ TEST_F(TrackerDataExcavatorTest, NoScreenIsZeroByZero)
     EXPECT_EQ(Excavator::screenResolution(), "0.0*0.0");
 }
 
-TEST_F(TrackerDataExcavatorTest, SizeAndResolutionAgreeThoughTheScreenTurns)
+TEST_F(TrackerDataExcavatorTest, SizeAndResolutionAgreeWhenTheScreenIsRotated)
 {
     EXPECT_EQ(Excavator::screenSize(), "390.0*844.0");
     changeDevice([](auto& device) { device.screenBounds = { 0, 0, 844, 390 }; });
@@ -88,21 +88,21 @@ TEST_F(TrackerDataExcavatorTest, AModelThatIsNotKnownHasADensityOfMinusOne)
     EXPECT_EQ(Excavator::screenPpi(), -1);
 }
 
-TEST_F(TrackerDataExcavatorTest, WithoutAVersionInTheBundleThereIsNone)
+TEST_F(TrackerDataExcavatorTest, AVersionThatTheBundleLacksIsAbsent)
 {
     simulated.bundle().setInfoDictionary({});
 
     EXPECT_EQ(Excavator::appVersion(), std::nullopt);
 }
 
-TEST_F(TrackerDataExcavatorTest, AVersionThatIsNoTextIsNone)
+TEST_F(TrackerDataExcavatorTest, AVersionThatIsNoTextIsAbsent)
 {
     simulated.bundle().setInfoDictionary({ { "CFBundleShortVersionString", 1.5 } });
 
     EXPECT_EQ(Excavator::appVersion(), std::nullopt);
 }
 
-TEST_F(TrackerDataExcavatorTest, InitialAsksForEverythingInItsOrder)
+TEST_F(TrackerDataExcavatorTest, InitialReadsAllValuesInOrder)
 {
     simulated.fileManager().setExisting({ "/bin/bash" });
     watchQuestions();
@@ -114,7 +114,7 @@ TEST_F(TrackerDataExcavatorTest, InitialAsksForEverythingInItsOrder)
             "safeDescription", "screenBounds", "screenScale", "ppi", "carriers"));
 }
 
-TEST_F(TrackerDataExcavatorTest, ASecondInitialAsksNothing)
+TEST_F(TrackerDataExcavatorTest, ASecondInitialReadsNothing)
 {
     Excavator::initial();
     simulated.advance(5s);
@@ -139,7 +139,7 @@ TEST_F(TrackerDataExcavatorTest, AValueIsComputedByItsFirstReaderAndKept)
     EXPECT_THAT(questions, ElementsAre("safeDescription", "safeDescription"));
 }
 
-TEST_F(TrackerDataExcavatorTest, WhatTheHostSetsCounts)
+TEST_F(TrackerDataExcavatorTest, AValueThatTheHostSetsIsReturned)
 {
     Excavator::initial();
 
@@ -167,7 +167,7 @@ TEST_F(TrackerDataExcavatorTest, WhatTheHostSetsCounts)
     EXPECT_EQ(Excavator::startTimestamp(), 2.5);
 }
 
-TEST_F(TrackerDataExcavatorTest, TheStartIsTheFirstUseWithItsFraction)
+TEST_F(TrackerDataExcavatorTest, TheStartIsTheTimeOfTheFirstReadingWithFraction)
 {
     simulated.setWallTime(1700000000.75);
     EXPECT_EQ(Excavator::startTimestamp(), 1700000000.75);
@@ -184,7 +184,7 @@ TEST_F(TrackerDataExcavatorTest, TheTimestampMovesInWholeSeconds)
     EXPECT_EQ(Excavator::timestamp(), 1700000001);
 }
 
-TEST_F(TrackerDataExcavatorTest, ATimestampIsCutTowardsZeroOver64Bits)
+TEST_F(TrackerDataExcavatorTest, ATimestampOfUpTo64BitsIsCutTowardsZero)
 {
     const std::vector<std::pair<double, std::int64_t>> table {
         { -1.75, -1 },
@@ -198,7 +198,7 @@ TEST_F(TrackerDataExcavatorTest, ATimestampIsCutTowardsZeroOver64Bits)
     }
 }
 
-TEST_F(TrackerDataExcavatorDeathTest, AClockThatGivesNoNumberOf64BitsStopsTheProcess)
+TEST_F(TrackerDataExcavatorDeathTest, AClockBeyond64BitsStopsTheProcess)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     for (const double now : { std::numeric_limits<double>::quiet_NaN(), infinity, -infinity, 0x1p63,
@@ -209,7 +209,7 @@ TEST_F(TrackerDataExcavatorDeathTest, AClockThatGivesNoNumberOf64BitsStopsThePro
     }
 }
 
-TEST_F(TrackerDataExcavatorTest, TheProcessorsAreCountedAnew)
+TEST_F(TrackerDataExcavatorTest, TheProcessorsAreCountedEachTime)
 {
     EXPECT_EQ(Excavator::cpuCount(), 6);
     changeDevice([](auto& device) { device.activeProcessorCount = 2; });
@@ -217,7 +217,7 @@ TEST_F(TrackerDataExcavatorTest, TheProcessorsAreCountedAnew)
     EXPECT_EQ(Excavator::cpuCount(), 2);
 }
 
-TEST_F(TrackerDataExcavatorTest, TheNetworkIsAskedAnewWithAFreshObject)
+TEST_F(TrackerDataExcavatorTest, TheNetworkIsReadEachTimeWithANewObject)
 {
     using Reached = ScriptedReachability::Value;
     const std::vector<std::pair<Reached, std::optional<std::string>>> table {
@@ -239,7 +239,7 @@ TEST_F(TrackerDataExcavatorTest, TheSharedInstanceIsOne)
     EXPECT_EQ(&Excavator::one(), &Excavator::one());
 }
 
-TEST_F(TrackerDataExcavatorTest, AParameterGoesToThePageOnTop)
+TEST_F(TrackerDataExcavatorTest, AParameterIsAddedToThePageOnTop)
 {
     Excavator::setTopViewControllerInfo(ViewControllerInfo { {}, { { "a", "1" } } });
 
@@ -250,14 +250,14 @@ TEST_F(TrackerDataExcavatorTest, AParameterGoesToThePageOnTop)
         (StringDictionary { { "a", "3" }, { "b", "2" } }));
 }
 
-TEST_F(TrackerDataExcavatorTest, WithoutAPageAParameterGoesNowhere)
+TEST_F(TrackerDataExcavatorTest, WithoutAPageAParameterIsIgnored)
 {
     Excavator::addViewControllerInfo("a", "1");
 
     EXPECT_FALSE(Excavator::topViewControllerInfo());
 }
 
-TEST_F(TrackerDataExcavatorTest, ThePageStartsEmptyAndStill)
+TEST_F(TrackerDataExcavatorTest, ThereIsNoPageAndNoTransitionAtFirst)
 {
     EXPECT_FALSE(Excavator::topViewControllerInfo());
     EXPECT_EQ(Excavator::topViewControllerClassName(), std::nullopt);

@@ -25,7 +25,7 @@ TEST_F(TrackerMetaTest, AFreshRecordHas33EntriesInTheirOrder)
         R"("content_type":null,"c":null,"cs":null,"extra":null,"ipaMode":"RELEASE"})");
 }
 
-TEST_F(TrackerMetaTest, EveryFieldGoesUnderItsName)
+TEST_F(TrackerMetaTest, EveryFieldHasItsNameAsKey)
 {
     TrackerMeta record(TrackerMeta::T::custom("x"));
     record.f = 1;
@@ -60,7 +60,7 @@ TEST_F(TrackerMetaTest, EveryFieldGoesUnderItsName)
         R"("content_type":"content_type","c":4,"cs":"cs","extra":{"e":[5]},"ipaMode":"mine"})");
 }
 
-TEST_F(TrackerMetaTest, ItsTimeIsThatOfItsMaking)
+TEST_F(TrackerMetaTest, ARecordHasTheTimeOfItsMaking)
 {
     simulated.setWallTime(12.5);
     const TrackerMeta record(TrackerMeta::T("x"));
@@ -69,7 +69,7 @@ TEST_F(TrackerMetaTest, ItsTimeIsThatOfItsMaking)
     EXPECT_EQ(record.d, 12.5);
 }
 
-TEST_F(TrackerMetaTest, ItsModeIsThatOfItsMaking)
+TEST_F(TrackerMetaTest, ARecordHasTheModeOfItsMaking)
 {
     const TrackerMeta released(TrackerMeta::T("x"));
     TrackerConfiguration::setMode(TrackerMode::debug);
@@ -80,7 +80,7 @@ TEST_F(TrackerMetaTest, ItsModeIsThatOfItsMaking)
     EXPECT_EQ(debugged.ipaMode, "DEBUG");
 }
 
-TEST_F(TrackerMetaTest, ATypeIsItsName)
+TEST_F(TrackerMetaTest, ATypeKeepsItsName)
 {
     EXPECT_EQ(TrackerMeta::T("a").name, "a");
     EXPECT_EQ(TrackerMeta::T::custom("b").name, "b");

@@ -27,7 +27,7 @@ protected:
             static_cast<LifeCycleTraceOccasion>(occasion), static_cast<LifeCycleTraceState>(1));
     }
 
-    // How many lines end so.
+    // How many lines end with this text.
     static std::ptrdiff_t countOf(RecordingLogService& log, const std::string& end)
     {
         return std::count_if(log.lines.begin(), log.lines.end(),
@@ -42,7 +42,7 @@ protected:
 };
 using TransitionQuirk = TransitionTest;
 
-TEST_F(TransitionTest, OpensWhenAPageLeaves)
+TEST_F(TransitionTest, OpensWhenAPageDisappears)
 {
     left();
     expectFlags(true, true);
@@ -50,7 +50,7 @@ TEST_F(TransitionTest, OpensWhenAPageLeaves)
     expectFlags(true, true);
 }
 
-TEST_F(TransitionTest, ClosesTwoSecondsAfterTheNextCameToTheTop)
+TEST_F(TransitionTest, ClosesTwoSecondsAfterTheNextPageCameToTheTop)
 {
     left();
     cameToTop();
@@ -86,7 +86,7 @@ TEST_F(TransitionTest, WithoutAStartNothingCloses)
     expectFlags(false, false);
 }
 
-TEST_F(TransitionTest, TwoPagesThatLeaveLogTwoStartsAndSetTheFlagsOnce)
+TEST_F(TransitionTest, TwoPagesThatDisappearLogTwoStartsAndSetTheFlagsOnce)
 {
     const auto log = listen();
     left();
@@ -110,7 +110,7 @@ TEST_F(TransitionTest, TheCloseIsLoggedAsATransition)
     EXPECT_THAT(log->lines, ElementsAre("[TrackerTransition] ViewController Transitioning End"));
 }
 
-TEST_F(TransitionTest, AnFPSReportTellsOfIt)
+TEST_F(TransitionTest, AnFPSReportSaysWhetherATransitionIsOpen)
 {
     watchEvents();
     const auto fpt = [&] {
@@ -128,13 +128,13 @@ TEST_F(TransitionTest, AnFPSReportTellsOfIt)
     EXPECT_EQ(fpt(), 0);
 }
 
-// Tested and set under two locks: what happens in between is overwritten.
-TEST_F(TransitionQuirk, APageThatLeavesWhileTheCloseIsDueIsClosedWithTheOld)
+// Testing and setting use two locks: a change in between is overwritten.
+TEST_F(TransitionQuirk, APageThatDisappearsWhileTheCloseIsDueIsClosedWithTheOldChange)
 {
     left();
     cameToTop();
     simulated().advance(1s);
-    // Still open: no new opening, so no new close.
+    // The change is still open: it is not opened again, so no second close is scheduled.
     left();
     expectFlags(true, false);
 
@@ -142,7 +142,7 @@ TEST_F(TransitionQuirk, APageThatLeavesWhileTheCloseIsDueIsClosedWithTheOld)
     expectFlags(false, false);
 }
 
-TEST_F(TransitionQuirk, AFlagThatTheHostSetsAloneNeverCloses)
+TEST_F(TransitionQuirk, AFlagThatOnlyTheHostSetsNeverCloses)
 {
     Excavator::setIsTransitioning(true);
 
@@ -157,7 +157,7 @@ TEST_F(TransitionQuirk, AFlagThatTheHostSetsAloneNeverCloses)
     expectFlags(false, true);
 }
 
-// The machine as a table: two flags and the instants at which a close is due.
+// A model of the state machine: two flags and the times at which a close is due.
 struct TransitionModel {
     bool isTransitioning = false;
     bool control = false;

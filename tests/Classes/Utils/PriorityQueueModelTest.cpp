@@ -9,7 +9,7 @@
 namespace telvora {
 namespace {
 
-/// The same queue as a sorted vector; slow and plainly right.
+// The same queue as a sorted vector; slow, but obviously right.
 class SortedVector {
 public:
     void push(int element)
@@ -57,7 +57,7 @@ TEST_P(PriorityQueueModelTest, AgreesWithASortedVectorAfterEveryRandomStep)
     SortedVector model;
 
     for (int step = 0; step < 3000; ++step) {
-        // Few values, so that many are equal.
+        // Few different values, so that many are equal.
         const int value = static_cast<int>(random() % 40);
         const auto action = random() % 100;
         if (action < 50) {

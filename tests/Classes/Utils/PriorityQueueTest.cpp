@@ -16,7 +16,7 @@ template<typename T> std::vector<T> popAll(PriorityQueue<T> queue)
     return popped;
 }
 
-/// An element whose name plays no part in the order.
+// An element whose name does not affect the order.
 struct Named {
     int rank;
     std::string name;
@@ -40,7 +40,7 @@ std::string names(NamedQueue queue)
     return text;
 }
 
-TEST(PriorityQueueTest, AnEmptyQueueHasNothingToGive)
+TEST(PriorityQueueTest, AnEmptyQueueReturnsNothing)
 {
     PriorityQueue<int> queue(true);
 
@@ -58,13 +58,13 @@ TEST(PriorityQueueTest, PoppingTheOnlyElementEmptiesIt)
     EXPECT_TRUE(queue.isEmpty());
 }
 
-TEST(PriorityQueueTest, AscendingGivesTheSmallestFirstAndDescendingTheLargest)
+TEST(PriorityQueueTest, AscendingPopsTheSmallestFirstAndDescendingTheLargest)
 {
     EXPECT_EQ(popAll(PriorityQueue<int>(true, { 3, 1, 2 })), (std::vector { 1, 2, 3 }));
     EXPECT_EQ(popAll(PriorityQueue<int>(false, { 3, 1, 2 })), (std::vector { 3, 2, 1 }));
 }
 
-TEST(PriorityQueueTest, PeekLeavesTheElementWhereItIs)
+TEST(PriorityQueueTest, PeekRemovesNothing)
 {
     PriorityQueue<int> queue(true, { 3, 1, 2 });
 
@@ -72,7 +72,7 @@ TEST(PriorityQueueTest, PeekLeavesTheElementWhereItIs)
     EXPECT_EQ(queue.count(), 3u);
 }
 
-TEST(PriorityQueueQuirk, IterationYieldsPriorityOrderEachTimeAndLeavesTheQueue)
+TEST(PriorityQueueQuirk, IterationYieldsPriorityOrderAndLeavesTheQueueUnchanged)
 {
     const PriorityQueue<int> queue(true, { 5, 3, 4, 1, 2 });
 
@@ -111,7 +111,7 @@ TEST(PriorityQueueTest, PrintsItsLevelOrder)
     EXPECT_EQ(queue.debugDescription(), text.str());
 }
 
-TEST(PriorityQueueTest, RemoveTakesOneAndRemoveAllTakesEveryEqualElement)
+TEST(PriorityQueueTest, RemoveRemovesOneAndRemoveAllEveryEqualElement)
 {
     PriorityQueue<int> queue(true, { 2, 1, 2, 3, 2 });
 
@@ -121,7 +121,7 @@ TEST(PriorityQueueTest, RemoveTakesOneAndRemoveAllTakesEveryEqualElement)
     EXPECT_EQ(popAll(queue), (std::vector { 1, 3 }));
 }
 
-TEST(PriorityQueueTest, RemovingWhatIsNotThereChangesNothing)
+TEST(PriorityQueueTest, RemovingAnUnknownElementChangesNothing)
 {
     PriorityQueue<int> queue(true, { 3, 1, 2 });
 
@@ -165,7 +165,7 @@ TEST(PriorityQueueTest, RemovingAnotherArrayElementSiftsTheOneInItsPlace)
     EXPECT_EQ(queue.description(), "[2, 5]");
 }
 
-TEST(PriorityQueueTest, RemovingByAReferenceIntoTheQueueIsFine)
+TEST(PriorityQueueTest, AnElementCanBeRemovedByAReferenceIntoTheQueue)
 {
     PriorityQueue<int> queue(true, { 1, 1, 1, 2 });
 
@@ -174,7 +174,7 @@ TEST(PriorityQueueTest, RemovingByAReferenceIntoTheQueueIsFine)
     EXPECT_EQ(popAll(queue), (std::vector { 2 }));
 }
 
-TEST(PriorityQueueTest, ClearLeavesAQueueThatWorks)
+TEST(PriorityQueueTest, AQueueWorksAfterClear)
 {
     PriorityQueue<int> queue(true, { 3, 1, 2 });
 
@@ -184,7 +184,7 @@ TEST(PriorityQueueTest, ClearLeavesAQueueThatWorks)
     EXPECT_EQ(queue.pop(), 4);
 }
 
-TEST(PriorityQueueTest, ACopyIsAQueueOfItsOwn)
+TEST(PriorityQueueTest, ACopyIsIndependent)
 {
     PriorityQueue<int> queue(true, { 3, 1, 2 });
     PriorityQueue<int> other = queue;
@@ -207,7 +207,8 @@ TEST(PriorityQueueTest, AmongEqualElementsTheEarlierPushedStaysNearerTheRoot)
 
 TEST(PriorityQueueTest, ATieOfChildrenSinksToTheLeft)
 {
-    // Root x goes; last element e comes to the root and sinks below the left of two equals.
+    // Root x is popped. The last element e moves to the root and sinks below the left of two equal
+    // children.
     EXPECT_EQ(names(namedQueue({ { 9, "x" }, { 5, "l" }, { 5, "r" }, { 1, "e" } })), "xlre");
 }
 

@@ -17,7 +17,7 @@ protected:
 
 using ReadWriteLockQuirk = ReadWriteLockTest;
 
-TEST_F(ReadWriteLockTest, ReadGivesBackWhatTheBlockReturns)
+TEST_F(ReadWriteLockTest, ReadReturnsTheResultOfTheBlock)
 {
     EXPECT_EQ(lock.read([] { return std::string("value"); }), "value");
 
@@ -26,7 +26,7 @@ TEST_F(ReadWriteLockTest, ReadGivesBackWhatTheBlockReturns)
     EXPECT_TRUE(isRead);
 }
 
-TEST_F(ReadWriteLockTest, ReadLetsThroughWhatTheBlockThrows)
+TEST_F(ReadWriteLockTest, ReadThrowsWhatTheBlockThrows)
 {
     try {
         lock.read([]() -> int { throw std::out_of_range("beyond"); });
@@ -57,7 +57,7 @@ TEST_F(ReadWriteLockTest, AReadAfterAWriteSeesItsEffect)
     EXPECT_EQ(lock.read([&] { return value; }), 1);
 }
 
-TEST_F(ReadWriteLockTest, AWriteMayBeAskedForInsideARead)
+TEST_F(ReadWriteLockTest, ABlockOfAReadMayCallWrite)
 {
     int value = 0;
 
@@ -77,7 +77,7 @@ TEST(LockAtomicTest, CopiesInAndOut)
     EXPECT_EQ(guarded.getValue(), "c");
 }
 
-TEST(LockAtomicQuirk, ModifyReadsAndWritesBackInTwoStepsSoThatAnUpdateBetweenThemIsLost)
+TEST(LockAtomicQuirk, ModifyLosesAnUpdateBetweenItsReadAndItsWriteBack)
 {
     lockAtomic<int> guarded(1);
 
@@ -89,7 +89,7 @@ TEST(LockAtomicQuirk, ModifyReadsAndWritesBackInTwoStepsSoThatAnUpdateBetweenThe
     EXPECT_EQ(guarded.getValue(), 2);
 }
 
-TEST(WithCriticalSectionTest, HoldsTheLockWhileTheBlockRunsAndGivesItsResultBack)
+TEST(WithCriticalSectionTest, HoldsTheLockWhileTheBlockRunsAndReturnsItsResult)
 {
     std::mutex lock;
 
@@ -104,7 +104,7 @@ TEST(WithCriticalSectionTest, HoldsTheLockWhileTheBlockRunsAndGivesItsResultBack
     lock.unlock();
 }
 
-TEST(WithCriticalSectionTest, LeavesTheLockOpenWhenTheBlockThrows)
+TEST(WithCriticalSectionTest, ReleasesTheLockWhenTheBlockThrows)
 {
     std::mutex lock;
 

@@ -16,7 +16,7 @@ using testing::Contains;
 using testing::Not;
 using testing::UnorderedElementsAre;
 
-// The library's shared objects hold on to it.
+// Never destroyed, because the library's shared objects still use it.
 SimulatedPlatform& simulated()
 {
     static auto& platform = []() -> SimulatedPlatform& {
@@ -27,12 +27,12 @@ SimulatedPlatform& simulated()
     return platform;
 }
 
-/// Which headers a request carries, and which of them are for the collector's host alone.
+// The headers of a request, and which of them only the collector's host may see.
 class TrackerNetworkHeaderTest : public testing::Test {
 protected:
     TrackerNetworkHeaderTest() { simulated(); }
 
-    /// The one request that a batch with these headers of its channel becomes.
+    // The request of a batch whose channel has these headers.
     static HTTPRequest requestWith(const StringDictionary& channelHeaders)
     {
         TrackerNetwork::post("http://collector.example/", makeBatch({}), channelHeaders, {});
@@ -81,7 +81,7 @@ TEST_F(TrackerNetworkHeaderTest, BlankValueIsSentEmpty)
     EXPECT_EQ(value(requestWith({ { "x-channel", " \r\n" } }), "x-channel"), "");
 }
 
-TEST_F(TrackerNetworkHeaderTest, ValueWithALineBreakOrNULInsideIsLeftOutAndTheRequestGoes)
+TEST_F(TrackerNetworkHeaderTest, ValueWithALineBreakOrNULInsideIsLeftOutAndTheRequestIsSent)
 {
     const HTTPRequest request = requestWith({ { "x-a", "1\r\nB: 2" }, { "x-b", "1\n2" },
         { "x-c", "1\r2" }, { "x-d", std::string("1\0002", 3) }, { "x-e", std::string("1\0", 2) } });
@@ -92,7 +92,7 @@ TEST_F(TrackerNetworkHeaderTest, ValueWithALineBreakOrNULInsideIsLeftOutAndTheRe
     EXPECT_TRUE(value(request, "x-trace-id"));
 }
 
-TEST_F(TrackerNetworkHeaderTest, NameThatIsNoTokenIsLeftOutAndTheRequestGoes)
+TEST_F(TrackerNetworkHeaderTest, NameThatIsNoTokenIsLeftOutAndTheRequestIsSent)
 {
     const HTTPRequest request = requestWith(
         { { "", "1" }, { "a b", "1" }, { "a:", "1" }, { "a\r\nb", "1" }, { "x-ok", "1" } });
@@ -102,7 +102,7 @@ TEST_F(TrackerNetworkHeaderTest, NameThatIsNoTokenIsLeftOutAndTheRequestGoes)
             "x-ok", "clienttype", "versioncode", "system-version", "Content-Type", "x-trace-id"));
 }
 
-TEST_F(TrackerNetworkHeaderTest, IdentifierThatIsLeftOutStillRemovesAChannels)
+TEST_F(TrackerNetworkHeaderTest, IdentifierThatIsLeftOutStillReplacesAChannelsHeader)
 {
     identifyAs("a\nb");
 
@@ -113,7 +113,7 @@ TEST_F(TrackerNetworkHeaderTest, IdentifierThatIsLeftOutStillRemovesAChannels)
     EXPECT_THAT(names(request), Not(Contains("QVX-UUID")));
 }
 
-TEST_F(TrackerNetworkHeaderTest, ChannelHeaderThatIsLeftOutTakesTheAdditionalOneWithIt)
+TEST_F(TrackerNetworkHeaderTest, ChannelHeaderThatIsLeftOutStillReplacesTheAdditionalOne)
 {
     TrackerManager::configHeaders({ { "X-Shared", "all" } });
 

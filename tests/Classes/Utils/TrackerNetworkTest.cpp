@@ -68,7 +68,7 @@ const std::vector<bool> accepted { true };
 const std::vector<bool> refused { false };
 const std::vector<bool> unheard {};
 
-TEST_F(TrackerNetworkTest, SendsAPOSTOfCompactJSONThatMayTakeAMinute)
+TEST_F(TrackerNetworkTest, SendsAPOSTOfCompactJSONWithATimeoutOfAMinute)
 {
     post({ { "b", 1 }, { "a", Array { 1.5, "x" } } });
 
@@ -99,7 +99,7 @@ TEST_F(TrackerNetworkQuirk, SendsTheFixedHeadersInTheirOrder)
         std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")));
 }
 
-TEST_F(TrackerNetworkTest, EveryRequestHasATraceOfItsOwn)
+TEST_F(TrackerNetworkTest, EveryRequestHasANewTraceId)
 {
     post();
     post();
@@ -107,7 +107,7 @@ TEST_F(TrackerNetworkTest, EveryRequestHasATraceOfItsOwn)
     EXPECT_NE(header(0, "x-trace-id"), header(1, "x-trace-id"));
 }
 
-TEST_F(TrackerNetworkTest, FixedHeadersReplaceACallersInAnyCase)
+TEST_F(TrackerNetworkTest, FixedHeadersReplaceACallersInAnyCaseOfLetters)
 {
     post({}, { { "content-type", "text/plain" }, { "X-Trace-ID", "mine" }, { "x-own", "kept" } });
 
@@ -139,7 +139,7 @@ TEST_F(TrackerNetworkTest, AdditionalHeadersReplaceTheEarlierOnes)
     EXPECT_EQ(header(0, "x-two"), "2");
 }
 
-TEST_F(TrackerNetworkTest, AnAbsentIdentifierLeavesItsHeaderOutAndRemovesACallers)
+TEST_F(TrackerNetworkTest, AnAbsentIdentifierRemovesACallersHeader)
 {
     post({}, { { "qvx-uuid", "mine" } });
 
@@ -147,7 +147,7 @@ TEST_F(TrackerNetworkTest, AnAbsentIdentifierLeavesItsHeaderOutAndRemovesACaller
     EXPECT_FALSE(header(0, "qvx-uuid"));
 }
 
-TEST_F(TrackerNetworkTest, TheIdentifierIsAskedForOnceARequest)
+TEST_F(TrackerNetworkTest, TheIdentifierSourceIsCalledOnceARequest)
 {
     int asked = 0;
     manager().setQvxUuid([&] { return std::optional(std::to_string(++asked)); });
@@ -159,7 +159,7 @@ TEST_F(TrackerNetworkTest, TheIdentifierIsAskedForOnceARequest)
     EXPECT_EQ(header(1, "QVX-UUID"), "2");
 }
 
-TEST_F(TrackerNetworkTest, AnEmptySourceOfIdentifiersLeavesTheHeaderOut)
+TEST_F(TrackerNetworkTest, AnEmptyIdentifierSourceLeavesTheHeaderOut)
 {
     answerAll(success());
     TrackerNetwork::shareInstance().setIdentifierSource({});
@@ -180,7 +180,7 @@ TEST_F(TrackerNetworkTest, AHandlerIsNotCalledWhereTheClientThrows)
     EXPECT_EQ(outcomes, unheard);
 }
 
-TEST_F(TrackerNetworkTest, WithoutAVersionTheHeaderIsThereAndEmpty)
+TEST_F(TrackerNetworkTest, WithoutAVersionTheHeaderIsEmpty)
 {
     simulated().bundle().setInfoDictionary({});
     post();
@@ -201,13 +201,13 @@ TEST_F(TrackerNetworkTest, TheVersionIsReadForEachRequest)
     EXPECT_EQ(header(1, "versioncode"), "2.0");
 }
 
-TEST_F(TrackerNetworkDeathTest, ATextThatIsNoAddressStopsTheProcess)
+TEST_F(TrackerNetworkDeathTest, AnInvalidAddressStopsTheProcess)
 {
     EXPECT_DEATH(TrackerNetwork::post("", makeBatch({}), {}, {}), "Fatal error");
     EXPECT_DEATH(TrackerNetwork::post("http://a b/", makeBatch({}), {}, {}), "Fatal error");
 }
 
-TEST_F(TrackerNetworkTest, ATransportErrorIsAFailureWithoutALine)
+TEST_F(TrackerNetworkTest, ATransportErrorIsAFailureWithoutALogLine)
 {
     postAnswered(ScriptedAnswer::error("no route"));
     EXPECT_EQ(outcomes, refused);
@@ -237,7 +237,7 @@ TEST_F(TrackerNetworkTest, AnEmptyAnswerIsNotJSON)
     EXPECT_EQ(log->lines.size(), 1u);
 }
 
-TEST_F(TrackerNetworkQuirk, JSONThatIsNoObjectReachesNobody)
+TEST_F(TrackerNetworkQuirk, AnAnswerThatIsNoObjectReachesNoHandler)
 {
     for (const char* answer : { "[]", R"("ok")", "7", "true", "null", R"([{"success":true}])" })
         postAnswered(ScriptedAnswer::body(answer));
@@ -246,7 +246,7 @@ TEST_F(TrackerNetworkQuirk, JSONThatIsNoObjectReachesNobody)
     EXPECT_TRUE(log->lines.empty());
 }
 
-TEST_F(TrackerNetworkQuirk, SuccessIsAcceptedWhateverItsValueIfItCouldBeABoolean)
+TEST_F(TrackerNetworkQuirk, SuccessThatConvertsToABooleanIsAcceptedWhateverItsValue)
 {
     for (const char* value :
         { "true", "false", "0", "1", "0.0", "1.0", "1e0", "0e5", "-0", "-0.0", "10e-1" }) {
@@ -268,7 +268,7 @@ TEST_F(TrackerNetworkTest, AnAnswerMayHaveAByteOrderMarkOrBeUTF16)
     }
 }
 
-TEST_F(TrackerNetworkTest, SuccessThatCouldNotBeABooleanIsAFailureLoggedAfterTheHandler)
+TEST_F(TrackerNetworkTest, SuccessThatDoesNotConvertToABooleanIsAFailureLoggedAfterTheHandler)
 {
     for (const char* answer : { "{}", R"({"success":2})", R"({"success":-1})", R"({"success":0.5})",
              R"({"success":"true"})", R"({"success":{}})", R"({"success":null})",
@@ -286,13 +286,13 @@ TEST_F(TrackerNetworkTest, SuccessThatCouldNotBeABooleanIsAFailureLoggedAfterThe
     }
 }
 
-TEST_F(TrackerNetworkQuirk, TheStatusIsNotLookedAt)
+TEST_F(TrackerNetworkQuirk, TheStatusDoesNotMatter)
 {
     postAnswered(ScriptedAnswer::body(R"({"success":true})", 500));
     EXPECT_EQ(outcomes, accepted);
 }
 
-TEST_F(TrackerNetworkQuirk, ABatchThatCannotBeEncodedReachesNobody)
+TEST_F(TrackerNetworkQuirk, ABatchThatCannotBeEncodedReachesNoHandler)
 {
     post({ { "x", std::numeric_limits<double>::infinity() } });
 
@@ -301,7 +301,7 @@ TEST_F(TrackerNetworkQuirk, ABatchThatCannotBeEncodedReachesNobody)
     EXPECT_TRUE(log->lines.empty());
 }
 
-TEST_F(TrackerNetworkTest, NoBatchReachesNobody)
+TEST_F(TrackerNetworkTest, ANullBatchReachesNoHandler)
 {
     bool isHeard = false;
 

@@ -53,7 +53,7 @@ TEST_F(TrackerTimerTest, AnIntervalGivenOnceIsKept)
     EXPECT_EQ(ticks, 1);
 }
 
-TEST_F(TrackerTimerTest, ASecondStartLeavesOneHandlerAndCountsAfresh)
+TEST_F(TrackerTimerTest, ASecondStartReplacesTheHandlerAndBeginsTheInterval)
 {
     int others = 0;
     timer.start({}, [&] { ++ticks; });
@@ -66,13 +66,13 @@ TEST_F(TrackerTimerTest, ASecondStartLeavesOneHandlerAndCountsAfresh)
 
     EXPECT_EQ(ticks, 0);
     EXPECT_EQ(others, 1);
-    // Resumed once: one suspend is enough to stop it.
+    // The source was resumed only once: one suspend stops it.
     timer.suspend();
     pass(600s);
     EXPECT_EQ(others, 1);
 }
 
-TEST_F(TrackerTimerTest, NothingTicksWhileSuspendedAndAtMostOneMissedTickComesAfter)
+TEST_F(TrackerTimerTest, ASuspendedTimerDoesNotTickAndResumesWithAtMostOneMissedTick)
 {
     timer.start({}, [&] { ++ticks; });
     timer.suspend();
@@ -90,7 +90,7 @@ TEST_F(TrackerTimerTest, NothingTicksWhileSuspendedAndAtMostOneMissedTickComesAf
     EXPECT_EQ(ticks, missed + 1);
 }
 
-TEST_F(TrackerTimerTest, SuspendingAndResumingTwiceIsAsGoodAsOnce)
+TEST_F(TrackerTimerTest, SuspendingAndResumingTwiceIsTheSameAsOnce)
 {
     timer.start({}, [&] { ++ticks; });
 
@@ -115,7 +115,7 @@ TEST_F(TrackerTimerQuirk, FailuresAreNotCountedAndChangeNoInterval)
     EXPECT_EQ(manager().trackerTimer().postInterval(), 60);
 }
 
-TEST_F(TrackerTimerTest, AHandlerThatGoesMayCallTheTimer)
+TEST_F(TrackerTimerTest, AHandlerMayCallTheTimerWhileItIsDestroyed)
 {
     const auto onceGone = [this](void*) { timer.suspend(); };
     timer.start({}, [held = std::shared_ptr<void>(nullptr, onceGone)] {});
@@ -149,7 +149,7 @@ TEST_F(TrackerTimerTest, AnIntervalOfZeroOrLessIsKeptAndTicksWhenTheClockStops)
     }
 }
 
-TEST_F(TrackerTimerTest, AnIntervalThatNoClockReachesIsTaken)
+TEST_F(TrackerTimerTest, AnIntervalLongerThanAnyClockIsAccepted)
 {
     timer.start(std::numeric_limits<std::int64_t>::max(), [&] { ++ticks; });
 
