@@ -30,8 +30,8 @@ struct Link {
 };
 
 // A screen may link to itself (`self`) in the line that makes it.
-Link linkIn(const Arguments& arguments, std::string_view name, const ScriptedScreenHierarchy& screens,
-    const std::string* self)
+Link linkIn(const Arguments& arguments, std::string_view name,
+    const ScriptedScreenHierarchy& screens, const std::string* self)
 {
     if (!arguments.has(name))
         return {};
