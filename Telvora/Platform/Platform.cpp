@@ -5,7 +5,7 @@
 #include <atomic>
 
 // The core links without it; its address is null then.
-extern "C" [[gnu::weak]] telvora::Platform* telvora_defaultPlatform();
+#pragma weak telvoraDefaultPlatform
 
 namespace telvora {
 
@@ -27,12 +27,12 @@ Platform& platform()
 {
     if (Platform* set = s_platform.load(std::memory_order_acquire))
         return *set;
-    if (!telvora_defaultPlatform) {
+    if (!telvoraDefaultPlatform) {
         fatal("No platform is installed: link Telvora::telvora, or call installPlatform() first",
             "Platform");
     }
     Platform* none = nullptr;
-    Platform* byDefault = telvora_defaultPlatform();
+    Platform* byDefault = telvoraDefaultPlatform();
     return s_platform.compare_exchange_strong(none, byDefault) ? *byDefault : *none;
 }
 

@@ -50,4 +50,4 @@ TELVORA_EXPORT Platform& platform();
 
 /// The default set. The library of a system defines it, as telvora_linux does. A program that links
 /// the core alone has none.
-extern "C" TELVORA_EXPORT telvora::Platform* telvora_defaultPlatform();
+extern "C" TELVORA_EXPORT telvora::Platform* telvoraDefaultPlatform();

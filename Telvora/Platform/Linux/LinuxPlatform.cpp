@@ -125,7 +125,7 @@ HostTelephony& LinuxPlatform::telephony()
 
 } // namespace telvora
 
-telvora::Platform* telvora_defaultPlatform()
+telvora::Platform* telvoraDefaultPlatform()
 {
     // Never destroyed: threads of the library may still be at work when the process ends.
     static constinit telvora::detail::Lazy<telvora::LinuxPlatform> platform;
