@@ -60,8 +60,10 @@ TEST(LinuxThreadTest, AnExceptionEndsTheThreadAlone)
         ~AtEnd() { promise->set_value(); }
     };
 
-    EXPECT_TRUE(startDetachedThread("telvora-test",
-        [atEnd = std::make_shared<AtEnd>(promise)] { throw std::runtime_error("x"); }));
+    EXPECT_TRUE(startDetachedThread(
+        "telvora-test", [atEnd = std::shared_ptr<AtEnd>(new AtEnd { promise })] {
+            throw std::runtime_error("x");
+        }));
 
     isOver.get();
 }
