@@ -20,7 +20,7 @@ public:
         return *std::launder(static_cast<Work*>(memory));
     }
 
-    /// In the list or in the store.
+    // The link of the list or of the store.
     BlockChunk* next = nullptr;
 
 private:
@@ -60,7 +60,7 @@ BlockChunk* BlockChunkStore::take()
 void BlockChunkStore::giveBack(BlockChunk* chunk) noexcept
 {
     if (isForkedChild())
-        return; // A thread that is not here may hold the lock.
+        return; // The lock may be held by a thread that does not exist in the child.
     {
         const BriefLockHolder lock(m_lock);
         if (m_count < mostChunksStored) {
@@ -98,7 +98,7 @@ void BlockList::append(FunctionRef<void(Work&)> make)
     m_appended.store(m_appended.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
-// Whoever removes finds the chunk once a block in it has been counted.
+// The removing thread reads the chunk only after a block in it was counted in m_appended.
 void BlockList::addChunk()
 {
     BlockChunk* const chunk = m_store.take();
@@ -115,7 +115,7 @@ Work& BlockList::first()
     if (!m_front.chunk) {
         m_front = { m_beginning.load(std::memory_order_relaxed), 0 };
     } else if (m_front.index == BlockChunk::capacity) {
-        // There is a block behind this chunk, so who appends has left it.
+        // A block follows in the next chunk, so the appending thread no longer uses this one.
         BlockChunk* const used = std::exchange(m_front.chunk, m_front.chunk->next);
         m_front.index = 0;
         m_store.giveBack(used);
@@ -132,7 +132,7 @@ void BlockList::removeFirst()
 
 void BlockList::giveMemoryBack()
 {
-    // Without a block there is one chunk at most, or a used one that first() has not left yet.
+    // An empty list has at most two chunks: a used one that first() has not returned, and the last.
     BlockChunk* chunk = m_front.chunk ? m_front.chunk : m_end.chunk;
     while (chunk)
         m_store.giveBack(std::exchange(chunk, chunk->next));

@@ -9,12 +9,12 @@
 
 namespace telvora::detail {
 
-/// A piece of a block list's memory: room for some 170 blocks that are built, run and destroyed
-/// where they are. One allocation for so many, and no block is ever moved.
+/// A piece of a block list's memory, with room for some 170 blocks. Blocks are built, run and
+/// destroyed in place and never move.
 class BlockChunk;
 
-/// Chunks that no list uses at the moment, at most a megabyte of them: a long backlog gives its
-/// memory back to the system when it is gone.
+/// Unused chunks, at most a megabyte of them. Chunks beyond that are freed, so the memory of a long
+/// backlog returns to the system once its blocks have run.
 ///
 /// Threads: any.
 class BlockChunkStore {
@@ -25,7 +25,7 @@ public:
     BlockChunkStore(const BlockChunkStore&) = delete;
     BlockChunkStore& operator=(const BlockChunkStore&) = delete;
 
-    /// Throws std::bad_alloc where there is none in store and none to be had.
+    /// A stored chunk or a new one. Throws std::bad_alloc.
     BlockChunk* take() TELVORA_EXCLUDES(m_lock);
     void giveBack(BlockChunk* chunk) noexcept TELVORA_EXCLUDES(m_lock);
 
@@ -39,10 +39,11 @@ private:
 
 /// The blocks of one queue in the order of their submission.
 ///
-/// Threads: one appends and one removes at a time; who appends need not know of who removes. The
-/// two meet in appendedCount(): it is raised, with release, after a block and the way to it are
-/// complete; who removes reads it, with acquire, before it goes to the block. In the other
-/// direction removedCount() says that a block has run and is destroyed.
+/// Threads: at most one thread appends and at most one removes at a time; the two need no common
+/// lock. append() stores m_appended with release after the block and the links to it are written.
+/// The removing thread reads appendedCount() with acquire before it uses the block, so it sees
+/// them. removeFirst() stores m_removed with release after the block is destroyed; a thread that
+/// reads removedCount() with acquire sees all that the block did.
 class BlockList {
 public:
     /// `store` must outlive the list.
@@ -56,8 +57,8 @@ public:
     BlockList(const BlockList&) = delete;
     BlockList& operator=(const BlockList&) = delete;
 
-    /// Calls `make` with an empty block at the end of the list. What `make` throws reaches the
-    /// caller, as does std::bad_alloc; nothing is appended then.
+    /// Calls `make` with an empty block at the end of the list. Throws std::bad_alloc and whatever
+    /// `make` throws; nothing is appended then.
     void append(FunctionRef<void(Work&)> make);
 
     bool isEmpty() const { return removedCount() == appendedCount(); }
@@ -68,15 +69,15 @@ public:
     /// Destroys the oldest block. Requires: first() was called for it.
     void removeFirst();
 
-    /// Gives the memory back while there is nothing to keep in it. Neither who appends nor who
-    /// removes may be at work. Requires: isEmpty().
+    /// Returns all memory to the store. Requires: isEmpty(), and no other thread appends or removes
+    /// meanwhile.
     void giveMemoryBack();
 
     std::uint64_t appendedCount() const { return m_appended.load(std::memory_order_acquire); }
     std::uint64_t removedCount() const { return m_removed.load(std::memory_order_acquire); }
 
 private:
-    /// A place in the list: a chunk and how many of its blocks lie before.
+    // A position in the list: a chunk and an index in it.
     struct Place {
         BlockChunk* chunk = nullptr;
         std::size_t index = 0;
@@ -85,14 +86,14 @@ private:
     void addChunk();
 
     BlockChunkStore& m_store;
-    /// The chunk with which a list without memory began; set by who appends, taken by who removes.
+    // The first chunk of a list that had no memory. Set by append(), read by first().
     std::atomic<BlockChunk*> m_beginning { nullptr };
 
-    /// Where the next block is built. Who appends.
+    // Where the next block is built. Used by the appending thread.
     Place m_end;
     std::atomic<std::uint64_t> m_appended { 0 };
 
-    /// The oldest block, on a cache line away from those who append. Who removes.
+    // The oldest block, on another cache line than m_end. Used by the removing thread.
     alignas(64) Place m_front;
     std::atomic<std::uint64_t> m_removed { 0 };
 };

@@ -5,10 +5,10 @@ namespace telvora::detail {
 namespace {
 
 // About a microsecond.
-constexpr int looksBeforeSleep = 150;
+constexpr int triesBeforeSleep = 150;
 
-// Tells the processor that this thread only waits, so that it leaves room to the other one on its
-// core. Elsewhere the looks are merely closer together.
+// Tells the processor that this thread only waits, so that the other thread on the same core runs
+// faster. Does nothing on other processors.
 void pauseProcessor()
 {
 #if defined(__x86_64__) || defined(__i386__)
@@ -22,7 +22,7 @@ void pauseProcessor()
 
 void BriefLock::lockSlowly()
 {
-    for (int look = 0; look < looksBeforeSleep; ++look) {
+    for (int attempt = 0; attempt < triesBeforeSleep; ++attempt) {
         pauseProcessor();
         std::uint32_t expected = isFree;
         if (m_state.load(std::memory_order_relaxed) == isFree
@@ -30,8 +30,8 @@ void BriefLock::lockSlowly()
                 expected, isTaken, std::memory_order_acquire, std::memory_order_relaxed))
             return;
     }
-    // From here on the state says that somebody may be asleep, also when this thread gets the lock:
-    // it does not know whether others sleep.
+    // From here on the state stays `isAwaited`, also when this thread gets the lock: it does not
+    // know whether other threads sleep.
     while (m_state.exchange(isAwaited, std::memory_order_acquire) != isFree)
         m_state.wait(isAwaited, std::memory_order_relaxed);
 }

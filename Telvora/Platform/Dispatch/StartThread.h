@@ -4,14 +4,14 @@
 
 namespace telvora {
 
-/// How the system starts a thread of ours: detached, with every signal blocked, under `name` (at
-/// most 15 letters), which process monitors show. What `body` throws ends the thread and nothing
-/// else. Calls detail::noteUse() first.
+/// Starts a thread of the library: detached, with every signal blocked. Process monitors show
+/// `name`, of at most 15 letters. An exception that leaves `body` ends the thread and nothing else.
+/// Calls detail::noteUse() first. Used by ThreadedDispatch and CurlHTTPClient.
 ///
-/// Failure: false when the system has no thread to give; `body` is then destroyed and did not run.
+/// Failure: false when the system refuses the thread; `body` is then destroyed without a call.
 ///
-/// Deliberate: detached. Such a thread is still at work when the process ends and must touch
-/// nothing that is destroyed then.
+/// Deliberate: detached. Such a thread may still run while the process ends, so it must not use
+/// anything that is destroyed then.
 using StartThread = bool (*)(const char* name, Work body);
 
 } // namespace telvora

@@ -11,7 +11,7 @@ namespace telvora {
 
 namespace {
 
-/// Waits for its time and then goes to the pool.
+// A deadline that posts its block to the pool.
 class DelayedBlock final : public detail::Deadline,
                            public detail::Job,
                            public std::enable_shared_from_this<DelayedBlock> {
@@ -22,7 +22,7 @@ public:
     {
     }
 
-    void come() noexcept override
+    void expire() noexcept override
     {
         m_self = shared_from_this();
         m_pool->post(*this);
@@ -34,7 +34,7 @@ public:
         try {
             m_block();
         } catch (...) {
-            // Nobody waits for the block, so nobody can be told.
+            // No caller waits for the block, so the exception has no receiver.
         }
     }
 

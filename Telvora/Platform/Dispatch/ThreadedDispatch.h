@@ -16,27 +16,27 @@ struct DispatchShare;
 class TimerThread;
 } // namespace detail
 
-/// Queues, timers and delays on threads of the library's own: a pool that starts with the first
-/// block and shrinks when idle, and one thread that waits for deadlines. A process that submits
-/// nothing has no wakeups but its timers'. Standard C++ but for the way a thread is started, which
-/// the system's platform supplies.
+/// Queues, timers and delays on the library's own threads: a pool that starts with the first block
+/// and shrinks when idle, and one thread that waits for deadlines. In a process that submits
+/// nothing only timers wake a thread. Written in standard C++; the system's platform supplies the
+/// function that starts a thread.
 ///
-/// Life: queues and timers may outlive the dispatch that made them. What is under way when the
-/// process ends is abandoned; nothing waits for it.
+/// Life: queues and timers may outlive the dispatch that made them. Blocks that wait or run when
+/// the process ends are abandoned; the process does not wait for them.
 ///
 /// Threads: every operation from any thread.
 ///
-/// Failure: where the system refuses a thread, asynchronous blocks wait until the next one is
-/// submitted; synchronous blocks run all the same, on their caller's thread.
+/// Failure: when the system refuses a thread, asynchronous blocks wait until the next one is
+/// submitted, which tries again. Synchronous blocks run on their caller's thread as always.
 ///
 /// Deliberate: in a forked child asynchronous blocks and ticks are dropped, and synchronous blocks
 /// run at once.
 class TELVORA_EXPORT ThreadedDispatch : public Dispatch {
 public:
-    /// Has the host's main thread run a block, soon and without running it in the call.
+    /// Queues a block for the host's main thread. Must not run it within the call.
     using MainExecutor = std::function<void(Work)>;
 
-    /// Without `mainExecutor` the pool stands in for the main thread.
+    /// Without `mainExecutor`, blocks for the main thread run on the pool.
     explicit ThreadedDispatch(StartThread startThread, MainExecutor mainExecutor = {});
     ~ThreadedDispatch() override;
 
@@ -49,8 +49,8 @@ public:
     void mainAsync(Work block) override;
 
     /// Waits until no asynchronous block waits or runs on any queue; false when `deadline` came
-    /// first. Delays and ticks that are not due yet do not count, nor do blocks handed to the main
-    /// thread. Not to be called from a block.
+    /// first. Ignores delayed blocks and ticks that are not due yet, and blocks for the main
+    /// thread. Must not be called from a block.
     bool waitUntilIdle(std::chrono::steady_clock::time_point deadline);
 
 private:

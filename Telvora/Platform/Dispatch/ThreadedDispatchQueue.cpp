@@ -9,10 +9,10 @@ namespace telvora::detail {
 
 namespace {
 
-// Blocks that a worker runs before it looks after other queues.
+// Blocks that a worker runs before it takes another job.
 constexpr unsigned mostBlocksInARow = 256;
 
-// A worker that runs fewer blocks than that has caught up with those who submit.
+// A worker that found fewer blocks than this is as fast as the submitting threads.
 constexpr unsigned fewBlocks = 64;
 
 } // namespace
@@ -26,16 +26,16 @@ QueueCore::QueueCore(std::shared_ptr<DispatchShare> share, std::string label)
 
 void QueueCore::submit(FunctionRef<void(Work&)> make)
 {
-    bool isTicketDue = false;
+    bool isToSchedule = false;
     {
         const BriefLockHolder lock(m_lock);
         m_list.append(make);
-        if (!m_ticketHolder) {
-            m_ticketHolder = shared_from_this();
-            isTicketDue = true;
+        if (!m_scheduledSelf) {
+            m_scheduledSelf = shared_from_this();
+            isToSchedule = true;
         }
     }
-    if (isTicketDue)
+    if (isToSchedule)
         m_share->pool->post(*this);
 }
 
@@ -47,7 +47,7 @@ void QueueCore::runShared(FunctionRef<void()> block)
         runUpTo(submittedBefore);
     }
     if (isForkedChild()) {
-        block(); // One of those blocks forked.
+        block(); // One of the earlier blocks forked, and this is the child.
         return;
     }
     const SharedTurn turn(m_turn);
@@ -65,7 +65,7 @@ void QueueCore::runAlone(FunctionRef<void()> block)
 void QueueCore::finish()
 {
     if (m_turn.isOwn())
-        return; // What is left runs after the block that asks, which the ticket sees to.
+        return; // The remaining blocks run after the calling block: the queue is still scheduled.
     while (!m_list.isEmpty() && !isForkedChild()) {
         const AloneTurn turn(m_turn);
         runUpTo(m_list.appendedCount());
@@ -75,29 +75,29 @@ void QueueCore::finish()
 void QueueCore::run() noexcept
 {
     unsigned blocksRun = 0;
-    // Goes after the turn: it may be the last to hold the queue.
-    std::shared_ptr<QueueCore> keptTicket;
-    // A thread that waits for the turn runs what is due itself; it goes first.
+    // Declared before the turn: it may be the last owner of this queue, and so of the turn.
+    std::shared_ptr<QueueCore> unscheduled;
+    // A thread that waits for the turn runs the waiting blocks itself, so it goes first.
     if (!m_turn.isAwaited()) {
         const AloneTurn turn(m_turn);
         blocksRun = runSome();
         if (isForkedChild())
             return;
         if (blocksRun == 0)
-            keptTicket = keepTicketAtRest();
+            unscheduled = unscheduleIfEmpty();
     }
-    if (keptTicket)
+    if (unscheduled)
         return;
     if (blocksRun < fewBlocks)
-        m_share->pool->postAfterNap(*this);
+        m_share->pool->postDelayed(*this);
     else
         m_share->pool->post(*this);
 }
 
 unsigned QueueCore::runSome()
 {
-    // Only those that wait now. Following those who submit block by block would have both fight
-    // over the same memory.
+    // Not the blocks that arrive meanwhile: the running and the submitting threads would compete
+    // for the same cache lines.
     const std::uint64_t waiting = m_list.appendedCount() - m_list.removedCount();
     const auto most = static_cast<unsigned>(std::min<std::uint64_t>(waiting, mostBlocksInARow));
     unsigned blocksRun = 0;
@@ -122,19 +122,19 @@ void QueueCore::runFirst()
     try {
         block();
     } catch (...) {
-        // Nobody waits for the block, so nobody can be told.
+        // No caller waits for the block, so the exception has no receiver.
     }
     if (!isForkedChild())
         m_list.removeFirst();
 }
 
-std::shared_ptr<QueueCore> QueueCore::keepTicketAtRest()
+std::shared_ptr<QueueCore> QueueCore::unscheduleIfEmpty()
 {
     const BriefLockHolder lock(m_lock);
     if (!m_list.isEmpty())
         return nullptr;
     m_list.giveMemoryBack();
-    return std::exchange(m_ticketHolder, nullptr);
+    return std::exchange(m_scheduledSelf, nullptr);
 }
 
 ThreadedDispatchQueue::ThreadedDispatchQueue(

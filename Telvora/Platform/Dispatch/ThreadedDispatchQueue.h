@@ -12,7 +12,7 @@
 
 namespace telvora::detail {
 
-/// What the queues of one dispatch have in common.
+/// What the queues of one dispatch share.
 struct DispatchShare {
     explicit DispatchShare(StartThread startThread)
         : pool(std::make_shared<WorkerPool>(startThread))
@@ -23,24 +23,24 @@ struct DispatchShare {
     const std::shared_ptr<WorkerPool> pool;
 };
 
-/// The queue proper: a list of blocks, a lock for those who append to it, and a turn for those who
-/// run it.
+/// The implementation of a queue: a list of blocks, a lock for appending to it, and a turn for
+/// running its blocks. The library holds it through a ThreadedDispatchQueue.
 ///
-/// While blocks are unfinished, exactly one ticket of the queue is with the pool. The worker that
-/// redeems it takes the turn alone and runs blocks, up to a number and as long as nobody else waits
-/// for the turn; then it hands the ticket in again. After few blocks that is a nap later, so that
-/// more blocks gather and their submitters wake nobody. A redemption that finds nothing keeps the
-/// ticket; the next submission sends it anew.
+/// While the list has blocks, the queue is scheduled: it is one job of the pool. The worker that
+/// runs the job takes the turn alone and runs blocks, up to a limit and while no other thread waits
+/// for the turn. Then it posts the job again; after few blocks with a delay, so that more blocks
+/// gather and their submission wakes no thread. When the worker finds no block, the queue is no
+/// longer scheduled, and the next submission schedules it again.
 ///
-/// A synchronous block first sees to it that every block submitted before it has run, on the
-/// calling thread if need be; then the caller takes the turn and runs its own block, always on its
-/// own thread. Two things that nothing orders may overtake one another.
+/// The caller of a synchronous block first takes the turn and runs all blocks that were submitted
+/// before it and have not run yet. Then it runs its own block, always on its own thread. The order
+/// of two submissions is fixed only if one has returned before the other begins.
 ///
-/// Invariants: the list is appended to with the lock held and taken from with the turn held alone.
-/// Nobody waits for the turn while holding the lock, and no queue's lock is held when the pool's is
-/// taken.
+/// Invariants: blocks are appended with the lock held and removed with the turn held alone. No
+/// thread waits for the turn while it holds the lock, or takes the pool's lock while it holds a
+/// queue's.
 ///
-/// Life: shared by the queue that the library holds and, while the ticket is out, by the ticket.
+/// Life: shared by the ThreadedDispatchQueue and, while scheduled, by the queue itself.
 class QueueCore final : public Job, public std::enable_shared_from_this<QueueCore> {
 public:
     QueueCore(std::shared_ptr<DispatchShare> share, std::string label);
@@ -49,27 +49,28 @@ public:
     void runShared(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
     void runAlone(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
 
-    /// Waits until nothing is left to run, unless it is a block of this queue that asks.
+    /// Waits until all blocks have run. Called from a block of this queue, it returns at once.
     void finish() TELVORA_EXCLUDES(m_lock, m_turn);
 
-    /// Redeems the ticket.
+    /// The pool's job: runs blocks.
     void run() noexcept override TELVORA_EXCLUDES(m_lock, m_turn);
 
 private:
-    /// Runs blocks until `last` of all that were ever submitted have run.
+    // Runs blocks until m_list.removedCount() is `last`.
     void runUpTo(std::uint64_t last) TELVORA_REQUIRES(m_turn);
     void runFirst() TELVORA_REQUIRES(m_turn);
-    /// How many blocks it has run: what waits when it begins, up to a number.
+    // Runs the blocks that wait now, up to a limit. Returns how many it ran.
     unsigned runSome() TELVORA_REQUIRES(m_turn);
-    /// The queue's own hold on itself if it is at rest and the ticket is kept.
-    std::shared_ptr<QueueCore> keepTicketAtRest() TELVORA_REQUIRES(m_turn) TELVORA_EXCLUDES(m_lock);
+    // Ends the scheduling if the list is empty and returns m_scheduledSelf then, else null.
+    std::shared_ptr<QueueCore> unscheduleIfEmpty() TELVORA_REQUIRES(m_turn)
+        TELVORA_EXCLUDES(m_lock);
 
     const std::shared_ptr<DispatchShare> m_share;
     Turn m_turn;
-    // What submitting touches begins a cache line.
+    // What submit() writes begins a cache line of its own.
     alignas(64) BriefLock m_lock;
-    /// Set while the ticket is with the pool.
-    std::shared_ptr<QueueCore> m_ticketHolder TELVORA_GUARDED_BY(m_lock);
+    // Keeps the queue alive while it is scheduled; null otherwise.
+    std::shared_ptr<QueueCore> m_scheduledSelf TELVORA_GUARDED_BY(m_lock);
     BlockList m_list;
 };
 

@@ -19,8 +19,8 @@ constexpr nanoseconds shortestInterval = std::chrono::milliseconds(1);
 
 } // namespace
 
-/// Where the next tick is: nowhere (suspended, or without a schedule), armed in the timer thread,
-/// or under way on the pool, the handler's run included.
+// The state of the next tick: none (suspended, or without a schedule), armed in the timer thread,
+// or under way on the pool until the handler has returned.
 class ThreadedTimerSource::State final : public Deadline,
                                          public Job,
                                          public std::enable_shared_from_this<State> {
@@ -38,14 +38,14 @@ public:
         const MutexLock lock(m_lock);
         m_interval = std::max(interval, shortestInterval);
         m_next = steadyTimeAfter(m_interval);
-        m_isOwed = false;
+        m_isTickMissed = false;
         ++m_schedule;
         rearm();
     }
 
     void setHandler(std::function<void()> handler) TELVORA_EXCLUDES(m_lock)
     {
-        // Before the lock, so that the old one goes after it.
+        // Declared before the lock, so the old handler is destroyed after the lock is released.
         Handler shared = std::make_shared<const std::function<void()>>(std::move(handler));
         const MutexLock lock(m_lock);
         m_handler.swap(shared);
@@ -67,10 +67,10 @@ public:
         rearm();
     }
 
-    /// No tick begins after it, and unless it is the handler that calls it, none is running.
+    /// Waits for a running handler, unless that handler calls it. No tick begins afterwards.
     void cancel() TELVORA_EXCLUDES(m_lock)
     {
-        Handler handler; // Goes after the lock.
+        Handler handler; // Destroyed after the lock is released.
         const MutexLock lock(m_lock);
         m_isCancelled = true;
         rearm();
@@ -83,11 +83,11 @@ public:
     }
 
     /// The deadline.
-    void come() noexcept override TELVORA_EXCLUDES(m_lock)
+    void expire() noexcept override TELVORA_EXCLUDES(m_lock)
     {
         const MutexLock lock(m_lock);
         const SteadyTime now = std::chrono::steady_clock::now();
-        // Otherwise it was disarmed too late to be stopped on its way.
+        // If not, disarm() came after the timer thread had already taken the deadline.
         if (!m_isArmed || m_next > now)
             return;
         m_isArmed = false;
@@ -103,7 +103,7 @@ public:
                 if (*handler)
                     (*handler)();
             } catch (...) {
-                // Nobody waits for a tick, so nobody can be told.
+                // No caller waits for a tick, so the exception has no receiver.
             }
         }
         if (isForkedChild())
@@ -126,7 +126,7 @@ private:
         if (m_isUnderWay || m_isCancelled || m_suspensions > 0 || m_schedule == 0)
             return;
         const SteadyTime now = std::chrono::steady_clock::now();
-        if (m_isOwed || m_next <= now) {
+        if (m_isTickMissed || m_next <= now) {
             sendTick(now);
         } else {
             m_isArmed = true;
@@ -134,10 +134,10 @@ private:
         }
     }
 
-    /// One tick for all deadlines up to now; the next deadline keeps the step.
+    // One tick for all deadlines up to now. The next deadline is a whole number of intervals later.
     void sendTick(SteadyTime now) TELVORA_REQUIRES(m_lock)
     {
-        m_isOwed = false;
+        m_isTickMissed = false;
         if (m_next <= now)
             m_next += ((now - m_next) / m_interval + 1) * m_interval;
         m_isUnderWay = true;
@@ -152,14 +152,14 @@ private:
         return std::move(m_tick);
     }
 
-    /// Null when the tick is not to be.
+    // Null when the handler must not run.
     Handler beginHandler() TELVORA_EXCLUDES(m_lock)
     {
         const MutexLock lock(m_lock);
         if (m_isCancelled || m_scheduleOfTick != m_schedule || !m_handler)
             return nullptr;
         if (m_suspensions > 0) {
-            m_isOwed = true;
+            m_isTickMissed = true;
             return nullptr;
         }
         m_runner = std::this_thread::get_id();
@@ -174,20 +174,20 @@ private:
     Handler m_handler TELVORA_GUARDED_BY(m_lock);
     nanoseconds m_interval TELVORA_GUARDED_BY(m_lock) = shortestInterval;
     SteadyTime m_next TELVORA_GUARDED_BY(m_lock);
-    /// Counts schedules; a tick of an earlier one is dropped.
+    // The number of schedule() calls; a tick of an earlier schedule is dropped.
     std::uint64_t m_schedule TELVORA_GUARDED_BY(m_lock) = 0;
     std::uint64_t m_suspensions TELVORA_GUARDED_BY(m_lock) = 1;
     bool m_isArmed TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isUnderWay TELVORA_GUARDED_BY(m_lock) = false;
-    /// The tick's hold on the timer, while it waits in the pool.
+    // Keeps the timer alive while the tick waits in the pool.
     std::shared_ptr<State> m_tick TELVORA_GUARDED_BY(m_lock);
     std::uint64_t m_scheduleOfTick TELVORA_GUARDED_BY(m_lock) = 0;
-    /// A tick was sent and found the source suspended.
-    bool m_isOwed TELVORA_GUARDED_BY(m_lock) = false;
+    // A tick found the source suspended; it is sent after resume().
+    bool m_isTickMissed TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isCancelled TELVORA_GUARDED_BY(m_lock) = false;
-    /// Somebody waits for the end of the handler.
+    // cancel() waits for the end of the handler.
     bool m_isAwaited TELVORA_GUARDED_BY(m_lock) = false;
-    /// The thread inside the handler.
+    // The thread that runs the handler.
     std::thread::id m_runner TELVORA_GUARDED_BY(m_lock);
 };
 

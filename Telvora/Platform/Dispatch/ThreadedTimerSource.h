@@ -11,8 +11,8 @@ namespace telvora::detail {
 /// A timer of ThreadedDispatch. Its next deadline waits in the TimerThread; its ticks run on the
 /// pool.
 ///
-/// Deliberate: an interval of less than a millisecond ticks once a millisecond. Nothing shorter is
-/// of use to anybody, and an interval of 0 would keep a processor busy.
+/// Deliberate: an interval of less than a millisecond ticks once a millisecond. The library needs
+/// nothing shorter, and an interval of 0 would keep a processor busy.
 class ThreadedTimerSource final : public TimerSource {
 public:
     ThreadedTimerSource(std::shared_ptr<TimerThread> timers, std::shared_ptr<WorkerPool> pool);
@@ -29,7 +29,7 @@ public:
 private:
     class State;
 
-    /// Shared with the deadline and the tick that are under way.
+    // Shared with the armed deadline and the tick that is under way.
     const std::shared_ptr<State> m_state;
 };
 

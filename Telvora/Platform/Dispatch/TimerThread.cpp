@@ -33,7 +33,7 @@ void TimerThread::arm(std::shared_ptr<Deadline> deadline, SteadyTime time)
         *place = std::move(deadline);
 
         isThreadMissing = !std::exchange(m_isRunning, true);
-        // The thread itself looks at the list before it sleeps.
+        // The timer thread looks at the list before it sleeps, so it need not wake itself.
         isThreadToWake = place == &m_first && m_thread != std::this_thread::get_id();
     }
     if (isThreadMissing) {
@@ -50,7 +50,7 @@ void TimerThread::disarm(const Deadline& deadline)
 {
     if (isForkedChild())
         return;
-    std::shared_ptr<Deadline> removed; // Goes after the lock.
+    std::shared_ptr<Deadline> removed; // Destroyed after the lock is released.
     const MutexLock lock(m_lock);
     std::shared_ptr<Deadline>* place = &m_first;
     while (*place && place->get() != &deadline)
@@ -79,14 +79,14 @@ void TimerThread::run()
         m_thread = std::this_thread::get_id();
     }
     while (const auto due = nextDue())
-        due->come();
+        due->expire();
 }
 
 std::shared_ptr<Deadline> TimerThread::nextDue()
 {
     const MutexLock lock(m_lock);
     for (;;) {
-        // A copy, since the wait reads it again when the lock is free.
+        // A copy, because the wait reads it again after it has released the lock.
         const SteadyTime earliest = m_first ? m_first->m_time : SteadyTime::max();
         if (m_first && earliest <= std::chrono::steady_clock::now()) {
             auto due = std::move(m_first);

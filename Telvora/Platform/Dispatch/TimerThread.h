@@ -12,16 +12,16 @@ namespace telvora::detail {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-/// `delay` from now; the last instant that the clock can express where that is later.
+/// The time `delay` from now, at most the latest time that the clock can express.
 SteadyTime steadyTimeAfter(std::chrono::nanoseconds delay);
 
-/// Something that is due at a time. Carries its own place in the timer thread's list, so that
-/// arming it needs no memory and cannot fail.
+/// Something that happens at a time. It contains the link of the timer thread's list, so arming it
+/// needs no memory and cannot fail.
 struct Deadline {
     virtual ~Deadline() = default;
 
-    /// Called on the timer thread, which it must not hold up.
-    virtual void come() noexcept = 0;
+    /// Called on the timer thread at the deadline. Must return quickly.
+    virtual void expire() noexcept = 0;
 
 private:
     friend class TimerThread;
@@ -30,35 +30,36 @@ private:
     std::shared_ptr<Deadline> m_next;
 };
 
-/// One thread, "telvora-timer", that sleeps until the earliest of all deadlines and tells those
-/// that have come. There are a handful at a time, so they are a sorted list.
+/// One thread, "telvora-timer", that sleeps until the earliest deadline and calls expire() on each
+/// deadline whose time has come. There are only a few at a time, so a sorted list holds them.
 ///
 /// Life: shared by the dispatch, its timers and the thread, which starts with the first deadline
 /// and ends after retire(), once no deadline is left.
 /// Threads: every operation from any thread. In a forked child deadlines are dropped.
-/// Failure: where the system refuses the thread, the next deadline tries again.
+/// Failure: when the system refuses the thread, the next arm() tries to start it again.
 class TimerThread : public std::enable_shared_from_this<TimerThread> {
 public:
     explicit TimerThread(StartThread startThread);
 
-    /// Has `deadline` come once, no earlier than at `time`. Requires: it is not armed.
+    /// Calls deadline->expire() once, not before `time`. Requires: `deadline` is not armed.
     void arm(std::shared_ptr<Deadline> deadline, SteadyTime time) TELVORA_EXCLUDES(m_lock);
 
-    /// Nothing happens where `deadline` is about to come or has come; it may still be under way.
+    /// Does nothing when `deadline` is not armed. Its expire() may still be running then.
     void disarm(const Deadline& deadline) TELVORA_EXCLUDES(m_lock);
 
+    /// The thread ends once no deadline is left.
     void retire() TELVORA_EXCLUDES(m_lock);
 
 private:
     void run() TELVORA_EXCLUDES(m_lock);
-    /// Null when the thread is to end.
+    // Null when the thread must end.
     std::shared_ptr<Deadline> nextDue() TELVORA_EXCLUDES(m_lock);
 
     const StartThread m_startThread;
 
     Mutex m_lock;
     std::condition_variable_any m_change;
-    /// The earliest first; of the same time, the one that was armed first.
+    // Sorted by time; deadlines with the same time in the order in which they were armed.
     std::shared_ptr<Deadline> m_first TELVORA_GUARDED_BY(m_lock);
     bool m_isRunning TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isRetired TELVORA_GUARDED_BY(m_lock) = false;

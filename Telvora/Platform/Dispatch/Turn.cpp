@@ -7,21 +7,21 @@
 
 namespace telvora::detail {
 
-/// For the time that a thread waits.
-class Turn::Awaiting {
+// Exists while a thread waits for the turn.
+class Turn::Waiting {
 public:
-    explicit Awaiting(Turn& turn)
+    explicit Waiting(Turn& turn)
         : m_turn(turn)
         , m_blocked(turn.m_pool)
     {
         if (turn.isOwn())
             fatal("A block of the queue \"" + turn.m_label + "\" waits for its own queue", "Turn");
-        m_turn.m_awaiting.fetch_add(1, std::memory_order_relaxed);
+        m_turn.m_waiting.fetch_add(1, std::memory_order_relaxed);
     }
-    ~Awaiting() { m_turn.m_awaiting.fetch_sub(1, std::memory_order_relaxed); }
+    ~Waiting() { m_turn.m_waiting.fetch_sub(1, std::memory_order_relaxed); }
 
-    Awaiting(const Awaiting&) = delete;
-    Awaiting& operator=(const Awaiting&) = delete;
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
 
 private:
     Turn& m_turn;
@@ -37,7 +37,7 @@ Turn::Turn(WorkerPool& pool, std::string label)
 void Turn::takeAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
     if (!m_mutex.try_lock()) {
-        const Awaiting awaiting(*this);
+        const Waiting waiting(*this);
         m_mutex.lock();
     }
     m_owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
@@ -53,7 +53,7 @@ void Turn::takeShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
     if (m_mutex.try_lock_shared())
         return;
-    const Awaiting awaiting(*this);
+    const Waiting waiting(*this);
     m_mutex.lock_shared();
 }
 

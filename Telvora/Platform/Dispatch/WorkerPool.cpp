@@ -12,11 +12,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto napLength = 250us;
+constexpr auto shortWait = 250us;
 constexpr auto longestSleep = 5s;
 
-// Jobs may block in ways that we do not see (a lock of the host's), so a small machine gets a few
-// threads more than it has cores. They are started only while all others are busy.
+// A job may block in a way that the pool does not see (on a lock of the host's), so a small machine
+// gets a few threads more than it has cores. They start only while all other workers are busy.
 constexpr std::size_t fewestRunnable = 4;
 
 // The pool whose worker this thread is.
@@ -34,7 +34,7 @@ struct WorkJob final : Job {
         try {
             work();
         } catch (...) {
-            // Nobody waits for the work, so nobody can be told.
+            // No caller waits for the work, so the exception has no receiver.
         }
     }
 
@@ -68,22 +68,22 @@ void WorkerPool::post(Job& job)
 {
     if (isForkedChild())
         return;
-    Help help;
+    Action action;
     {
         const MutexLock lock(m_lock);
         m_jobs.append(job);
-        help = callForHelp();
+        action = requestWorker();
     }
-    give(help);
+    perform(action);
 }
 
-void WorkerPool::postAfterNap(Job& job)
+void WorkerPool::postDelayed(Job& job)
 {
     if (isForkedChild())
         return;
-    job.notBefore = std::chrono::steady_clock::now() + napLength;
+    job.notBefore = std::chrono::steady_clock::now() + shortWait;
     const MutexLock lock(m_lock);
-    m_jobsAfterNap.append(job);
+    m_delayedJobs.append(job);
 }
 
 void WorkerPool::post(Work work)
@@ -99,12 +99,12 @@ bool WorkerPool::waitUntilIdle(std::chrono::steady_clock::time_point deadline)
     if (isForkedChild())
         return true;
     const MutexLock lock(m_lock);
-    ++m_waitingForRest;
-    m_endOfNap.notify_all();
+    ++m_idleWaiters;
+    m_endOfShortWait.notify_all();
     bool isInTime = true;
     while (!isIdle() && isInTime)
         isInTime = m_idle.wait_until(m_lock, deadline) == std::cv_status::no_timeout;
-    --m_waitingForRest;
+    --m_idleWaiters;
     return isIdle();
 }
 
@@ -116,41 +116,41 @@ void WorkerPool::retire()
         const MutexLock lock(m_lock);
         m_isRetired = true;
     }
-    m_call.notify_all();
+    m_wakeup.notify_all();
 }
 
 bool WorkerPool::isIdle() const
 {
-    return m_jobs.isEmpty() && m_jobsAfterNap.isEmpty() && m_running == 0;
+    return m_jobs.isEmpty() && m_delayedJobs.isEmpty() && m_running == 0;
 }
 
-WorkerPool::Help WorkerPool::callForHelp()
+WorkerPool::Action WorkerPool::requestWorker()
 {
-    if (m_attentive > 0)
-        return Help::none;
+    if (m_available > 0)
+        return Action::none;
     if (m_asleep > 0) {
         --m_asleep;
-        ++m_called;
-        ++m_attentive;
-        return Help::wakeWorker;
+        ++m_notified;
+        ++m_available;
+        return Action::wakeWorker;
     }
     if (m_runnable >= m_mostRunnable)
-        return Help::none; // Those who are busy look here after each job.
+        return Action::none; // A busy worker looks for more jobs after each job.
     ++m_workers;
     ++m_runnable;
-    ++m_attentive;
-    return Help::startWorker;
+    ++m_available;
+    return Action::startWorker;
 }
 
-void WorkerPool::give(Help help)
+void WorkerPool::perform(Action action)
 {
-    switch (help) {
-    case Help::none:
+    switch (action) {
+    case Action::none:
         return;
-    case Help::wakeWorker:
-        m_call.notify_one();
+    case Action::wakeWorker:
+        m_wakeup.notify_one();
         return;
-    case Help::startWorker:
+    case Action::startWorker:
         break;
     }
     if (m_startThread("telvora-worker", [self = shared_from_this()] { self->work(); }))
@@ -158,7 +158,7 @@ void WorkerPool::give(Help help)
     const MutexLock lock(m_lock);
     --m_workers;
     --m_runnable;
-    --m_attentive;
+    --m_available;
 }
 
 void WorkerPool::work()
@@ -167,10 +167,10 @@ void WorkerPool::work()
     while (Job* const job = nextJob()) {
         job->run();
         if (isForkedChild())
-            return; // The job forked, and this is the child: there is no pool here.
+            return; // The job forked, and this is the child, which has no pool.
         const MutexLock lock(m_lock);
         --m_running;
-        ++m_attentive;
+        ++m_available;
     }
     t_pool = nullptr;
 }
@@ -178,67 +178,67 @@ void WorkerPool::work()
 Job* WorkerPool::nextJob()
 {
     Job* job = nullptr;
-    Help help = Help::none;
+    Action action = Action::none;
     {
         const MutexLock lock(m_lock);
-        bool hasNapped = false;
+        bool hasWaited = false;
         while (!(job = takeJob())) {
-            if (m_waitingForRest > 0 && isIdle())
+            if (m_idleWaiters > 0 && isIdle())
                 m_idle.notify_all();
-            if (!hasNapped) {
-                nap();
-                hasNapped = true;
-            } else if (sleepUntilCalled()) {
-                hasNapped = false;
+            if (!hasWaited) {
+                waitShortly();
+                hasWaited = true;
+            } else if (sleepUntilNotified()) {
+                hasWaited = false;
             } else {
                 return nullptr;
             }
         }
-        --m_attentive;
+        --m_available;
         ++m_running;
-        if (!m_jobs.isEmpty() || !m_jobsAfterNap.isEmpty())
-            help = callForHelp();
+        if (!m_jobs.isEmpty() || !m_delayedJobs.isEmpty())
+            action = requestWorker();
     }
-    give(help);
+    perform(action);
     return job;
 }
 
 Job* WorkerPool::takeJob()
 {
-    // Before the others, or a pool that never runs out of jobs would never come to them.
-    const bool isAnyAwake = !m_jobsAfterNap.isEmpty()
-        && (m_waitingForRest > 0
-            || m_jobsAfterNap.first()->notBefore <= std::chrono::steady_clock::now());
-    return isAnyAwake ? m_jobsAfterNap.takeFirst() : m_jobs.takeFirst();
+    // Delayed jobs come first: a pool that never runs out of jobs would otherwise not run them.
+    const bool isDelayOver = !m_delayedJobs.isEmpty()
+        && (m_idleWaiters > 0
+            || m_delayedJobs.first()->notBefore <= std::chrono::steady_clock::now());
+    return isDelayOver ? m_delayedJobs.takeFirst() : m_jobs.takeFirst();
 }
 
-void WorkerPool::nap()
+void WorkerPool::waitShortly()
 {
-    const auto end = std::chrono::steady_clock::now() + napLength;
-    while (m_waitingForRest == 0
-        && m_endOfNap.wait_until(m_lock, end) == std::cv_status::no_timeout) { }
+    const auto end = std::chrono::steady_clock::now() + shortWait;
+    while (m_idleWaiters == 0
+        && m_endOfShortWait.wait_until(m_lock, end) == std::cv_status::no_timeout) { }
 }
 
-bool WorkerPool::sleepUntilCalled()
+bool WorkerPool::sleepUntilNotified()
 {
-    if (!m_jobsAfterNap.isEmpty()) {
-        // Posted just now by another worker, which naps itself; this one stays attentive with it.
+    if (!m_delayedJobs.isEmpty()) {
+        // Another worker has just posted a delayed job. This worker stays available for it.
         return true;
     }
-    --m_attentive;
+    --m_available;
     ++m_asleep;
     const auto end = std::chrono::steady_clock::now() + longestSleep;
     bool hasSleptLong = false;
-    while (m_called == 0 && !m_isRetired) {
+    while (m_notified == 0 && !m_isRetired) {
         if (m_workers == 1)
-            m_call.wait(m_lock);
+            m_wakeup.wait(m_lock);
         else if (hasSleptLong)
             break;
         else
-            hasSleptLong = m_call.wait_until(m_lock, end) == std::cv_status::timeout;
+            hasSleptLong = m_wakeup.wait_until(m_lock, end) == std::cv_status::timeout;
     }
-    if (m_called > 0) {
-        --m_called;
+    if (m_notified > 0) {
+        --m_notified;
         return true;
     }
     --m_asleep;
@@ -252,14 +252,14 @@ WorkerPool::Blocked::Blocked(WorkerPool& pool)
 {
     if (!m_pool)
         return;
-    Help help = Help::none;
+    Action action = Action::none;
     {
         const MutexLock lock(m_pool->m_lock);
         --m_pool->m_runnable;
-        if (!m_pool->m_jobs.isEmpty() || !m_pool->m_jobsAfterNap.isEmpty())
-            help = m_pool->callForHelp();
+        if (!m_pool->m_jobs.isEmpty() || !m_pool->m_delayedJobs.isEmpty())
+            action = m_pool->requestWorker();
     }
-    m_pool->give(help);
+    m_pool->perform(action);
 }
 
 WorkerPool::Blocked::~Blocked()

@@ -11,8 +11,8 @@
 
 namespace telvora::detail {
 
-/// Something that a worker can run. Carries its own place in the pool's lists, so that handing it
-/// over needs no memory and cannot fail. In one list at a time.
+/// Something that a worker can run. It contains the link of the pool's lists, so posting it needs
+/// no memory and cannot fail. A job is in one list at a time.
 struct Job {
     virtual ~Job() = default;
 
@@ -20,17 +20,17 @@ struct Job {
     virtual void run() noexcept = 0;
 
     Job* next = nullptr;
-    /// Of a job that was posted to wait: when its wait is over.
+    /// For a delayed job: the earliest time to run it.
     std::chrono::steady_clock::time_point notBefore;
 };
 
-/// Jobs, oldest first.
+/// Jobs, oldest first. Does not own them.
 class JobList {
 public:
     bool isEmpty() const { return !m_first; }
     Job* first() const { return m_first; }
     void append(Job& job);
-    /// Null when there is none.
+    /// Null when the list is empty.
     Job* takeFirst();
 
 private:
@@ -40,44 +40,44 @@ private:
 
 /// The threads that run asynchronous work.
 ///
-/// Waking a thread costs the one who wakes it some microseconds, a hundred times what handing over
-/// a job costs. So a worker that has run out of jobs first naps for a quarter of a millisecond:
-/// jobs that come meanwhile wait for its end and wake nobody. Only then it sleeps, and the next
-/// job wakes it at once. A process that submits nothing has no wakeups.
+/// Waking a thread costs the waking thread some microseconds, a hundred times the cost of posting a
+/// job. So a worker without jobs first makes a short wait of a quarter of a millisecond. A job that
+/// is posted meanwhile wakes no thread; the worker takes it after the short wait. Then the worker
+/// sleeps, and the next job wakes it at once. A process that submits nothing has no wakeups.
 ///
-/// A worker is attentive while it looks for jobs or naps. As long as a job waits, a worker is
-/// attentive, or as many are busy as the machine is given; whoever posts a job while none is
-/// attentive wakes one or starts one.
+/// A worker is available while it looks for a job or is in its short wait. As long as a job waits,
+/// a worker is available or the maximum number of workers is busy: a thread that posts a job while
+/// no worker is available wakes one or starts one.
 ///
 /// Life: shared by the dispatch, its queues and timers, and each worker. Starts no thread before
-/// the first job. A worker that has slept for five seconds ends, but for the last one, which
-/// sleeps on until retire().
+/// the first job. A worker that has slept for five seconds ends. The last worker does not: it
+/// sleeps until retire().
 ///
 /// Threads: every operation from any thread. In a forked child jobs are dropped.
 ///
-/// Failure: where the system refuses a thread, jobs wait for the next occasion to start one.
+/// Failure: when the system refuses a thread, jobs wait until the pool next tries to start one.
 class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
 public:
     explicit WorkerPool(StartThread startThread);
 
-    /// Hands `job` to whichever worker comes first.
+    /// Runs `job` on a worker, soon. The job must live until it has run.
     void post(Job& job) TELVORA_EXCLUDES(m_lock);
 
-    /// From a job: hands `job` over a nap later, so that more to do can gather meanwhile.
-    void postAfterNap(Job& job) TELVORA_EXCLUDES(m_lock);
+    /// Runs `job` one short wait later, so that more blocks can gather. Called from a job only.
+    void postDelayed(Job& job) TELVORA_EXCLUDES(m_lock);
 
-    /// Runs `work` beside whatever else runs; what it throws ends there. Throws std::bad_alloc.
+    /// Runs `work` on a worker; an exception that leaves it is dropped. Throws std::bad_alloc.
     void post(Work work);
 
-    /// Waits until no job waits or runs; false when `deadline` came first. Ends naps. Not to be
-    /// called from a job.
+    /// Waits until no job waits or runs; false when `deadline` came first. Ends short waits. Must
+    /// not be called from a job.
     bool waitUntilIdle(std::chrono::steady_clock::time_point deadline) TELVORA_EXCLUDES(m_lock);
 
-    /// Lets workers that have nothing to do end, the last one too. Jobs may still be posted.
+    /// Workers without jobs end from now on, the last one too. Jobs may still be posted.
     void retire() TELVORA_EXCLUDES(m_lock);
 
-    /// While it lives, the calling thread waits for another one. If it is a worker, another one
-    /// may be started in its place.
+    /// Says for a scope that the calling thread waits for another thread. If it is a worker, the
+    /// pool may start another worker in its place.
     class Blocked {
     public:
         explicit Blocked(WorkerPool& pool);
@@ -91,46 +91,46 @@ public:
     };
 
 private:
-    enum class Help {
+    enum class Action {
         none,
         wakeWorker,
         startWorker,
     };
 
     void work() TELVORA_EXCLUDES(m_lock);
-    /// Null when the worker is to end.
+    // Null when the worker must end.
     Job* nextJob() TELVORA_EXCLUDES(m_lock);
     Job* takeJob() TELVORA_REQUIRES(m_lock);
-    void nap() TELVORA_REQUIRES(m_lock);
-    /// False when the worker is to end.
-    bool sleepUntilCalled() TELVORA_REQUIRES(m_lock);
+    void waitShortly() TELVORA_REQUIRES(m_lock);
+    // False when the worker must end.
+    bool sleepUntilNotified() TELVORA_REQUIRES(m_lock);
     bool isIdle() const TELVORA_REQUIRES(m_lock);
 
-    /// What is needed to have an attentive worker. Whoever asks calls give() with it, without the
-    /// lock.
-    Help callForHelp() TELVORA_REQUIRES(m_lock);
-    void give(Help help) TELVORA_EXCLUDES(m_lock);
+    // Counts a worker as available if none is. The caller then calls perform() with the result,
+    // after it has released the lock.
+    Action requestWorker() TELVORA_REQUIRES(m_lock);
+    void perform(Action action) TELVORA_EXCLUDES(m_lock);
 
     const StartThread m_startThread;
     const std::size_t m_mostRunnable;
 
     Mutex m_lock;
-    std::condition_variable_any m_call;
-    std::condition_variable_any m_endOfNap;
+    std::condition_variable_any m_wakeup;
+    std::condition_variable_any m_endOfShortWait;
     std::condition_variable_any m_idle;
     JobList m_jobs TELVORA_GUARDED_BY(m_lock);
-    /// Those that wait for the end of a nap; all wait for the same time, so the first is due first.
-    JobList m_jobsAfterNap TELVORA_GUARDED_BY(m_lock);
+    // All have the same delay, so the first in the list is the first to run.
+    JobList m_delayedJobs TELVORA_GUARDED_BY(m_lock);
 
     std::size_t m_workers TELVORA_GUARDED_BY(m_lock) = 0;
-    /// Workers that are not blocked, those that are being started included.
+    // Workers that are not blocked. Includes workers that are being started.
     std::size_t m_runnable TELVORA_GUARDED_BY(m_lock) = 0;
-    std::size_t m_attentive TELVORA_GUARDED_BY(m_lock) = 0;
+    std::size_t m_available TELVORA_GUARDED_BY(m_lock) = 0;
     std::size_t m_asleep TELVORA_GUARDED_BY(m_lock) = 0;
-    /// Sleepers that are called and have not woken up yet.
-    std::size_t m_called TELVORA_GUARDED_BY(m_lock) = 0;
+    // Sleeping workers that were notified and have not woken up yet.
+    std::size_t m_notified TELVORA_GUARDED_BY(m_lock) = 0;
     std::size_t m_running TELVORA_GUARDED_BY(m_lock) = 0;
-    std::size_t m_waitingForRest TELVORA_GUARDED_BY(m_lock) = 0;
+    std::size_t m_idleWaiters TELVORA_GUARDED_BY(m_lock) = 0;
     bool m_isRetired TELVORA_GUARDED_BY(m_lock) = false;
 };
 

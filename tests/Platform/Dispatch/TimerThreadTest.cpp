@@ -35,7 +35,7 @@ public:
     {
     }
 
-    void come() noexcept override
+    void expire() noexcept override
     {
         const std::lock_guard held(m_lock);
         m_numbers.push_back(m_number);
