@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t headerLimit = 64 * 1024;
 
-// Six bytes stand around a byte that is a chunk of its own; some servers extend their chunks.
+// A chunk of one byte has six bytes of framing; some servers add extensions to their chunks.
 constexpr std::size_t framingLimit = 64 * 1024;
 constexpr std::size_t framingPerByte = 8;
 
@@ -51,7 +51,7 @@ bool CurlAnswer::addHeader(std::string_view line)
 
 bool CurlAnswer::isFramingWithinLimit() const
 {
-    // Trailers come within the body and have their own limit.
+    // Trailers are counted as body bytes too, but they have the limit of the headers.
     return m_bodyBytes <= m_data.size() * (1 + framingPerByte) + framingLimit + m_headerBytes;
 }
 

@@ -8,34 +8,34 @@
 
 namespace telvora::detail {
 
-/// An answer as it arrives, up to the limits that keep an endless one from filling the memory and
-/// the network: of its data, of its headers (with interim answers and trailers), and of what comes
-/// between the chunks of its body.
+/// Collects an answer while it arrives, and stops an answer that is too long. There is one limit
+/// for the data, one for the headers (interim answers and trailers included), and one for the
+/// framing bytes between the chunks of the body.
 ///
 /// Threads: one.
 class CurlAnswer {
 public:
-    /// `dataLimit`, in bytes, must outlive it.
+    /// `dataLimit`, in bytes, must outlive this object.
     explicit CurlAnswer(const std::size_t& dataLimit)
         : m_dataLimit(dataLimit)
     {
     }
 
-    /// Begins with the next answer.
+    /// Forgets the answer, so that another one can be collected.
     void clear();
 
-    /// These are false once there is too much.
+    // These return false once a limit is exceeded. addData() also when memory is used up.
     bool addData(std::string_view data) noexcept;
     bool addHeader(std::string_view line);
     bool isFramingWithinLimit() const;
 
-    /// Bytes of the body as they came over the network. They are counted before their data is
-    /// added.
+    /// Counts bytes of the body as they came over the network, framing included. Call it before
+    /// addData() for the same bytes.
     void countBody(std::size_t bytes) { m_bodyBytes += bytes; }
 
-    /// Whether the headers have come to their end.
+    /// Whether the headers are complete.
     bool isHeadWhole() const { return m_isHeadWhole; }
-    /// What there was too much of.
+    /// The error text for the exceeded limit; absent if none was exceeded.
     std::optional<std::string> excess() const;
     std::string takeData() { return std::exchange(m_data, {}); }
 

@@ -16,7 +16,7 @@ namespace {
 
 using GetName = int(int, sockaddr*, socklen_t*);
 
-/// Whether that end of the socket which `getName` tells is this address and port.
+// Whether the end of the socket that `getName` reads has this address and port.
 bool isEnd(GetName* getName, int socket, const char* address, int port)
 {
     union {
@@ -41,7 +41,7 @@ bool isEnd(GetName* getName, int socket, const char* address, int port)
 
 bool CurlConnection::isOpen() const
 {
-    // Not by reading: a farewell of TLS that nobody has read yet would hide the end.
+    // A read would not do: an unread closing message of TLS would hide the end of the connection.
     pollfd state { socket, POLLRDHUP, 0 };
     return ::poll(&state, 1, 0) == 0;
 }

@@ -12,11 +12,11 @@ namespace telvora::detail {
 
 class CurlHost;
 
-/// One open connection. libcurl has no name for it that a request could be asked for, so it goes by
-/// its socket.
+/// One open connection, identified by its socket: libcurl does not say which of its connections
+/// carries a request.
 struct CurlConnection {
-    /// How many requests a connection takes that speaks HTTP/2, if its server does not want fewer:
-    /// what libcurl, too, puts on one.
+    /// How many requests a connection of HTTP/2 carries at once unless its server allows fewer. The
+    /// same number is libcurl's default.
     static constexpr std::size_t http2Requests = 100;
 
     explicit CurlConnection(curl_socket_t itsSocket)
@@ -24,38 +24,40 @@ struct CurlConnection {
     {
     }
 
-    /// Whether the other end has not closed it, as far as is known here.
+    /// False once this machine knows that the server has closed the connection.
     bool isOpen() const;
 
     const curl_socket_t socket;
     bool isHTTP2 = false;
-    /// Set once its server closes it: streams above this one were not looked at.
+    /// Set once the server announces the end (GOAWAY): it has not processed streams above this one.
     std::optional<std::uint32_t> lastStream {};
 
-    /// Set by CurlLoop's count: who uses it, how many requests it carries, the most it has carried
-    /// at once, and how many it can take besides.
+    // The following are set by CurlLoop::count().
+    /// The host whose requests it carries.
     CurlHost* host = nullptr;
+    /// How many requests it carries now.
     std::size_t requests = 0;
+    /// The most requests that it has carried at once.
     std::size_t mostRequests = 0;
+    /// How many more requests it can take now.
     std::size_t room = 0;
-    /// How many requests its server lets it carry, as far as is known.
+    /// How many requests at once its server allows, as far as is known.
     std::size_t limit = http2Requests;
 };
 
-/// The open connections of a client: makes and closes libcurl's sockets, and tells which of them a
-/// request has been given to.
+/// The open connections of a client: opens and closes libcurl's sockets, and finds the connection
+/// that carries a request.
 ///
-/// Life: outlives the libcurl handles that know it. Threads: one.
+/// Life: must outlive the libcurl handles that use it. Threads: one.
 class CurlConnections {
 public:
-    /// A socket that a program started by the host does not inherit; CURL_SOCKET_BAD if there is
-    /// none to have.
+    /// A new socket, closed on exec; CURL_SOCKET_BAD if the system refuses it.
     curl_socket_t open(const curl_sockaddr& address) noexcept;
 
     /// For CURLOPT_CLOSESOCKETFUNCTION; `self` is the CurlConnections.
     static int close(void* self, curl_socket_t socket);
 
-    /// The open connection between these two ends; null if there is none.
+    /// The open connection between these two addresses; null if there is none.
     std::shared_ptr<CurlConnection> find(
         const char* localAddress, int localPort, const char* address, int port) const;
 

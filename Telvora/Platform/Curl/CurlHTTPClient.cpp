@@ -13,8 +13,8 @@ CurlHTTPClient::CurlHTTPClient(StartThread startThread, const Clock& clock, Curl
 
 CurlHTTPClient::~CurlHTTPClient()
 {
-    // A thread that does not exist here, or never moves again, cannot be waited for, and what it
-    // may have left half done must not be taken apart.
+    // The thread does not exist in this process or never continues, so nothing can wait for it. Its
+    // objects may be in the middle of a change, so they are not destroyed.
     if (!m_worker->canStop())
         static_cast<void>(m_worker.release());
 }

@@ -17,66 +17,70 @@ namespace detail {
 class CurlWorker;
 } // namespace detail
 
-/// What a CurlHTTPClient does differently from its defaults. Nothing of it is ever read from the
-/// environment: a batch must not take another way because of how the host was started.
+/// Options of a CurlHTTPClient; every member has a default. None is ever read from the environment,
+/// so the way a host was started cannot redirect its batches.
 struct CurlHTTPOptions {
-    /// File of the certificate authorities to trust (PEM), in place of the system's.
+    /// Path of a file with the certificate authorities to trust (PEM). Absent: the system's.
     std::optional<std::string> authorityFile;
-    /// Files of the client certificate and of its key (PEM), for servers that ask for one.
+    /// Path of the file with the client certificate (PEM), for servers that ask for one. Absent:
+    /// none is sent.
     std::optional<std::string> certificateFile;
+    /// Path of the file with the private key of the client certificate (PEM). Absent: the key is in
+    /// `certificateFile`.
     std::optional<std::string> keyFile;
-    /// Address of a proxy for every request; none when absent.
+    /// URL of a proxy for every request. Absent: no proxy.
     std::optional<std::string> proxy;
-    /// The body of an answer that is longer is an error and is not read any further.
+    /// The longest body of an answer, in bytes; 4 MiB by default. A longer one is an error, and the
+    /// rest is not read.
     std::size_t answerLimitBytes = 4 * 1024 * 1024;
-    /// How many connections a host gets. They are kept and used again. One of HTTP/1.1 carries one
-    /// request at a time, one that is known to speak HTTP/2 up to 100.
+    /// How many connections a host normally gets, at least 1. They are kept open and reused. A
+    /// connection of HTTP/1.1 carries one request at a time; one of HTTP/2 carries up to 100.
     std::size_t connectionsPerHost = 6;
-    /// A request that has waited this long for a connection gets another one, as long as its host
-    /// has fewer than `maximumConnectionsPerHost`.
+    /// A request that has waited this long for a connection gets a new one, as long as its host has
+    /// fewer than `maximumConnectionsPerHost`.
     std::chrono::milliseconds connectionWait { 100 };
+    /// How many connections a host gets at most, counting those opened after `connectionWait`.
     std::size_t maximumConnectionsPerHost = 64;
 };
 
 /// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS. Certificates
-/// are always verified. Up to ten redirects are followed, from http to http and https and from
-/// https to https alone; a POST stays a POST with its body. Headers for the host alone do not go
-/// to another host or port, but for a host's move from http on port 80 to https on port 443.
+/// are always verified. Up to ten redirects are followed: http may redirect to http and https,
+/// https only to https. A POST stays a POST with its body. Host-only headers are not sent to
+/// another host or port, except when a host redirects from http on port 80 to https on port 443.
 ///
-/// Life: its one thread, "telvora-http", starts with the first request and sleeps while there is
-/// nothing to do. Destroying the client (not from a completion) completes what is under way with
-/// an error. When the process ends, the thread stops outside libcurl and no completion begins any
-/// more. In a process that was forked after the library's first use, send() completes each request
-/// at once, on the caller's thread, with an error; one that was forked before is a process like
-/// any other.
+/// Life: its one thread, "telvora-http", starts with the first request and sleeps while it is idle.
+/// The destructor completes all unfinished requests with an error; do not call it from a
+/// completion. When the process ends, the thread stops outside libcurl and calls no more
+/// completions. In a process that was forked after the library's first use, send() completes each
+/// request at once with an error, on the caller's thread. A process that was forked before is not
+/// affected.
 ///
-/// Threads: as HTTPClient says. What a completion throws is dropped.
+/// Threads: as HTTPClient says. An exception that leaves a completion is dropped.
 ///
-/// Failure: as HTTPClient says. Refused before anything goes out: a method or a header name that
-/// is no token, and CR, LF or NUL in a header value. Without a thread or memory for it, a request
-/// is completed with an error before send() returns, on the caller's thread.
+/// Failure: as HTTPClient says. These are refused before anything is sent: a method or a header
+/// name that is no token, and CR, LF or NUL in a header value. When the system refuses a thread or
+/// memory, the request is completed with an error before send() returns, on the caller's thread.
 ///
-/// Deliberate: a request's time-out begins when it is given to a connection, which may have to be
-/// opened first. The wait for a connection has no limit. The time that completions take on the
-/// client's thread does not count either. Otherwise requests would fail that their server has
-/// never seen, or has answered.
-/// Deliberate: a request that its server may have acted on is not repeated. If a kept connection
-/// dies without an answer, that is an error. Only what the server cannot have looked at is sent
-/// again, unchanged and with its whole time-out, until one time-out after its first sending: what
-/// the server says so of (HTTP/2: GOAWAY, REFUSED_STREAM), and what was about to go to a kept
-/// connection that the server had closed.
-/// Deliberate: Content-Length and Transfer-Encoding are the client's own, whatever the request
-/// says.
+/// Deliberate: a request's time-out begins when the request is given to a connection, which may
+/// have to be opened first. The wait for a connection has no limit, and the time that completions
+/// take on the client's thread does not count. Otherwise a request could time out that was never
+/// sent, or whose answer has already arrived. Deliberate: a request that its server may have
+/// processed is not sent again. If a kept connection closes without an answer, that is an error.
+/// Two kinds of request are sent again: those that the server says it did not process (HTTP/2:
+/// GOAWAY, REFUSED_STREAM), and those for which the client chose a kept connection that the server
+/// had already closed. They are sent unchanged and with their whole time-out, until one time-out
+/// after the first sending. Deliberate: the client sets Content-Length and Transfer-Encoding itself
+/// and ignores those of the request.
 class TELVORA_EXPORT CurlHTTPClient : public HTTPClient {
 public:
-    /// The time is taken from `clock`, which must outlive the process: a thread that sleeps for
-    /// good may still know it.
+    /// `clock` must never be destroyed: the client's thread may still use it while the process
+    /// ends.
     CurlHTTPClient(StartThread startThread, const Clock& clock, CurlHTTPOptions options = {});
     ~CurlHTTPClient() override;
 
     void send(HTTPRequest request, Completion completion) override;
 
-    /// Requests whose completion has not returned yet.
+    /// How many requests have a completion that has not returned yet. 0 in a forked child.
     std::size_t inFlight() const;
 
 private:

@@ -20,7 +20,7 @@ void CurlHost::queue(CurlJobs& job, Time now)
 
 void CurlHost::queueAgain(CurlJobs& job, Time now)
 {
-    // Those that were refused together make for one pause.
+    // Jobs that were refused together cause one pause.
     if (job.front().answersBefore == m_answers && now >= m_pausedUntil) {
         m_pause = std::clamp<Time::duration>(2 * m_pause, shortestPause, longestPause);
         m_pausedUntil = now + m_pause;
@@ -58,10 +58,10 @@ void CurlHost::count(CurlConnection& connection)
     if (!connection.isHTTP2)
         return;
     m_isHTTP2 = true;
-    // What the server closes takes nothing more.
+    // A connection that the server is closing takes no more requests.
     if (connection.lastStream)
         return;
-    // libcurl opens a connection only where no other takes the request.
+    // libcurl opens a connection only if no other one takes the request.
     if (m_newlyConnecting > 0 && connection.room > 0)
         connection.limit = connection.mostRequests;
     const std::size_t tried = std::min(connection.limit, 2 * connection.mostRequests);
@@ -92,7 +92,7 @@ CurlJobs CurlHost::release()
     return takeFirst(m_waiting);
 }
 
-// The first connection of HTTP/2 is likely to make room for many: others are not opened beside it.
+// A new connection to a host of HTTP/2 takes many requests, so only one is opened at a time.
 bool CurlHost::mayOpenAnother() const
 {
     return !m_isHTTP2 || m_connecting == 0;

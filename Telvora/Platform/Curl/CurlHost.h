@@ -8,15 +8,16 @@
 
 namespace telvora::detail {
 
-/// The requests to one origin that wait for a connection, and the rule that says which may go.
+/// The requests to one origin that wait for a connection, and the rule that says which may start.
 ///
-/// A connection of HTTP/1.1 carries one request. One that is known to speak HTTP/2 carries up to
-/// CurlConnection::http2Requests; how many its server allows shows only by trying, so it is given
-/// at most twice what it has carried before, and once libcurl opens another connection although
-/// this one seemed to have room, it gets no more than it has carried.
+/// A connection of HTTP/1.1 carries one request. One of HTTP/2 carries up to
+/// CurlConnection::http2Requests. The server may allow fewer, and libcurl does not say how many. So
+/// a connection gets at most twice the requests that it has carried before. If libcurl opens
+/// another connection although this one seemed to have room, the number it has carried becomes its
+/// limit.
 ///
-/// Use: before requests are taken, the loop counts what is under way: beginCount(), then each
-/// request that is still connecting, then each connection in use.
+/// Use: before each takeNext(), the loop counts: beginCount(), then countConnecting() for each
+/// request that is still connecting, then count() for each connection in use.
 /// Threads: one.
 class CurlHost {
 public:
@@ -27,32 +28,32 @@ public:
     {
     }
 
-    /// Has the job wait behind all others.
+    /// Puts the job at the end of the queue.
     void queue(CurlJobs& job, Time now);
 
-    /// Has a job that the host refused wait before all others. Where the host has answered nothing
-    /// since the job was sent, none goes for a while: 10 ms, then twice as long each time, up to a
-    /// second.
+    /// Puts a job that the host refused at the front of the queue. If the host has answered nothing
+    /// since the job was sent, no job starts during a pause: 10 ms, then twice as long each time,
+    /// up to a second.
     void queueAgain(CurlJobs& job, Time now);
 
-    /// The host has answered a request.
+    /// Call it when the host has answered a request. Ends the pause.
     void noteAnswer();
 
     void beginCount();
-    /// `isNew` says that it was not connecting at the count before.
+    /// `isNew`: this count is the first that includes the request.
     void countConnecting(bool isNew);
     void count(CurlConnection& connection);
 
-    /// The job that goes next; empty if none may go now.
+    /// Takes the next job; empty if none may start now.
     CurlJobs takeNext(Time now);
 
-    /// When takeNext() may have one although nothing else happens; Time::max() if never.
+    /// When takeNext() may return a job although no request ends until then; Time::max() if never.
     Time nextChange(Time now) const;
 
-    /// Neither waits anything nor was anything counted.
+    /// Whether no job waits and nothing was counted.
     bool isIdle() const { return m_waiting.empty() && m_connections + m_connecting == 0; }
 
-    /// All jobs that wait.
+    /// Takes all waiting jobs.
     CurlJobs takeAll();
 
 private:

@@ -13,7 +13,7 @@ namespace telvora::detail {
 
 namespace {
 
-// Looked up at run time, because libcurl may just as well use another TLS library.
+// Looked up at run time, because libcurl may use another TLS library.
 template<typename Function> Function* functionOfOpenSSL(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_DEFAULT, name));
@@ -25,7 +25,7 @@ bool doesLibcurlUseOpenSSL()
     return library && std::string_view(library).starts_with("OpenSSL/");
 }
 
-// libcurl has set its own callback just before.
+// libcurl sets its own callback just before it calls this function.
 CURLcode stopKeyLog(CURL*, void* context, void*)
 {
     using Callback = void(const void* connection, const char* line);
@@ -45,8 +45,8 @@ curl_ssl_ctx_callback keyLogStopper()
 
 void registerExitHandlerOfOpenSSL()
 {
-    // OPENSSL_INIT_ASYNC: the smallest piece of the set-up, about 10 microseconds. Any piece brings
-    // the exit handler with it.
+    // OPENSSL_INIT_ASYNC: the cheapest part of the initialization, about 10 microseconds. Every
+    // part registers the exit handler.
     constexpr std::uint64_t smallestPiece = 0x100;
     if (auto* setUp = functionOfOpenSSL<int(std::uint64_t, const void*)>("OPENSSL_init_crypto"))
         static_cast<void>(setUp(smallestPiece, nullptr));
@@ -54,12 +54,12 @@ void registerExitHandlerOfOpenSSL()
 
 bool setUpLibcurl()
 {
-    static auto& lock = *new Mutex;
+    static auto& mutex = *new Mutex;
     static bool isSetUp = false;
-    MutexLock locked(lock);
+    MutexLock lock(mutex);
     if (!isSetUp) {
         isSetUp = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-        // Whatever exit handlers came with it now run after ours.
+        // Exit handlers that libcurl has registered now run after the gate's.
         ExitGate::watch();
     }
     return isSetUp;

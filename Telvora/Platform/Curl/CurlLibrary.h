@@ -7,25 +7,25 @@
 
 namespace telvora::detail {
 
-/// Has OpenSSL put its exit handler in place, if libcurl comes with OpenSSL. Comes before the first
-/// ExitGate::watch() and on a thread of the host's: from then on exit() closes the gate before it
-/// frees OpenSSL's tables, whatever our thread is doing. If OpenSSL did it on our thread, exit()
-/// could come in between. Changes nothing where the host has used OpenSSL before.
+/// Makes OpenSSL register its exit handler, if OpenSSL is loaded. Call it before the first
+/// ExitGate::watch(), on a thread of the host's. exit() then closes the gate before it frees
+/// OpenSSL's tables. If OpenSSL registered the handler later, on the library's thread, exit() could
+/// begin in between. Does nothing if the host has used OpenSSL before.
 void registerExitHandlerOfOpenSSL();
 
-/// Sets libcurl up, once for the process. Never undone: the host or another library may use
-/// libcurl too. False when the system refuses what libcurl needs; the next call tries again.
+/// Initializes libcurl, once for the process. Never undone, because the host or another library may
+/// use libcurl too. False when libcurl fails; the next call tries again.
 /// Requires a CurlScope.
 bool setUpLibcurl();
 
-/// For CURLOPT_SSL_CTX_FUNCTION: keeps the keys of a connection out of the file that SSLKEYLOGFILE
-/// names. Whoever can set a variable of the host's environment could read its uploads with them.
-/// Null where libcurl does not use OpenSSL.
+/// For CURLOPT_SSL_CTX_FUNCTION: keeps libcurl from writing the keys of a connection to the file
+/// that SSLKEYLOGFILE names. With these keys, anyone who can set the host's environment could read
+/// its uploads. Null if libcurl does not use OpenSSL.
 curl_ssl_ctx_callback keyLogStopper();
 
-/// The time that a thread of ours spends in libcurl and in the libraries that libcurl uses. exit()
-/// waits for its end before these libraries free their tables, and fork() before it copies their
-/// locks. Once the process is ending, making one puts the thread to sleep for good.
+/// Exists while the library's thread is in libcurl or in a library that libcurl uses. exit() waits
+/// for its end before these libraries free their tables, and fork() waits for it before it copies
+/// their locks. Once the process is ending, the constructor does not return.
 class CurlScope {
 public:
     CurlScope() = default;
@@ -39,16 +39,16 @@ private:
         const ExitGate::Pass m_pass;
     };
 
-    // In this order: a thread that sleeps for good must not keep a fork() waiting.
+    // In this order: a thread that never returns from Entry() must not block a fork().
     const Entry m_entry;
     const NoForkScope m_noFork;
 };
 
-/// Never returns. For a thread of ours that has nothing left to do because the process ends.
+/// Never returns. For a thread of the library when the process is ending.
 [[noreturn]] void sleepForGood();
 
-/// Comes last on a thread that was in libcurl. What OpenSSL keeps for the thread would otherwise be
-/// freed when the system takes the thread down, perhaps after exit() has freed OpenSSL's tables.
+/// The last call of a thread that was in libcurl. Frees what OpenSSL keeps for the thread.
+/// Otherwise the end of the thread would free it, perhaps after exit() has freed OpenSSL's tables.
 /// Requires a CurlScope.
 void releaseThreadFromOpenSSL();
 

@@ -16,7 +16,7 @@ constexpr int maximumRedirects = 10;
 constexpr std::size_t maximumIdleTransfers = 16;
 constexpr long keptConnections = 64;
 
-// Long enough for anybody, short enough for the sums of clocks and of libcurl.
+// Longer than any useful time-out, short enough that no sum with a clock's time overflows.
 constexpr std::chrono::seconds longestTimeout = std::chrono::hours(24);
 
 } // namespace
@@ -28,12 +28,13 @@ CurlLoop::CurlLoop(const CurlHTTPOptions& options, const Clock& clock)
 {
     if (!m_multi)
         return;
-    // libcurl's own limit: jobs beyond it would wait in libcurl, on their time-out's account. Only
-    // a server that takes fewer requests on a connection than it did before makes it reach this.
+    // Jobs beyond libcurl's own limit wait inside libcurl, and that wait counts against their
+    // time-out. It is reached only when a server allows fewer requests on a connection than before.
     const auto limit = static_cast<long>(std::max(
         { options.maximumConnectionsPerHost, options.connectionsPerHost, std::size_t { 1 } }));
     const auto streams = static_cast<long>(CurlConnection::http2Requests);
-    // libcurl makes do without a means to be woken if the system refuses it one; we do not.
+    // libcurl also works without its wake-up sockets if the system refuses them. This class does
+    // not.
     m_isUsable = curl_multi_wakeup(m_multi) == CURLM_OK
         && curl_multi_setopt(m_multi, CURLMOPT_MAX_HOST_CONNECTIONS, limit) == CURLM_OK
         && curl_multi_setopt(m_multi, CURLMOPT_MAX_CONCURRENT_STREAMS, streams) == CURLM_OK
@@ -58,7 +59,7 @@ void CurlLoop::add(CurlJobs& jobs) noexcept
     }
 }
 
-// A job that cannot be queued is over.
+// A job that cannot be queued ends with an error.
 void CurlLoop::queue(CurlJobs& job)
 {
     try {
@@ -84,7 +85,7 @@ CurlJobs CurlLoop::advance() noexcept
         curl_multi_perform(m_multi, &running);
         collectFinished();
     } while (startWaiting() && m_over.empty());
-    // Last: an answer that has arrived in time counts, however late the thread gets to it.
+    // Last, so that an answer that arrived in time counts even if this thread reads it late.
     collectExpired();
     return std::exchange(m_over, {});
 }
@@ -100,7 +101,7 @@ void CurlLoop::wait() noexcept
         auto rest = ceil<milliseconds>(next - now()).count();
         timeout = static_cast<int>(std::clamp<decltype(rest)>(rest, 0, timeout));
     }
-    // A poll that fails must not become a thread that spins.
+    // When the poll fails, do not spin.
     if (curl_multi_poll(m_multi, nullptr, 0, timeout, nullptr) != CURLM_OK)
         std::this_thread::sleep_for(milliseconds(100));
 }
@@ -147,12 +148,12 @@ void CurlLoop::count()
             connection->host->count(*connection);
     }
     std::erase_if(m_hosts, [](const auto& entry) { return entry.second.isIdle(); });
-    // So that an idle client sleeps without an end, rather than until a deadline of the past.
+    // An idle client sleeps without a limit, not until an old deadline.
     if (m_underWay.empty())
         m_nextDeadline = Time::max();
 }
 
-// Whether there was one that may go.
+// Whether any job was started.
 bool CurlLoop::startWaiting()
 {
     count();
@@ -165,7 +166,7 @@ bool CurlLoop::startWaiting()
             } catch (const std::exception&) {
                 job.front().fail(outOfMemory);
             }
-            // Those that could not start.
+            // Empty unless the job could not start.
             m_over.splice(m_over.end(), job);
         }
     }
@@ -189,7 +190,7 @@ void CurlLoop::start(CurlJobs& job, CurlHost& host)
             return;
         job = transfer.finish(curl_multi_strerror(code));
     }
-    // The handle did not take what it was told: it is not used again.
+    // The handle refused an option, so it is not used again.
     m_underWay.erase(place);
 }
 
@@ -208,20 +209,20 @@ void CurlLoop::collectFinished()
     while (CURLMsg* message = curl_multi_info_read(m_multi, &left)) {
         if (message->msg != CURLMSG_DONE)
             continue;
-        // The message dies with the handle's removal.
+        // The message is destroyed when the handle is removed.
         CURLcode code = message->data.result;
         auto transfer = m_underWay.find(message->easy_handle);
         if (transfer == m_underWay.end())
             continue;
         CurlJobs job = transfer->second->finish(code);
-        goOn(job, *transfer->second);
+        continueJob(job, *transfer->second);
         m_over.splice(m_over.end(), job);
         release(transfer);
     }
 }
 
-// Takes a job that is not over although its transfer is.
-void CurlLoop::goOn(CurlJobs& job, const CurlTransfer& transfer)
+// Takes the job if it needs another transfer: it was refused or redirected.
+void CurlLoop::continueJob(CurlJobs& job, const CurlTransfer& transfer)
 {
     if (transfer.wasRefused())
         return sendAgain(job, transfer.host());
@@ -232,7 +233,7 @@ void CurlLoop::goOn(CurlJobs& job, const CurlTransfer& transfer)
         follow(job, target);
 }
 
-// The very same request, on another connection and with its whole time-out.
+// Queues the same request again, for another connection and with its whole time-out.
 void CurlLoop::sendAgain(CurlJobs& job, CurlHost& host)
 {
     CurlJob& refused = job.front();
@@ -243,7 +244,7 @@ void CurlLoop::sendAgain(CurlJobs& job, CurlHost& host)
     host.queueAgain(job, now());
 }
 
-// A job that must not follow is over.
+// A job that must not follow the redirect ends with an error.
 void CurlLoop::follow(CurlJobs& job, const char* target)
 {
     CurlJob& redirected = job.front();
@@ -279,7 +280,7 @@ void CurlLoop::collectExpired()
     }
 }
 
-// Takes a transfer that has given its job back from libcurl.
+// Removes a transfer without a job from libcurl.
 CurlLoop::Transfers::iterator CurlLoop::release(Transfers::iterator transfer)
 {
     curl_multi_remove_handle(m_multi, transfer->second->handle());

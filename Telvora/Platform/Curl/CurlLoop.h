@@ -14,15 +14,15 @@
 
 namespace telvora::detail {
 
-/// All transfers of a client, moved on together by one thread over libcurl's multi interface.
+/// All transfers of a client, run by one thread through libcurl's multi interface.
 ///
-/// libcurl holds only the jobs that have a connection or are getting one. The others wait in their
-/// CurlHost: each job in libcurl's hands costs it memory and a look on every turn, and a host may
-/// send thousands at once while its collector is slow.
+/// libcurl gets only the jobs that have a connection or are connecting. The others wait in their
+/// CurlHost, because each transfer costs libcurl memory and time in every call, and a host may send
+/// thousands at once while its collector is slow.
 ///
-/// Threads: one, but for wake(). advance() and abandon() are the only operations in which libcurl
-/// works (and uses the TLS library); wait() only sleeps.
-/// Failure: a job for which there is no memory is over with an error. Only the constructor throws.
+/// Threads: one, except for wake(). Only advance() and abandon() call into libcurl's transfers (and
+/// the TLS library); wait() only sleeps.
+/// Failure: a job for which there is no memory ends with an error. Only the constructor throws.
 class CurlLoop {
 public:
     /// Both must outlive the loop.
@@ -32,31 +32,32 @@ public:
     CurlLoop(const CurlLoop&) = delete;
     CurlLoop& operator=(const CurlLoop&) = delete;
 
-    /// False when the system had no memory or no descriptor left for it; good for nothing then.
+    /// False when the system refused memory or a descriptor. Only the destructor may be called
+    /// then.
     bool isUsable() const { return m_isUsable; }
 
-    /// Takes all of `jobs`.
+    /// Takes all of `jobs` and queues them.
     void add(CurlJobs& jobs) noexcept;
 
-    /// Does what can be done now and gives the jobs that are over.
+    /// Does what can be done without waiting. Returns the finished jobs with their answers.
     CurlJobs advance() noexcept;
 
-    /// Sleeps until the network, a deadline or wake() gives a reason not to.
+    /// Sleeps until there is news from the network, a deadline, or a wake().
     void wait() noexcept;
 
     /// Ends the current or the next wait(). Any thread.
     void wake() noexcept;
 
-    /// Keeps this time, in which the thread did something else, out of all time-outs.
+    /// Excludes `time`, which the thread spent elsewhere, from all time-outs.
     void excuse(CurlJob::Time::duration time) { m_excused += time; }
 
-    /// Gives up all jobs.
+    /// Ends all jobs with the error `reason` and returns them.
     CurlJobs abandon(const char* reason) noexcept;
 
 private:
     using Time = CurlJob::Time;
     using Hosts = std::map<std::string, CurlHost>;
-    // A map, so that a transfer passes between the two without a need of memory.
+    // A map, so that a transfer can move between the two without an allocation.
     using Transfers = std::map<CURL*, std::unique_ptr<CurlTransfer>>;
 
     Time now() const { return m_clock.steadyNow() - m_excused; }
@@ -66,7 +67,7 @@ private:
     void start(CurlJobs& job, CurlHost& host);
     Transfers::iterator unusedTransfer();
     void collectFinished();
-    void goOn(CurlJobs& job, const CurlTransfer& transfer);
+    void continueJob(CurlJobs& job, const CurlTransfer& transfer);
     void sendAgain(CurlJobs& job, CurlHost& host);
     void follow(CurlJobs& job, const char* target);
     void collectExpired();
@@ -74,7 +75,7 @@ private:
 
     const CurlHTTPOptions& m_options;
     const Clock& m_clock;
-    // Before the handle, which closes its connections when it goes.
+    // Declared before the handle, which closes its connections when it is destroyed.
     CurlConnections m_connections;
     CURLM* const m_multi;
     bool m_isUsable = false;
@@ -84,7 +85,7 @@ private:
     Transfers m_idle;
     CurlJobs m_over;
     Time::duration m_excused { 0 };
-    // No deadline is earlier; may lie before the earliest one, which costs one look in vain.
+    // No deadline is earlier. It may be earlier than every deadline; then one check finds nothing.
     Time m_nextDeadline = Time::max();
 };
 

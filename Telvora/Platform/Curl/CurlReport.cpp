@@ -6,7 +6,7 @@ namespace telvora::detail {
 
 namespace {
 
-/// The number that follows `words` in `line`, if they are in it.
+// The number after `words` in `line`; absent if there is none.
 std::optional<std::uint32_t> numberAfter(std::string_view words, std::string_view line)
 {
     const auto place = line.find(words);
@@ -25,7 +25,7 @@ CurlReport reportIn(std::string_view line)
     CurlReport report;
     if (line.starts_with("Using Stream ID: "))
         report.stream = numberAfter("Using Stream ID: ", line);
-    // "recveived GOAWAY" in some versions.
+    // The words before GOAWAY differ between versions: "recveived GOAWAY" in some.
     else if (line.find("GOAWAY, error=") != std::string_view::npos)
         report.lastStream = numberAfter("last_stream=", line);
     report.isRefused = line.starts_with("REFUSED_STREAM, retrying");

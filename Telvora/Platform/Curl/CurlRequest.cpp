@@ -12,7 +12,7 @@ namespace {
 
 using Address = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-// Not that of <cctype>, which follows the host's locale.
+// Not std::tolower, which depends on the host's locale.
 char lowered(char character)
 {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
@@ -39,7 +39,7 @@ bool hasHeader(const HTTPRequest& request, const char* name)
         [&](const auto& header) { return isSameFieldName(header.first, name); });
 }
 
-// A site that moves to https is the same host still.
+// A host that redirects from http to https on the default ports is the same host.
 bool isSameHost(const CurlOrigin& from, const CurlOrigin& to)
 {
     const bool isUpgrade
@@ -54,7 +54,7 @@ bool isForHostOnly(const std::string& name, const HTTPRequest& request)
         || std::any_of(request.hostOnlyHeaders.begin(), request.hostOnlyHeaders.end(), isName);
 }
 
-// `target`, with the user and the password of `url` where it names none itself.
+// `target`, with the user and the password of `url` if it has none itself.
 std::string withCredentialsOf(const std::string& url, const std::string& target)
 {
     const Address from(curl_url(), &curl_url_cleanup);
@@ -151,10 +151,11 @@ CurlHeaders headersOf(const HTTPRequest& request)
     for (const auto& [name, value] : request.headers) {
         if (isSameFieldName(name, "Content-Length") || isSameFieldName(name, "Transfer-Encoding"))
             continue;
-        // To libcurl "Name:" means to leave the header out and "Name;" to send it empty.
+        // For libcurl "Name:" leaves the header out and "Name;" sends it empty.
         append(headers, trimmedFieldValue(value).empty() ? name + ";" : name + ": " + value);
     }
-    // libcurl would call the body a form, and would wait for leave to send a long one.
+    // Otherwise libcurl would declare the body a form, and wait for "100 Continue" before a long
+    // one.
     if (!hasHeader(request, "Content-Type"))
         append(headers, "Content-Type:");
     if (!hasHeader(request, "Expect"))

@@ -15,12 +15,12 @@
 
 namespace telvora::detail {
 
-/// What a job ends with for which there is no memory. Short enough to be kept without any.
+/// The error of a job for which there is no memory. Short enough for a std::string without an
+/// allocation.
 constexpr const char* outOfMemory = "Out of memory";
 
-/// A request on its way through the client, together with its completion and, in the end, its
-/// answer. It passes from list to list by splicing, so that no want of memory can lose it. Times
-/// are those of CurlLoop's clock.
+/// A request with its completion and, at the end, its answer. It moves from list to list by
+/// splicing, which needs no memory, so a job is never lost. Times are those of CurlLoop's clock.
 struct CurlJob {
     using Time = std::chrono::steady_clock::time_point;
 
@@ -30,28 +30,28 @@ struct CurlJob {
     {
     }
 
-    /// Makes `reason` the answer. Without memory for the text it says only that.
+    /// Sets the error `reason`; "Out of memory" if there is no memory for the text.
     void fail(std::string_view reason) noexcept;
 
-    /// After redirects: what is asked of the last host.
+    /// After a redirect: the request to the new address.
     HTTPRequest request;
     HTTPClient::Completion completion;
     HTTPAnswer answer {};
 
-    /// Since when it waits for a connection.
+    /// When it began to wait for a connection.
     Time waitingSince {};
-    /// What is left of its time-out. Waiting takes nothing of it.
+    /// The rest of its time-out. Waiting for a connection does not shorten it.
     Time::duration timeLeft {};
-    /// Set while it is under way.
+    /// When its time-out ends; set when it is given to a connection.
     Time deadline {};
-    /// When it was first given to a connection.
+    /// When it was given to a connection for the first time.
     std::optional<Time> firstSent {};
     /// How many answers its host had given when it was last given to a connection.
     std::size_t answersBefore = 0;
     int redirects = 0;
 };
 
-/// Jobs, in their order. Most hold one job.
+/// Jobs in order. Most lists hold one job.
 using CurlJobs = std::list<CurlJob>;
 
 /// Takes the first of `jobs`, which must not be empty.
@@ -62,13 +62,13 @@ inline CurlJobs takeFirst(CurlJobs& jobs)
     return first;
 }
 
-/// Where a request goes: requests with equal text share connections.
+/// The destination of a request. Requests with equal text() share connections.
 struct CurlOrigin {
     std::string scheme {};
     /// In lower case.
     std::string host {};
     std::string port {};
-    /// Why nothing can be fetched from the address; the rest is empty then.
+    /// Why the address cannot be used; the other members are empty then.
     std::optional<std::string> error {};
 
     std::string text() const { return scheme + "://" + host + ":" + port; }
@@ -76,14 +76,14 @@ struct CurlOrigin {
 
 CurlOrigin originOf(const std::string& url);
 
-/// Why the request must not go out, if it must not.
+/// Why the request must not be sent; absent if it may.
 std::optional<std::string> refusalOf(const HTTPRequest& request);
 
-/// Points the request at where its host redirects it, which must be a place to fetch from, without
-/// the headers that must not go there. Says why it must not follow, if it must not.
+/// Changes the request's address to `target` and removes the headers that must not be sent there.
+/// Returns why the redirect must not be followed; absent if it may.
 std::optional<std::string> redirect(HTTPRequest& request, const std::string& target);
 
-/// Whether a body follows the headers, be it an empty one.
+/// Whether the request has a body, which may be empty.
 bool carriesBody(const HTTPRequest& request);
 
 struct CurlHeadersDeleter {
@@ -91,8 +91,8 @@ struct CurlHeadersDeleter {
 };
 using CurlHeaders = std::unique_ptr<curl_slist, CurlHeadersDeleter>;
 
-/// The request's headers in libcurl's spelling; those that libcurl would add by habit are switched
-/// off. Requires a request without a refusal.
+/// The request's headers in libcurl's form, with the headers switched off that libcurl would add.
+/// Requires a request without a refusal. Throws std::bad_alloc.
 CurlHeaders headersOf(const HTTPRequest& request);
 
 } // namespace telvora::detail

@@ -14,11 +14,11 @@ namespace telvora::detail {
 
 namespace {
 
-// Longer than any deadline. Those are kept by who starts the transfers.
+// Longer than any deadline: CurlLoop ends transfers, not libcurl.
 constexpr long connectSeconds = 2 * 24 * 60 * 60;
 
-// Servers close a quiet connection after a minute or so, which is also how often a quiet host
-// uploads. A connection that old is not trusted with a request that is sent only once.
+// Servers close an idle connection after about a minute, and an idle host uploads once a minute. A
+// request is sent only once, so it must not go to a connection that the server is about to close.
 constexpr long maximumIdleSeconds = 30;
 
 } // namespace
@@ -52,23 +52,23 @@ void CurlTransfer::setFixedOptions()
 {
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_CONNECTTIMEOUT, connectSeconds);
-    // A resolver that never answers would otherwise hold the thread back beyond every time-out.
+    // Otherwise a resolver that never answers could block the thread beyond every time-out.
     set(CURLOPT_QUICK_EXIT, 1L);
     set(CURLOPT_USERAGENT, "Telvora/" TELVORA_VERSION_TEXT);
 
     set(CURLOPT_PROTOCOLS_STR, "http,https");
-    // The loop follows: libcurl would take every header to every host.
+    // CurlLoop follows redirects itself: libcurl would send every header to every host.
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_MAXAGE_CONN, maximumIdleSeconds);
     set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_options.answerLimitBytes));
 
-    // Empty rather than unset: libcurl looks into the environment for what is unset.
+    // Empty, not unset: libcurl reads unset options from the environment.
     set(CURLOPT_PROXY, m_options.proxy.value_or("").c_str());
     set(CURLOPT_NOPROXY, "");
     set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 
-    // A libcurl without HTTP/2 refuses this one, and serves HTTP/1.1.
+    // A libcurl without HTTP/2 refuses this option and then uses HTTP/1.1.
     static_cast<void>(curl_easy_setopt(
         m_handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS)));
 }
@@ -154,7 +154,7 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
     set(CURLOPT_URL, request.url.c_str());
     set(CURLOPT_HTTPHEADER, m_headers.get());
     setMethod(request);
-    // Without any one option the request could go where it must not: it stays here.
+    // If one option is missing, the request could be sent to a wrong place, so it is not sent.
     if (m_optionError != CURLE_OK)
         return curl_easy_strerror(m_optionError);
     m_job = std::move(job);
@@ -204,7 +204,7 @@ bool CurlTransfer::isRefusedByServer() const
         return true;
     if (!m_connection || !m_connection->lastStream)
         return false;
-    // Without a stream it was not sent at all: the connection was closing already.
+    // Without a stream it was not sent at all: the server was already closing the connection.
     return m_stream ? *m_stream > *m_connection->lastStream : m_connection->isHTTP2;
 }
 
@@ -219,7 +219,7 @@ CurlJobs CurlTransfer::finish(const char* error) noexcept
 
 std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 {
-    // libcurl is content with an answer that breaks off within its headers.
+    // libcurl reports no error for an answer that ends within its headers.
     if (code == CURLE_OK && !m_answer.isHeadWhole())
         return "Answer broken off";
     if (code == CURLE_OK)
@@ -246,12 +246,12 @@ int CurlTransfer::beforeRequest(
     void* self, char* address, char* localAddress, int port, int localPort)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    // libcurl is about to repeat a request that a dying connection may have delivered.
+    // libcurl is about to send a request again that a closed connection may have delivered.
     if (transfer.m_isUnanswered)
         return CURL_PREREQFUNC_ABORT;
     transfer.m_isUnanswered = true;
     transfer.m_connection = transfer.m_connections.find(localAddress, localPort, address, port);
-    // A kept connection that its server has closed, which libcurl does not always see.
+    // libcurl does not always notice that the server has closed a kept connection.
     transfer.m_isRefused
         = !transfer.m_isConnectionOwn && transfer.m_connection && !transfer.m_connection->isOpen();
     return transfer.m_isRefused ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
@@ -262,7 +262,7 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     auto& transfer = *static_cast<CurlTransfer*>(self);
     if (type == CURLINFO_DATA_IN)
         transfer.m_answer.countBody(size);
-    // Before there is one, libcurl speaks of connections that it tries and leaves.
+    // Until then the lines are about connections that libcurl tries and gives up.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
         return 0;
     const CurlReport report = reportIn({ data, size });
@@ -272,8 +272,8 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     }
     if (report.lastStream)
         transfer.m_connection->lastStream = report.lastStream;
-    // Of a request on a connection that was used before, libcurl says only that it repeats it. It
-    // has a word for every other reason.
+    // For a request on a reused connection that the server refused, libcurl logs only that it sends
+    // it again. Every other reason shows in one of the values below.
     const bool isRefused = report.isRepeating && transfer.m_stream
         && !transfer.m_connection->lastStream && transfer.m_errorText[0] == '\0'
         && transfer.m_connection->isOpen();
@@ -291,7 +291,7 @@ std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t cou
     return length;
 }
 
-// Any other number than that of the bytes ends the transfer.
+// A result other than the number of bytes ends the transfer.
 std::size_t CurlTransfer::takeData(char* data, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
@@ -307,7 +307,7 @@ std::size_t CurlTransfer::takeHeader(char* data, std::size_t size, std::size_t c
     return transfer.m_answer.addHeader(line) ? line.size() : line.size() + 1;
 }
 
-// What a server sends besides headers and data reaches no other callback.
+// Checked here because no other callback is called for framing bytes.
 int CurlTransfer::checkProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
 {
     return static_cast<CurlTransfer*>(self)->m_answer.isFramingWithinLimit() ? 0 : 1;

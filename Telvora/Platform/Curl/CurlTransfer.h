@@ -18,13 +18,13 @@ namespace telvora::detail {
 
 class CurlHost;
 
-/// One libcurl handle and the job that it carries at the moment. Used for job after job: making
-/// a handle and setting its thirty options costs more than many a request.
+/// One libcurl handle and its current job. Reused for many jobs, because making a handle and
+/// setting its thirty options may cost more than a request.
 ///
-/// Life: idle -> begin() -> under way -> finish() -> idle. libcurl knows the transfer by address,
-/// so it never moves.
+/// Life: idle -> begin() -> under way -> finish() -> idle. libcurl holds its address, so it never
+/// moves.
 /// Threads: one, the client's.
-/// Failure: the constructor throws where memory is wanting.
+/// Failure: the constructor throws std::bad_alloc.
 class CurlTransfer {
 public:
     /// Both must outlive the transfer.
@@ -34,24 +34,25 @@ public:
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-    /// Makes handle() ready for the job and takes it; says why if that fails, and leaves the job
-    /// where it is. Requires a job without a refusal.
+    /// Prepares handle() for the job and takes it; returns null then. On failure it returns the
+    /// error and leaves the job in `job`. Requires a job without a refusal.
     const char* begin(CurlJobs& job, CurlHost& host) noexcept;
 
-    /// Gives the job back with the answer that came, or with the error that `code` means.
+    /// Returns the job with its answer, or with the error that `code` means.
     CurlJobs finish(CURLcode code) noexcept;
 
-    /// Gives the job back with an error.
+    /// Returns the job with an error.
     CurlJobs finish(const char* error) noexcept;
 
-    /// After finish(): whether the server said that it did not look at the request.
+    /// After finish(): whether the server did not process the request, so that it may be sent
+    /// again.
     bool wasRefused() const { return m_wasRefused; }
 
-    /// After finish(): where the answer redirects the request to; null if it does not.
+    /// After finish(): the address to which the answer redirects; null if it does not redirect.
     const char* redirection() const;
 
-    /// After finish(): whether it may begin() again. libcurl's handle keeps a repetition in mind
-    /// that it was not allowed, so only one that has brought an answer is used again.
+    /// After finish(): whether begin() may be called again. Only after an answer: if libcurl was
+    /// kept from sending a request again, its handle would do so in the next transfer.
     bool isReusable() const { return m_isReusable; }
 
     CURL* handle() const { return m_handle; }
@@ -93,7 +94,7 @@ private:
     CurlHost* m_host = nullptr;
     CurlHeaders m_headers;
     bool m_isNew = false;
-    // From when the request is given to a connection to the first byte of an answer.
+    // True from when the request is given to a connection until the first byte of an answer.
     bool m_isUnanswered = false;
     std::shared_ptr<CurlConnection> m_connection;
     std::optional<std::uint32_t> m_stream;

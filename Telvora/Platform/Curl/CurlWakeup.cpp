@@ -24,8 +24,8 @@ int socketOption(int descriptor, int name)
     return ::getsockopt(descriptor, SOL_SOCKET, name, &value, &size) == 0 ? value : -1;
 }
 
-// -1 where the descriptor has none.
-int amount(int descriptor, unsigned long what)
+// The answer of the ioctl `what`; -1 if the descriptor does not support it.
+int byteCount(int descriptor, unsigned long what)
 {
     int bytes = -1;
     return ::ioctl(descriptor, what, &bytes) == 0 ? bytes : -1;
@@ -34,22 +34,22 @@ int amount(int descriptor, unsigned long what)
 struct Candidate {
     int descriptor;
     int unread;
-    int onTheWay;
+    int inTransit;
     bool mayBeRead = true;
     bool mayBeWritten = true;
 
-    int unreadNow() const { return amount(descriptor, FIONREAD); }
-    int onTheWayNow() const { return amount(descriptor, SIOCOUTQ); }
+    int unreadNow() const { return byteCount(descriptor, FIONREAD); }
+    int inTransitNow() const { return byteCount(descriptor, SIOCOUTQ); }
 
-    /// Compares with what was there before `multi` was woken `times` times.
-    void look(int times)
+    // Compares with the numbers before `multi` was woken `times` times.
+    void compare(int times)
     {
         const int unreadAfter = unreadNow();
-        const int onTheWayAfter = onTheWayNow();
-        mayBeRead = mayBeRead && unreadAfter == unread + times && onTheWayAfter == 0;
-        mayBeWritten = mayBeWritten && onTheWayAfter > onTheWay && unreadAfter == 0;
+        const int inTransitAfter = inTransitNow();
+        mayBeRead = mayBeRead && unreadAfter == unread + times && inTransitAfter == 0;
+        mayBeWritten = mayBeWritten && inTransitAfter > inTransit && unreadAfter == 0;
         unread = unreadAfter;
-        onTheWay = onTheWayAfter;
+        inTransit = inTransitAfter;
     }
 };
 
@@ -70,7 +70,7 @@ std::vector<Candidate> candidates()
             continue;
         Candidate candidate { descriptor, 0, 0 };
         candidate.unread = candidate.unreadNow();
-        candidate.onTheWay = candidate.onTheWayNow();
+        candidate.inTransit = candidate.inTransitNow();
         found.push_back(candidate);
     }
     return found;
@@ -85,23 +85,22 @@ try {
         for (int time = 0; time < times; ++time)
             curl_multi_wakeup(multi);
         for (Candidate& candidate : all)
-            candidate.look(times);
+            candidate.compare(times);
     }
     std::erase_if(all,
         [](const Candidate& candidate) { return !candidate.mayBeRead && !candidate.mayBeWritten; });
-    // Takes the bytes in.
+    // Makes libcurl read the bytes.
     curl_multi_poll(multi, nullptr, 0, 0, nullptr);
     const bool isPair = all.size() == 2 && all[0].mayBeRead != all[1].mayBeRead;
     const bool isEmpty = std::all_of(all.begin(), all.end(), [](const Candidate& candidate) {
-        return candidate.unreadNow() == 0 && candidate.onTheWayNow() == 0;
+        return candidate.unreadNow() == 0 && candidate.inTransitNow() == 0;
     });
     if (!isPair || !isEmpty)
         return;
     for (const Candidate& candidate : all)
         ::fcntl(candidate.descriptor, F_SETFD, FD_CLOEXEC);
 } catch (const std::exception&) {
-    // The sockets stay as libcurl made them: no more than two descriptors that a program inherits
-    // and does not know.
+    // The sockets stay inheritable: a program that the host starts gets two unknown descriptors.
 }
 
 } // namespace telvora::detail

@@ -4,13 +4,13 @@
 
 namespace telvora::detail {
 
-/// Keeps the two sockets through which `multi` is woken from programs that the host starts. libcurl
-/// makes them so that they are inherited, and does not tell which they are. They are found by
-/// waking `multi` several times: one socket of the process then has exactly as many bytes more to
-/// be read, and one has more on its way. Where there is not exactly one of each, nothing is done,
-/// so that no descriptor of the host's is ever touched.
+/// Sets close-on-exec on the two sockets through which `multi` is woken. libcurl makes them
+/// inheritable and does not say which they are. This function finds them: it wakes `multi` several
+/// times, and then one socket of the process has exactly as many more bytes to read, and another
+/// has more bytes sent and not read. If there is not exactly one of each, it does nothing, so that
+/// it never changes a descriptor of the host's.
 ///
-/// Requires that nobody else wakes `multi` meanwhile.
+/// Requires that no other thread wakes `multi` meanwhile.
 void closeWakeupOnExec(CURLM* multi) noexcept;
 
 } // namespace telvora::detail

@@ -16,11 +16,11 @@ void call(CurlJob& job) noexcept
         if (job.completion)
             job.completion(std::move(job.answer));
     } catch (...) {
-        // It has no caller who could make anything of it.
+        // No caller waits for the completion, so the exception has no receiver.
     }
 }
 
-/// Completes a request on the caller's thread, where no other can do it.
+// Completes a request on the caller's thread, because the client has no thread for it.
 void completeAtOnce(HTTPClient::Completion completion, const char* reason)
 {
     CurlJob job({}, std::move(completion));
@@ -72,14 +72,14 @@ std::size_t CurlWorker::inFlight() const
 
 void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
 {
-    // Whatever locks the parent's threads held at the fork, they hold here for ever.
+    // A lock that a thread of the parent held at the fork stays taken in the child for ever.
     if (isForkedChild())
         return completeAtOnce(std::move(completion), "Process forked after its first request");
     noteUse();
 
     CurlJobs job;
     try {
-        // Takes neither before it has the memory.
+        // Moves neither argument before it has the memory.
         job.emplace_back(std::move(request), std::move(completion));
     } catch (const std::bad_alloc&) {
         return completeAtOnce(std::move(completion), outOfMemory);
@@ -105,7 +105,7 @@ bool CurlWorker::start() noexcept
     try {
         m_isRunning = m_startThread("telvora-http", [this] { run(); });
     } catch (const std::exception&) {
-        // No memory for it: the same as no thread.
+        // Without memory the thread did not start.
     }
     return m_isRunning;
 }
@@ -142,7 +142,7 @@ std::unique_ptr<CurlLoop> CurlWorker::makeLoop() noexcept
                 return loop;
         }
     } catch (const std::exception&) {
-        // No memory for it: the same as no libcurl.
+        // Treated like a libcurl that does not start.
     }
     return nullptr;
 }
@@ -185,7 +185,7 @@ void CurlWorker::publish(CurlLoop* loop)
 void CurlWorker::complete(CurlJobs jobs)
 {
     while (!jobs.empty()) {
-        // What the completion refers to may be gone.
+        // The objects that the completion uses may be destroyed already.
         if (ExitGate::isClosed())
             sleepForGood();
         call(jobs.front());
@@ -211,7 +211,7 @@ bool CurlWorker::failArrived(const char* reason)
     fail(std::move(arrived), reason);
     MutexLock lock(m_lock);
     m_isRunning = !m_arrived.empty();
-    // With the lock held: who waits for it may destroy the worker right after.
+    // With the lock held, because the waiting thread may destroy the worker right afterwards.
     if (!m_isRunning)
         m_ended.notify_all();
     return m_isRunning;

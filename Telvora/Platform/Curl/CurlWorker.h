@@ -13,16 +13,16 @@
 
 namespace telvora::detail {
 
-/// The thread of a CurlHTTPClient, and the list through which requests reach it.
+/// The thread of a CurlHTTPClient and the list of requests for it.
 ///
-/// Life: the thread starts with the first request. If the system refuses it what it needs, it
-/// fails what has arrived and ends, and the next request tries again.
-/// Threads: as CurlHTTPClient. The loop belongs to the thread, but for its wake().
-/// Failure: nothing is thrown, not even for want of memory; the request concerned gets an error.
+/// Life: the thread starts with the first request. If the system refuses what the thread needs, the
+/// thread ends all requests so far with an error and ends itself; the next request tries again.
+/// Threads: as CurlHTTPClient. Only the thread uses the loop, except for wake().
+/// Failure: throws nothing. Without memory the request ends with an error.
 class CurlWorker {
 public:
     CurlWorker(StartThread startThread, const Clock& clock, CurlHTTPOptions options);
-    /// Completes what is left with an error and ends the thread. Requires canStop().
+    /// Completes all unfinished requests with an error and ends the thread. Requires canStop().
     ~CurlWorker();
 
     void send(HTTPRequest request, HTTPClient::Completion completion) TELVORA_EXCLUDES(m_lock);
@@ -32,19 +32,19 @@ public:
     static bool canStop();
 
 private:
-    /// False if the system has no thread to give.
+    // False if the system refuses the thread.
     bool start() noexcept TELVORA_REQUIRES(m_lock);
     void waitForEnd() TELVORA_EXCLUDES(m_lock);
     void run() TELVORA_EXCLUDES(m_lock);
     std::unique_ptr<CurlLoop> makeLoop() noexcept;
     void serve(CurlLoop& loop) TELVORA_EXCLUDES(m_lock);
-    /// False once the thread is to end.
+    // False once the thread must end.
     bool takeArrived(CurlJobs& arrived) TELVORA_EXCLUDES(m_lock);
     void publish(CurlLoop* loop) TELVORA_EXCLUDES(m_lock);
     void complete(CurlJobs jobs) TELVORA_EXCLUDES(m_lock);
     void fail(CurlJobs jobs, const char* reason) TELVORA_EXCLUDES(m_lock);
-    /// Fails what has arrived. False if nothing arrived meanwhile; the thread counts as ended then
-    /// and must not touch the worker any more.
+    // Ends all requests that have arrived with an error. False if no other arrived meanwhile; the
+    // thread then counts as ended and must not use the worker any more.
     bool failArrived(const char* reason) TELVORA_EXCLUDES(m_lock);
 
     const StartThread m_startThread;
