@@ -6,7 +6,9 @@
 
 namespace telvora {
 
-/// What the running application can do.
+/// Says which URLs programs on the device can open.
+///
+/// Used by TrackerDataExcavator, to detect a jailbroken device.
 ///
 /// Threads: any.
 /// Implementations: Linux/Machine/LinuxApplication, Simulated/ScriptedApplication.
@@ -14,7 +16,7 @@ class TELVORA_EXPORT Application {
 public:
     virtual ~Application() = default;
 
-    /// Whether some program on the device handles this URL.
+    /// Whether a program on the device handles this URL.
     virtual bool canOpenURL(const std::string& url) const = 0;
 };
 

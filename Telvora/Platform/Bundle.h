@@ -9,7 +9,10 @@
 
 namespace telvora {
 
-/// What the host application says of itself.
+/// The host application's description of itself.
+///
+/// Used by TrackerDataExcavator and TrackerNetwork (the version), CommonTrackerModel and
+/// TrackerManager (the identifier).
 ///
 /// Threads: any.
 /// Implementations: Host/HostBundle (from the host's options), Simulated/ScriptedBundle.
@@ -17,7 +20,7 @@ class TELVORA_EXPORT Bundle {
 public:
     virtual ~Bundle() = default;
 
-    /// The entry of the information dictionary, of whatever type it is; absent without one.
+    /// The entry of the information dictionary, of any type; absent if there is none.
     /// The version is under "CFBundleShortVersionString".
     virtual std::optional<Value> objectForInfoDictionaryKey(std::string_view key) const = 0;
 

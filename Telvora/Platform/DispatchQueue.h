@@ -12,32 +12,38 @@ namespace telvora {
 
 class TimerSource;
 
-/// A queue of blocks with the order of a reader-writer lock. A barrier runs alone: after all that
-/// was submitted before it and before all that is submitted later, as far as one submission comes
-/// before the other in time. Synchronous blocks without a barrier may run side by side.
+/// A queue of blocks with the order of a reader-writer lock. A barrier runs alone: after all blocks
+/// that were submitted before it, and before all that are submitted after it. Two submissions that
+/// overlap in time may run in either order. Synchronous blocks without a barrier may run in
+/// parallel.
+///
+/// Used by TrackerManager (intake), ReadWriteLock and QuorvexLog.
 ///
 /// Life: a queue may be destroyed while blocks are pending; the destructor waits until they have
-/// run. Where it is one of its own blocks that destroys it, the rest runs later.
+/// run. If one of the queue's own blocks destroys it, the other blocks run later.
 ///
 /// Threads: every operation from any thread. barrierAsync() returns at once and never waits for a
 /// block. sync() and barrierSync() run the block on the calling thread before they return, and
-/// must not be called from a block of the same queue: they would wait for themselves, and stop the
-/// process instead. Submitting from inside a block, of this queue or another, is fine.
+/// must not be called from a block of the same queue: they would wait for themselves, so the
+/// process stops with a message instead. A block may submit asynchronous blocks to any queue.
 ///
-/// Failure: an exception that leaves an asynchronous block is swallowed at the thread's boundary;
-/// one that leaves a synchronous block reaches the caller.
+/// Failure: an exception that leaves an asynchronous block is dropped; one that leaves a
+/// synchronous block reaches the caller.
 ///
 /// Implementations: Dispatch/ThreadedDispatchQueue, Simulated/ManualDispatch (has its own).
 class TELVORA_EXPORT DispatchQueue {
 public:
     virtual ~DispatchQueue() = default;
 
+    /// Submits a barrier and returns at once.
     virtual void barrierAsync(Work block) = 0;
+    /// Runs `block`, which may run in parallel with other sync() blocks.
     virtual void sync(FunctionRef<void()> block) = 0;
+    /// Runs `block` as a barrier.
     virtual void barrierSync(FunctionRef<void()> block) = 0;
 
-    /// barrierAsync() of a `Block { arguments... }` that is made where it will wait, for callers
-    /// to whom moving what it carries is most of what a submission costs.
+    /// barrierAsync() of a `Block { arguments... }` that is built in the queue's memory. For
+    /// callers for whom moving the block would be most of the cost of a submission.
     template<typename Block, typename... Arguments> void emplaceBarrier(Arguments&&... arguments)
     {
         makeBarrier(
@@ -45,8 +51,8 @@ public:
     }
 
 protected:
-    /// Calls `make` once, before it returns, with empty work to fill; what it throws reaches the
-    /// caller, and nothing is submitted then.
+    /// Calls `make` once, before it returns, with an empty `Work` to fill. If `make` throws, the
+    /// exception reaches the caller and nothing is submitted.
     virtual void makeBarrier(FunctionRef<void(Work&)> make)
     {
         Work work;
@@ -55,28 +61,32 @@ protected:
     }
 };
 
-/// Where queues and timers come from, and the global default-priority queue, on which ticks and
-/// delayed blocks run side by side.
+/// Makes queues and timers, and has the global default-priority queue, on which ticks and delayed
+/// blocks run in parallel.
+///
+/// Used by TrackerManager, ReadWriteLock and QuorvexLog (queues), TrackerTimer (a timer),
+/// TrackerDataLifeCycleTrace (a delay) and the Reachability classes (the main thread).
 ///
 /// Threads: every operation from any thread.
 ///
 /// Implementations: Dispatch/ThreadedDispatch (a pool of threads that grows while its threads
-/// wait), Simulated/ManualDispatch (runs a block when told).
+/// wait), Simulated/ManualDispatch (runs blocks when the test says so).
 class TELVORA_EXPORT Dispatch {
 public:
     virtual ~Dispatch() = default;
 
-    /// A concurrent queue of its own. `label` names it to people; two queues may share a label.
+    /// A new concurrent queue. `label` is shown in messages; two queues may have the same label.
     virtual std::unique_ptr<DispatchQueue> makeConcurrentQueue(std::string label) = 0;
 
-    /// A repeating timer, suspended, whose handler runs on the global queue.
+    /// A new repeating timer, suspended. Its handler runs on the global queue.
     virtual std::unique_ptr<TimerSource> makeTimerSource() = 0;
 
-    /// Runs `block` on the global default-priority queue, `delay` of steady time from now.
+    /// Runs `block` on the global default-priority queue, `delay` of steady time from now; at once
+    /// for a delay of 0 or less.
     virtual void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) = 0;
 
-    /// Hands `block` to the host's main thread where the platform has one to hand to, else to the
-    /// global queue.
+    /// Submits `block` to the host's main thread; to the global queue if the platform does not know
+    /// the main thread.
     virtual void mainAsync(Work block) = 0;
 };
 

@@ -7,7 +7,9 @@
 
 namespace telvora {
 
-/// The two things the library asks of a file system.
+/// The two file operations that the library needs.
+///
+/// Used by TrackerDataExcavator, to detect a jailbroken device.
 ///
 /// Threads: any.
 /// Implementations: Linux/Machine/LinuxFileManager, Simulated/ScriptedFileManager.
@@ -15,10 +17,11 @@ class TELVORA_EXPORT FileManager {
 public:
     virtual ~FileManager() = default;
 
+    /// Whether there is a file or folder at `path`.
     virtual bool fileExists(const std::string& path) const = 0;
 
-    /// Writes `text` so that the file is there whole or not at all. False when it cannot be
-    /// written; folders are never made.
+    /// Writes the file `path`: afterwards it has all of `text`, or is unchanged. False when it
+    /// cannot be written. Never makes folders.
     virtual bool writeAtomically(const std::string& path, std::string_view text) = 0;
 };
 

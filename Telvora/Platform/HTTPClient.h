@@ -11,42 +11,43 @@
 
 namespace telvora {
 
-/// One request, ready to go out. Header names are unique without regard to case and are sent in
-/// this order.
+/// One request. Header names are unique, regardless of case, and are sent in this order.
 struct HTTPRequest {
     std::string url;
     std::string method;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    /// From when the client gives the request to a connection, be it one that must be opened first,
-    /// to the end of the answer. Waiting for a connection costs nothing of it.
+    /// The longest time from when the client gives the request to a connection, which may have to
+    /// be opened first, to the end of the answer. Waiting for a connection does not count.
     std::chrono::seconds timeout { 60 };
-    /// Names of those headers that only the host of `url` may see, and not one that it redirects
-    /// to. "Authorization", "Cookie" and "Host" always count as such.
+    /// Names of headers that are sent only to the host of `url`, not to a host that it redirects
+    /// to. "Authorization", "Cookie" and "Host" are always among them.
     std::vector<std::string> hostOnlyHeaders {};
 };
 
-/// What came of a request. Either `data` (an answer that arrived whole, whatever its status; it
-/// may be empty) or `error` (what kept it from arriving) is set.
+/// The result of a request. Either `data` is set (the body of a complete answer with any status; it
+/// may be empty), or `error` (why there is no complete answer).
 struct HTTPAnswer {
     std::optional<std::string> data;
     std::optional<std::string> error;
-    /// For people and logs; the library does not look at it.
+    /// The HTTP status, for logs only; 0 if there was no answer. The library does not use it.
     int status = 0;
 };
 
-/// Sends requests, several at a time, and says what came of each.
+/// Sends requests, several at a time, and calls a completion for each.
 ///
-/// Life: lives as long as the platform. Requests still under way when the process ends are
-/// dropped without a completion.
+/// Used by TrackerNetwork, which uploads the batches.
 ///
-/// Threads: every operation from any thread. send() never waits for the network. A completion
-/// comes exactly once for each request, on a thread of the client's own, with no lock held. It
-/// comes before send() returns only where a scripted answer asks for it and, on the caller's
-/// thread, where the client has no other thread: in a process that was forked after the library's
-/// first use, and where the system gives no thread or no memory.
+/// Life: as long as the platform. Requests that are unfinished when the process ends are dropped
+/// without a completion.
 ///
-/// Failure: everything that can go wrong is an `error` of the answer: unknown host, closed port,
+/// Threads: every operation from any thread. send() never waits for the network. A completion is
+/// called exactly once for each request, on the client's own thread, without a lock held. It is
+/// called before send() returns, on the caller's thread, only if the client has no thread (in a
+/// process that was forked after the library's first use, or when the system refuses a thread or
+/// memory), or if a scripted answer asks for it.
+///
+/// Failure: every failure is an `error` of the answer: unknown host, closed port,
 /// unsupported scheme, time-out, an answer above the client's size limit, a header value with a
 /// line break in it.
 ///

@@ -12,8 +12,8 @@
 
 namespace telvora {
 
-/// A moment in the life of a screen. The raw values are the names of the moments; the library
-/// itself goes by position (index 3: the screen has come to the top, index 5: it has left).
+/// A moment in the life of a screen. The raw values are the names of the moments. The library uses
+/// the position (index 3: the screen has come to the top, index 5: it has left).
 enum class LifeCycleTraceOccasion {
     loadView,
     viewDidLoad,
@@ -24,7 +24,7 @@ enum class LifeCycleTraceOccasion {
     deinit,
 };
 
-/// Whether the moment is about to be handled by the screen, has been, or was left out.
+/// Whether the screen is about to handle the moment, has handled it, or has skipped it.
 enum class LifeCycleTraceState {
     before,
     after,
@@ -41,7 +41,7 @@ inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues
     "deinit",
 };
 
-/// Empty for a value that is no moment.
+/// The name of the moment; empty for a value that is none.
 constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
 {
     const auto index = static_cast<std::size_t>(occasion);
@@ -49,7 +49,7 @@ constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
                                                           : std::string_view();
 }
 
-/// Absent for a text that names no moment.
+/// The moment with that name; absent if there is none.
 constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::string_view rawValue)
 {
     for (std::size_t index = 0; index < lifeCycleTraceOccasionRawValues.size(); ++index) {
@@ -60,13 +60,13 @@ constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::stri
 }
 
 /// A rule of the page-lifecycle framework: two numbers and the name of the mark at which a trace
-/// ends. Their meaning is the framework's.
+/// ends. Only the framework interprets them.
 struct LifeCycleResolveRule {
     std::array<int, 2> values;
     std::string end;
 };
 
-/// The rules an adaptor goes by; made from one.
+/// The rules of an adaptor; made from a single rule.
 class LifeCycleResolveRules {
 public:
     explicit LifeCycleResolveRules(LifeCycleResolveRule rule)
@@ -80,8 +80,10 @@ private:
     LifeCycleResolveRule m_rule;
 };
 
-/// What the page-lifecycle framework drives, one for each scene. All calls come on the main
+/// An adaptor: the page-lifecycle framework makes one for each scene and calls it on the main
 /// thread.
+///
+/// Implementation: Classes/Model/TrackerDataLifeCycleTrace.
 class TELVORA_EXPORT LifeCycleTrace {
 public:
     virtual ~LifeCycleTrace() = default;
@@ -89,35 +91,38 @@ public:
     /// The name of the scene that it was made for.
     virtual const std::string& sceneName() const = 0;
 
-    /// The screen of that scene, held weakly; null until it is set, and when it has gone away.
+    /// The screen of that scene, held weakly; null until it is set and after it was destroyed.
     virtual std::shared_ptr<UIViewController> scene() const = 0;
     virtual void setScene(std::weak_ptr<UIViewController> scene) = 0;
 
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
     virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
 
-    /// The moment that a selector of the framework stands for; absent for any other text.
+    /// The moment that the framework's selector `sel` means; absent for any other text.
     virtual std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const = 0;
 
-    /// Says that a moment in the life of the scene has come.
+    /// Called by the framework for each moment in the life of the scene.
     virtual void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
         = 0;
 };
 
-/// The page-lifecycle framework: whoever knows when screens come and go. It makes one adaptor for
-/// each scene from the registered factory, sets its scene and calls it.
+/// The page-lifecycle framework, which knows when screens appear and disappear. It makes one
+/// adaptor for each scene with the registered factory, sets its scene and calls it.
+///
+/// Used by TrackerDataLifeCycleTrace, which registers itself as the adaptor.
 ///
 /// Threads: the main thread.
 /// Implementations: Host/HostLifeCycleChecker (driven by the host or its toolkit's
 /// integration), Simulated/ScriptedLifeCycleChecker.
 class TELVORA_EXPORT LifeCycleChecker {
 public:
-    /// Makes the adaptor of the scene of that name.
+    /// Makes the adaptor of the scene with that name.
     using AdaptorFactory
         = std::function<std::unique_ptr<LifeCycleTrace>(const std::string& sceneName)>;
 
     virtual ~LifeCycleChecker() = default;
 
+    /// Sets the factory for adaptors that are made from now on.
     virtual void registerAdaptor(AdaptorFactory create) = 0;
 };
 

@@ -4,14 +4,14 @@
 
 #include <atomic>
 
-// The core links without it; its address is null then.
+// Null in a program that links only the core.
 #pragma weak telvoraDefaultPlatform
 
 namespace telvora {
 
 namespace {
 
-// Written once and then only read, by every thread and on every event.
+// Written once. Every thread reads it, for every event.
 std::atomic<Platform*> s_platform { nullptr };
 
 } // namespace

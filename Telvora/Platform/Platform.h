@@ -18,10 +18,11 @@ class ScreenHierarchy;
 class Telephony;
 class UUIDSource;
 
-/// All that the library asks of a system, one service each.
+/// The services of a system that the library needs. Each service's header names the classes that
+/// use it.
 ///
-/// Life: made by whoever assembles the process and installed before the library is first used;
-/// it must live to the end of the process.
+/// Life: the host makes the set and installs it before the first use of the library, or takes the
+/// default set. It must live to the end of the process.
 struct Platform {
     Application& application;
     Bundle& bundle;
@@ -38,16 +39,16 @@ struct Platform {
     UUIDSource& uuids;
 };
 
-/// Installs the set that platform() answers with from now on. Comes before anything else of the
-/// library, from one thread; a second set, or one after first use, stops the process.
+/// Makes `set` the result of platform(). Call it before anything else of the library, on one
+/// thread. A second call, or a call after the first use of the library, stops the process.
 TELVORA_EXPORT void installPlatform(Platform& set);
 
-/// The installed set; without one the default of the system's library, made on first use and never
-/// destroyed. A program that has neither stops with "No platform is installed".
+/// The installed set. If none was installed: the default set of the system's library, made on first
+/// use and never destroyed. A program that has neither stops with "No platform is installed".
 TELVORA_EXPORT Platform& platform();
 
 } // namespace telvora
 
-/// The default set. The library of a system defines it, as telvora_linux does. A program that links
-/// the core alone has none.
+/// Makes the default set. Defined by the library of a system, as telvora_linux. A program that
+/// links only the core has none.
 extern "C" TELVORA_EXPORT telvora::Platform* telvoraDefaultPlatform();

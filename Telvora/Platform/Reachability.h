@@ -7,14 +7,16 @@
 
 namespace telvora {
 
-/// The kind of connection the device has now, and word of its changes.
+/// The kind of connection that the device has now, with callbacks for its changes.
+///
+/// Used by TrackNetworkStatus (held) and TrackerDataExcavator (one reading).
 ///
 /// Life: made by ReachabilityService. The notifier is off until started. Destroying the object
 /// ends its callbacks.
 ///
-/// Threads: every operation from any thread; connection() is read on the host's thread for every
-/// stamped event and must cost no more than a look at a snapshot. The callbacks come on the main
-/// queue (Dispatch::mainAsync).
+/// Threads: every operation from any thread. connection() is called on the host's thread for every
+/// event with a network stamp, so it must only read a snapshot. The callbacks are called on the
+/// main queue (Dispatch::mainAsync).
 class TELVORA_EXPORT Reachability {
 public:
     enum class Connection {
@@ -23,22 +25,23 @@ public:
         cellular,
     };
 
-    /// Told the connection at the time of the call.
+    /// Gets the connection at the time of the call.
     using Callback = std::function<void(Connection)>;
 
     virtual ~Reachability() = default;
 
+    /// The connection now.
     virtual Connection connection() const = 0;
 
-    /// False when watching cannot be started.
+    /// Begins to call the callbacks. False when that fails.
     virtual bool startNotifier() = 0;
+    /// Ends the callbacks until the next start.
     virtual void stopNotifier() = 0;
 
-    /// Called once for each change of the connection to Wi-Fi or cellular, from one to the other
-    /// too, while the notifier runs. Changes only: what the notifier finds when it is started is
-    /// no change and is not reported.
+    /// `callback` is called once for each change to Wi-Fi or cellular while the notifier runs, also
+    /// from one to the other. The connection at the start of the notifier is not reported.
     virtual void setWhenReachable(Callback callback) = 0;
-    /// The same for a change to none.
+    /// `callback` is called once for each change to no connection.
     virtual void setWhenUnreachable(Callback callback) = 0;
 };
 
@@ -47,7 +50,7 @@ public:
 /// Implementations: Linux/Network/LinuxReachability (rtnetlink), Simulated/ScriptedReachability.
 class TELVORA_EXPORT ReachabilityService {
 public:
-    /// What an object is made for: to be held for the life of the process, or for one reading.
+    /// Whether the object is held for the life of the process or serves one reading.
     enum class Use {
         held,
         oneReading,
@@ -55,7 +58,7 @@ public:
 
     virtual ~ReachabilityService() = default;
 
-    /// Null when the object cannot be created.
+    /// A new object; null when it cannot be made.
     virtual std::unique_ptr<Reachability> makeReachability(Use use) = 0;
 };
 

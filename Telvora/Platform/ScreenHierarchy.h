@@ -15,12 +15,15 @@ struct ViewControllerInfo;
 /// integration of a toolkit, which keeps it alive as long as the screen exists; the library holds
 /// screens weakly.
 ///
-/// Life: in a std::shared_ptr of its own. A class of screens does not derive from
-/// std::enable_shared_from_this once more: with two of them neither works.
+/// Used by TrackerDataLifeCycleTrace and UIWindow (the page that the user sees) and by
+/// TrackerManager (its name in reports).
 ///
-/// Threads: asked on the thread that calls the page lifecycle, the main thread. className() is
-/// also asked on whatever thread reports, which keeps the screen for the length of that question:
-/// a screen that goes away meanwhile is destroyed on that thread.
+/// Life: owned by a std::shared_ptr. A derived class must not derive from
+/// std::enable_shared_from_this again: with two of them neither works.
+///
+/// Threads: called on the main thread, which calls the page lifecycle. className() is also called
+/// on any thread that reports. That thread owns the screen during the call, so a screen that is
+/// released meanwhile is destroyed on that thread.
 class TELVORA_EXPORT UIViewController : public std::enable_shared_from_this<UIViewController> {
 public:
     enum class Kind {
@@ -34,23 +37,24 @@ public:
     /// The name of its class, as reports and log lines show it.
     virtual std::string className() const = 0;
 
-    /// Its qualified class name, "Module.Class", as the white list looks at it.
+    /// Its qualified class name, "Module.Class". The white list is compared with it.
     virtual std::string sceneName() const = 0;
 
+    /// Says which of the three screens below it may have.
     virtual Kind kind() const { return Kind::plain; }
 
-    /// The screen it presents over itself, or null.
+    /// The screen that it presents over itself, or null.
     virtual std::shared_ptr<UIViewController> presentedViewController() const { return nullptr; }
     /// Of a navigation controller: the screen at the top of its stack, or null.
     virtual std::shared_ptr<UIViewController> visibleViewController() const { return nullptr; }
     /// Of a tab-bar controller: the screen of the chosen tab, or null.
     virtual std::shared_ptr<UIViewController> selectedViewController() const { return nullptr; }
 
-    /// The page that it is itself, without parameters.
+    /// This screen as a page without parameters.
     ViewControllerInfo toWrapInfo();
 };
 
-/// The page that the user sees: its screen, held weakly, and what the host says of it.
+/// The page that the user sees: its screen, held weakly, and the host's parameters.
 struct ViewControllerInfo {
     std::weak_ptr<UIViewController> vc;
     StringDictionary params {};
@@ -61,13 +65,13 @@ inline ViewControllerInfo UIViewController::toWrapInfo()
     return { weak_from_this() };
 }
 
-/// Adopted, beside UIViewController, by a screen that wants another screen reported in its place,
-/// as a container does for one of its children.
+/// A second base class for a screen that names another screen to report in its place, as a
+/// container does for one of its children.
 class TELVORA_EXPORT TrackerDataLifeCycleControllerDelegate {
 public:
     virtual ~TrackerDataLifeCycleControllerDelegate() = default;
 
-    /// The screen that stands for it, possibly itself.
+    /// The screen to report, possibly itself.
     virtual ViewControllerInfo trackerViewControllerInfo() const = 0;
 };
 
@@ -76,23 +80,25 @@ class TELVORA_EXPORT UIWindow {
 public:
     virtual ~UIWindow() = default;
 
-    /// Null for a window without content.
+    /// The screen at the root; null for a window without content.
     virtual std::shared_ptr<UIViewController> rootViewController() const = 0;
 
     /// The screen on top of this window: follows delegates, presented, visible and selected screens
-    /// from the root, and stops early at one whose scene name ends as the white list says. Absent
-    /// where the way ends at nothing, or a screen throws. The result has no parameters, whatever a
-    /// delegate supplied.
+    /// from the root, and stops at a screen whose scene name ends with an entry of the white list.
+    /// Absent if there is no screen, or a screen throws. The result never has parameters, even if a
+    /// delegate supplied some.
     ///
-    /// Deliberate: where screens contain or present each other in a ring, the result is the first
-    /// one that the walk comes to a second time.
+    /// Deliberate: if the screens form a cycle, the result is the first screen that the search
+    /// reaches a second time.
     std::optional<ViewControllerInfo> topViewController_monitorTracker() const;
 
-    /// The same for the application's key window; absent without one.
+    /// The same for the application's key window; absent if there is none.
     static std::optional<ViewControllerInfo> trackerTopViewControllerInfo();
 };
 
 /// The application's windows.
+///
+/// Used by UIWindow::trackerTopViewControllerInfo().
 ///
 /// Threads: the main thread.
 /// Implementations: Host/HostScreenHierarchy (what the host supplies),

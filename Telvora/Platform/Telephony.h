@@ -9,17 +9,19 @@
 
 namespace telvora {
 
-/// Who provides a cellular service. An absent country code means that there is no SIM.
+/// The provider of a cellular service. Without a SIM the country code is absent.
 struct Carrier {
     std::optional<std::string> carrierName;
-    /// ISO 3166-1 alpha-2.
+    /// ISO 3166-1 alpha-2, such as "de".
     std::optional<std::string> isoCountryCode;
 };
 
-/// The cellular services of the device. Each list pairs a service identifier with its value, in
-/// the system's own order, and is absent where the system has no telephony at all.
+/// The cellular services of the device. Each list has pairs of a service identifier and its value,
+/// in the system's order. It is absent if the system has no telephony.
 ///
-/// Threads: any; both are read on the host's thread and must be snapshots.
+/// Used by TrackerDataExcavator (the carriers) and TrackNetworkStatus (the radio technologies).
+///
+/// Threads: any. Both are read on the host's thread, so they must only read a snapshot.
 ///
 /// Implementations: Host/HostTelephony, Simulated/ScriptedTelephony.
 class TELVORA_EXPORT Telephony {
@@ -30,7 +32,9 @@ public:
 
     virtual ~Telephony() = default;
 
+    /// The carrier of each service.
     virtual std::optional<Carriers> serviceSubscriberCellularProviders() const = 0;
+    /// The radio technology of each service that is connected.
     virtual std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const = 0;
 };
 

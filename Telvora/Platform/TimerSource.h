@@ -7,20 +7,21 @@
 
 namespace telvora {
 
-/// A repeating timer on the steady clock. Handlers run on the global default-priority queue, never
-/// two of one source at once.
+/// A repeating timer on the steady clock. Its handler runs on the global default-priority queue,
+/// never twice at the same time.
 ///
-/// Life: created suspended and without a schedule. Destroying it ends the ticks; the destructor
-/// waits for a handler that is running, unless it is that handler that destroys it.
+/// Used by TrackerTimer.
+///
+/// Life: created suspended and without a schedule. The destructor ends the ticks and waits for a
+/// running handler, unless that handler calls it.
 ///
 /// Threads: every operation from any thread.
 ///
-/// Deadlines that pass while it is suspended do not fire one by one: after resume() at most one
-/// missed tick comes at once, and the schedule goes on from there. Deadlines that pass while a
-/// handler runs coalesce in the same way.
+/// All deadlines that pass while it is suspended cause at most one tick, right after resume(); the
+/// schedule then continues. The same holds for deadlines that pass while the handler runs.
 ///
-/// suspend() and resume() count, as a lock does: two suspends take two resumes. A resume too many
-/// is ignored.
+/// suspend() and resume() are counted: after two calls of suspend() it takes two of resume(). A
+/// resume() without a suspend() is ignored.
 class TELVORA_EXPORT TimerSource {
 public:
     virtual ~TimerSource() = default;
@@ -32,7 +33,9 @@ public:
     /// Replaces the handler; it takes effect with the next tick.
     virtual void setHandler(std::function<void()> handler) = 0;
 
+    /// Stops the ticks; a running handler continues.
     virtual void suspend() = 0;
+    /// Undoes one suspend().
     virtual void resume() = 0;
 };
 

@@ -5,7 +5,9 @@
 
 namespace telvora {
 
-/// Where random UUIDs come from.
+/// Makes random UUIDs.
+///
+/// Used by TrackerManager (session identifiers) and TrackerNetwork (x-trace-id).
 ///
 /// Threads: any.
 /// Implementations: Linux/Machine/LinuxUUIDSource (the kernel's randomness),
