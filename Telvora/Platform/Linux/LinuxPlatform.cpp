@@ -32,7 +32,7 @@ HostBundle::Options bundleOptions(LinuxPlatformOptions& options)
     };
 }
 
-// Threads of the HTTP client may look at it until the process is gone.
+// The HTTP client's thread may use it while the process ends.
 constinit detail::NeverDestroyed<detail::LinuxClock> s_clock;
 
 } // namespace
@@ -49,7 +49,7 @@ struct LinuxPlatform::Services {
     {
     }
 
-    // The others may submit work for as long as they live, so it goes last.
+    // First, so destroyed last: the other services may submit work until they are destroyed.
     ThreadedDispatch dispatch;
     detail::LinuxApplication application;
     HostBundle bundle;
@@ -82,7 +82,7 @@ struct LinuxPlatform::Services {
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
     : m_services(std::make_unique<Services>(std::move(options)))
 {
-    // Before the first use of the library, so that no fork after it goes unnoticed.
+    // Before the first use of the library, so that every fork after it is noticed.
     detail::installForkHandlers();
 }
 
@@ -127,7 +127,7 @@ HostTelephony& LinuxPlatform::telephony()
 
 telvora::Platform* telvoraDefaultPlatform()
 {
-    // Never destroyed: threads of the library may still be at work when the process ends.
+    // Never destroyed: threads of the library may still run while the process ends.
     static constinit telvora::detail::Lazy<telvora::LinuxPlatform> platform;
     return &platform.get([] { return new telvora::LinuxPlatform; }).services();
 }

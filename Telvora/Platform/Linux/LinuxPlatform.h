@@ -17,36 +17,41 @@
 
 namespace telvora {
 
-/// What only the host knows. Everything may be left out.
+/// Facts that only the host knows. Every member is optional.
 struct LinuxPlatformOptions {
-    /// For people; without one, the name of the running program.
+    /// The application's name, as users know it. Absent: the name of the running program, as in
+    /// /proc/self/comm.
     std::optional<std::string> applicationName {};
-    /// "1.4.2"; reported as absent without one.
+    /// The application's version: "1.4.2". Absent: reported as absent.
     std::optional<std::string> applicationVersion {};
-    /// "com.example.host"; reported as absent without one.
+    /// The application's identifier: "com.example.host". Absent: reported as absent.
     std::optional<std::string> applicationIdentifier {};
-    /// More entries for Bundle::objectForInfoDictionaryKey(); they go before the three above.
+    /// More entries for Bundle::objectForInfoDictionaryKey(); they override the three above. Empty:
+    /// no more entries.
     Dictionary infoDictionary {};
 
-    /// Hands work to the host's main thread, which then runs it in the order it came. Called on any
-    /// thread. Without one, that work runs on the global queue.
+    /// Submits work to the host's main thread, which must run it in the order of the calls. Called
+    /// on any thread. Empty: that work runs on the global queue.
     std::function<void(Work)> mainThread {};
-    /// The main screen as the host's toolkit knows it; without one, as the kernel does.
+    /// The main screen as the host's toolkit knows it. Absent: the kernel's description, with one
+    /// point per pixel.
     std::optional<MainScreen> screen {};
-    /// The window that has the user's input; without one there are no screens to see.
+    /// Returns the window that has the user's input. Called on the main thread. Empty: there is no
+    /// key window, so no page is reported.
     HostScreenHierarchy::KeyWindowSupplier keyWindow {};
 
+    /// The options of the HTTP client; each has its own default.
     CurlHTTPOptions http {};
 
-    /// Put before the paths of /sys, /proc, /etc and the desktop's registers when the machine is
-    /// read; for tests. Files that the library is asked for are never looked up below it.
+    /// For tests: a path prefix for /sys, /proc, /etc and the desktop's lists of applications.
+    /// Empty: the running system. The FileManager does not use it.
     std::string root {};
 };
 
 /// The services of a Linux machine, ready for installPlatform().
 ///
-/// Life: making it starts no thread and reads next to nothing; each service does its work when it
-/// is first asked. An installed one must live to the end of the process.
+/// Life: the constructor starts no thread and reads one small file at most; each service does its
+/// work on first use. An installed platform must live to the end of the process.
 ///
 /// Threads: services() and the accessors from any thread; the services as their headers say.
 class TELVORA_EXPORT LinuxPlatform {
@@ -57,14 +62,20 @@ public:
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
+    /// The services, for installPlatform().
     Platform& services();
+    /// The queues and timers, for waitUntilIdle().
 
     ThreadedDispatch& dispatch();
+    /// The HTTP client, for inFlight().
     CurlHTTPClient& httpClient();
-    /// The host posts its moves to the background and back here.
+    /// The host posts here when it enters the background or returns to the foreground.
     HostNotificationCenter& notificationCenter();
+    /// The host's toolkit makes its adaptors here. Makes none while no factory is registered.
     HostLifeCycleChecker& lifeCycleChecker();
+    /// The host may replace the supplier of the key window here.
     HostScreenHierarchy& screens();
+    /// The host publishes its cellular services here. Until then they are absent.
     HostTelephony& telephony();
 
 private:

@@ -5,13 +5,15 @@
 
 namespace telvora {
 
-/// The main screen as the host's toolkit knows it. It goes before what the kernel says, which knows
-/// nothing of scaling, rotation or which screen the user calls the main one.
+/// The main screen as the host's toolkit knows it. It replaces the kernel's description, because
+/// the kernel does not know scaling, rotation or the user's choice of the main screen.
 struct MainScreen {
+    /// Width and height in points.
     double widthPoints = 0;
     double heightPoints = 0;
-    /// Pixels a point.
+    /// Pixels per point.
     double scale = 1;
+    /// Absent: not known.
     std::optional<std::int64_t> pixelsPerInch;
 };
 

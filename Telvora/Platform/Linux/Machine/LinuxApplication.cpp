@@ -10,7 +10,7 @@ namespace telvora::detail {
 namespace {
 
 /// The cache of a desktop with very many applications is some hundred kilobytes.
-constexpr std::size_t registerLimitBytes = 8 * 1024 * 1024;
+constexpr std::size_t fileLimitBytes = 8 * 1024 * 1024;
 
 std::string lowered(std::string_view text)
 {
@@ -52,7 +52,7 @@ std::string schemeOf(const std::string& url)
     return isScheme ? scheme : std::string();
 }
 
-/// What one register says of a type.
+// The desktop entries that one association file names for a type.
 struct Entries {
     std::vector<std::string> added;
     std::vector<std::string> removed;
@@ -106,11 +106,11 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     if (scheme.empty())
         return false;
 
-    // A register may take an entry away that a less important one adds, not the reverse.
+    // A file may remove an entry that a less important file adds, not the reverse.
     const std::string type = "x-scheme-handler/" + scheme;
     std::set<std::string> removed;
-    for (const std::string& path : registers()) {
-        const auto text = m_files.contents(path, registerLimitBytes);
+    for (const std::string& path : associationFiles()) {
+        const auto text = m_files.contents(path, fileLimitBytes);
         if (!text)
             continue;
         const Entries entries = entriesFor(type, *text);
@@ -123,7 +123,7 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     return false;
 }
 
-std::vector<std::string> LinuxApplication::registers() const
+std::vector<std::string> LinuxApplication::associationFiles() const
 {
     std::vector<std::string> paths;
     const auto addLists = [&](const std::string& folder) {

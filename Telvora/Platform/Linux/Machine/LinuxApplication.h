@@ -8,22 +8,22 @@
 
 namespace telvora::detail {
 
-/// Looks up who handles an address in the desktop's own registers (freedesktop.org's "MIME
-/// applications" and "desktop entries"), without running anything: a scheme is handled when a
-/// register names a desktop entry for it and that entry is installed.
+/// Looks up the application for a URL in the desktop's association files (freedesktop.org's "MIME
+/// applications" and "desktop entries"), without running anything. A scheme is handled when such a
+/// file names a desktop entry for it and that entry is installed.
 ///
-/// Threads: any. The folders are taken from the environment once, when it is made.
+/// Threads: any. The folders are read from the environment once, by the constructor.
 class LinuxApplication final : public Application {
 public:
-    /// The folders to look in, the most important first.
+    /// The folders to search, the most important first.
     struct Folders {
         std::vector<std::string> config;
         std::vector<std::string> data;
-        /// Names of desktops, lower case, whose own registers go before the common ones.
+        /// Names of desktops in lower case. Their files are read before the common ones.
         std::vector<std::string> desktops;
     };
 
-    /// As XDG_CONFIG_HOME, XDG_DATA_DIRS and their like say, with the usual defaults.
+    /// From XDG_CONFIG_HOME, XDG_DATA_DIRS and so on, with their standard defaults.
     static Folders foldersOfEnvironment();
 
     explicit LinuxApplication(SystemFiles files, Folders folders = foldersOfEnvironment());
@@ -31,7 +31,7 @@ public:
     bool canOpenURL(const std::string& url) const override;
 
 private:
-    std::vector<std::string> registers() const;
+    std::vector<std::string> associationFiles() const;
     bool isInstalled(const std::string& desktopEntry) const;
 
     SystemFiles m_files;

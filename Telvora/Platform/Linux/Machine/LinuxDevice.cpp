@@ -29,10 +29,10 @@ bool equalsIgnoringCase(std::string_view left, std::string_view right)
     });
 }
 
-/// What board makers leave in a table that nobody filled in.
-bool isFiller(std::string_view text)
+// The placeholders that board makers leave in their tables.
+bool isPlaceholder(std::string_view text)
 {
-    static constexpr std::array<std::string_view, 22> fillers { "To be filled by O.E.M.",
+    static constexpr std::array<std::string_view, 22> placeholders { "To be filled by O.E.M.",
         "To be filled by O.E.M", "To be filled by OEM", "System Product Name", "System Name",
         "System Version", "System manufacturer", "Default string", "Not Applicable",
         "Not Specified", "Not Available", "O.E.M.", "OEM", "None", "N/A", "NA", "INVALID",
@@ -40,23 +40,23 @@ bool isFiller(std::string_view text)
 
     const bool hasWord = std::any_of(text.begin(), text.end(),
         [](char c) { return std::isalnum(static_cast<unsigned char>(c)) && c != '0'; });
-    return !hasWord || std::any_of(fillers.begin(), fillers.end(), [&](std::string_view filler) {
-        return equalsIgnoringCase(text, filler);
-    });
+    return !hasWord
+        || std::any_of(placeholders.begin(), placeholders.end(),
+            [&](std::string_view placeholder) { return equalsIgnoringCase(text, placeholder); });
 }
 
-/// An entry of the firmware's table, absent when it is a filler.
+// An entry of the firmware's table; absent when it is a placeholder.
 std::optional<std::string> firmwareEntry(const SystemFiles& files, const std::string& name)
 {
     auto text = files.firstLine("/sys/class/dmi/id/" + name);
-    if (text && isFiller(*text))
+    if (text && isPlaceholder(*text))
         return std::nullopt;
     return text;
 }
 
 std::optional<std::string> firmwareModel(const SystemFiles& files)
 {
-    // This maker's product name is an order number and its product version the name in the shop.
+    // This maker's product name is an order number; its product version is the name users know.
     const auto vendor = firmwareEntry(files, "sys_vendor");
     if (vendor && equalsIgnoringCase(*vendor, "LENOVO")) {
         auto version = firmwareEntry(files, "product_version");
@@ -75,7 +75,7 @@ utsname kernel()
     return names;
 }
 
-/// The number that `text` starts with, taken off it together with the point after it.
+// Removes the number at the start of `text`, and the point after it, and returns the number.
 int takeNumber(std::string_view& text)
 {
     int number = 0;
@@ -92,7 +92,7 @@ int takeNumber(std::string_view& text)
     return number;
 }
 
-/// By the words of machine-info and the device tree.
+// For the words of machine-info and of the device tree.
 UserInterfaceIdiom idiomOfChassis(std::string_view chassis)
 {
     if (chassis == "handset")
@@ -102,7 +102,7 @@ UserInterfaceIdiom idiomOfChassis(std::string_view chassis)
     return UserInterfaceIdiom::other;
 }
 
-/// By the numbers of the firmware's table (SMBIOS, "System Enclosure or Chassis Types").
+// For the numbers of the firmware's table (SMBIOS, "System Enclosure or Chassis Types").
 UserInterfaceIdiom idiomOfChassisType(std::string_view type)
 {
     if (type == "11")
@@ -170,7 +170,7 @@ bool LinuxDevice::isSystemVersionAtLeast(int major, int minor) const
 
 UserInterfaceIdiom LinuxDevice::userInterfaceIdiom() const
 {
-    // The administrator's word first: it is there to correct the others.
+    // The administrator's file first: its purpose is to correct the other sources.
     auto chassis = m_files.assignment("/etc/machine-info", "CHASSIS");
     if (!chassis)
         chassis = m_files.firstLine("/proc/device-tree/chassis-type");

@@ -11,7 +11,7 @@ namespace telvora::detail {
 /// Threads: any. Every value is read from the system each time it is asked for.
 ///
 /// Failure: a value that the machine does not have is neutral: the model is "Linux", a screen is
-/// zero by zero at one pixel a point.
+/// zero by zero at one pixel per point.
 class LinuxDevice final : public Device {
 public:
     explicit LinuxDevice(SystemFiles files, std::optional<MainScreen> screen = {});
@@ -26,8 +26,8 @@ public:
     /// The distribution's version, "12"; of a distribution without versions its build, and without
     /// a distribution the kernel's.
     std::string systemVersion() const override;
-    /// Compares the numbers that systemVersion() starts with; one that starts with none is older
-    /// than everything.
+    /// Compares the numbers at the start of systemVersion(); a version without a number counts as
+    /// 0.0.
     bool isSystemVersionAtLeast(int major, int minor) const override;
     UserInterfaceIdiom userInterfaceIdiom() const override;
 

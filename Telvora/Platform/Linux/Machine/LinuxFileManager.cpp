@@ -13,7 +13,7 @@ namespace telvora::detail {
 
 namespace {
 
-/// A name beside `path` that no other writer uses, in this process or another.
+// A name in the folder of `path` that no other writer uses, in this process or another.
 std::string temporaryName(const std::string& path)
 {
     static std::atomic<unsigned> s_count { 0 };
@@ -24,10 +24,10 @@ std::string temporaryName(const std::string& path)
         + std::to_string(s_count.fetch_add(1, std::memory_order_relaxed));
 }
 
-/// Makes a new file, with the rights that the process gives its new files.
+// Makes a new file with the process's default permissions.
 int createTemporary(const std::string& path, std::string& name)
 {
-    // Somebody killed may have left a file of that name behind.
+    // A process that was killed may have left a file of that name.
     static constexpr int attempts = 16;
 
     for (int attempt = 0; attempt < attempts; ++attempt) {
@@ -52,7 +52,7 @@ bool writeAll(int descriptor, std::string_view text)
     return true;
 }
 
-/// The system would read such a path only up to the NUL, and so find another file.
+// The system reads a path only up to a NUL, and would find another file.
 bool isPath(const std::string& path)
 {
     return !path.empty() && path.find('\0') == std::string::npos;

@@ -4,14 +4,14 @@
 
 namespace telvora::detail {
 
-/// Files by their system calls.
+/// Files through the system's own calls.
 ///
 /// Deliberate: writeAtomically() does not wait for the disk. A reader, or a process that is
-/// killed, never meets half a file; a power cut may lose the newest one. Waiting would hold the
-/// host's thread for as long as the disk likes.
+/// killed, never leaves half a file; a power cut may lose the newest one. Waiting for a slow disk
+/// would block the host's thread.
 class LinuxFileManager final : public FileManager {
 public:
-    /// `root` is put before every path; empty for the files as they are.
+    /// `root` is a prefix for every path; empty for the running system.
     explicit LinuxFileManager(std::string root = {});
 
     bool fileExists(const std::string& path) const override;

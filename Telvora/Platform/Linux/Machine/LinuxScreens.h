@@ -13,9 +13,9 @@ struct PhysicalSize {
     int heightMillimetres = 0;
 };
 
-/// What a screen's own description (EDID 1.x, base block) says of its size: that of the first
-/// detailed timing, else the one in centimetres. Absent when the block is damaged or the screen
-/// has no size, as a projector has not.
+/// The size in a screen's own description (EDID 1.x, base block): that of the first detailed
+/// timing, else the one in centimetres. Absent when the block is damaged or the screen has no size,
+/// such as a projector.
 std::optional<PhysicalSize> sizeInEDID(std::string_view edid);
 
 /// A screen that is connected, as the kernel's graphics drivers describe it.

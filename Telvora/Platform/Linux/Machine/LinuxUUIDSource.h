@@ -4,12 +4,11 @@
 
 namespace telvora::detail {
 
-/// UUIDs from the kernel's randomness (getrandom), one call for each. Nothing is kept, so parent
-/// and child never give out the same.
+/// UUIDs from the kernel's randomness (getrandom), one call for each. It has no state, so a
+/// parent and its forked child never make the same UUID.
 ///
-/// Failure: none. Where the kernel gives nothing, as in a sandbox that forbids the call, the
-/// numbers come from the clocks, the process and a count: enough to tell two events apart, but
-/// they could be guessed.
+/// Failure: none. When the kernel refuses, as in a sandbox that forbids the call, the numbers come
+/// from the clocks, the process and a counter: unique, but they could be guessed.
 class LinuxUUIDSource final : public UUIDSource {
 public:
     UUID next() override;

@@ -75,7 +75,7 @@ bool SystemFiles::exists(std::string_view path) const
 std::optional<std::string> SystemFiles::contents(
     std::string_view path, std::size_t limitBytes) const
 {
-    // Not blocking, in case somebody put a pipe where a file should be.
+    // Not blocking, in case the path is a pipe.
     const int descriptor = ::open(below(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0)
         return std::nullopt;

@@ -8,22 +8,23 @@
 
 namespace telvora::detail {
 
-/// Reads what the system says of itself in small files: /sys, /proc, /etc, /usr. All paths are
-/// absolute and looked up below a root, so that a test can supply a tree of its own and a build
-/// machine without firmware tables can still be asked about them.
+/// Reads the system's descriptions of itself in small files: /sys, /proc, /etc, /usr. All paths are
+/// absolute and looked up below a root, so that a test can supply its own tree.
 ///
-/// Threads: any; it keeps nothing but the root.
-/// Failure: a file that is missing, unreadable or larger than the limit is absent.
+/// Threads: any; its only state is the root.
+/// Failure: a file that is missing, unreadable or larger than the limit counts as absent.
 class SystemFiles {
 public:
     static constexpr std::size_t defaultLimitBytes = 64 * 1024;
 
-    /// `root` is put before every path; empty for the running system.
+    /// `root` is a prefix for every path; empty for the running system.
     explicit SystemFiles(std::string root = {});
 
+    /// `path` with the root before it.
     std::string below(std::string_view path) const;
     bool exists(std::string_view path) const;
 
+    /// The whole file, at most `limitBytes` long.
     std::optional<std::string> contents(
         std::string_view path, std::size_t limitBytes = defaultLimitBytes) const;
 
@@ -35,7 +36,7 @@ public:
     /// when it is missing or empty.
     std::optional<std::string> assignment(std::string_view path, std::string_view key) const;
 
-    /// The names in a folder, sorted; empty without the folder.
+    /// The names in a folder, sorted; empty if there is no folder.
     std::vector<std::string> namesIn(std::string_view path) const;
 
 private:
@@ -45,7 +46,7 @@ private:
 /// `text` without white space at either end.
 std::string_view trimmed(std::string_view text);
 
-/// Takes the first line, without its end, off `rest`.
+/// Removes the first line from `rest` and returns it without its line break.
 std::string_view nextLine(std::string_view& rest);
 
 } // namespace telvora::detail

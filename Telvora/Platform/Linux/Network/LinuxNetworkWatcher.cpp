@@ -24,11 +24,11 @@ namespace {
 using Connection = Reachability::Connection;
 using Dump = NetlinkSocket::Dump;
 
-/// Asks the kernel for all links and routes. Failed leaves `connection` as it was.
+// Asks the kernel for all links and routes. `connection` is unchanged if that fails.
 Dump readConnection(NetlinkSocket& socket, const SystemFiles& files, Connection& connection)
 {
-    NetworkSnapshot picture;
-    const auto add = [&](const nlmsghdr& message) { picture.add(message); };
+    NetworkSnapshot snapshot;
+    const auto add = [&](const nlmsghdr& message) { snapshot.add(message); };
     Dump result = Dump::whole;
     for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
              std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
@@ -39,7 +39,7 @@ Dump readConnection(NetlinkSocket& socket, const SystemFiles& files, Connection&
         if (part == Dump::interrupted)
             result = part;
     }
-    connection = picture.connection(files);
+    connection = snapshot.connection(files);
     return result;
 }
 
@@ -67,14 +67,14 @@ struct LinuxNetworkWatcher::State {
     Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
 };
 
-/// One run of the watching thread: its sockets and the way to end it.
+// One run of the watching thread: its sockets, and the pipe that ends it.
 class LinuxNetworkWatcher::Session {
 public:
-    /// Null when the kernel's messages cannot be had. Has taken a first reading.
+    // Null when the sockets or the pipe cannot be opened. Takes the first reading.
     static std::unique_ptr<Session> open(std::shared_ptr<State> state)
     {
         std::unique_ptr<Session> session(new Session(std::move(state)));
-        // Subscribed before the first reading: what changes in between is then heard of.
+        // Subscribed before the first reading, so that no change in between is missed.
         session->m_events
             = NetlinkSocket::open(RTMGRP_LINK | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE);
         session->m_requests = NetlinkSocket::open(0);
@@ -90,12 +90,12 @@ public:
 
     Descriptor takeStop() { return std::move(m_stop); }
 
-    /// Returns when the watcher is gone or the descriptors are of no more use.
+    // Returns when the watcher is destroyed or a descriptor no longer works.
     void watch()
     {
         while (waitForEvents() && readEvents()) {
-            // All at once, when the kernel has fallen silent: changes come in swarms. A link that
-            // goes down takes its IPv4 routes with it without a word, so everything is asked for.
+            // One reading for all waiting messages, since changes come in groups. It reads links
+            // and routes: the kernel sends no message for IPv4 routes lost with a link.
             if (m_isStale)
                 read();
         }
@@ -110,8 +110,8 @@ private:
 
     void read()
     {
-        // A reading during which something changed may miss an object that did not. The last one
-        // is shown all the same, and taken again after a while.
+        // A reading during which something changed may miss unchanged objects. After the last
+        // attempt its result is published anyway, and the reading is repeated a second later.
         static constexpr int attempts = 8;
 
         Connection connection = m_state->connection;
@@ -124,7 +124,7 @@ private:
 
     bool waitForEvents() const
     {
-        // With nothing left to do, no time limit: a machine at rest is not woken.
+        // Without a stale reading there is no time limit, so an idle machine is not woken.
         const int limitMilliseconds = m_isStale ? 1000 : -1;
 
         pollfd waiting[] {
@@ -139,7 +139,7 @@ private:
             && m_requests->descriptor().isOurs();
     }
 
-    /// Reads all that is waiting; false when the socket is of no more use.
+    // Reads all waiting messages; false when the socket no longer works.
     bool readEvents()
     {
         for (;;) {
@@ -165,7 +165,7 @@ private:
     std::unique_ptr<NetlinkSocket> m_requests;
     Descriptor m_stopped;
     Descriptor m_stop;
-    /// What is published may be out of date.
+    // The published connection may be out of date.
     bool m_isStale = false;
 };
 

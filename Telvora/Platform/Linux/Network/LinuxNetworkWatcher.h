@@ -10,26 +10,26 @@
 
 namespace telvora::detail {
 
-/// Keeps the kind of connection up to date from the kernel's routing messages, on one thread of
-/// its own ("telvora-netlink") that sleeps until the kernel has something to say.
+/// Keeps the kind of connection up to date from the kernel's routing messages, on its own thread
+/// ("telvora-netlink"), which sleeps until the kernel sends a message.
 ///
-/// Life: idle until start(), or until the connection is asked for while the library is in use;
-/// before that, each question is put to the kernel, and no thread is started. Destroying the
-/// watcher ends the thread, without waiting for it; listeners hear nothing that changes later.
+/// Life: idle until start(), or until connection() is called after the library's first use. Before
+/// that, each connection() asks the kernel and no thread is started. The destructor ends the thread
+/// without waiting for it; later changes are not reported.
 ///
 /// Threads: every operation from any thread. While the thread watches, connection() is an atomic
 /// load.
 ///
-/// Failure: where the kernel's messages cannot be had, isAvailable() is false. A thread that loses
-/// its descriptors (some programs close every descriptor they did not open) ends and leaves the
-/// last reading; the next question starts another.
+/// Failure: isAvailable() is false when the kernel refuses its messages. A thread that loses its
+/// descriptors (some programs close every descriptor that they did not open) ends; the next
+/// connection() starts another.
 ///
 /// Fork: a child that is forked after the thread has started keeps the reading of that moment.
 class LinuxNetworkWatcher {
 public:
     using Connection = Reachability::Connection;
 
-    /// Hears of changes, on the watching thread, which it must not hold up.
+    /// Called for each change, on the watching thread. Must return quickly.
     class Listener {
     public:
         virtual ~Listener() = default;
@@ -43,17 +43,17 @@ public:
     LinuxNetworkWatcher(const LinuxNetworkWatcher&) = delete;
     LinuxNetworkWatcher& operator=(const LinuxNetworkWatcher&) = delete;
 
-    /// Whether this process may ask the kernel at all. Tried once.
+    /// Whether the kernel gives this process its messages. Tried once.
     bool isAvailable();
 
-    /// Takes a first reading before it returns and keeps it fresh from then on, in the network
-    /// namespace of the calling thread. False when it cannot.
+    /// Takes a first reading and starts the thread, in the network namespace of the calling thread.
+    /// False when that fails.
     bool start() TELVORA_EXCLUDES(m_lock);
 
-    /// None where the kernel does not answer.
+    /// The connection now; none when the kernel does not answer.
     Connection connection();
 
-    /// A listener that is destroyed is forgotten.
+    /// A destroyed listener is removed by itself.
     void addListener(std::weak_ptr<Listener> listener);
 
 private:
@@ -61,10 +61,10 @@ private:
     class Session;
 
     Mutex m_lock;
-    /// Something written here ends the thread.
+    // Writing to it ends the thread.
     Descriptor m_stop TELVORA_GUARDED_BY(m_lock);
     OnceValue<bool> m_isAvailable;
-    /// Shared with the thread, which may outlive the watcher by a moment.
+    // Shared with the thread, which may outlive the watcher briefly.
     const std::shared_ptr<State> m_state;
 };
 

@@ -17,12 +17,12 @@ namespace {
 
 using Connection = Reachability::Connection;
 
-/// Tells one object's callbacks of the changes, on the main queue, in their order and never two at
-/// once, even where the main queue is a pool of threads.
-class Teller final : public LinuxNetworkWatcher::Listener,
-                     public std::enable_shared_from_this<Teller> {
+// Calls the callbacks of one object for each change, on the main queue, in order and never two at
+// the same time, even if the main queue is a pool of threads.
+class Notifier final : public LinuxNetworkWatcher::Listener,
+                       public std::enable_shared_from_this<Notifier> {
 public:
-    Teller(Dispatch& dispatch, std::shared_ptr<LinuxNetworkWatcher> watcher)
+    Notifier(Dispatch& dispatch, std::shared_ptr<LinuxNetworkWatcher> watcher)
         : m_dispatch(dispatch)
         , m_watcher(std::move(watcher))
     {
@@ -53,7 +53,7 @@ public:
         return true;
     }
 
-    /// Forgets changes that were not told yet.
+    // Drops changes that were not reported yet.
     void stop() TELVORA_EXCLUDES(m_lock)
     {
         MutexLock lock(m_lock);
@@ -61,15 +61,14 @@ public:
         m_changes.clear();
     }
 
-    /// Stops for good and waits for a callback that is running, unless it is that callback which
-    /// comes here.
+    // Stops for good and waits for a running callback, unless that callback calls this function.
     void close() TELVORA_EXCLUDES(m_lock)
     {
         MutexLock lock(m_lock);
         m_isOn = false;
         m_changes.clear();
         while (m_caller != std::thread::id() && m_caller != std::this_thread::get_id())
-            m_callerLeft.wait(m_lock);
+            m_callbackEnd.wait(m_lock);
     }
 
     void connectionDidChange(Connection now) override TELVORA_EXCLUDES(m_lock)
@@ -84,32 +83,31 @@ public:
         }
         m_dispatch.mainAsync([weak = weak_from_this()] {
             if (const auto self = weak.lock())
-                self->tell();
+                self->callBack();
         });
     }
 
 private:
-    void tell() TELVORA_EXCLUDES(m_lock)
+    void callBack() TELVORA_EXCLUDES(m_lock)
     {
         while (const auto callback = nextCallback()) {
             try {
                 if (*callback)
                     (*callback)(m_watcher->connection());
             } catch (...) {
-                // The exception is the host's and has nobody to go to; later changes are told all
-                // the same.
+                // The host's exception has no receiver. Later changes are still reported.
             }
         }
     }
 
-    /// The callback for the oldest change that was not told; absent when all were.
+    // The callback for the oldest change that was not reported; absent when there is none.
     std::optional<Reachability::Callback> nextCallback() TELVORA_EXCLUDES(m_lock)
     {
         MutexLock lock(m_lock);
         if (m_changes.empty()) {
             m_isSubmitted = false;
             m_caller = std::thread::id();
-            m_callerLeft.notify_all();
+            m_callbackEnd.notify_all();
             return std::nullopt;
         }
         const Connection change = m_changes.front();
@@ -122,53 +120,53 @@ private:
     const std::shared_ptr<LinuxNetworkWatcher> m_watcher;
 
     Mutex m_lock;
-    std::condition_variable_any m_callerLeft;
+    std::condition_variable_any m_callbackEnd;
     Reachability::Callback m_whenReachable TELVORA_GUARDED_BY(m_lock);
     Reachability::Callback m_whenUnreachable TELVORA_GUARDED_BY(m_lock);
     bool m_isOn TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isListening TELVORA_GUARDED_BY(m_lock) = false;
-    /// A tell() waits on the main queue or is running.
+    // callBack() waits on the main queue or is running.
     bool m_isSubmitted TELVORA_GUARDED_BY(m_lock) = false;
-    /// What the connection changed to, oldest first.
+    // The new connection of each change, oldest first.
     std::vector<Connection> m_changes TELVORA_GUARDED_BY(m_lock);
-    /// The thread inside a callback.
+    // The thread that runs a callback.
     std::thread::id m_caller TELVORA_GUARDED_BY(m_lock);
 };
 
 class NetlinkReachability final : public Reachability {
 public:
-    explicit NetlinkReachability(std::shared_ptr<Teller> teller)
-        : m_teller(std::move(teller))
+    explicit NetlinkReachability(std::shared_ptr<Notifier> notifier)
+        : m_notifier(std::move(notifier))
     {
     }
     ~NetlinkReachability() override
     {
         if (!isForkedChild())
-            m_teller->close();
+            m_notifier->close();
     }
 
-    Connection connection() const override { return m_teller->connection(); }
+    Connection connection() const override { return m_notifier->connection(); }
 
-    bool startNotifier() override { return m_teller->start(); }
+    bool startNotifier() override { return m_notifier->start(); }
     void stopNotifier() override
     {
         if (!isForkedChild())
-            m_teller->stop();
+            m_notifier->stop();
     }
 
     void setWhenReachable(Callback callback) override
     {
         if (!isForkedChild())
-            m_teller->setWhenReachable(std::move(callback));
+            m_notifier->setWhenReachable(std::move(callback));
     }
     void setWhenUnreachable(Callback callback) override
     {
         if (!isForkedChild())
-            m_teller->setWhenUnreachable(std::move(callback));
+            m_notifier->setWhenUnreachable(std::move(callback));
     }
 
 private:
-    const std::shared_ptr<Teller> m_teller;
+    const std::shared_ptr<Notifier> m_notifier;
 };
 
 } // namespace
@@ -185,7 +183,7 @@ std::unique_ptr<Reachability> LinuxReachability::makeReachability(Use)
 {
     if (!m_watcher->isAvailable())
         return nullptr;
-    return std::make_unique<NetlinkReachability>(std::make_shared<Teller>(m_dispatch, m_watcher));
+    return std::make_unique<NetlinkReachability>(std::make_shared<Notifier>(m_dispatch, m_watcher));
 }
 
 } // namespace telvora::detail

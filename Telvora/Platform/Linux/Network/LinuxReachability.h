@@ -11,16 +11,16 @@ namespace telvora::detail {
 
 class LinuxNetworkWatcher;
 
-/// The kind of connection by the kernel's links and default routes (rtnetlink).
+/// Derives the kind of connection from the kernel's links and default routes (rtnetlink).
 ///
-/// Life: making an object starts nothing. The network is watched from the first startNotifier(), or
-/// the first question for the connection while the library is in use, to the end of the service.
+/// Life: making an object starts no thread. The network is watched from the first startNotifier(),
+/// or from the first connection() after the library's first use, to the end of the service.
 /// `dispatch` must outlive the service and its objects.
 ///
-/// Failure: no object where the kernel's routing messages cannot be had, as in some sandboxes.
+/// Failure: makes no object when the kernel refuses its routing messages, as in some sandboxes.
 ///
-/// Deliberate: while the network is watched, an object made for one reading asks nothing of the
-/// kernel. It shows the same snapshot as a held one, which the watching thread keeps fresh.
+/// Deliberate: while the network is watched, an object for one reading does not ask the kernel. It
+/// returns the same snapshot as a held object; the watching thread keeps it up to date.
 class LinuxReachability final : public ReachabilityService {
 public:
     LinuxReachability(Dispatch& dispatch, SystemFiles files);

@@ -31,7 +31,8 @@ std::unique_ptr<NetlinkSocket> NetlinkSocket::open(std::uint32_t groups)
     if (::bind(descriptor.number(), plain, sizeof address) != 0)
         return nullptr;
 
-    // The kernel answers within the call that asks, so this only ever ends a mistake.
+    // The kernel answers within the request's call, so this time limit only guards against a
+    // defect.
     const timeval limit { 1, 0 };
     ::setsockopt(descriptor.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     return std::unique_ptr<NetlinkSocket>(new NetlinkSocket(std::move(descriptor)));
@@ -57,7 +58,7 @@ NetlinkSocket::Dump NetlinkSocket::dump(std::uint16_t type, std::uint8_t family,
     Dump result = Dump::whole;
     while (!isDone) {
         const Reading reading = receive(0, [&](const nlmsghdr& message) {
-            // An answer to a request that was given up may still come first.
+            // An answer to an earlier, abandoned request may come first.
             if (isDone || message.nlmsg_seq != m_sequence)
                 return;
             if (message.nlmsg_flags & NLM_F_DUMP_INTR)
@@ -123,7 +124,7 @@ NetlinkSocket::Reading NetlinkSocket::receive(int flags, Visitor visit)
         return Reading::failed;
     if (envelope.msg_flags & MSG_TRUNC)
         return Reading::lost;
-    // Other processes may write to this socket; only the kernel is to be believed.
+    // Other processes may write to this socket; only the kernel's messages are accepted.
     if (sender.nl_pid != 0)
         return Reading::messages;
 

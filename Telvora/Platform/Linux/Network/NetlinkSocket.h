@@ -21,38 +21,38 @@ public:
     using Visitor = FunctionRef<void(const nlmsghdr&)>;
 
     enum class Reading {
-        /// Messages were visited; there may be more.
+        /// Messages were visited; more may be waiting.
         messages,
-        /// Nothing is waiting.
+        /// No message was waiting.
         nothing,
-        /// The kernel had to drop messages: what they said must be asked for.
+        /// The kernel dropped messages, so the state must be read anew.
         lost,
-        /// The socket is of no more use.
+        /// The socket no longer works.
         failed,
     };
 
-    /// Subscribed to the groups of that mask (RTMGRP_...); null when it cannot be opened.
+    /// A socket subscribed to the groups of that mask (RTMGRP_...); null when it cannot be opened.
     static std::unique_ptr<NetlinkSocket> open(std::uint32_t groups);
 
     const Descriptor& descriptor() const { return m_descriptor; }
 
-    /// Reads what is waiting, without waiting itself.
+    /// Visits the messages of one datagram if one is waiting. Does not wait.
     Reading read(Visitor visit);
 
     enum class Dump {
         whole,
-        /// Objects changed while the kernel wrote them down: one may be missing.
+        /// Objects changed while the kernel listed them: one may be missing.
         interrupted,
-        /// There was no answer.
+        /// The kernel did not answer.
         failed,
     };
 
-    /// Asks for all objects of a kind (RTM_GETLINK, RTM_GETROUTE) and visits each; waits for the
-    /// kernel's answer, which takes no longer than the kernel needs to write it down. Not for a
-    /// subscribed socket.
+    /// Asks for all objects of a kind (RTM_GETLINK, RTM_GETROUTE), waits for the kernel's answer,
+    /// which takes only as long as the kernel needs to write it, and visits each object. Must not
+    /// be called on a subscribed socket.
     Dump dump(std::uint16_t type, std::uint8_t family, Visitor visit);
 
-    /// Visits the messages of one datagram. What is cut off or malformed ends it.
+    /// Visits the messages of one datagram, up to the first one that is cut off or malformed.
     static void visitMessages(const char* datagram, std::size_t size, Visitor visit);
 
 private:

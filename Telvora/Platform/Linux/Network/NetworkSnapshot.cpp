@@ -16,7 +16,7 @@ namespace telvora::detail {
 
 namespace {
 
-/// The part of a message after its netlink header, or null when it is shorter than it must be.
+// The part of a message after its netlink header; null when the message is too short.
 template<typename Body> const Body* bodyOf(const nlmsghdr& message)
 {
     if (message.nlmsg_len < NLMSG_LENGTH(sizeof(Body)))
@@ -37,7 +37,7 @@ struct Attribute {
     }
 };
 
-/// Walks the attributes from `offset` bytes into a message.
+// Visits the attributes of a message, which begin at `offset` bytes.
 template<typename Visitor>
 void visitAttributes(std::string_view bytes, std::size_t offset, Visitor&& visit)
 {
@@ -61,7 +61,7 @@ std::string_view bytesOf(const nlmsghdr& message)
 std::optional<NetworkLink> parsedLink(const nlmsghdr& message)
 {
     const auto* body = bodyOf<ifinfomsg>(message);
-    // Bridges report their ports a second time, in a family of their own.
+    // A bridge reports its ports a second time, with another family.
     if (!body || body->ifi_family != AF_UNSPEC)
         return std::nullopt;
 
@@ -91,7 +91,7 @@ std::optional<NetworkLink> parsedLink(const nlmsghdr& message)
                 break;
             }
         });
-    // The number of a link in another namespace means nothing here.
+    // The index of a link in another namespace has no meaning here.
     if (isBelowElsewhere)
         link.below = 0;
     return link;
@@ -105,7 +105,7 @@ bool isDefaultRoute(const nlmsghdr& message)
         && !(body->rtm_flags & RTM_F_CLONED);
 }
 
-/// One for each link that the route may take.
+// One route for each link that it may use.
 std::vector<DefaultRoute> parsedRoutes(const nlmsghdr& message)
 {
     std::vector<DefaultRoute> routes;
@@ -212,7 +212,7 @@ Reachability::Connection NetworkSnapshot::connection(const SystemFiles& files) c
 
 NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const SystemFiles& files)
 {
-    // The name is no evidence: anything may be called wlan0.
+    // The name says nothing: any link may be called wlan0.
     const std::string folder = "/sys/class/net/" + link.name;
     const auto deviceType = files.assignment(folder + "/uevent", "DEVTYPE");
     if (deviceType == "wlan" || files.exists(folder + "/phy80211")
@@ -245,7 +245,7 @@ NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const Sy
 NetworkSnapshot::Kind NetworkSnapshot::kind(
     const NetworkLink& link, const SystemFiles& files, int depth) const
 {
-    // Two ends of one virtual cable name each other as what they sit on.
+    // The two ends of a veth pair each name the other as the link below, hence a limit.
     static constexpr int deepest = 8;
 
     const Kind own = ownKind(link, files);

@@ -18,7 +18,7 @@ struct NetworkLink {
     int index = 0;
     std::string name;
     bool isUp = false;
-    /// Has a carrier, and whatever else it needs to send.
+    /// Has a carrier and can send.
     bool isRunning = false;
     bool isLoopback = false;
     /// ARPHRD_...
@@ -29,7 +29,7 @@ struct NetworkLink {
     int master = 0;
 };
 
-/// A route to everywhere.
+/// A route to all addresses.
 struct DefaultRoute {
     bool isIPv4 = false;
     bool isInMainTable = false;
@@ -37,28 +37,28 @@ struct DefaultRoute {
     int link = 0;
 };
 
-/// Whether a message of the kernel that tells of a change could change the connection: it is about
-/// a link or a default route.
+/// Whether a message about a change is about a link or a default route, and so may change the
+/// connection.
 bool concernsConnection(const nlmsghdr& message);
 
-/// The links and default routes of a machine at one moment, and what they mean for the kind of
-/// its connection.
+/// The links and default routes of a machine at one moment, and the kind of connection that
+/// follows.
 ///
 /// Threads: a value.
 class NetworkSnapshot {
 public:
-    /// Adds what an RTM_NEWLINK or RTM_NEWROUTE message of a dump tells; others are ignored.
+    /// Adds the link or routes of an RTM_NEWLINK or RTM_NEWROUTE message; ignores other messages.
     void add(const nlmsghdr& message);
 
     void add(NetworkLink link);
     void add(DefaultRoute route) { m_routes.push_back(route); }
 
-    /// By the best default route over a link that can send; none without one. What the links are
-    /// is looked up in `files` (/sys/class/net).
+    /// The kind of the best default route over a link that can send; none if there is no such
+    /// route. The kinds of the links are read from `files` (/sys/class/net).
     ///
-    /// Deliberate: a wired line counts as Wi-Fi, since both are fixed and seldom metered. A tunnel
-    /// is what it runs over: what it is stacked on, else the next best route that is no tunnel,
-    /// else, when neither can be told, Wi-Fi.
+    /// Deliberate: a wired link counts as Wi-Fi, since both are fixed and seldom metered. A tunnel
+    /// has the kind of the link below it; if that is not known, the kind of the next best route
+    /// that is no tunnel; else it counts as Wi-Fi.
     Reachability::Connection connection(const SystemFiles& files) const;
 
 private:

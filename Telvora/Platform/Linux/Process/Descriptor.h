@@ -4,16 +4,16 @@
 
 namespace telvora::detail {
 
-/// A file descriptor of ours, closed with its owner.
+/// Owns a file descriptor of the library and closes it when it is destroyed.
 ///
-/// Some programs close every descriptor that they did not open themselves, and then open others
-/// under the same numbers. So it remembers what it was given, and neither reads nor closes a
-/// number behind which something else lies by now.
+/// Some programs close every descriptor that they did not open themselves; the system then reuses
+/// the number for another file. So this class remembers the file's device and inode, and does not
+/// close a number that now belongs to another file.
 ///
 /// Threads: a value; one at a time.
 class Descriptor {
 public:
-    /// Takes `number` over; a negative one is none.
+    /// Takes ownership of `number`; a negative number means no descriptor.
     explicit Descriptor(int number = -1);
     ~Descriptor() { close(); }
 
@@ -22,7 +22,7 @@ public:
 
     int number() const { return m_number; }
 
-    /// Whether the number still stands for what was taken over.
+    /// Whether the number still belongs to the same file.
     bool isOurs() const;
 
 private:

@@ -2,8 +2,8 @@
 
 namespace telvora::detail {
 
-/// Has fork() tell Base/ForkedChild.h of what it does. Any number of calls; comes before the first
-/// use of the library's threads.
+/// Registers the handlers of Base/ForkedChild.h, which fork() then calls. Call it before the first
+/// thread of the library starts; later calls do nothing.
 void installForkHandlers();
 
 } // namespace telvora::detail

@@ -26,7 +26,7 @@ void* run(void* argument)
     try {
         start->body();
     } catch (...) {
-        // There is nobody to tell: the thread is the library's own, in somebody else's process.
+        // No caller waits for the thread, so the exception has no receiver.
     }
     return nullptr;
 }
@@ -48,7 +48,7 @@ bool startDetachedThread(const char* name, Work body)
         return false;
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
 
-    // A new thread inherits the mask of its maker, so that it never runs with a signal open.
+    // A new thread inherits this thread's mask, so it never runs with a signal unblocked.
     sigset_t all;
     sigset_t before;
     ::sigfillset(&all);

@@ -24,12 +24,12 @@ protected:
     {
         const std::vector<char> exact(bytes.begin(), bytes.end());
         const void* memory = exact.data();
-        picture.add(*static_cast<const nlmsghdr*>(memory));
+        snapshot.add(*static_cast<const nlmsghdr*>(memory));
     }
 
     void add(const NetlinkMessage& message) { add(message.bytes()); }
 
-    Connection connection() { return picture.connection(SystemFiles(tree.path())); }
+    Connection connection() { return snapshot.connection(SystemFiles(tree.path())); }
 
     bool concerns(const NetlinkMessage& message)
     {
@@ -39,7 +39,7 @@ protected:
     }
 
     TemporaryTree tree;
-    NetworkSnapshot picture;
+    NetworkSnapshot snapshot;
 };
 
 TEST_F(NetworkSnapshotTest, WithoutARouteThereIsNoConnection)
