@@ -4,17 +4,18 @@
 
 namespace telvora {
 
-/// What the host's options say of the application, since Linux keeps no such record of a program.
+/// A Bundle from the host's options, since Linux has no description of a program.
 class TELVORA_EXPORT HostBundle final : public Bundle {
 public:
     struct Options {
-        /// For people: "CFBundleName".
+        /// The name, as users know it: "CFBundleName"; absent unless the host gives one.
         std::optional<std::string> name;
         /// "CFBundleShortVersionString"; absent unless the host gives one.
         std::optional<std::string> version;
-        /// "com.example.host"; absent unless the host gives one. A program's name is none.
+        /// "com.example.host"; absent unless the host gives one. The program's name does not
+        /// replace it.
         std::optional<std::string> identifier;
-        /// More entries of the information dictionary; they go before the three above.
+        /// More entries of the information dictionary; they override the three above.
         Dictionary infoDictionary;
     };
 

@@ -8,15 +8,15 @@
 
 namespace telvora {
 
-/// Keeps the registered factory for the host, or its toolkit's integration, which knows when
-/// screens come and go: it makes an adaptor for each screen with create(), sets its scene and
-/// calls it on the main thread.
+/// Stores the registered factory for the host or the integration of its toolkit, which knows when
+/// screens appear and disappear. The integration makes an adaptor for each screen with create(),
+/// sets its scene and calls it on the main thread.
 class TELVORA_EXPORT HostLifeCycleChecker final : public LifeCycleChecker {
 public:
-    /// The newest registration counts for the adaptors made from then on.
+    /// Replaces the factory for the adaptors that are made from now on.
     void registerAdaptor(AdaptorFactory create) override;
 
-    /// The adaptor of the scene of that name; null while none is registered.
+    /// A new adaptor of the scene with that name; null while no factory is registered.
     std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const;
 
 private:

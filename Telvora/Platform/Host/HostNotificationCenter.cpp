@@ -18,7 +18,8 @@ void HostNotificationCenter::addObserver(
 
 void HostNotificationCenter::removeObserver(const void* observer, Notification notification)
 {
-    // What a handler captured is the host's and may do anything as it goes: not under the lock.
+    // The destructors of what a handler captured are the host's, so they must not run under the
+    // lock.
     std::vector<Registration> removed;
     m_registrations.with([&](Registrations& registrations) {
         auto& list = registrations.list;

@@ -9,11 +9,11 @@
 
 namespace telvora {
 
-/// The centre that a host on Linux posts to; nothing else posts here, since no Linux desktop has
-/// one notion of an application in the background.
+/// The notification centre that a host on Linux posts to. Only the host posts, because Linux
+/// desktops have no common notion of an application in the background.
 ///
-/// During a post, an observer removed by an earlier one is not called any more, and one added is
-/// called from the next post on.
+/// An observer that another one removes during a post is not called any more. An observer that is
+/// added during a post is called from the next post on.
 class TELVORA_EXPORT HostNotificationCenter final : public NotificationCenter {
 public:
     void addObserver(
@@ -32,13 +32,13 @@ private:
     };
 
     struct Registrations {
-        /// In the order of their numbers.
+        // In the order of their numbers.
         std::vector<Registration> list;
         std::uint64_t nextNumber = 0;
     };
 
-    /// The oldest registration for `notification` numbered from `first` up to, not including,
-    /// `end`; moves `first` past it. Null when there is none left.
+    // The handler of the oldest registration for `notification` with a number from `first` up to,
+    // not including, `end`; sets `first` to the number after it. Null when there is none.
     Handler nextHandler(Notification notification, std::uint64_t& first, std::uint64_t end) const;
 
     detail::Guarded<Registrations> m_registrations;

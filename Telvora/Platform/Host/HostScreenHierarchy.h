@@ -8,18 +8,18 @@
 
 namespace telvora {
 
-/// The windows that the host, or its toolkit's integration, tells of.
+/// The key window, as the host or the integration of its toolkit supplies it.
 class TELVORA_EXPORT HostScreenHierarchy final : public ScreenHierarchy {
 public:
     using KeyWindowSupplier = std::function<std::shared_ptr<UIWindow>()>;
 
     explicit HostScreenHierarchy(KeyWindowSupplier supplier = {});
 
-    /// For an integration that comes up after the platform. Any thread; an empty one means that
-    /// there is no key window.
+    /// For an integration that starts after the platform. Any thread. With an empty supplier there
+    /// is no key window.
     void setKeyWindowSupplier(KeyWindowSupplier supplier);
 
-    /// What the supplier says, called on the caller's thread; null without one.
+    /// Calls the supplier on the caller's thread and returns its result; null without a supplier.
     std::shared_ptr<UIWindow> keyWindow() const override;
 
 private:

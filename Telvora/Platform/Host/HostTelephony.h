@@ -7,11 +7,10 @@
 
 namespace telvora {
 
-/// The cellular services as whoever watches the modems last saw them; absent lists, the answer of
-/// a machine without telephony, until somebody does.
+/// The cellular services as the host last published them. Until then the lists are absent, as on a
+/// machine without telephony.
 ///
-/// Threads: any may read and any may publish. A reader takes a copy of one consistent snapshot
-/// and never waits for a modem.
+/// Threads: any. A reader gets a copy of one consistent snapshot and never waits for a modem.
 class TELVORA_EXPORT HostTelephony final : public Telephony {
 public:
     struct Snapshot {
@@ -19,14 +18,14 @@ public:
         std::optional<RadioTechnologies> radioTechnologies;
     };
 
-    /// Replaces what readers see from now on.
+    /// Replaces the snapshot.
     void publish(Snapshot snapshot);
 
     std::optional<Carriers> serviceSubscriberCellularProviders() const override;
     std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const override;
 
 private:
-    /// Null until the first snapshot.
+    // Null until the first snapshot.
     detail::Guarded<std::shared_ptr<const Snapshot>> m_snapshot;
 };
 
