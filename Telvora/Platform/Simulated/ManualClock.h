@@ -10,8 +10,8 @@ namespace telvora {
 /// A Clock that stands still until the test moves it. Always starts at the same instant, so that
 /// a test sees the same timestamps on every run.
 ///
-/// The one that SimulatedPlatform owns is moved by SimulatedPlatform::advance(), which also fires
-/// what falls due; its own advance() only moves the hands.
+/// SimulatedPlatform::advance() moves the clock of that platform and also runs what becomes due;
+/// this class's advance() only moves the clock.
 ///
 /// Threads: any.
 class TELVORA_EXPORT ManualClock final : public Clock {
@@ -25,16 +25,16 @@ public:
     /// at the last instant it can express.
     void advance(std::chrono::nanoseconds step);
 
-    /// Moves both clocks so that the steady one shows `instant`; nothing when that has passed.
+    /// Moves both clocks so that the steady one shows `instant`; does nothing if that has passed.
     void advanceTo(std::chrono::steady_clock::time_point instant);
 
-    /// Moves calendar time alone, as when the user sets the date. Any number goes, NaN and the
-    /// infinities too; later steps add to it.
+    /// Sets calendar time only, as when the user sets the date. Takes any number, also NaN and the
+    /// infinities; later steps add to it.
     void setWallTime(double secondsSince1970);
 
 private:
-    // Calendar time is kept as where it was set and how far the steady clock has come since:
-    // adding step by step would pile up rounding errors.
+    // Calendar time is stored as its value when it was set, and the steady time since then: adding
+    // step by step would accumulate rounding errors.
     struct Hands {
         double wallWhenSet = firstSecondsSince1970;
         std::chrono::steady_clock::time_point steadyWhenSet;
@@ -44,8 +44,8 @@ private:
     detail::Guarded<Hands> m_hands;
 };
 
-/// The nearest number of nanoseconds, as far as they can be expressed; 0 for NaN. For scripts that
-/// write times as numbers.
+/// The nearest number of nanoseconds, limited to what the type can express; 0 for NaN. For scripts
+/// that write times as numbers.
 TELVORA_EXPORT std::chrono::nanoseconds nanosecondsFromSeconds(double seconds);
 
 namespace detail {

@@ -17,27 +17,27 @@ namespace detail {
 class ManualDispatchCore;
 }
 
-/// A Dispatch without threads: blocks pile up until the test runs them, on the test's own thread.
+/// A Dispatch without threads: blocks wait until the test runs them, on the test's own thread.
 ///
-/// A block is one asynchronous submission to any queue, one tick or delayed block that has come
-/// due, or one answer that has come due (the HTTP twin submits those here). Blocks run in the
-/// order in which they became ready. With a seed other than 0 they run in another order, one that
-/// the queues' rules allow: barriers and the main queue keep theirs, all else changes places. The
-/// same seed gives the same run.
+/// A block is one asynchronous submission to any queue, one tick or delayed block that has become
+/// due, or one answer that has become due (ScriptedHTTPClient submits those here). Blocks run in
+/// the order in which they became ready. With a seed other than 0 they run in another order, one
+/// that the queues' rules allow: barriers and the main queue keep their order, all others may
+/// change it. The same seed gives the same run.
 ///
-/// A synchronous submission runs on the spot, held or not: first the blocks that were queued
-/// before it on the same queue, then itself; nothing of any other queue. Destroying a queue runs
-/// what is pending on it.
+/// A synchronous submission runs at once, held or not: first the blocks that were queued before it
+/// on the same queue, then its own block; no block of another queue. Destroying a queue runs its
+/// pending blocks.
 ///
-/// Time moves by advance() alone and stands still while blocks run.
+/// Only advance() moves time, which stands still while blocks run.
 ///
-/// Threads: asynchronous submissions, timers and the questions of state from any thread. What runs
-/// blocks (the run functions, advance(), synchronous submissions, destroying a queue) belongs to
+/// Threads: asynchronous submissions, timers and readers of the state from any thread. Functions
+/// that run blocks (the run functions, advance(), synchronous submissions, destroying a queue) from
 /// one thread at a time. The thread that made the object counts as the main thread.
 ///
-/// Failure: where the real platform would wait for ever, a synchronous submission onto the queue
-/// whose block is running, the process stops with a message. So it does when a block calls one of
-/// the run functions or advance().
+/// Failure: a synchronous submission to the queue whose block is running would wait for ever, so
+/// the process stops with a message. The same happens when a block calls one of the run functions
+/// or advance().
 ///
 /// Deliberate: a timer with an interval of zero or less ticks once at every instant at which the
 /// clock stops, not once a nanosecond.
@@ -49,10 +49,10 @@ public:
         resume,
     };
 
-    /// Told of each call on a timer source, with the interval that the source has then.
+    /// Called for each call on a timer source, with the interval that the source has then.
     using TimerObserver = std::function<void(TimerAction, std::chrono::nanoseconds interval)>;
 
-    /// `clock` must outlive this object and what it makes, and be moved by nobody else.
+    /// `clock` must outlive this object and what it makes, and only this object may move it.
     explicit ManualDispatch(ManualClock& clock, std::uint64_t seed = 0);
     /// Blocks that have not run are dropped.
     ~ManualDispatch() override;
@@ -62,35 +62,34 @@ public:
     void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) override;
     void mainAsync(Work block) override;
 
-    /// Runs `block` as one of no queue, free to run beside any other, `delay` from now. For twins
-    /// that call back on threads of their own.
+    /// Runs `block` outside any queue, `delay` from now. For services whose real implementation
+    /// calls back on its own thread.
     void completionAsync(std::chrono::nanoseconds delay, Work block);
 
-    /// Runs `block` on the spot as if another thread did so while the caller waits.
+    /// Runs `block` at once, as if another thread did so while the caller waits.
     void runOnOtherThread(FunctionRef<void()> block);
 
     /// Runs the next block, held or not. False when none is ready.
     bool runNext();
-    /// The same up to `count` times; how many blocks were run.
+    /// The same up to `count` times. Returns how many blocks were run.
     std::size_t step(std::size_t count = 1);
-    /// Runs blocks until none is ready, those that they submit included. Nothing while held.
+    /// Runs blocks until none is ready, also those that they submit. Does nothing while held.
     void runUntilIdle();
 
     /// Moves both clocks forward by `step`, stopping at each instant at which a timer, a delayed
-    /// block or a delayed answer comes due, up to and including the last. What is due becomes
-    /// ready in the order in which it was asked for; unless held, everything is run to rest
-    /// before time moves on.
+    /// block or a delayed answer becomes due, up to and including the last. Due blocks become ready
+    /// in the order of their submission. Unless held, all ready blocks run before time moves on.
     void advance(std::chrono::nanoseconds step);
 
-    /// Blocks pile up from now on, or run again with the next run function.
+    /// With true, blocks wait from now on; with false, the next run function runs them again.
     void setHold(bool isHeld);
     bool isHeld() const;
 
     /// Blocks that are ready and have not run.
     std::size_t readyBlockCount() const;
-    /// Those among them that are barriers.
+    /// How many of the ready blocks are barriers.
     std::size_t readyBarrierCount() const;
-    /// When the next timer, delayed block or delayed answer comes due; absent when nothing waits.
+    /// When the next timer, delayed block or delayed answer becomes due; absent when none waits.
     std::optional<std::chrono::steady_clock::time_point> nextInstant() const;
 
     /// Whether a block is running, so that the run functions and advance() may not be called.

@@ -109,9 +109,9 @@ void ManualDispatchCore::run(Lane& lane, Block block)
     try {
         block.work();
     } catch (...) {
-        // As at the end of a real thread's block: nobody is there to receive it.
+        // As on a real thread: no caller waits for the block, so the exception has no receiver.
     }
-    // What the block captured goes away while it still counts as running.
+    // What the block captured is destroyed while the block still counts as running.
     block.work.reset();
 }
 

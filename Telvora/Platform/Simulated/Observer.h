@@ -8,16 +8,16 @@
 
 namespace telvora {
 
-/// Who is told, at the moment it happens, what the library asks of a twin. One at a time; none at
-/// the start.
+/// A function that is called when the library calls a simulated service. One at a time; none at the
+/// start.
 ///
 /// Threads: any. The function is called on the asking thread, without a lock held, and may use the
-/// twin, replace itself or let the library call again.
+/// service, replace itself or let the library call again.
 template<typename... Arguments> class Observer {
 public:
     using Function = std::function<void(Arguments...)>;
 
-    /// An empty function ends the observation.
+    /// Sets the function; an empty one ends the observation.
     void set(Function function)
     {
         auto shared = function ? std::make_shared<const Function>(std::move(function)) : nullptr;

@@ -4,8 +4,8 @@
 
 namespace telvora::detail {
 
-/// SplitMix64: small, and the same numbers from the same seed with every compiler and library,
-/// which the distributions of <random> do not promise.
+/// SplitMix64: small, and the same seed gives the same numbers with every compiler and library,
+/// which the distributions of <random> do not guarantee.
 class Random {
 public:
     explicit Random(std::uint64_t seed)

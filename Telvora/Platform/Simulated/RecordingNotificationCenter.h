@@ -12,7 +12,7 @@
 
 namespace telvora {
 
-/// A NotificationCenter that remembers who observes what and tells of it. The test posts.
+/// A NotificationCenter that records its registrations and reports them. The test posts.
 class TELVORA_EXPORT RecordingNotificationCenter final : public NotificationCenter {
 public:
     enum class Action {
@@ -27,7 +27,7 @@ public:
 
     std::size_t registrationCount(Notification notification) const;
 
-    /// Told of each registration and each request to remove, one a notification.
+    /// Called for each registration and each removal, once for each notification.
     void setObservationObserver(std::function<void(Action, Notification)> observer);
 
 private:

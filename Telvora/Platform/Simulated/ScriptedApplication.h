@@ -10,8 +10,7 @@
 
 namespace telvora {
 
-/// An Application that can open the URLs that the test names, letter for letter; none at the
-/// start.
+/// An Application that can open exactly the URLs that the test names; none at the start.
 ///
 /// Threads: any.
 class TELVORA_EXPORT ScriptedApplication final : public Application {
@@ -20,7 +19,7 @@ public:
 
     void setOpenableURLs(std::set<std::string> urls);
 
-    /// Told of each question, whatever the answer.
+    /// Called for each canOpenURL(), whatever its result.
     void setOpenObserver(std::function<void(const std::string& url)> observer);
 
 private:

@@ -10,7 +10,7 @@
 
 namespace telvora {
 
-/// A Bundle that says what the test gave it: at the start version "1.0.0" of "com.example.host".
+/// A Bundle with the test's values: at the start version "1.0.0" of "com.example.host".
 ///
 /// Questions it reports: "infoDictionary:" with the key, "bundleIdentifier".
 ///

@@ -10,7 +10,7 @@
 
 namespace telvora {
 
-/// A Device that is what the test says: at the start a phone, an "iPhone 12" with system 15.0.
+/// A Device with the test's values: at the start a phone, an "iPhone 12" with system 15.0.
 ///
 /// Questions it reports: "safeDescription", "identifier", "ppi", "systemVersion", "osVersionTest",
 /// "idiom", "screenBounds", "screenScale", "activeProcessorCount".
@@ -22,8 +22,8 @@ public:
         std::string safeDescription = "iPhone 12";
         std::string identifier = "iPhone13,2";
         std::optional<std::int64_t> ppi = 460;
-        /// Version tests go by the whole numbers at its first two places; a place without one
-        /// counts as 0.
+        /// isSystemVersionAtLeast() compares the integers at its first two places; a place without
+        /// an integer counts as 0.
         std::string systemVersion = "15.0";
         UserInterfaceIdiom idiom = UserInterfaceIdiom::phone;
         Rectangle screenBounds { 0, 0, 390, 844 };
@@ -41,7 +41,7 @@ public:
     double screenScale() const override;
     std::int64_t activeProcessorCount() const override;
 
-    /// What it answers with; not itself a question.
+    /// The test's values; a call of it is not reported as a question.
     Values values() const;
     void setValues(Values values);
 

@@ -28,9 +28,9 @@ public:
     /// What was last written to `path`; absent when nothing was.
     std::optional<std::string> writtenText(const std::string& path) const;
 
-    /// Told of each question for a file, whatever the answer.
+    /// Called for each fileExists(), whatever its result.
     void setProbeObserver(std::function<void(const std::string& path)> observer);
-    /// Told of each attempt to write, failing or not.
+    /// Called for each attempt to write, whether it fails or not.
     void setWriteObserver(
         std::function<void(const std::string& path, const std::string& text)> observer);
 

@@ -10,7 +10,8 @@ namespace telvora {
 
 namespace {
 
-// What no client puts on the wire, since the rest of the header would be the host's to choose.
+// Whether no client may send the request: a bad name, or a line break that would start a new
+// header.
 bool isBad(const std::pair<std::string, std::string>& header)
 {
     return !detail::isFieldName(header.first) || !detail::isFieldValue(header.second);

@@ -26,7 +26,7 @@ struct TELVORA_EXPORT ScriptedAnswer {
         error,
         /// Neither data nor error.
         noData,
-        /// None for now: ScriptedHTTPClient::answer() gives it.
+        /// No answer yet: ScriptedHTTPClient::answer() gives it.
         later,
     };
 
@@ -35,7 +35,7 @@ struct TELVORA_EXPORT ScriptedAnswer {
     std::string text {};
     int status = 200;
     std::chrono::nanoseconds delay { 0 };
-    /// The request completes before send() returns. Without effect together with a delay.
+    /// The request completes before send() returns. Has no effect together with a delay.
     bool isInline = false;
 
     static ScriptedAnswer body(std::string bytes, int status = 200);
@@ -47,45 +47,43 @@ struct TELVORA_EXPORT ScriptedAnswer {
     ScriptedAnswer inlined() const;
 };
 
-/// An HTTPClient that sends nothing, remembers every request and answers from lists: one for each
-/// URL that has been given its own, and a general one for all other URLs. An answer is taken when
-/// the request is sent. A list that has run out answers with a transport error.
+/// An HTTPClient that sends nothing, records every request and answers from lists: URLs may have
+/// their own list, and all others use a general one. The answer is chosen when the request is sent.
+/// An empty list answers with a transport error.
 ///
-/// A request with a bad name or a line break in a header fails as with any client and counts as
-/// never sent.
+/// A request with a bad name or a line break in a header fails as with any client and is not
+/// recorded.
 ///
-/// Answers arrive as blocks of the ManualDispatch, so they wait for it to run; a delayed one
-/// comes due as time is advanced. Time-outs are not played.
+/// Answers arrive as blocks of the ManualDispatch, so they wait until it runs; a delayed answer
+/// becomes due when time is advanced. Time-outs are not simulated.
 ///
 /// Threads: any.
 class TELVORA_EXPORT ScriptedHTTPClient final : public HTTPClient {
 public:
     /// `dispatch` must outlive this object.
     explicit ScriptedHTTPClient(ManualDispatch& dispatch);
-    /// Requests under way are dropped without a completion.
+    /// Drops unfinished requests without a completion.
     ~ScriptedHTTPClient() override;
 
     void send(HTTPRequest request, Completion completion) override;
 
-    /// Replaces the general list. With `repeats` its last answer is given again and again.
+    /// Replaces the general list. With `repeats` its last answer is repeated.
     void setAnswers(std::vector<ScriptedAnswer> answers, bool repeats = false);
-    /// Gives `url` a list of its own, or replaces it; from then on the general one no longer
-    /// serves that URL.
+    /// Sets the list of `url`, which then no longer uses the general list.
     void setAnswers(
         const std::string& url, std::vector<ScriptedAnswer> answers, bool repeats = false);
 
-    /// Answers a request that was answered "later"; its completion runs as any other, now or
-    /// after the answer's delay. False when no such request waits. Another "later" changes
-    /// nothing.
+    /// Answers a request whose scripted answer was "later"; its completion runs now or after the
+    /// answer's delay. False when no such request waits. Another "later" changes nothing.
     bool answer(std::size_t number, const ScriptedAnswer& answer);
 
     /// All requests so far; the first has number 1.
     std::vector<HTTPRequest> requests() const;
     std::size_t requestCount() const;
-    /// Those whose completion has not been called.
+    /// How many requests have a completion that has not been called.
     std::size_t underWayCount() const;
 
-    /// Told of each request as it is sent, before its answer is taken.
+    /// Called for each request when it is sent, before its answer is chosen.
     void setRequestObserver(
         std::function<void(std::size_t number, const HTTPRequest& request)> observer);
 

@@ -10,7 +10,7 @@
 
 namespace telvora {
 
-/// The page-lifecycle framework, played by the test: it calls create() for a scene, sets the
+/// A page-lifecycle framework that the test drives: the test calls create() for a scene, sets the
 /// adaptor's scene and calls it.
 ///
 /// Questions it reports: "registerAdaptor".
@@ -18,14 +18,14 @@ namespace telvora {
 /// Threads: any.
 class TELVORA_EXPORT ScriptedLifeCycleChecker final : public LifeCycleChecker {
 public:
-    /// The newest registration counts for the adaptors made from then on.
+    /// Replaces the factory for the adaptors that are made from now on.
     void registerAdaptor(AdaptorFactory create) override;
 
-    /// The adaptor of the scene of that name; null while none is registered.
+    /// A new adaptor of the scene with that name; null while no factory is registered.
     std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const;
 
-    /// Plays one moment of one scene from beginning to end: a fresh adaptor is made, given its
-    /// scene and called. False while none is registered.
+    /// Plays one moment of one scene: makes a new adaptor, sets its scene and calls it. False while
+    /// no factory is registered.
     bool play(const std::string& sceneName, std::weak_ptr<UIViewController> scene,
         LifeCycleTraceOccasion occasion, LifeCycleTraceState state) const;
 

@@ -12,7 +12,7 @@ namespace {
 using Connection = Reachability::Connection;
 using Use = ReachabilityService::Use;
 
-// What one object has been told. Outlives the object for as long as a callback is on its way.
+// The state of one object. Outlives the object while a callback is queued.
 struct Watch {
     Use use = Use::held;
     bool isNotifierRunning = false;

@@ -10,13 +10,13 @@
 
 namespace telvora {
 
-/// A ReachabilityService whose connection is what the test says: Wi-Fi at the start. The object
-/// that is held and those made for one reading can be told different things.
+/// A ReachabilityService whose connection the test sets: Wi-Fi at the start. The held object and
+/// objects for one reading can have different connections.
 ///
-/// A change of value calls, through the main queue and once, the callback of every object
-/// concerned whose notifier runs; which of the two callbacks goes by the connection when it is
-/// called. Being unavailable is no change: no object can be made from then on, and those that
-/// there are keep their connection.
+/// A change of the value calls, once and through the main queue, a callback of every such object
+/// whose notifier runs. The connection at the time of the call decides which of the two callbacks.
+/// The value "unavailable" is no change: no object can be made from then on, and existing objects
+/// keep their connection.
 ///
 /// Questions it reports: "reachabilityInit" (whether or not an object can be made),
 /// "reachabilityConnection".
@@ -49,10 +49,10 @@ public:
     std::unique_ptr<Reachability> makeReachability(Use use) override;
 
     void setConnection(Value value, Whose whose = Whose::all);
-    /// Whether startNotifier() fails from now on.
+    /// With true, startNotifier() fails from now on.
     void setNotifierFails(bool fails);
 
-    /// Told of each call of startNotifier() and stopNotifier(), failing or not.
+    /// Called for each startNotifier() and stopNotifier(), whether it fails or not.
     void setNotifierObserver(std::function<void(NotifierAction)> observer);
     void setQuestionObserver(QuestionObserver::Function observer);
 

@@ -219,7 +219,7 @@ void ScriptedScreenHierarchy::removeWindow()
 
 bool ScriptedScreenHierarchy::release(const ID& id)
 {
-    // A caller that is looking at the screen still holds it; nobody else may find it.
+    // A caller that uses the screen still owns it; no other caller can find it.
     std::shared_ptr<Screen> gone;
     m_screens.with([&](Screens& screens) {
         const auto found = screens.find(id);

@@ -14,18 +14,18 @@ namespace telvora {
 
 /// The application's screens and its window, as the test builds them. A screen has an id, which
 /// only the test sees, and lives from make() to release(): links to it, the window's root
-/// included, do not keep it alive, and may form rings.
+/// included, do not keep it alive, and may form cycles.
 ///
-/// A link is to the id of a screen, or to none. Naming a screen that is not there changes nothing
-/// and answers false.
+/// A link holds the id of a screen, or none. A call with the id of no screen changes nothing and
+/// returns false.
 ///
 /// Questions it reports: "keyWindow".
 ///
 /// Threads: any.
 ///
 /// Deliberate: every screen adopts TrackerDataLifeCycleControllerDelegate, because a test may
-/// switch delegation on and off while the screen lives. One that does not delegate names itself,
-/// which is what a screen that stands for itself answers.
+/// switch delegation on and off while the screen lives. A screen that does not delegate names
+/// itself.
 class TELVORA_EXPORT ScriptedScreenHierarchy final : public ScreenHierarchy {
 public:
     using ID = std::string;
@@ -37,13 +37,13 @@ public:
     /// Null at the start.
     std::shared_ptr<UIWindow> keyWindow() const override;
 
-    /// Makes a plain screen without links, its class named as its id. False when there is one.
+    /// Makes a plain screen without links; its class name is its id. False when the id exists.
     bool make(const ID& id);
     bool contains(const ID& id) const;
-    /// The screen itself, or null. Whoever keeps the pointer keeps the screen.
+    /// The screen, or null. The pointer keeps the screen alive.
     std::shared_ptr<UIViewController> screen(const ID& id) const;
 
-    /// Also names the scene, until setSceneName() does.
+    /// Also sets the scene name, unless setSceneName() has set it.
     bool setClassName(const ID& id, std::string className);
     bool setSceneName(const ID& id, std::string sceneName);
     bool setKind(const ID& id, UIViewController::Kind kind);
@@ -51,8 +51,8 @@ public:
     bool setSelected(const ID& id, const std::optional<ID>& other);
     bool setPresents(const ID& id, const std::optional<ID>& other);
 
-    /// Whether the screen names another one to stand for it: that of setDelegatesTo(), itself
-    /// perhaps, or without one a screen that is gone.
+    /// Whether the screen delegates to the screen of setDelegatesTo(), which may be itself. Without
+    /// one it delegates to a destroyed screen.
     bool setDelegates(const ID& id, bool delegates);
     bool setDelegatesTo(const ID& id, const std::optional<ID>& other);
     bool setDelegateParams(const ID& id, StringDictionary params);
@@ -62,8 +62,8 @@ public:
     /// From now on there is no key window.
     void removeWindow();
 
-    /// The screen goes away: every link to it is null, and weak references to it turn empty once
-    /// nobody is using it.
+    /// Releases the screen: every link to it becomes null, and weak references to it expire once no
+    /// caller uses it.
     bool release(const ID& id);
 
     void setQuestionObserver(QuestionObserver::Function observer);

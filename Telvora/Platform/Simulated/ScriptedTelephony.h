@@ -8,8 +8,7 @@
 
 namespace telvora {
 
-/// A Telephony with the services that the test gives it, in the test's order; without any
-/// telephony at the start.
+/// A Telephony with the test's services, in the test's order; no telephony at the start.
 ///
 /// Questions it reports: "carriers", "radio".
 ///

@@ -10,7 +10,7 @@ namespace telvora {
 
 /// A UUIDSource that gives the same UUIDs for the same seed, on every machine.
 ///
-/// Threads: any; which thread gets which UUID is theirs to settle.
+/// Threads: any; the order of their calls decides which thread gets which UUID.
 class TELVORA_EXPORT SeededUUIDSource final : public UUIDSource {
 public:
     explicit SeededUUIDSource(std::uint64_t seed = 0);

@@ -22,8 +22,8 @@
 
 namespace telvora {
 
-/// A whole platform under the test's control: time stands still, blocks run when told, and the
-/// network, the device and the screens are what the test says. The same calls with the same seed
+/// A whole platform that the test controls: the test moves time, runs blocks, and sets the network,
+/// the device and the screens. The same calls with the same seed
 /// give the same run, UUIDs included.
 ///
 ///     static auto& simulated = *new telvora::SimulatedPlatform;
@@ -33,8 +33,8 @@ namespace telvora {
 ///     ...
 ///     simulated.advance(60s);
 ///
-/// Life: an installed one must live to the end of the process, since the library's shared objects
-/// do; hence the `new` without a delete. One a process.
+/// Life: an installed platform must live to the end of the process, as the library's shared objects
+/// do; hence the `new` without a delete. Install one per process.
 ///
 /// Threads: the thread that makes it drives it (ManualDispatch has the details).
 ///
@@ -57,7 +57,7 @@ public:
     bool runNext() { return m_dispatch.runNext(); }
     std::size_t step(std::size_t count = 1) { return m_dispatch.step(count); }
     void setHold(bool isHeld) { m_dispatch.setHold(isHeld); }
-    /// Sets calendar time alone.
+    /// Sets calendar time only, in seconds since 1970-01-01 UTC.
     void setWallTime(double secondsSince1970) { m_clock.setWallTime(secondsSince1970); }
 
     ScriptedApplication& application() { return m_application; }
@@ -74,8 +74,8 @@ public:
     ScriptedTelephony& telephony() { return m_telephony; }
     SeededUUIDSource& uuids() { return m_uuids; }
 
-    /// Told of each question that the library puts to any of the services, in order. Replaces the
-    /// question observer of every twin; an empty one ends the observation.
+    /// Called for each question of the library to any of the services, in order. Replaces the
+    /// question observer of every service; an empty function ends the observation.
     void setQuestionObserver(const QuestionObserver::Function& observer);
 
 private:
