@@ -10,7 +10,7 @@ namespace telvora {
 
 /// What every Application promises. `Subject` is made without arguments and has
 /// `Application& application()`, which can open nothing at first, and
-/// `void install(const std::string& url)`: somebody handles that URL from now on.
+/// `void install(const std::string& url)`: a program handles that URL from now on.
 template<typename Subject> class ApplicationContract : public testing::Test {
 protected:
     static constexpr auto url = "cydia://package/com.example.package";

@@ -14,7 +14,7 @@
 
 namespace telvora {
 
-/// What every Dispatch promises, the system's and the twin's alike.
+/// What every Dispatch promises, the real and the simulated one.
 ///
 /// `Subject` says how the dispatch under test is driven:
 ///     Dispatch& dispatch();

@@ -16,8 +16,8 @@
 
 namespace telvora {
 
-/// What every HTTPClient does. Instantiated with a class that sets one up beside somebody who
-/// answers it:
+/// What every HTTPClient does. Instantiated with a class that makes one together with a
+/// server that answers it:
 ///
 ///     HTTPClient& client();
 ///     std::string url();                              // an address that is answered
@@ -196,7 +196,7 @@ TYPED_TEST_P(HTTPClientContract, CompletionDoesNotRunOnTheCallersStack)
     std::atomic<bool> hadSendReturned { false };
 
     {
-        // Whoever completes at once, on this thread, finds that send() has not returned.
+        // A completion inside send(), on this thread, finds that send() has not returned.
         std::thread::id caller = std::this_thread::get_id();
         this->subject.client().send(this->post(), [&, caller](HTTPAnswer) {
             hadSendReturned = hasSendReturned || std::this_thread::get_id() != caller;

@@ -23,7 +23,7 @@ protected:
         return subject.service().makeReachability(ReachabilityService::Use::held);
     }
 
-    /// One that writes down what it is told.
+    /// A callback that records the connections that it gets.
     std::unique_ptr<Reachability> makeHeard()
     {
         auto object = make();

@@ -218,7 +218,7 @@ TEST(CurlHTTPClientTest, UnknownHostIsAnError)
     EXPECT_TRUE(answer.error);
 }
 
-TEST(CurlHTTPClientTest, WhatACompletionThrowsIsDropped)
+TEST(CurlHTTPClientTest, AnExceptionOfACompletionIsDropped)
 {
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
     RealHTTPClient client;

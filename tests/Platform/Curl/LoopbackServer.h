@@ -89,7 +89,7 @@ private:
     mutable Mutex m_lock;
     std::condition_variable m_changed;
     std::vector<LoopbackRequest> m_received TELVORA_GUARDED_BY(m_lock);
-    /// By connection; -1 once closed, since the number may belong to somebody else then.
+    /// By connection; -1 once closed, since the number may then belong to another file.
     std::vector<int> m_sockets TELVORA_GUARDED_BY(m_lock);
     std::list<std::thread> m_servers TELVORA_GUARDED_BY(m_lock);
     bool m_isGoing TELVORA_GUARDED_BY(m_lock) = false;

@@ -1,4 +1,5 @@
-// The contracts of the services that describe the device and the application, for their twins.
+// The contracts of the services that describe the device and the application, for the simulated
+// ones.
 
 #include <tests/Platform/ApplicationContract.h>
 #include <tests/Platform/BundleContract.h>

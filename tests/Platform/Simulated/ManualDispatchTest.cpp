@@ -277,7 +277,7 @@ TEST_F(ManualDispatchTest, AnotherRealThreadMaySubmitAndIsNotTheMainThread)
     EXPECT_EQ(said, "a");
 }
 
-TEST_F(ManualDispatchTest, WhatHasNotRunIsDroppedWithTheDispatch)
+TEST_F(ManualDispatchTest, BlocksThatHaveNotRunAreDroppedWithTheDispatch)
 {
     auto witness = std::make_shared<int>(0);
     std::unique_ptr<DispatchQueue> survivor;

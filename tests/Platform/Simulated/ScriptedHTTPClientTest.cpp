@@ -210,7 +210,7 @@ TEST_F(ScriptedHTTPClientTest, ARequestThatIsRefusedHasNoNumber)
     EXPECT_EQ(client.underWayCount(), 0U);
 }
 
-TEST(ScriptedHTTPClientLifeTest, WhatIsUnderWayAtTheEndIsDropped)
+TEST(ScriptedHTTPClientLifeTest, UnfinishedRequestsAreDroppedAtTheEnd)
 {
     auto witness = std::make_shared<int>(0);
     {

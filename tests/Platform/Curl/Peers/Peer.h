@@ -9,7 +9,7 @@
 
 namespace telvora::detail {
 
-/// A server of somebody else's, as hosts meet it: nginx, HAProxy or nghttpd, in processes of its
+/// A server that hosts use in production: nginx, HAProxy or nghttpd, in processes of its
 /// own, with a folder and a loopback address that no other test uses. scripts/bootstrap unpacks
 /// the programs; where they are missing, every test that makes a Peer fails and says so.
 ///

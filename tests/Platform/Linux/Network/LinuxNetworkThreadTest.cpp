@@ -1,4 +1,4 @@
-// How the watching of the network behaves as a guest in somebody else's process.
+// How the thread that watches the network behaves in a host's process.
 
 #include <Telvora/Base/ForkedChild.h>
 
@@ -159,7 +159,7 @@ TEST_F(LinuxNetworkThreadTest, TheThreadTakesNoSignals)
     object->connection();
     ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
 
-    // All but those that nobody can block.
+    // All except those that cannot be blocked.
     const unsigned long long blocked
         = std::stoull(statusOf(*threadFolder(), "SigBlk"), nullptr, 16);
     for (int signal = 1; signal <= 31; ++signal) {

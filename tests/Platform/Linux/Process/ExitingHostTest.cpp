@@ -76,7 +76,7 @@ void installEveryClosure(const std::string& url)
     QuorvexLog::configLogger();
 }
 
-/// A thread of the host's that nobody stops.
+/// A thread of the host's that never ends.
 void goOnReporting()
 {
     std::thread([] {

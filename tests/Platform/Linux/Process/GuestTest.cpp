@@ -139,7 +139,7 @@ TEST(GuestTest, SignalsAreLeftToTheHost)
                 std::exit(4);
         }
 
-        // Every thread of ours has a name, and takes no signal but those that nobody can block.
+        // Every thread of the library has a name and blocks every signal that can be blocked.
         int ours = 0;
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
             if (entry.path().filename() == std::to_string(getpid()))
