@@ -245,7 +245,7 @@ TEST_F(ForkedHostTest, AChildThatAppendsAMillionEventsKeepsNone)
         "exited 0");
 }
 
-// A fork copies the sanitizers' own locks as other threads left them: a child hangs in an allocation.
+// A fork copies the sanitizers' own locks as other threads left them: allocations hang in a child.
 #ifndef TELVORA_SANITIZED
 TEST_F(ForkedHostTest, ForksInTheMiddleOfEverythingNeverHang)
 {
