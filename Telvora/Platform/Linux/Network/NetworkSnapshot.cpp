@@ -152,6 +152,16 @@ std::vector<DefaultRoute> parsedRoutes(const nlmsghdr& message)
     return routes;
 }
 
+// Whether a PPP link may be a line over Ethernet, such as DSL. The kernel lists these sessions
+// below a heading, but not the names of their links.
+bool hasSessionOverEthernet(const SystemFiles& files)
+{
+    const std::string sessions = files.contents("/proc/net/pppoe").value_or("");
+    std::string_view rest = sessions;
+    nextLine(rest);
+    return !trimmed(rest).empty();
+}
+
 } // namespace
 
 bool concernsConnection(const nlmsghdr& message)
@@ -228,6 +238,7 @@ NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const Sy
     std::from_chars(text.data(), text.data() + text.size(), type);
     switch (type) {
     case ARPHRD_PPP:
+        return hasSessionOverEthernet(files) ? Kind::fixed : Kind::cellular;
     case ARPHRD_RAWIP:
         return Kind::cellular;
     case ARPHRD_NONE:

@@ -81,6 +81,18 @@ TEST_F(NetworkSnapshotTest, TheRouteOfTheLowestMetricDecides)
     EXPECT_EQ(connection(), Connection::cellular);
 }
 
+TEST_F(NetworkSnapshotTest, APPPLinkIsAModemUnlessTheKernelListsASessionOverEthernet)
+{
+    add(linkMessage(2, "ppp0", usable, ARPHRD_PPP));
+    add(defaultRouteMessage(2));
+    tree.write("/proc/net/pppoe", "Id       Address              Device\n");
+    EXPECT_EQ(connection(), Connection::cellular);
+
+    tree.write("/proc/net/pppoe",
+        "Id       Address              Device\n00000001 00:16:3e:00:00:01 eth0\n");
+    EXPECT_EQ(connection(), Connection::wifi);
+}
+
 TEST_F(NetworkSnapshotTest, ARouteOfTheOlderProtocolGoesBeforeOneOfTheNewer)
 {
     add(linkMessage(2, "wire", usable));
