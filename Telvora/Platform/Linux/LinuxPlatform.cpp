@@ -38,8 +38,9 @@ constinit detail::NeverDestroyed<detail::LinuxClock> s_clock;
 } // namespace
 
 struct LinuxPlatform::Services {
-    explicit Services(LinuxPlatformOptions options)
-        : dispatch(detail::startDetachedThread, std::move(options.mainThread))
+    Services(const LinuxPlatform& itsPlatform, LinuxPlatformOptions options)
+        : platform(itsPlatform)
+        , dispatch(detail::startDetachedThread, std::move(options.mainThread))
         , application(SystemFiles(options.root))
         , bundle(bundleOptions(options))
         , device(SystemFiles(options.root), options.screen)
@@ -49,7 +50,10 @@ struct LinuxPlatform::Services {
     {
     }
 
-    // First, so destroyed last: the other services may submit work until they are destroyed.
+    // A host may keep nothing of an installed platform but its services; leak checkers find the
+    // rest through this.
+    const LinuxPlatform& platform;
+    // Before the others, so destroyed after them: they may submit work until they are destroyed.
     ThreadedDispatch dispatch;
     detail::LinuxApplication application;
     HostBundle bundle;
@@ -80,7 +84,7 @@ struct LinuxPlatform::Services {
 };
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
-    : m_services(std::make_unique<Services>(std::move(options)))
+    : m_services(std::make_unique<Services>(*this, std::move(options)))
 {
     // Before the first use of the library, so that every fork after it is noticed.
     detail::installForkHandlers();
