@@ -3,8 +3,7 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
 
-#include <tests/ChildProcess.h>
-#include <tests/Platform/Curl/LoopbackServer.h>
+#include <tests/Platform/Linux/Process/ServedChild.h>
 
 #include <gtest/gtest.h>
 
@@ -91,19 +90,14 @@ void goOnReporting()
     }).detach();
 }
 
-class ExitingHostTest : public testing::Test {
-protected:
-    LoopbackServer server { [](const LoopbackRequest&) {
-        return LoopbackReply::answer(200, "{\"success\":true}");
-    } };
-};
+class ExitingHostTest : public ServedChildTest { };
 
 TEST_F(ExitingHostTest, NoClosureIsCalledOnceWhatItUsesIsBeingDestroyed)
 {
     for (int round = 0; round < 10; ++round) {
-        ASSERT_EQ(endOfChild([this] {
+        ASSERT_EQ(endOfHost([](const std::string& url) {
             hostObject();
-            installEveryClosure(server.url());
+            installEveryClosure(url);
             TrackerManager::start();
             goOnReporting();
             while (hostObject().uses < 100)
@@ -164,8 +158,8 @@ class LaterObjectTest : public ExitingHostTest,
 TEST_P(LaterObjectTest, AnInstallationProtectsWhatItsClosureUses)
 {
     for (int round = 0; round < 5; ++round) {
-        ASSERT_EQ(endOfChild([this] {
-            installEveryClosure(server.url());
+        ASSERT_EQ(endOfHost([](const std::string& url) {
+            installEveryClosure(url);
             TrackerManager::start();
             goOnReporting();
             while (hostObject().uses < 100)
@@ -185,10 +179,10 @@ INSTANTIATE_TEST_SUITE_P(Installations, LaterObjectTest, testing::ValuesIn(insta
 
 TEST_F(ExitingHostTest, TheEndOfTheProcessWaitsForAClosureThatIsRunning)
 {
-    EXPECT_EQ(endOfChild([this] {
+    EXPECT_EQ(endOfHost([](const std::string& url) {
         static std::atomic<bool> isInside { false };
         hostObject();
-        installEveryClosure(server.url());
+        installEveryClosure(url);
         TrackerManager::setTriggerCallback([](const Dictionary&, const std::string&) {
             isInside = true;
             std::this_thread::sleep_for(100ms);
@@ -203,8 +197,8 @@ TEST_F(ExitingHostTest, TheEndOfTheProcessWaitsForAClosureThatIsRunning)
 
 TEST_F(ExitingHostTest, AClosureMayEndTheProcess)
 {
-    EXPECT_EQ(endOfChild([this] {
-        installEveryClosure(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        installEveryClosure(url);
         TrackerManager::setTriggerCallback(
             [](const Dictionary&, const std::string&) { std::exit(7); });
         TrackerManager::shared().enrollE2ETrack({ { "number", 1 } });

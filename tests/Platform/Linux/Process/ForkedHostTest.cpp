@@ -9,8 +9,7 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
 
-#include <tests/ChildProcess.h>
-#include <tests/Platform/Curl/LoopbackServer.h>
+#include <tests/Platform/Linux/Process/ServedChild.h>
 #include <tests/Sanitized.h>
 
 #include <gtest/gtest.h>
@@ -158,19 +157,14 @@ void findTheLibraryInert()
         ::_exit(12);
 }
 
-class ForkedHostTest : public testing::Test {
-protected:
-    LoopbackServer server { [](const LoopbackRequest&) {
-        return LoopbackReply::answer(200, "{\"success\":true}");
-    } };
-};
+class ForkedHostTest : public ServedChildTest { };
 
 using ForkedHostQuirk = ForkedHostTest;
 
 TEST_F(ForkedHostTest, ADaemonThatForksAfterItsSetUpDeliversItsEvents)
 {
-    EXPECT_EQ(endOfChild([this] {
-        setUp(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
         const std::string end = endOfChild([] {
             useOnce();
             for (int number = 0; number < 18; ++number)
@@ -186,25 +180,25 @@ TEST_F(ForkedHostTest, ADaemonThatForksAfterItsSetUpDeliversItsEvents)
 
 TEST_F(ForkedHostQuirk, AChildOfAUsedLibraryMayCallEverythingAndFindsItInert)
 {
-    EXPECT_EQ(endOfChild([this] {
-        setUp(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
         useOnce();
         if (!waitUntilDelivered(2))
             ::_exit(3);
         ::_exit(endOfChild(findTheLibraryInert) == "exited 0" ? 0 : 4);
     }),
         "exited 0");
-    EXPECT_EQ(server.received().size(), 1);
+    EXPECT_EQ(requests, 1);
 }
 
 TEST_F(ForkedHostTest, ARequestInAChildOfAUsedLibraryIsRefusedAtOnce)
 {
-    EXPECT_EQ(endOfChild([this] {
-        setUp(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
         useOnce();
-        const std::string end = endOfChild([this] {
+        const std::string end = endOfChild([&url] {
             bool isRefused = false;
-            TrackerNetwork::post(server.url(), makeBatch({ { "x", 1 } }), {},
+            TrackerNetwork::post(url, makeBatch({ { "x", 1 } }), {},
                 [&](bool isAccepted, const Batch&) { isRefused = !isAccepted; });
             ::_exit(isRefused ? 0 : 3);
         });
@@ -229,8 +223,8 @@ long peakMemory()
 
 TEST_F(ForkedHostTest, AChildThatAppendsAMillionEventsKeepsNone)
 {
-    EXPECT_EQ(endOfChild([this] {
-        setUp(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
         useOnce();
         ::_exit(endOfChild([] {
             const long before = peakMemory();
@@ -249,8 +243,8 @@ TEST_F(ForkedHostTest, AChildThatAppendsAMillionEventsKeepsNone)
 #ifndef TELVORA_SANITIZED
 TEST_F(ForkedHostTest, ForksInTheMiddleOfEverythingNeverHang)
 {
-    EXPECT_EQ(endOfChild([this] {
-        setUp(server.url());
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
         useOnce();
         std::atomic<bool> isEnding { false };
         const auto untilTheEnd = [&isEnding](void (*work)()) {
