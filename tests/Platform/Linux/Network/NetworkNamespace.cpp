@@ -65,7 +65,7 @@ bool hasDefaultRouteInProc()
     }
     std::ifstream ipv6("/proc/net/ipv6_route");
     while (std::getline(ipv6, line)) {
-        const bool isDefault = line.substr(0, 35) == std::string(32, '0') + " 00";
+        const bool isDefault = line.starts_with("00000000000000000000000000000000 00");
         if (isDefault && line.substr(line.size() - 2) != "lo")
             return true;
     }
