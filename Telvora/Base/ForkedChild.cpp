@@ -2,9 +2,7 @@
 
 #include <Telvora/Base/ExitGate.h>
 
-#include <cstddef>
-#include <new>
-#include <shared_mutex>
+#include <atomic>
 
 namespace telvora::detail {
 
@@ -12,41 +10,64 @@ constinit ForkState forkState;
 
 namespace {
 
-// A NoForkScope holds it shared, a thread that forks holds it alone. Never destroyed, because our
-// threads still run while the process ends. Allocates nothing, so it cannot fail.
-std::shared_mutex& forkLock()
-{
-    alignas(std::shared_mutex) static std::byte place[sizeof(std::shared_mutex)];
-    static auto& lock = *new (place) std::shared_mutex;
-    return lock;
-}
+// One word: how many NoForkScopes exist, times two, and the lowest bit while a thread forks. Not a
+// lock of the system's, because that stores its owner's thread number, and the forking thread has
+// another one in the child.
+constexpr unsigned isForkingBit = 1;
+constexpr unsigned oneScope = 2;
+
+constinit std::atomic<unsigned> s_scopes { 0 };
+constinit thread_local unsigned t_scopes = 0;
 
 } // namespace
 
 NoForkScope::NoForkScope()
 {
-    forkLock().lock_shared();
+    // A thread that has one already must not wait: the fork waits for it.
+    if (t_scopes++ > 0)
+        return;
+    unsigned before = s_scopes.load(std::memory_order_relaxed);
+    for (;;) {
+        if (before & isForkingBit) {
+            s_scopes.wait(before, std::memory_order_relaxed);
+            before = s_scopes.load(std::memory_order_relaxed);
+        } else if (s_scopes.compare_exchange_weak(
+                       before, before + oneScope, std::memory_order_acquire)) {
+            return;
+        }
+    }
 }
 
+// Releases what was done inside to a thread that forks, which acquires it with the count.
 NoForkScope::~NoForkScope()
 {
-    forkLock().unlock_shared();
+    if (--t_scopes == 0 && (s_scopes.fetch_sub(oneScope, std::memory_order_release) & isForkingBit))
+        s_scopes.notify_all();
 }
 
 void beforeFork()
 {
-    forkLock().lock();
+    for (;;) {
+        const unsigned before = s_scopes.fetch_or(isForkingBit, std::memory_order_acquire);
+        if (!(before & isForkingBit))
+            break;
+        // Another thread forks.
+        s_scopes.wait(before, std::memory_order_acquire);
+    }
+    for (unsigned scopes = s_scopes.load(std::memory_order_acquire); scopes != isForkingBit;
+         scopes = s_scopes.load(std::memory_order_acquire))
+        s_scopes.wait(scopes, std::memory_order_acquire);
 }
 
 void afterForkInParent()
 {
-    forkLock().unlock();
+    s_scopes.fetch_and(~isForkingBit, std::memory_order_release);
+    s_scopes.notify_all();
 }
 
 void afterForkInChild()
 {
-    // Not unlocked: the lock stores its owner's thread number, and this thread has another one now.
-    new (&forkLock()) std::shared_mutex;
+    s_scopes.store(0, std::memory_order_relaxed);
     ExitGate::afterForkInChild();
     if (isInUse())
         forkState.isForkedChild.store(true, std::memory_order_relaxed);

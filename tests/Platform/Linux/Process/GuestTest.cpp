@@ -126,7 +126,7 @@ TEST(GuestTest, SignalsAreLeftToTheHost)
 {
     const SilentPort port;
     EXPECT_EQ(endOfChild([&] {
-        struct sigaction before[NSIG];
+        struct sigaction before[NSIG] { };
         for (int signal = 1; signal < NSIG; ++signal)
             sigaction(signal, nullptr, &before[signal]);
         useTheLibrary(port.url());
