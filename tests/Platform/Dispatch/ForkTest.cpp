@@ -116,9 +116,10 @@ TEST_F(DispatchForkTest, ABlockMayFork)
     EXPECT_EQ(ran, 1);
 }
 
-// The thread sanitizer copies its own state as its other threads left it: children hang in it under
-// load, and crash when they end on another thread than the main one.
-#ifndef TELVORA_THREAD_SANITIZED
+// A fork copies the sanitizers' own state and locks as other threads left them: allocations hang in
+// a child, and with the thread sanitizer it crashes when it ends on another thread than the main
+// one.
+#ifndef TELVORA_SANITIZED
 TEST_F(DispatchForkTest, AChildMayReturnFromTheBlockThatForked)
 {
     // On a worker or on the thread that waits for the block, whichever is faster.
