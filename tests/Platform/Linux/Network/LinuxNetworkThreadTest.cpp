@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <iterator>
 #include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -177,13 +178,17 @@ TEST_F(LinuxNetworkThreadTest, AQuietNetworkWakesNobody)
     object->startNotifier();
     ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
     const std::string folder = *threadFolder();
-    // The cables of the fixture still settle for a moment (IPv6 addresses).
-    std::this_thread::sleep_for(3s);
 
-    const std::string before = statusOf(folder, "voluntary_ctxt_switches");
-    std::this_thread::sleep_for(1s);
+    // The links of the fixture get their IPv6 addresses during the first seconds.
+    std::string before;
+    std::string after = "none";
+    for (int attempt = 0; attempt < 30 && before != after; ++attempt) {
+        before = statusOf(folder, "voluntary_ctxt_switches");
+        std::this_thread::sleep_for(1s);
+        after = statusOf(folder, "voluntary_ctxt_switches");
+    }
 
-    EXPECT_EQ(statusOf(folder, "voluntary_ctxt_switches"), before);
+    EXPECT_EQ(after, before);
 }
 
 TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
