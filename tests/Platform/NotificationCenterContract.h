@@ -99,6 +99,17 @@ TYPED_TEST_P(NotificationCenterContract, AnObserverMayRemoveItselfWhileItIsCalle
     EXPECT_EQ(this->heard, "a");
 }
 
+TYPED_TEST_P(NotificationCenterContract, AnObserverRemovedByAnEarlierOneIsNotCalled)
+{
+    this->center().addObserver(&this->first, Notification::didEnterBackground,
+        [this] { this->center().removeObserver(&this->second, Notification::didEnterBackground); });
+    this->add(this->second, Notification::didEnterBackground, "b");
+
+    this->center().post(Notification::didEnterBackground);
+
+    EXPECT_EQ(this->heard, "");
+}
+
 TYPED_TEST_P(NotificationCenterContract, AnObserverAddedDuringAPostHearsTheNextOne)
 {
     this->center().addObserver(&this->first, Notification::didEnterBackground, [this] {
@@ -129,8 +140,8 @@ TYPED_TEST_P(NotificationCenterContract, AnObserverMayPost)
 REGISTER_TYPED_TEST_SUITE_P(NotificationCenterContract, RunsObserversInTheOrderOfTheirRegistration,
     RunsObserversOnThePostingThread, AnObserverHearsOnlyWhatItRegisteredFor,
     RemovingTakesEveryRegistrationForThatNotification, RemovingAnUnknownObserverDoesNothing,
-    AnObserverMayRemoveItselfWhileItIsCalled, AnObserverAddedDuringAPostHearsTheNextOne,
-    AnObserverMayPost);
+    AnObserverMayRemoveItselfWhileItIsCalled, AnObserverRemovedByAnEarlierOneIsNotCalled,
+    AnObserverAddedDuringAPostHearsTheNextOne, AnObserverMayPost);
 
 /// The one oddity of a centre.
 template<typename Subject>

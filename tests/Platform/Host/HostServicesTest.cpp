@@ -27,21 +27,6 @@ INSTANTIATE_TYPED_TEST_SUITE_P(
 INSTANTIATE_TYPED_TEST_SUITE_P(
     HostNotificationCenterQuirk, NotificationCenterQuirk, HostNotificationCenterSubject);
 
-TEST(HostNotificationCenterTest, AnObserverRemovedByAnEarlierOneIsNotCalled)
-{
-    HostNotificationCenter center;
-    int first = 0;
-    int second = 0;
-    bool isCalled = false;
-    center.addObserver(&first, Notification::didEnterBackground,
-        [&] { center.removeObserver(&second, Notification::didEnterBackground); });
-    center.addObserver(&second, Notification::didEnterBackground, [&] { isCalled = true; });
-
-    center.post(Notification::didEnterBackground);
-
-    EXPECT_FALSE(isCalled);
-}
-
 TEST(HostNotificationCenterTest, ManyThreadsMayPostAndRegister)
 {
     HostNotificationCenter center;
