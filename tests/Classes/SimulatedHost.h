@@ -60,6 +60,19 @@ protected:
         simulated().runUntilIdle();
     }
 
+    /// The application moves, and all queued work runs.
+    static void enterBackground()
+    {
+        simulated().notificationCenter().post(Notification::didEnterBackground);
+        simulated().runUntilIdle();
+    }
+
+    static void enterForeground()
+    {
+        simulated().notificationCenter().post(Notification::willEnterForeground);
+        simulated().runUntilIdle();
+    }
+
     /// Records in `seen` every event that passes the intake from now on.
     void watchEvents()
     {

@@ -13,18 +13,6 @@ using namespace std::chrono_literals;
 
 class TrackerManagerTest : public SimulatedHost {
 protected:
-    static void enterBackground()
-    {
-        simulated().notificationCenter().post(Notification::didEnterBackground);
-        simulated().runUntilIdle();
-    }
-
-    static void enterForeground()
-    {
-        simulated().notificationCenter().post(Notification::willEnterForeground);
-        simulated().runUntilIdle();
-    }
-
     // A channel whose hooks record their names.
     std::shared_ptr<TrackerConfig> addHookedChannel(const std::string& index)
     {

@@ -9,18 +9,6 @@ using Calls = std::vector<std::string>;
 // How hooks and the application's notifications change the status of a channel.
 class TrackerStatusTest : public SimulatedHost {
 protected:
-    static void enterBackground()
-    {
-        simulated().notificationCenter().post(Notification::didEnterBackground);
-        simulated().runUntilIdle();
-    }
-
-    static void enterForeground()
-    {
-        simulated().notificationCenter().post(Notification::willEnterForeground);
-        simulated().runUntilIdle();
-    }
-
     // A channel whose hooks record their names and then run the given closures.
     std::shared_ptr<TrackerConfig> addHookedChannel(const std::string& index,
         const std::function<void()>& onStart = {}, const std::function<void()>& onStop = {})

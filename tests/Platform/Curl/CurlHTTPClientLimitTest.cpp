@@ -12,11 +12,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
-{
-    return { std::move(pieces), LoopbackReply::Ending::Close };
-}
-
 /// As much of something as never comes from a server that means well, and then nothing more. Only a
 /// limit makes an error of it before the time-out.
 LoopbackReply endless(const std::string& begin, const std::string& again)

@@ -18,11 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
-{
-    return { std::move(pieces), LoopbackReply::Ending::Close };
-}
-
 /// A port whose queue of newcomers is full, so that connecting neither succeeds nor fails.
 class FullListener {
 public:

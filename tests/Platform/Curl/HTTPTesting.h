@@ -74,6 +74,12 @@ inline HTTPAnswer answerTo(HTTPClient& client, HTTPRequest request)
     return AnswerToCome(client, std::move(request)).wait().value_or(none);
 }
 
+/// Exactly these bytes, and then the end of the connection.
+inline LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
+{
+    return { std::move(pieces), LoopbackReply::Ending::Close };
+}
+
 inline LoopbackServer::Script always(LoopbackReply reply)
 {
     return [reply = std::move(reply)](const LoopbackRequest&) { return reply; };

@@ -1,6 +1,7 @@
 #include <Telvora/Platform/TimerSource.h>
 
 #include <tests/ChildProcess.h>
+#include <tests/PeakMemory.h>
 #include <tests/Platform/Dispatch/RealDispatch.h>
 #include <tests/Sanitized.h>
 
@@ -8,7 +9,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -27,20 +27,6 @@ protected:
     const std::unique_ptr<DispatchQueue> other = dispatch.makeConcurrentQueue("other");
     const std::unique_ptr<TimerSource> timer = dispatch.makeTimerSource();
 };
-
-/// The most memory that this process ever had, in kilobytes.
-long peakMemory()
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == "VmHWM:") {
-            long kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes;
-        }
-    }
-    return -1;
-}
 
 TEST_F(DispatchForkTest, AChildForkedBeforeTheFirstUseWorksLikeItsParent)
 {

@@ -9,6 +9,7 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
 
+#include <tests/PeakMemory.h>
 #include <tests/Platform/Linux/Process/ServedChild.h>
 
 #include <gtest/gtest.h>
@@ -16,7 +17,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -206,20 +206,6 @@ TEST_F(ForkedHostTest, ARequestInAChildOfAUsedLibraryIsRefusedAtOnce)
         ::_exit(end == "exited 0" ? 0 : 4);
     }),
         "exited 0");
-}
-
-/// The most memory that this process ever had, in kilobytes.
-long peakMemory()
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == "VmHWM:") {
-            long kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes;
-        }
-    }
-    return -1;
 }
 
 TEST_F(ForkedHostTest, AChildThatAppendsAMillionEventsKeepsNone)
