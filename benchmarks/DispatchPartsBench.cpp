@@ -6,18 +6,16 @@
 #include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
 #include <benchmarks/Costs.h>
+#include <benchmarks/MutexAndDequeQueue.h>
 #include <benchmarks/SampleEvent.h>
 
 #include <benchmark/benchmark.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -151,10 +149,11 @@ template<bool isInPlace> void BM_DispatchQueue_Event(benchmark::State& state)
 BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, true)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK_TEMPLATE(BM_DispatchQueue_Event, false)->Iterations(3)->Unit(benchmark::kMillisecond);
 
-// ---- The nap: a host that submits a block about every 50 microseconds. What a block costs the
-// submitter, and how often a thread went to sleep and had to be woken.
+// ---- The short wait of a worker without blocks: a host that submits a block about every 50
+// microseconds. What a block costs the submitter, and how often a thread went to sleep and had to
+// be woken.
 
-class NappingQueue {
+class TelvoraQueue {
 public:
     void submit(Work block) { m_queue->barrierAsync(std::move(block)); }
     void finish()
@@ -165,62 +164,6 @@ public:
 private:
     ThreadedDispatch m_dispatch { detail::startDetachedThread };
     std::unique_ptr<DispatchQueue> m_queue = m_dispatch.makeConcurrentQueue("bench");
-};
-
-/// Wakes its worker for each block that finds it asleep.
-class WakingQueue {
-public:
-    WakingQueue() = default;
-    ~WakingQueue()
-    {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_isEnding = true;
-        }
-        m_isChanged.notify_all();
-        m_worker.join();
-    }
-
-    void submit(Work block)
-    {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_waiting.push_back(std::move(block));
-        }
-        m_isChanged.notify_all();
-    }
-    void finish()
-    {
-        std::unique_lock lock(m_mutex);
-        m_isChanged.wait(lock, [this] { return m_waiting.empty() && !m_isRunning; });
-    }
-
-private:
-    void work()
-    {
-        std::unique_lock lock(m_mutex);
-        for (;;) {
-            m_isChanged.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
-            if (m_waiting.empty())
-                return;
-            Work block = std::move(m_waiting.front());
-            m_waiting.pop_front();
-            m_isRunning = true;
-            lock.unlock();
-            block();
-            lock.lock();
-            m_isRunning = false;
-            if (m_waiting.empty())
-                m_isChanged.notify_all();
-        }
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_isChanged;
-    std::deque<Work> m_waiting;
-    bool m_isRunning = false;
-    bool m_isEnding = false;
-    std::thread m_worker { [this] { work(); } };
 };
 
 long contextSwitches()
@@ -255,11 +198,11 @@ template<typename Queue> void BM_PacedSubmission(benchmark::State& state)
         * static_cast<double>(contextSwitches() - switchesBefore)
         / static_cast<double>(costs.size());
 }
-BENCHMARK_TEMPLATE(BM_PacedSubmission, NappingQueue)
+BENCHMARK_TEMPLATE(BM_PacedSubmission, TelvoraQueue)
     ->Iterations(3)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
-BENCHMARK_TEMPLATE(BM_PacedSubmission, WakingQueue)
+BENCHMARK_TEMPLATE(BM_PacedSubmission, MutexAndDequeQueue)
     ->Iterations(3)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

@@ -8,6 +8,7 @@
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 #include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
+#include <benchmarks/MutexAndDequeQueue.h>
 #include <benchmarks/Percentiles.h>
 #include <benchmarks/SampleEvent.h>
 
@@ -16,11 +17,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -108,52 +106,24 @@ private:
     PollingConsumer m_consumer { [this] { return take(); } };
 };
 
-/// The simplest dispatch queue: a deque under a mutex.
 class MutexAndDequeContender {
 public:
     void submit(Payload&& payload)
     {
-        const std::lock_guard lock(m_mutex);
-        m_waiting.emplace_back([this, payload = std::move(payload)]() mutable {
+        m_queue.submit([this, payload = std::move(payload)]() mutable {
             ++m_taken;
             benchmark::DoNotOptimize(payload.event);
         });
-        m_isChanged.notify_one();
     }
     long finish()
     {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_isEnding = true;
-            m_isChanged.notify_one();
-        }
-        m_worker.join();
+        m_queue.finish();
         return m_taken;
     }
 
 private:
-    void work()
-    {
-        std::unique_lock lock(m_mutex);
-        for (;;) {
-            m_isChanged.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
-            if (m_waiting.empty())
-                return;
-            Work block = std::move(m_waiting.front());
-            m_waiting.pop_front();
-            lock.unlock();
-            block();
-            block.reset();
-            lock.lock();
-        }
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_isChanged;
-    std::deque<Work> m_waiting;
-    bool m_isEnding = false;
     long m_taken = 0;
-    std::thread m_worker { [this] { work(); } };
+    MutexAndDequeQueue m_queue;
 };
 
 template<typename Contender>

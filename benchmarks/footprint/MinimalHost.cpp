@@ -77,7 +77,8 @@ int main(int count, char** values)
     while (account().delivered + account().waiting == 0)
         sleepFor(0.001);
     const int threads = otherThreads().count;
-    // A worker without blocks naps before it sleeps, and surplus threads end after a while.
+    // A worker without blocks waits a moment before it sleeps, and surplus threads end after a
+    // while.
     sleepFor(idleSeconds > 0 ? 3 : 0);
     const Threads before = otherThreads();
     sleepFor(idleSeconds);
