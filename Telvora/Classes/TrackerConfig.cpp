@@ -29,7 +29,8 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_retryCache(
           [this](LedgerShare share, DropReason reason) { m_ledger.droppedWaiting(share, reason); })
 {
-    noteHostClosure();
+    if (m_urlHook)
+        noteHostClosure();
     m_ledger.appended(m_pending.with([](const Pending& pending) {
         return static_cast<std::int64_t>(pending.apiDatas->size());
     }));

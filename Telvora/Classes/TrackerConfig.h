@@ -136,7 +136,7 @@ private:
 
     detail::Guarded<std::shared_ptr<const TrackerCommonData>> m_commonData;
     detail::Guarded<std::shared_ptr<const Hook>> m_startHook;
-    detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { keepHostClosure(Hook([] {})) };
+    detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { std::make_shared<const Hook>([] {}) };
     detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
     // The queue orders the changes; the lock is for apiDatas(), which does not use the queue.

@@ -48,6 +48,9 @@ void registerExitHandlerOfOpenSSL()
     // OPENSSL_INIT_ASYNC: the cheapest part of the initialization, about 10 microseconds. Every
     // part registers the exit handler.
     constexpr std::uint64_t smallestPiece = 0x100;
+    // A thread of the parent may have held OpenSSL's locks at the fork.
+    if (isForkedChild())
+        return;
     if (auto* setUp = functionOfOpenSSL<int(std::uint64_t, const void*)>("OPENSSL_init_crypto"))
         static_cast<void>(setUp(smallestPiece, nullptr));
 }

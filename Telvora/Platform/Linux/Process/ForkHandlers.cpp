@@ -8,6 +8,9 @@ namespace telvora::detail {
 
 void installForkHandlers()
 {
+    // The child has its parent's handlers.
+    if (isForkedChild())
+        return;
     [[maybe_unused]] static const int isRegistered
         = ::pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild);
 }
