@@ -12,7 +12,7 @@ AnsweringHTTPClient::AnsweringHTTPClient()
 AnsweringHTTPClient::~AnsweringHTTPClient()
 {
     {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         m_isEnding = true;
     }
     m_arrived.notify_one();
@@ -22,7 +22,7 @@ AnsweringHTTPClient::~AnsweringHTTPClient()
 void AnsweringHTTPClient::send(HTTPRequest /*request*/, Completion completion)
 {
     {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         m_waiting.push_back(std::move(completion));
     }
     m_arrived.notify_one();

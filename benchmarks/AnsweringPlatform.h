@@ -22,7 +22,7 @@ public:
 private:
     void answer() TELVORA_NO_THREAD_SAFETY_ANALYSIS;
 
-    Mutex m_lock;
+    detail::Mutex m_lock;
     std::condition_variable m_arrived;
     std::vector<Completion> m_waiting TELVORA_GUARDED_BY(m_lock);
     bool m_isEnding TELVORA_GUARDED_BY(m_lock) = false;

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace telvora {
+namespace telvora::detail {
 
 namespace {
 
@@ -205,4 +205,4 @@ bool isAddressText(std::string_view text)
     return authority.empty() || isAuthority(authority, !scheme.empty());
 }
 
-} // namespace telvora
+} // namespace telvora::detail

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// Whether `text` is an address, whether or not a client could fetch it: "http://a.b/c",
 /// "mailto:x@y" and "/path" are; "", "http://a b/", "http://[::1" and "http://a:99999/" are not.
@@ -16,4 +16,4 @@ namespace telvora {
 /// Threads: any. Failure: none.
 TELVORA_EXPORT bool isAddressText(std::string_view text);
 
-} // namespace telvora
+} // namespace telvora::detail

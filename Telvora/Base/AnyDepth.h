@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// Owns a Dictionary or an Array that may be nested as deep as memory allows. The destructor does
 /// not recurse, so an exception cannot exhaust the stack either. Moved, never copied.
@@ -35,4 +35,4 @@ private:
     Container m_container;
 };
 
-} // namespace telvora
+} // namespace telvora::detail

@@ -146,7 +146,7 @@ private:
             const std::string_view key = detail::keyOf(member.name);
             Value value = detail::asValue(std::forward<AnyRecord>(record).*member.pointer);
             if (!dictionary.emplace(key, std::move(value)).second)
-                fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
+                detail::fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
         });
         return dictionary;
     }

@@ -115,7 +115,7 @@ std::string repairedUTF8(std::string_view text)
 
 Dictionary copy(const Dictionary& dictionary)
 {
-    AnyDepth<Dictionary> result;
+    detail::AnyDepth<Dictionary> result;
     std::vector<CopyJob> jobs;
     copyMembers(dictionary, *result, jobs);
     runCopyJobs(jobs);
@@ -124,7 +124,7 @@ Dictionary copy(const Dictionary& dictionary)
 
 Array copy(const Array& array)
 {
-    AnyDepth<Array> result;
+    detail::AnyDepth<Array> result;
     std::vector<CopyJob> jobs;
     copyElements(array, *result, jobs);
     runCopyJobs(jobs);

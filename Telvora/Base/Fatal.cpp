@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-namespace telvora {
+namespace telvora::detail {
 
 void fatal(std::string_view message, std::string_view where)
 {
@@ -19,4 +19,4 @@ void fatal(std::string_view message, std::string_view where)
     std::abort();
 }
 
-} // namespace telvora
+} // namespace telvora::detail

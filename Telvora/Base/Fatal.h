@@ -4,11 +4,11 @@
 
 #include <string_view>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// Ends the process because the host made a programming error from which the library cannot go on:
 /// writes "Fatal error: MESSAGE: file WHERE" to standard error and aborts. Never called for a
 /// condition that can arise at run time in a correct host.
 [[noreturn]] TELVORA_EXPORT void fatal(std::string_view message, std::string_view where);
 
-} // namespace telvora
+} // namespace telvora::detail

@@ -11,13 +11,13 @@
 
 namespace telvora {
 
-namespace detail {
-TELVORA_EXPORT void noteHostException() noexcept;
-}
-
 /// How many exceptions the host's closures have thrown into the library so far, in the whole
 /// process. The ledger of a channel counts those of the channel's own closures as well.
 TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
+
+namespace detail {
+
+TELVORA_EXPORT void noteHostException() noexcept;
 
 /// How a call of a host's closure ended.
 enum class HostCall {
@@ -33,16 +33,16 @@ enum class HostCall {
 /// throw. exit() waits until the closure has returned before it destroys anything.
 template<typename Callable> HostCall callHost(Callable&& call) noexcept
 {
-    if (detail::isForkedChild())
+    if (isForkedChild())
         return HostCall::notCalled;
-    const detail::ExitGate::Pass pass;
+    const ExitGate::Pass pass;
     if (!pass)
         return HostCall::notCalled;
     try {
         std::forward<Callable>(call)();
         return HostCall::returned;
     } catch (...) {
-        detail::noteHostException();
+        noteHostException();
         return HostCall::threw;
     }
 }
@@ -51,7 +51,7 @@ template<typename Callable> HostCall callHost(Callable&& call) noexcept
 /// stops such calls before it destroys anything that is alive now.
 inline void noteHostClosure() noexcept
 {
-    detail::ExitGate::watch();
+    ExitGate::watch();
 }
 
 /// Wraps a closure of the host for keeping, and calls noteHostClosure() for it. It is shared, so
@@ -64,5 +64,7 @@ std::shared_ptr<const std::function<Signature>> keepHostClosure(std::function<Si
     noteHostClosure();
     return shared;
 }
+
+} // namespace detail
 
 } // namespace telvora

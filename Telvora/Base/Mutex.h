@@ -4,7 +4,7 @@
 
 #include <mutex>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// std::mutex with the annotations that clang's thread safety analysis reads. Not recursive.
 class TELVORA_CAPABILITY("mutex") Mutex {
@@ -36,4 +36,4 @@ private:
     Mutex& m_mutex;
 };
 
-} // namespace telvora
+} // namespace telvora::detail

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace telvora {
+namespace telvora::detail {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::string decimalText(double number)
     return result;
 }
 
-} // namespace telvora
+} // namespace telvora::detail

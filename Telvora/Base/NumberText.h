@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// The shortest decimal text that is read as the same number again: 390.0, 2.5, 1700000000.0,
 /// 1e+300; nan, inf, -inf. It always has a point or an exponent, so that a reader does not take it
@@ -22,4 +22,4 @@ inline constexpr std::size_t longestNumberText = 32;
 /// length in bytes. No zero is written behind it.
 TELVORA_EXPORT std::size_t writeNumberText(char* out, double number);
 
-} // namespace telvora
+} // namespace telvora::detail

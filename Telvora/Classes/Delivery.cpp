@@ -5,7 +5,7 @@
 
 #include <utility>
 
-namespace telvora {
+namespace telvora::detail {
 
 namespace {
 
@@ -144,4 +144,4 @@ void Delivery::post(Upload upload, const Batch& batch)
     }
 }
 
-} // namespace telvora
+} // namespace telvora::detail

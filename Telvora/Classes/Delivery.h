@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace telvora {
+namespace telvora::detail {
 
 /// Makes the batches of a channel, posts them, and records on the ledger how each upload ended.
 ///
@@ -34,4 +34,4 @@ private:
     static void post(Upload upload, const Batch& batch);
 };
 
-} // namespace telvora
+} // namespace telvora::detail

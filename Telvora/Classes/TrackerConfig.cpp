@@ -25,12 +25,13 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_maxLimit(maxLimit)
     , m_useOstraReport(useOstraReport)
     , m_urlHook(std::move(urlHook))
-    , m_pending(Pending { AnyDepth<Array>(std::move(apiDatas)), 0, nullptr })
-    , m_retryCache(
-          [this](LedgerShare share, DropReason reason) { m_ledger.droppedWaiting(share, reason); })
+    , m_pending(Pending { detail::AnyDepth<Array>(std::move(apiDatas)), 0, nullptr })
+    , m_retryCache([this](detail::LedgerShare share, DropReason reason) {
+        m_ledger.droppedWaiting(share, reason);
+    })
 {
     if (m_urlHook)
-        noteHostClosure();
+        detail::noteHostClosure();
     m_ledger.appended(m_pending.with([](const Pending& pending) {
         return static_cast<std::int64_t>(pending.apiDatas->size());
     }));
@@ -69,7 +70,7 @@ void TrackerConfig::insert(TrackerRetryEntry retry)
 {
     if (!retry)
         return;
-    const LedgerShare share { eventsIn(retry->data, commonData()->dataListKey), 1 };
+    const detail::LedgerShare share { eventsIn(retry->data, commonData()->dataListKey), 1 };
     retry->giveShare(share);
     m_ledger.insertedByHost(share);
     m_retryCache.insert(std::move(retry));
@@ -134,7 +135,7 @@ TrackerConfig::Copied TrackerConfig::copyAll()
     return m_pending.with([](Pending& pending) {
         const Array& list = *pending.apiDatas;
         const auto newEvents = static_cast<std::uint32_t>(list.size() - pending.copied);
-        Copied copied { AnyDepth<Array>(copy(list)), newEvents };
+        Copied copied { detail::AnyDepth<Array>(copy(list)), newEvents };
         pending.copied = list.size();
         return copied;
     });

@@ -18,6 +18,10 @@
 
 namespace telvora {
 
+namespace detail {
+class Delivery;
+}
+
 /// What all batches of a channel contain beside the events. Read and replaced as one.
 struct TrackerCommonData {
     /// The fields beside the event list.
@@ -61,11 +65,11 @@ public:
     const URLHook& urlHook() const { return m_urlHook; }
 
     /// Called by start() for a channel that is not yet running.
-    void setStartHook(Hook hook) { m_startHook.set(keepHostClosure(std::move(hook))); }
+    void setStartHook(Hook hook) { m_startHook.set(detail::keepHostClosure(std::move(hook))); }
     /// Called by stop() and when the application enters the background.
-    void setStopHook(Hook hook) { m_stopHook.set(keepHostClosure(std::move(hook))); }
+    void setStopHook(Hook hook) { m_stopHook.set(detail::keepHostClosure(std::move(hook))); }
     /// Called when the application returns to the foreground.
-    void setRestartHook(Hook hook) { m_restartHook.set(keepHostClosure(std::move(hook))); }
+    void setRestartHook(Hook hook) { m_restartHook.set(detail::keepHostClosure(std::move(hook))); }
 
     /// Null until setStartHook() was called. An empty closure is present, and is not called.
     std::shared_ptr<const Hook> startHook() const { return m_startHook.get(); }
@@ -94,16 +98,16 @@ public:
 
 private:
     // Intake and delivery, the only code that changes the event list.
-    friend class Delivery;
+    friend class detail::Delivery;
     friend class TrackerManager;
 
     struct Copied {
-        AnyDepth<Array> events;
+        detail::AnyDepth<Array> events;
         // How many of them no earlier copy contained.
         std::uint32_t newEvents = 0;
     };
     struct Pending {
-        AnyDepth<Array> apiDatas;
+        detail::AnyDepth<Array> apiDatas;
         // How many events at the front of the list an earlier copy contained.
         std::size_t copied = 0;
         // The list that was taken last, until its request is sent.
@@ -142,7 +146,7 @@ private:
     // The queue orders the changes; the lock is for apiDatas(), which does not use the queue.
     detail::Guarded<Pending> m_pending;
 
-    ChannelLedger m_ledger;
+    detail::ChannelLedger m_ledger;
     // Declared after the ledger, on which it records lost entries until it is destroyed.
     TrackerRetryCache m_retryCache;
 };

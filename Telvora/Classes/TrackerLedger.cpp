@@ -114,6 +114,8 @@ Dictionary ledgerDictionary(const LedgerSnapshot& snapshot)
     return dictionary;
 }
 
+namespace detail {
+
 void ChannelLedger::appended(std::int64_t events)
 {
     add(m_events.accepted, events);
@@ -226,5 +228,7 @@ LedgerAccount ChannelLedger::Counts::account() const
         account.dropped.*reasons[place].count = dropped[place].load(std::memory_order_relaxed);
     return account;
 }
+
+} // namespace detail
 
 } // namespace telvora

@@ -85,6 +85,8 @@ struct LedgerSnapshot {
 /// they are 0.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
+namespace detail {
+
 /// What one request, or one entry of the retry cache, stands for in the channel's accounts.
 struct LedgerShare {
     std::uint32_t events = 0;
@@ -146,5 +148,7 @@ private:
     Counts m_batches;
     Count m_hostExceptions { 0 };
 };
+
+} // namespace detail
 
 } // namespace telvora

@@ -98,7 +98,7 @@ std::optional<std::string> reportFailure(
     QVXOstraProviderProtocol& provider, const std::string& content)
 {
     std::optional<std::string> failure;
-    callHost([&] {
+    detail::callHost([&] {
         try {
             provider.report(reportName, content);
         } catch (const std::exception& exception) {

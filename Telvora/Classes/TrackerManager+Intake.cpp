@@ -33,13 +33,13 @@ void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 void TrackerManager::recordUnsubmitted(const std::string& index)
 {
     const auto channel = config(index);
-    ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
+    detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
     ledger.droppedAtIntake(DropReason::internalError);
 }
 
 void TrackerManager::setTriggerCallback(TriggerCallback callback)
 {
-    shared().m_triggerCallback.setValue(keepHostClosure(std::move(callback)));
+    shared().m_triggerCallback.setValue(detail::keepHostClosure(std::move(callback)));
 }
 
 // In a barrier block of the queue.
@@ -65,11 +65,11 @@ void TrackerManager::intake(Dictionary& event, const std::string& index)
         return;
     }
     if (!isFull) {
-        Delivery::sendRetryData(channel);
+        detail::Delivery::sendRetryData(channel);
         trigger(channel->lastEvent(), index, channel->m_ledger);
         return;
     }
-    const auto sent = Delivery::sendList(channel);
+    const auto sent = detail::Delivery::sendList(channel);
     trigger(sent ? sent->back().get_object() : channel->lastEvent(), index, channel->m_ledger);
 }
 
@@ -83,10 +83,10 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
         return;
     }
     if (copied.events->empty()) {
-        Delivery::sendRetryData(config);
+        detail::Delivery::sendRetryData(config);
         return;
     }
-    Delivery::sendNormalData(config, std::move(copied));
+    detail::Delivery::sendNormalData(config, std::move(copied));
     const auto clear = [config] { config->clear(); };
     try {
         m_queue->barrierAsync(clear);
@@ -97,10 +97,11 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
 }
 
 void TrackerManager::trigger(
-    const Dictionary& event, const std::string& index, ChannelLedger& ledger)
+    const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger)
 {
     const auto callback = m_triggerCallback.getValue();
-    if (callback && *callback && callHost([&] { (*callback)(event, index); }) == HostCall::threw)
+    if (callback && *callback
+        && detail::callHost([&] { (*callback)(event, index); }) == detail::HostCall::threw)
         ledger.hostThrew();
 }
 

@@ -50,13 +50,13 @@ std::optional<std::string> TrackerManager::uuid()
     const auto fetch = shared().m_fetchQvxUuid.getValue();
     std::optional<std::string> identifier;
     if (fetch && *fetch)
-        callHost([&] { identifier = (*fetch)(); });
+        detail::callHost([&] { identifier = (*fetch)(); });
     return identifier;
 }
 
 void TrackerManager::setQvxUuid(FetchQvxUuid fetch)
 {
-    m_fetchQvxUuid.setValue(keepHostClosure(std::move(fetch)));
+    m_fetchQvxUuid.setValue(detail::keepHostClosure(std::move(fetch)));
 }
 
 void TrackerManager::setMode(TrackerMode mode)
@@ -72,7 +72,7 @@ void TrackerManager::configHeaders(StringDictionary headers)
 
 void TrackerManager::setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provider)
 {
-    noteHostClosure();
+    detail::noteHostClosure();
     m_ostraProvider.setValue(std::move(provider));
 }
 
@@ -82,7 +82,8 @@ void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
         return;
     const std::string& index = config->index();
     if (configs()->contains(index)) {
-        fatal("TrackerManager: There are 2 same configs - index `" + index + "`", "TrackerManager");
+        detail::fatal(
+            "TrackerManager: There are 2 same configs - index `" + index + "`", "TrackerManager");
     }
     m_configs.modify([&](auto& configs) {
         auto changed = std::make_shared<Configs>(*configs);
@@ -211,7 +212,7 @@ void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
 void TrackerManager::callHook(
     TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook)
 {
-    if (hook && *hook && callHost(*hook) == HostCall::threw)
+    if (hook && *hook && detail::callHost(*hook) == detail::HostCall::threw)
         config.m_ledger.hostThrew();
 }
 

@@ -279,7 +279,7 @@ private:
     void recordUnsubmitted(const std::string& index);
 
     void intake(Dictionary& event, const std::string& index);
-    void trigger(const Dictionary& event, const std::string& index, ChannelLedger& ledger);
+    void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
     Dictionary standardCommonData();
@@ -295,7 +295,7 @@ private:
     std::string m_sessionId;
     lockAtomic<std::shared_ptr<const std::function<std::optional<std::string>()>>> m_fetchQvxUuid;
     lockAtomic<std::shared_ptr<const TriggerCallback>> m_triggerCallback;
-    ChannelLedger m_unknownChannels;
+    detail::ChannelLedger m_unknownChannels;
 };
 
 } // namespace telvora

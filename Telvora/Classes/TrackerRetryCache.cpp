@@ -13,13 +13,13 @@ TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
 {
 }
 
-void TrackerRetryData::giveShare(LedgerShare share)
+void TrackerRetryData::giveShare(detail::LedgerShare share)
 {
     m_share.store((static_cast<std::uint64_t>(share.events) << 32) | share.batches,
         std::memory_order_relaxed);
 }
 
-LedgerShare TrackerRetryData::takeShare()
+detail::LedgerShare TrackerRetryData::takeShare()
 {
     const std::uint64_t share = m_share.exchange(0, std::memory_order_relaxed);
     return { static_cast<std::uint32_t>(share >> 32), static_cast<std::uint32_t>(share) };
@@ -71,7 +71,7 @@ void TrackerRetryCache::insert(TrackerRetryEntry data)
 void TrackerRetryCache::State::add(const TrackerRetryEntry& entry)
 {
     try {
-        MutexLock lock(mutex);
+        detail::MutexLock lock(mutex);
         priorityQueue.push(entry);
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     } catch (...) {
@@ -85,7 +85,7 @@ void TrackerRetryCache::State::removeFirst()
         return;
     TrackerRetryEntry removed;
     {
-        MutexLock lock(mutex);
+        detail::MutexLock lock(mutex);
         removed = *priorityQueue.pop();
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     }
@@ -95,7 +95,7 @@ void TrackerRetryCache::State::removeFirst()
 // An entry whose share was taken is not lost.
 void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) const
 {
-    const LedgerShare share = entry.takeShare();
+    const detail::LedgerShare share = entry.takeShare();
     if (!share.isEmpty() && lost)
         lost(share, reason);
 }
@@ -105,7 +105,7 @@ std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const
     if (detail::isForkedChild())
         return {};
     const auto copy = [this] {
-        MutexLock lock(m_state->mutex);
+        detail::MutexLock lock(m_state->mutex);
         return m_state->priorityQueue;
     }();
     std::vector<TrackerRetryEntry> entries;

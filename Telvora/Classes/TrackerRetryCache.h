@@ -56,9 +56,9 @@ public:
     bool operator>=(const TrackerRetryData& other) const { return !(*this < other); }
 
     /// Stores what the entry stands for in its channel's accounts.
-    void giveShare(LedgerShare share);
+    void giveShare(detail::LedgerShare share);
     /// Removes and returns it. The caller records it on the ledger. Empty when it was taken before.
-    LedgerShare takeShare();
+    detail::LedgerShare takeShare();
 
 private:
     std::atomic<std::uint64_t> m_share { 0 };
@@ -91,7 +91,7 @@ class TELVORA_EXPORT TrackerRetryCache final : public TrackerRetryStrategy {
 public:
     /// Called with the share of each entry that is lost: removed without ever being returned, or
     /// not stored because there was no memory. Must not throw.
-    using Lost = std::function<void(LedgerShare, DropReason)>;
+    using Lost = std::function<void(detail::LedgerShare, DropReason)>;
 
     explicit TrackerRetryCache(Lost lost = {});
     /// Waits for the writes that are still queued.
@@ -106,7 +106,7 @@ public:
         /// Null when the cache was empty.
         TrackerRetryEntry entry;
         /// Empty when another pop has returned the same entry before.
-        LedgerShare share;
+        detail::LedgerShare share;
     };
 
     /// The same as pop(), with the share for the ledger. Where there is no memory to queue the
@@ -131,7 +131,7 @@ private:
         PriorityQueue<TrackerRetryEntry, Before> priorityQueue { Before() };
         std::atomic<std::size_t> count { 0 };
         Lost lost;
-        mutable Mutex mutex;
+        mutable detail::Mutex mutex;
 
         void add(const TrackerRetryEntry& entry);
         void removeFirst();

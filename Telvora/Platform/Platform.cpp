@@ -20,7 +20,7 @@ void installPlatform(Platform& set)
 {
     Platform* none = nullptr;
     if (!s_platform.compare_exchange_strong(none, &set))
-        fatal("A platform is in use already", "Platform");
+        detail::fatal("A platform is in use already", "Platform");
 }
 
 Platform& platform()
@@ -28,7 +28,8 @@ Platform& platform()
     if (Platform* set = s_platform.load(std::memory_order_acquire))
         return *set;
     if (!telvoraDefaultPlatform) {
-        fatal("No platform is installed: link Telvora::telvora, or call installPlatform() first",
+        detail::fatal(
+            "No platform is installed: link Telvora::telvora, or call installPlatform() first",
             "Platform");
     }
     Platform* none = nullptr;

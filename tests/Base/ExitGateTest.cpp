@@ -32,7 +32,7 @@ void startThreadInside()
 {
     std::promise<void> isInside;
     std::thread([&isInside] {
-        callHost([&] {
+        detail::callHost([&] {
             s_isRunning = true;
             isInside.set_value();
             s_mayReturn.get_future().wait();
@@ -68,7 +68,7 @@ TEST(ExitGateTest, ExitWaitsForAClosureThatIsRunning)
 {
     EXPECT_EQ(endOfChild([] {
         atEnd([] { ::_exit(s_isRunning ? 3 : 4); });
-        noteHostClosure();
+        detail::noteHostClosure();
         startThreadInside();
         // The newest handler runs first: the closure may return once exit() has begun.
         std::atexit([] { s_mayReturn.set_value(); });
@@ -79,8 +79,8 @@ TEST(ExitGateTest, ExitWaitsForAClosureThatIsRunning)
 TEST(ExitGateTest, AClosureMayEndTheProcess)
 {
     EXPECT_EQ(endOfChild([] {
-        noteHostClosure();
-        callHost([] { callHost([] { std::exit(5); }); });
+        detail::noteHostClosure();
+        detail::callHost([] { detail::callHost([] { std::exit(5); }); });
     }),
         "exited 5");
 }
@@ -88,12 +88,12 @@ TEST(ExitGateTest, AClosureMayEndTheProcess)
 TEST(ExitGateTest, ClosesBeforeObjectsOlderThanTheNewestClosureAreDestroyed)
 {
     EXPECT_EQ(endOfChild([] {
-        noteHostClosure();
+        detail::noteHostClosure();
         atEnd([] {
-            if (callHost([] { ::_exit(3); }) != HostCall::notCalled)
+            if (detail::callHost([] { ::_exit(3); }) != detail::HostCall::notCalled)
                 ::_exit(4);
         });
-        noteHostClosure();
+        detail::noteHostClosure();
     }),
         "exited 0");
 }
@@ -101,9 +101,9 @@ TEST(ExitGateTest, ClosesBeforeObjectsOlderThanTheNewestClosureAreDestroyed)
 TEST(ExitGateTest, IsOpenWhileObjectsNewerThanTheClosureAreDestroyed)
 {
     EXPECT_EQ(endOfChild([] {
-        noteHostClosure();
+        detail::noteHostClosure();
         atEnd([] {
-            if (callHost([] {}) != HostCall::returned)
+            if (detail::callHost([] {}) != detail::HostCall::returned)
                 ::_exit(4);
         });
     }),
@@ -112,7 +112,7 @@ TEST(ExitGateTest, IsOpenWhileObjectsNewerThanTheClosureAreDestroyed)
 
 TEST(ExitGateTest, AChildDoesNotWaitForThreadsItDoesNotHave)
 {
-    noteHostClosure();
+    detail::noteHostClosure();
     startThreadInside();
 
     const std::string end = endOfChild([] { detail::afterForkInChild(); });
@@ -125,7 +125,7 @@ TEST(ForkedChildTest, AChildForkedBeforeUseWorks)
 {
     EXPECT_EQ(endOfChild([] {
         detail::afterForkInChild();
-        if (detail::isForkedChild() || callHost([] {}) != HostCall::returned)
+        if (detail::isForkedChild() || detail::callHost([] {}) != detail::HostCall::returned)
             ::_exit(3);
     }),
         "exited 0");
@@ -137,7 +137,7 @@ TEST(ForkedChildTest, AChildForkedAfterUseIsInert)
 
     EXPECT_EQ(endOfChild([] {
         detail::afterForkInChild();
-        if (!detail::isForkedChild() || callHost([] {}) != HostCall::notCalled)
+        if (!detail::isForkedChild() || detail::callHost([] {}) != detail::HostCall::notCalled)
             ::_exit(3);
     }),
         "exited 0");

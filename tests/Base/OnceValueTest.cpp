@@ -56,16 +56,16 @@ TEST(HostCallTest, AnExceptionIsCaughtAndCounted)
 {
     const auto before = hostExceptionCount();
 
-    EXPECT_EQ(callHost([] {}), HostCall::returned);
+    EXPECT_EQ(detail::callHost([] {}), detail::HostCall::returned);
     EXPECT_EQ(hostExceptionCount(), before);
-    EXPECT_EQ(callHost([] { throw std::runtime_error("x"); }), HostCall::threw);
-    EXPECT_EQ(callHost([] { throw 7; }), HostCall::threw);
+    EXPECT_EQ(detail::callHost([] { throw std::runtime_error("x"); }), detail::HostCall::threw);
+    EXPECT_EQ(detail::callHost([] { throw 7; }), detail::HostCall::threw);
     EXPECT_EQ(hostExceptionCount(), before + 2);
 }
 
 TEST(FatalDeathTest, PrintsMessageAndFileAndAborts)
 {
-    EXPECT_EXIT(fatal("No way", "Here"), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(detail::fatal("No way", "Here"), testing::KilledBySignal(SIGABRT),
         "^Fatal error: No way: file Here\n$");
 }
 

@@ -12,9 +12,9 @@ namespace {
 
 constexpr std::size_t levels = 100'000;
 
-AnyDepth<Dictionary> deepValue()
+detail::AnyDepth<Dictionary> deepValue()
 {
-    return AnyDepth<Dictionary>(deepDictionary(levels));
+    return detail::AnyDepth<Dictionary>(deepDictionary(levels));
 }
 
 struct EventOperation {
@@ -57,7 +57,7 @@ class DeepEventTest : public SimulatedHost, public testing::WithParamInterface<E
 
 TEST_P(DeepEventTest, ADictionaryOfAnyDepthArrivesAndTheHostsCopyStays)
 {
-    const AnyDepth<Dictionary> deep = deepValue();
+    const detail::AnyDepth<Dictionary> deep = deepValue();
     int arrived = 0;
     TrackerManager::setTriggerCallback([&](const Dictionary& event, const std::string&) {
         const Value* extra = event.if_contains("extra");
@@ -80,7 +80,7 @@ TEST_F(DeepValueTest, AReportOfAnyDepthReachesAProvider)
 {
     addChannel("APM");
     const auto provider = installProvider();
-    const AnyDepth<Dictionary> deep = deepValue();
+    const detail::AnyDepth<Dictionary> deep = deepValue();
 
     manager().reportAPMDict(*deep);
 
@@ -91,7 +91,7 @@ TEST_F(DeepValueTest, AReportOfAnyDepthReachesAProvider)
 TEST_F(DeepValueTest, TheManagerCopiesCommonDataOfAnyDepth)
 {
     const auto config = addChannel("APM");
-    const AnyDepth<Dictionary> deep = deepValue();
+    const detail::AnyDepth<Dictionary> deep = deepValue();
 
     manager().setupCommonDatas(*deep, "data", "APM");
     manager().setupCommonDatas(*deep, "data", "nowhere");
@@ -114,12 +114,12 @@ TEST_F(DeepValueTest, TheChannelCopiesCommonDataOfAnyDepth)
 
 TEST_F(DeepValueTest, TheChannelCopiesEventsOfAnyDepth)
 {
-    AnyDepth<Array> events;
+    detail::AnyDepth<Array> events;
     events->push_back(deepDictionary(levels));
 
     const auto config = std::make_shared<TrackerConfig>("APM", 7, StringDictionary(), *events);
 
-    const AnyDepth<Array> pending(config->apiDatas());
+    const detail::AnyDepth<Array> pending(config->apiDatas());
     ASSERT_EQ(pending->size(), 1u);
     EXPECT_TRUE((*pending)[0].as_object().contains("in"));
     EXPECT_EQ(events->size(), 1u);
@@ -127,7 +127,7 @@ TEST_F(DeepValueTest, TheChannelCopiesEventsOfAnyDepth)
 
 TEST_F(DeepValueTest, ADictionaryOfAnyDepthIsCopiedIntoABatch)
 {
-    const AnyDepth<Dictionary> deep = deepValue();
+    const detail::AnyDepth<Dictionary> deep = deepValue();
 
     const Batch batch = makeBatch(*deep);
 

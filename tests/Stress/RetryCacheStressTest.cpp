@@ -18,7 +18,8 @@ TEST(TrackerRetryCacheStressQuirk, ConcurrentPopsLoseNothingThatTheLedgerDoesNot
 {
     std::atomic<int> unseen { 0 };
     std::atomic<int> taken { 0 };
-    TrackerRetryCache cache([&](LedgerShare share, DropReason) { unseen += int(share.events); });
+    TrackerRetryCache cache(
+        [&](detail::LedgerShare share, DropReason) { unseen += int(share.events); });
     for (int number = 0; number < entryCount; ++number) {
         auto entry = std::make_shared<TrackerRetryData>(makeBatch({ { "n", number } }), 1);
         entry->giveShare({ 1, 1 });

@@ -46,13 +46,13 @@ void Host::calledOnAnyThread(std::string_view where, const Dictionary& event)
 
 void Host::addChannel(const std::string& index, Channel channel)
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_channels.insert_or_assign(index, std::move(channel));
 }
 
 Channel Host::channel(const std::string& index) const
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     const auto found = m_channels.find(index);
     if (found == m_channels.end())
         throw ScriptError("No channel \"" + index + "\" is registered");
@@ -61,13 +61,13 @@ Channel Host::channel(const std::string& index) const
 
 void Host::keepRecord(const std::string& name, std::shared_ptr<TrackerMeta> record)
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_records.insert_or_assign(name, std::move(record));
 }
 
 std::shared_ptr<TrackerMeta> Host::record(const std::string& name) const
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     const auto found = m_records.find(name);
     if (found == m_records.end())
         throw ScriptError("No record \"" + name + "\" is kept");

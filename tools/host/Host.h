@@ -82,7 +82,7 @@ private:
     std::atomic<bool> m_hasTouchedManager { false };
     std::atomic<bool> m_hasFailedLine { false };
 
-    mutable Mutex m_lock;
+    mutable detail::Mutex m_lock;
     std::map<std::string, Channel> m_channels TELVORA_GUARDED_BY(m_lock);
     std::map<std::string, std::shared_ptr<TrackerMeta>> m_records TELVORA_GUARDED_BY(m_lock);
 };

@@ -16,14 +16,14 @@ void InsideLines::add(Order order)
 {
     if (order.times <= 0)
         return;
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_orders.push_back(std::move(order));
 }
 
 std::vector<SharedLines> InsideLines::take(std::string_view where, const std::string* index)
 {
     std::vector<SharedLines> taken;
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     for (Order& order : m_orders) {
         if (order.where != where || (order.index && (!index || *index != *order.index)))
             continue;

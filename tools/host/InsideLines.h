@@ -39,7 +39,7 @@ public:
         TELVORA_EXCLUDES(m_lock);
 
 private:
-    Mutex m_lock;
+    detail::Mutex m_lock;
     std::vector<Order> m_orders TELVORA_GUARDED_BY(m_lock);
 };
 

@@ -34,7 +34,7 @@ void Output::write(const Dictionary& line, bool isEvent)
 {
     std::string text = lineText(line);
     text.push_back('\n');
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     if (m_lineThread && *m_lineThread != std::this_thread::get_id()) {
         m_keptBack.append(text);
         return;
@@ -49,7 +49,7 @@ void Output::write(const Dictionary& line, bool isEvent)
 Output::Precedence::Precedence(Output& output)
     : m_output(output)
 {
-    MutexLock lock(m_output.m_lock);
+    detail::MutexLock lock(m_output.m_lock);
     m_output.m_lineThread = std::this_thread::get_id();
 }
 
@@ -60,7 +60,7 @@ Output::Precedence::~Precedence()
 
 void Output::writeKeptBack()
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_lineThread.reset();
     print(m_keptBack);
     m_keptBack.clear();

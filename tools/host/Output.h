@@ -48,7 +48,7 @@ public:
 private:
     void write(const Dictionary& line, bool isEvent) TELVORA_EXCLUDES(m_lock);
 
-    Mutex m_lock;
+    detail::Mutex m_lock;
     std::optional<std::thread::id> m_lineThread TELVORA_GUARDED_BY(m_lock);
     std::string m_keptBack TELVORA_GUARDED_BY(m_lock);
 };

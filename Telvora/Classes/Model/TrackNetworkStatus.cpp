@@ -177,11 +177,11 @@ void CommonTrackNetworkStatus::onStatusChange(Handler handler)
 {
     if (!m_reachability || !handler)
         return;
-    noteHostClosure();
+    detail::noteHostClosure();
     // Passes the present connection, which may be newer than the change that caused the call.
     const auto onChange = [&reachability = *m_reachability, handler = std::move(handler)](
                               Reachability::Connection) {
-        callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); });
+        detail::callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); });
     };
     m_reachability->setWhenReachable(onChange);
     m_reachability->setWhenUnreachable(onChange);

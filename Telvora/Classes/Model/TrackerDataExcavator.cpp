@@ -107,7 +107,7 @@ Size deviceScreenSize()
 
 std::string sizeText(double width, double height)
 {
-    return decimalText(width) + "*" + decimalText(height);
+    return detail::decimalText(width) + "*" + detail::decimalText(height);
 }
 
 bool probeJailbreaked()
@@ -276,7 +276,7 @@ std::int64_t TrackerDataExcavator::timestamp()
     const double now = platform().clock.secondsSince1970();
     // False for NaN as well.
     if (!(now >= -0x1p63 && now < 0x1p63))
-        fatal("The current time is no number of 64 bits", "TrackerDataExcavator");
+        detail::fatal("The current time is no number of 64 bits", "TrackerDataExcavator");
     return static_cast<std::int64_t>(now);
 }
 
@@ -344,7 +344,7 @@ std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
     if (!screen)
         return std::nullopt;
     std::optional<std::string> name;
-    callHost([&] { name = screen->className(); });
+    detail::callHost([&] { name = screen->className(); });
     return name;
 }
 

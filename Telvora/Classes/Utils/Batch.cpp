@@ -8,7 +8,7 @@ namespace {
 
 std::shared_ptr<Dictionary> emptyBatch()
 {
-    auto owner = std::make_shared<AnyDepth<Dictionary>>();
+    auto owner = std::make_shared<detail::AnyDepth<Dictionary>>();
     return std::shared_ptr<Dictionary>(owner, &**owner);
 }
 
@@ -23,10 +23,10 @@ Batch makeBatch(Dictionary&& dictionary)
 
 Batch makeBatch(const Dictionary& dictionary)
 {
-    return makeBatchToFill(dictionary);
+    return detail::makeBatchToFill(dictionary);
 }
 
-std::shared_ptr<Dictionary> makeBatchToFill(const Dictionary& dictionary)
+std::shared_ptr<Dictionary> detail::makeBatchToFill(const Dictionary& dictionary)
 {
     auto batch = emptyBatch();
     *batch = copy(dictionary);

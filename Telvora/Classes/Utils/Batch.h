@@ -18,7 +18,11 @@ using Batch = std::shared_ptr<const Dictionary>;
 TELVORA_EXPORT Batch makeBatch(Dictionary&& dictionary);
 TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 
-/// The same, but the caller can change it before passing it on as a Batch.
+namespace detail {
+
+/// The same as makeBatch(), but the caller can change it before passing it on as a Batch.
 TELVORA_EXPORT std::shared_ptr<Dictionary> makeBatchToFill(const Dictionary& dictionary);
+
+} // namespace detail
 
 } // namespace telvora

@@ -94,7 +94,7 @@ try {
         [handler = std::move(handler)](PostEnd end, Batch posted) {
             const bool isReported = end == PostEnd::accepted || end == PostEnd::refused;
             if (isReported && handler)
-                callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
+                detail::callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
         });
 } catch (...) {
     // The handler was destroyed without a call, or threw.
@@ -103,8 +103,8 @@ try {
 void TrackerNetwork::postWithEnds(
     const std::string& url, Batch param, const StringDictionary& externHeaders, EndHandler handler)
 {
-    if (!isAddressText(url))
-        fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
+    if (!detail::isAddressText(url))
+        detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
     setHeaders(request, externHeaders);
@@ -137,7 +137,7 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     set(fixed, "system-version", platform().device.systemVersion());
     std::optional<std::string> identifier;
     if (const auto source = m_identifierSource.get())
-        callHost([&] { identifier = (*source)(); });
+        detail::callHost([&] { identifier = (*source)(); });
     if (identifier)
         set(fixed, identifierHeader, *identifier);
     set(fixed, "Content-Type", "application/json");
@@ -197,7 +197,7 @@ void TrackerNetwork::setAdditionHeaders(std::optional<StringDictionary> headers)
 
 void TrackerNetwork::setIdentifierSource(IdentifierSource source)
 {
-    m_identifierSource.set(source ? keepHostClosure(std::move(source)) : nullptr);
+    m_identifierSource.set(source ? detail::keepHostClosure(std::move(source)) : nullptr);
 }
 
 } // namespace telvora

@@ -100,7 +100,7 @@ std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
 
 void QuorvexLog::setLogService(std::shared_ptr<LogService> service)
 {
-    noteHostClosure();
+    detail::noteHostClosure();
     // It may be the last reference to the host's old service, which is then destroyed after the
     // lock is released.
     s_service->with([&](std::shared_ptr<LogService>& current) {
@@ -120,7 +120,7 @@ void QuorvexLog::configLogger()
     if (!service)
         return;
     tesselQueue().barrierSync([&] {
-        callHost([&] { service->loggerInit(); });
+        detail::callHost([&] { service->loggerInit(); });
         s_hasInitTessel.store(true, std::memory_order_release);
     });
 }
@@ -159,7 +159,7 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
         const auto service = s_service->get();
         if (!service)
             return;
-        tesselQueue().barrierSync([&] { callHost([&] { service->log(level, message); }); });
+        tesselQueue().barrierSync([&] { detail::callHost([&] { service->log(level, message); }); });
     });
 }
 

@@ -52,7 +52,7 @@ ThreadedDispatch::ThreadedDispatch(StartThread startThread, MainExecutor mainExe
     , m_mainExecutor(std::move(mainExecutor))
 {
     if (m_mainExecutor)
-        noteHostClosure();
+        detail::noteHostClosure();
 }
 
 ThreadedDispatch::~ThreadedDispatch()
@@ -84,7 +84,7 @@ void ThreadedDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work blo
 void ThreadedDispatch::mainAsync(Work block)
 {
     if (m_mainExecutor)
-        callHost([&] { m_mainExecutor(std::move(block)); });
+        detail::callHost([&] { m_mainExecutor(std::move(block)); });
     else
         m_share->pool->post(std::move(block));
 }

@@ -13,7 +13,7 @@ HostScreenHierarchy::HostScreenHierarchy(KeyWindowSupplier supplier)
 
 void HostScreenHierarchy::setKeyWindowSupplier(KeyWindowSupplier supplier)
 {
-    m_supplier.set(keepHostClosure(std::move(supplier)));
+    m_supplier.set(detail::keepHostClosure(std::move(supplier)));
 }
 
 std::shared_ptr<UIWindow> HostScreenHierarchy::keyWindow() const

@@ -64,7 +64,7 @@ void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
     if (std::any_of(request.headers.begin(), request.headers.end(), isBad)) {
         {
-            MutexLock lock(m_lock);
+            detail::MutexLock lock(m_lock);
             ++m_underWayCount;
         }
         complete(std::move(completion), ScriptedAnswer::error("Bad header"));
@@ -73,7 +73,7 @@ void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 
     std::size_t number = 0;
     {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         m_requests.push_back(request);
         number = m_requests.size();
         ++m_underWayCount;
@@ -82,7 +82,7 @@ void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 
     const ScriptedAnswer answer = take(request.url);
     if (answer.kind == ScriptedAnswer::Kind::later) {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         m_waiting.emplace(number, std::move(completion));
         return;
     }
@@ -91,7 +91,7 @@ void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 
 ScriptedAnswer ScriptedHTTPClient::take(const std::string& url)
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     const auto own = m_answersByURL.find(url);
     Answers& answers = own != m_answersByURL.end() ? own->second : m_answers;
     if (answers.queue.empty())
@@ -125,7 +125,7 @@ void ScriptedHTTPClient::complete(Completion completion, const ScriptedAnswer& a
 void ScriptedHTTPClient::finish(Completion& completion, HTTPAnswer answer)
 {
     {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         --m_underWayCount;
     }
     if (completion)
@@ -137,7 +137,7 @@ void ScriptedHTTPClient::setAnswers(std::vector<ScriptedAnswer> answers, bool re
     Answers replacement { { std::make_move_iterator(answers.begin()),
                               std::make_move_iterator(answers.end()) },
         repeats };
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_answers = std::move(replacement);
 }
 
@@ -147,7 +147,7 @@ void ScriptedHTTPClient::setAnswers(
     Answers replacement { { std::make_move_iterator(answers.begin()),
                               std::make_move_iterator(answers.end()) },
         repeats };
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     m_answersByURL[url] = std::move(replacement);
 }
 
@@ -155,7 +155,7 @@ bool ScriptedHTTPClient::answer(std::size_t number, const ScriptedAnswer& answer
 {
     Completion completion;
     {
-        MutexLock lock(m_lock);
+        detail::MutexLock lock(m_lock);
         const auto waiting = m_waiting.find(number);
         if (waiting == m_waiting.end())
             return false;
@@ -170,19 +170,19 @@ bool ScriptedHTTPClient::answer(std::size_t number, const ScriptedAnswer& answer
 
 std::vector<HTTPRequest> ScriptedHTTPClient::requests() const
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     return m_requests;
 }
 
 std::size_t ScriptedHTTPClient::requestCount() const
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     return m_requests.size();
 }
 
 std::size_t ScriptedHTTPClient::underWayCount() const
 {
-    MutexLock lock(m_lock);
+    detail::MutexLock lock(m_lock);
     return m_underWayCount;
 }
 

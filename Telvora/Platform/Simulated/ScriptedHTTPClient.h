@@ -100,7 +100,7 @@ private:
     ManualDispatch& m_dispatch;
     Observer<std::size_t, const HTTPRequest&> m_requestObserver;
 
-    mutable Mutex m_lock;
+    mutable detail::Mutex m_lock;
     Answers m_answers TELVORA_GUARDED_BY(m_lock);
     std::map<std::string, Answers> m_answersByURL TELVORA_GUARDED_BY(m_lock);
     std::vector<HTTPRequest> m_requests TELVORA_GUARDED_BY(m_lock);

@@ -32,7 +32,7 @@ struct ScriptedReachability::State {
 
     Connection connection(Use use) const
     {
-        MutexLock guard(lock);
+        detail::MutexLock guard(lock);
         return connections[static_cast<std::size_t>(use)];
     }
 
@@ -41,7 +41,7 @@ struct ScriptedReachability::State {
         Connection now {};
         std::shared_ptr<const Reachability::Callback> callback;
         {
-            MutexLock guard(lock);
+            detail::MutexLock guard(lock);
             if (watch.isGone || !watch.isNotifierRunning)
                 return;
             now = connections[static_cast<std::size_t>(watch.use)];
@@ -55,7 +55,7 @@ struct ScriptedReachability::State {
     Observer<NotifierAction> notifierObserver;
     QuestionObserver questionObserver;
 
-    mutable Mutex lock;
+    mutable detail::Mutex lock;
     // By use.
     std::array<Connection, 2> connections TELVORA_GUARDED_BY(lock)
         = { Connection::wifi, Connection::wifi };
@@ -71,13 +71,13 @@ public:
         : m_state(std::move(state))
         , m_watch(std::make_shared<Watch>(Watch { .use = use }))
     {
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         m_state->watches.push_back(m_watch);
     }
 
     ~Object() override
     {
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         m_watch->isGone = true;
         std::erase(m_state->watches, m_watch);
     }
@@ -91,7 +91,7 @@ public:
     bool startNotifier() override
     {
         m_state->notifierObserver(NotifierAction::start);
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         if (m_state->notifierFails)
             return false;
         m_watch->isNotifierRunning = true;
@@ -101,7 +101,7 @@ public:
     void stopNotifier() override
     {
         m_state->notifierObserver(NotifierAction::stop);
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         m_watch->isNotifierRunning = false;
     }
 
@@ -119,7 +119,7 @@ private:
     void replace(std::shared_ptr<const Callback>& place, Callback callback)
     {
         auto shared = std::make_shared<const Callback>(std::move(callback));
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         place.swap(shared);
     }
 
@@ -138,7 +138,7 @@ std::unique_ptr<Reachability> ScriptedReachability::makeReachability(Use use)
 {
     m_state->questionObserver("reachabilityInit");
     {
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         if (!m_state->isAvailable[static_cast<std::size_t>(use)])
             return nullptr;
     }
@@ -149,7 +149,7 @@ void ScriptedReachability::setConnection(Value value, Whose whose)
 {
     std::vector<std::shared_ptr<Watch>> concerned;
     {
-        MutexLock guard(m_state->lock);
+        detail::MutexLock guard(m_state->lock);
         for (const Use use : { Use::held, Use::oneReading }) {
             const bool isMeant
                 = whose == Whose::all || (whose == Whose::held) == (use == Use::held);
@@ -178,7 +178,7 @@ void ScriptedReachability::setConnection(Value value, Whose whose)
 
 void ScriptedReachability::setNotifierFails(bool fails)
 {
-    MutexLock guard(m_state->lock);
+    detail::MutexLock guard(m_state->lock);
     m_state->notifierFails = fails;
 }
 

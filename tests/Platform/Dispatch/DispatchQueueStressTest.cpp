@@ -38,7 +38,7 @@ protected:
     long value = 0;
     long lastNumber = 0;
     std::atomic<int> reached { 0 };
-    Mutex lock;
+    detail::Mutex lock;
     std::unique_ptr<DispatchQueue> queue = dispatch.makeConcurrentQueue("stress");
     std::unique_ptr<DispatchQueue> other = dispatch.makeConcurrentQueue("other");
 };
@@ -77,7 +77,7 @@ TEST_F(DispatchQueueStressTest, SubmissionsThatALockOrdersRunInThatOrder)
     long submitted = 0;
     inThreads(threadCount, [&](int) {
         for (int step = 0; step < 10'000; ++step) {
-            const MutexLock held(lock);
+            const detail::MutexLock held(lock);
             queue->barrierAsync([this, number = ++submitted] { errors += ++lastNumber != number; });
         }
     });
