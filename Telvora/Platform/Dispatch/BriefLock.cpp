@@ -1,11 +1,19 @@
 #include <Telvora/Platform/Dispatch/BriefLock.h>
 
+#include <chrono>
+#include <thread>
+
 namespace telvora::detail {
 
 namespace {
 
-// About a microsecond.
+using namespace std::chrono_literals;
+
+// Some microseconds.
 constexpr int triesBeforeSleep = 150;
+
+// Much shorter than a slice of the scheduler's time, and longer than the sleep itself costs.
+constexpr auto shortSleep = 50us;
 
 // Tells the processor that this thread only waits, so that the other thread on the same core runs
 // faster. Does nothing on other processors.
@@ -22,18 +30,16 @@ void pauseProcessor()
 
 void BriefLock::lockSlowly()
 {
-    for (int attempt = 0; attempt < triesBeforeSleep; ++attempt) {
-        pauseProcessor();
-        std::uint32_t expected = isFree;
-        if (m_state.load(std::memory_order_relaxed) == isFree
-            && m_state.compare_exchange_weak(
-                expected, isTaken, std::memory_order_acquire, std::memory_order_relaxed))
+    for (int attempt = 1;; ++attempt) {
+        // Reads first: taking it would take the cache line from the owner each time.
+        if (!m_isTaken.load(std::memory_order_relaxed)
+            && !m_isTaken.exchange(true, std::memory_order_acquire))
             return;
+        if (attempt < triesBeforeSleep)
+            pauseProcessor();
+        else
+            std::this_thread::sleep_for(shortSleep);
     }
-    // From here on the state stays `isAwaited`, also when this thread gets the lock: it does not
-    // know whether other threads sleep.
-    while (m_state.exchange(isAwaited, std::memory_order_acquire) != isFree)
-        m_state.wait(isAwaited, std::memory_order_relaxed);
 }
 
 } // namespace telvora::detail

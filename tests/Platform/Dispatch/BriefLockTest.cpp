@@ -30,7 +30,7 @@ TEST(BriefLockTest, LetsOneThreadInAtATime)
     EXPECT_EQ(count, long(threads) * rounds);
 }
 
-TEST(BriefLockTest, WakesThreadsThatWentToSleepOverIt)
+TEST(BriefLockTest, ThreadsThatSleepGetItOnceItIsReleased)
 {
     BriefLock lock;
     std::atomic<int> waiting { 0 };
@@ -46,7 +46,7 @@ TEST(BriefLockTest, WakesThreadsThatWentToSleepOverIt)
     });
     while (waiting < 3)
         std::this_thread::yield();
-    // Long enough for the looks before the sleep; where it is not, the case still holds.
+    // The threads have time to try and to fall asleep. The case holds without that, too.
     for (int pause = 0; pause < 1000; ++pause)
         std::this_thread::yield();
     lock.unlock();
