@@ -17,48 +17,63 @@ TimerThread::TimerThread(StartThread startThread)
 {
 }
 
+TimerThread::~TimerThread()
+{
+    // One after the other: a list that destroyed itself would recurse.
+    while (m_first)
+        m_first = std::exchange(m_first->m_next, nullptr);
+}
+
 void TimerThread::arm(std::shared_ptr<Deadline> deadline, SteadyTime time)
 {
     if (isForkedChild())
         return;
-    bool isThreadMissing = false;
-    bool isThreadToWake = false;
+    bool mustStartThread = false;
+    bool mustWakeThread = false;
     {
         const MutexLock lock(m_lock);
-        std::shared_ptr<Deadline>* place = &m_first;
-        while (*place && (*place)->m_time <= time)
-            place = &(*place)->m_next;
-        deadline->m_time = time;
-        deadline->m_next = std::move(*place);
-        *place = std::move(deadline);
+        Deadline* before = m_last;
+        while (before && before->m_time > time)
+            before = before->m_previous;
+        Deadline* const armed = deadline.get();
+        std::shared_ptr<Deadline>& place = before ? before->m_next : m_first;
+        armed->m_isArmed = true;
+        armed->m_time = time;
+        armed->m_previous = before;
+        armed->m_next = std::exchange(place, std::move(deadline));
+        (armed->m_next ? armed->m_next->m_previous : m_last) = armed;
 
-        isThreadMissing = !std::exchange(m_isRunning, true);
+        mustStartThread = !std::exchange(m_isRunning, true);
         // The timer thread looks at the list before it sleeps, so it need not wake itself.
-        isThreadToWake = place == &m_first && m_thread != std::this_thread::get_id();
+        mustWakeThread = !before && m_thread != std::this_thread::get_id();
     }
-    if (isThreadMissing) {
+    if (mustStartThread) {
         if (!m_startThread("telvora-timer", [self = shared_from_this()] { self->run(); })) {
             const MutexLock lock(m_lock);
             m_isRunning = false;
         }
-    } else if (isThreadToWake) {
+    } else if (mustWakeThread) {
         m_change.notify_one();
     }
 }
 
-void TimerThread::disarm(const Deadline& deadline)
+void TimerThread::disarm(Deadline& deadline)
 {
     if (isForkedChild())
         return;
     std::shared_ptr<Deadline> removed; // Destroyed after the lock is released.
     const MutexLock lock(m_lock);
-    std::shared_ptr<Deadline>* place = &m_first;
-    while (*place && place->get() != &deadline)
-        place = &(*place)->m_next;
-    if (!*place)
-        return;
-    removed = std::move(*place);
-    *place = std::move(removed->m_next);
+    if (deadline.m_isArmed)
+        removed = take(deadline);
+}
+
+std::shared_ptr<Deadline> TimerThread::take(Deadline& deadline)
+{
+    std::shared_ptr<Deadline>& place = deadline.m_previous ? deadline.m_previous->m_next : m_first;
+    std::shared_ptr<Deadline> taken = std::exchange(place, std::move(deadline.m_next));
+    (place ? place->m_previous : m_last) = deadline.m_previous;
+    deadline.m_isArmed = false;
+    return taken;
 }
 
 void TimerThread::retire()
@@ -88,11 +103,8 @@ std::shared_ptr<Deadline> TimerThread::nextDue()
     for (;;) {
         // A copy, because the wait reads it again after it has released the lock.
         const SteadyTime earliest = m_first ? m_first->m_time : SteadyTime::max();
-        if (m_first && earliest <= std::chrono::steady_clock::now()) {
-            auto due = std::move(m_first);
-            m_first = std::move(due->m_next);
-            return due;
-        }
+        if (m_first && earliest <= std::chrono::steady_clock::now())
+            return take(*m_first);
         if (earliest != SteadyTime::max()) {
             m_change.wait_until(m_lock, earliest);
         } else if (!m_first && m_isRetired) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace telvora {
@@ -19,12 +20,15 @@ using detail::Deadline;
 using detail::SteadyTime;
 using detail::TimerThread;
 
-bool refuse(const char*, Work)
+std::atomic<int> s_refusals { 0 };
+
+/// Starts a thread once the system has refused it s_refusals times.
+bool startThreadAfterRefusals(const char* name, Work body)
 {
-    return false;
+    return s_refusals-- <= 0 && detail::startDetachedThread(name, std::move(body));
 }
 
-/// Notes its number when it comes.
+/// Records that it has come.
 class Noted final : public Deadline {
 public:
     Noted(std::vector<int>& numbers, std::mutex& lock, std::atomic<int>& count, int number)
@@ -132,18 +136,72 @@ TEST_F(TimerThreadTest, AnEarlierDeadlineWakesTheThreadFromALongerSleep)
     EXPECT_EQ(come, std::vector<int> { 2 });
 }
 
-TEST(TimerThreadRefusalTest, ADeadlineWaitsForTheNextOneWhereTheSystemRefusesTheThread)
+TEST_F(TimerThreadTest, DisarmingOneOfThreeLeavesTheOthersInOrder)
 {
-    const auto timers = std::make_shared<TimerThread>(refuse);
-    std::vector<int> come;
-    std::mutex lock;
-    std::atomic<int> count { 0 };
+    const SteadyTime soon = std::chrono::steady_clock::now() + 20ms;
+    const std::shared_ptr<Deadline> first = deadline(1);
+    const std::shared_ptr<Deadline> middle = deadline(3);
+    const std::shared_ptr<Deadline> last = deadline(5);
+    timers->arm(first, soon);
+    timers->arm(deadline(2), soon + 1ms);
+    timers->arm(middle, soon + 2ms);
+    timers->arm(deadline(4), soon + 3ms);
+    timers->arm(last, soon + 4ms);
 
-    timers->arm(std::make_shared<Noted>(come, lock, count, 1), std::chrono::steady_clock::now());
-    timers->arm(std::make_shared<Noted>(come, lock, count, 2), std::chrono::steady_clock::now());
+    for (const auto& disarmed : { first, middle, last })
+        timers->disarm(*disarmed);
+    timers->arm(deadline(6), soon + 4ms);
+    waitFor(3);
 
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(timers.use_count(), 1);
+    EXPECT_EQ(come, (std::vector<int> { 2, 4, 6 }));
+}
+
+TEST_F(TimerThreadTest, ADeadlineMayBeArmedAgainOnceItHasComeOrWasDisarmed)
+{
+    const SteadyTime now = std::chrono::steady_clock::now();
+    const std::shared_ptr<Deadline> again = deadline(1);
+    timers->arm(again, now);
+    waitFor(1);
+    timers->arm(again, SteadyTime::max());
+    timers->disarm(*again);
+
+    timers->arm(again, now);
+    waitFor(2);
+
+    EXPECT_EQ(come, (std::vector<int> { 1, 1 }));
+}
+
+class TimerThreadRefusalTest : public TimerThreadTest {
+protected:
+    TimerThreadRefusalTest() { timers = std::make_shared<TimerThread>(startThreadAfterRefusals); }
+};
+
+TEST_F(TimerThreadRefusalTest, ADeadlineComesOnceTheNextOneStartsTheThread)
+{
+    s_refusals = 1;
+    timers->arm(deadline(1), std::chrono::steady_clock::now());
+    EXPECT_EQ(timers.use_count(), 1) << "a thread has been started";
+
+    timers->arm(deadline(2), std::chrono::steady_clock::now());
+    waitFor(2);
+
+    EXPECT_EQ(come, (std::vector<int> { 1, 2 }));
+}
+
+TEST_F(TimerThreadRefusalTest, AnyNumberOfDeadlinesIsDestroyedWithoutRecursion)
+{
+    constexpr int deadlines = 300'000;
+    s_refusals = deadlines;
+    std::weak_ptr<Deadline> gone;
+    for (int number = 0; number < deadlines; ++number) {
+        std::shared_ptr<Deadline> armed = deadline(number);
+        gone = armed;
+        timers->arm(std::move(armed), SteadyTime::max());
+    }
+
+    timers = std::make_shared<TimerThread>(startThreadAfterRefusals);
+
+    EXPECT_TRUE(gone.expired());
 }
 
 TEST(SteadyTimeAfterTest, EndsAtTheLastInstant)
