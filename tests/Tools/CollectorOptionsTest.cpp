@@ -40,7 +40,7 @@ TEST(CollectorOptionsTest, ReportsWhatIsWrong)
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>> {
              { "--listen", "80" }, { "--listen", "127.0.0.1:70000" }, { "--listen" },
              { "--nonsense", "1" }, { "loose" }, { "--max-memory", "-1" }, { "--max-memory", "1x" },
-             { "--count", "data" }, { "--sink", "--rules", "x" } })
+             { "--sink", "--rules", "x" } })
         EXPECT_NE(readOptions(arguments).problem, "") << arguments.front();
 }
 

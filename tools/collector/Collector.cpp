@@ -19,7 +19,6 @@ double nowInSecondsSince1970()
 Collector::Collector(Options options)
     : m_options(std::move(options))
     , m_store(m_options.maximumMemory)
-    , m_eventCounter(m_options.countKey)
 {
 }
 
@@ -41,10 +40,7 @@ std::optional<std::string> Collector::prepare()
 Collector::Reception Collector::receive(Request request, bool keepAlive)
 {
     if (m_options.isSink) {
-        m_eventCounter.restart();
-        if (!m_options.countKey.empty())
-            m_eventCounter.feed(request.body);
-        countInSink(request.body.size(), m_eventCounter.count());
+        countInSink(request.body.size());
         return { plainAnswer(200, R"({"success":true})", keepAlive), std::nullopt };
     }
 
@@ -99,9 +95,8 @@ boost::json::object Collector::summary() const
     boost::json::object object = m_store.summary();
     if (m_options.isSink) {
         // A sink answers every request with success.
-        object["total"] = { { "requests", m_sink.requests }, { "events", m_sink.events },
-            { "bytes", m_sink.bytes },
-            { "accepted", { { "batches", m_sink.requests }, { "events", m_sink.events } } } };
+        object["total"] = { { "requests", m_sink.requests }, { "bytes", m_sink.bytes },
+            { "accepted", { { "batches", m_sink.requests } } } };
     }
     return object;
 }

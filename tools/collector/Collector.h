@@ -1,7 +1,6 @@
 #pragma once
 
 #include <tools/collector/Answer.h>
-#include <tools/collector/EventCounter.h>
 #include <tools/collector/Options.h>
 #include <tools/collector/RecordFile.h>
 #include <tools/collector/Rules.h>
@@ -21,7 +20,6 @@ namespace telvora::collector {
 struct SinkCounts {
     std::uint64_t requests = 0;
     std::uint64_t bytes = 0;
-    std::uint64_t events = 0;
 };
 
 /// The collector without its sockets: takes requests, chooses their answers and counts them.
@@ -44,11 +42,10 @@ public:
     Reception receive(Request request, bool keepAlive);
     void settle(const Store::Ticket& ticket, Outcome outcome);
 
-    void countInSink(std::uint64_t bytes, std::uint64_t events)
+    void countInSink(std::uint64_t bytes)
     {
         ++m_sink.requests;
         m_sink.bytes += bytes;
-        m_sink.events += events;
         noteProgress();
     }
 
@@ -61,11 +58,8 @@ public:
     boost::json::object summary() const;
 
     std::uint64_t requestCount() const { return m_store.requestCount() + m_sink.requests; }
-    std::uint64_t eventCount() const { return m_store.eventCount() + m_sink.events; }
-    std::uint64_t acceptedEventCount() const
-    {
-        return m_store.acceptedEventCount() + m_sink.events;
-    }
+    std::uint64_t eventCount() const { return m_store.eventCount(); }
+    std::uint64_t acceptedEventCount() const { return m_store.acceptedEventCount(); }
 
     /// Requests whose outcome is known.
     std::uint64_t settledCount() const { return m_store.settledCount() + m_sink.requests; }
@@ -92,7 +86,6 @@ private:
     Store m_store;
     RecordFile m_record;
     SinkCounts m_sink;
-    EventCounter m_eventCounter;
 };
 
 } // namespace telvora::collector

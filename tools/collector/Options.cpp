@@ -47,8 +47,6 @@ void readOption(Options& options, const std::string& option, const std::string& 
         options.rulesFile = value;
     else if (option == "--record")
         options.recordFile = value;
-    else if (option == "--count")
-        options.countKey = value;
     else if (option == "--max-memory")
         options.maximumMemory = number(option, value, maximumMB) << 20U;
     else if (option == "--max-body")
@@ -81,8 +79,6 @@ Options readOptions(const std::vector<std::string>& arguments)
                 throw std::invalid_argument(option + " needs a value, or is unknown");
             }
         }
-        if (!options.countKey.empty() && !options.isSink)
-            throw std::invalid_argument("--count needs --sink");
         if (options.isSink && !(options.rulesFile.empty() && options.recordFile.empty()))
             throw std::invalid_argument("--sink allows neither --rules nor --record");
     } catch (const std::invalid_argument& problem) {
@@ -102,7 +98,6 @@ std::string usage()
   --rules FILE              answer by these rules from the start (see README.md)
   --record FILE             write every settled request there, one JSON text a line
   --sink                    answer success at once; count requests and bytes, check nothing
-  --count KEY               with --sink: count the elements of the body's member KEY too
   --max-memory MB           memory for kept requests (256)
   --max-body MB             refuse longer bodies (64)
   --idle SECONDS            drop a connection without a request for so long (300)

@@ -25,8 +25,6 @@ struct Options {
     std::string rulesFile;
     std::string recordFile;
     bool isSink = false;
-    /// Count the elements of this member in sink mode; empty: do not read bodies.
-    std::string countKey;
     /// Bytes of the kept requests, and of one body.
     std::size_t maximumMemory = std::size_t { 256 } << 20U;
     std::size_t maximumBody = std::size_t { 64 } << 20U;

@@ -55,8 +55,6 @@ std::optional<std::size_t> plainBodyLength(std::string_view head)
 SinkSession::SinkSession(Server& server, Socket socket)
     : Connection(server)
     , m_socket(std::move(socket))
-    , m_counter(server.collector().options().countKey)
-    , m_isCounting(!server.collector().options().countKey.empty())
 {
 }
 
@@ -125,8 +123,6 @@ SinkSession::Step SinkSession::takeHead()
 SinkSession::Step SinkSession::takeBody()
 {
     const std::size_t here = std::min(m_size, m_bodyLeft);
-    if (m_isCounting)
-        m_counter.feed({ m_buffer.data(), here });
     m_size -= here;
     m_bodyLeft -= here;
     std::memmove(m_buffer.data(), m_buffer.data() + here, m_size);
@@ -135,16 +131,14 @@ SinkSession::Step SinkSession::takeBody()
     while (m_bodyLeft > 0) {
         const std::size_t wanted = std::min(m_bodyLeft, scratch.size());
         // With MSG_TRUNC a TCP socket throws the bytes away without copying them.
-        const auto size = ::recv(m_socket.native_handle(), scratch.data(), wanted,
-            MSG_DONTWAIT | (m_isCounting ? 0 : MSG_TRUNC));
+        const auto size
+            = ::recv(m_socket.native_handle(), scratch.data(), wanted, MSG_DONTWAIT | MSG_TRUNC);
         if (size < 0 && (errno == EAGAIN || errno == EINTR))
             return Step::wait;
         if (size <= 0) {
             drop();
             return Step::leave;
         }
-        if (m_isCounting)
-            m_counter.feed({ scratch.data(), static_cast<std::size_t>(size) });
         m_bodyLeft -= static_cast<std::size_t>(size);
     }
     return finishRequest();
@@ -157,9 +151,7 @@ SinkSession::Step SinkSession::finishRequest()
         drop();
         return Step::leave;
     }
-    server().collector().countInSink(m_bodySize, m_counter.count());
-    if (m_isCounting)
-        m_counter.restart();
+    server().collector().countInSink(m_bodySize);
     return Step::more;
 }
 

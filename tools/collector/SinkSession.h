@@ -11,8 +11,7 @@
 namespace telvora::collector {
 
 /// A connection in sink mode, made to use as little processor time as possible. It reads only the
-/// length from a POST's head, lets the kernel discard the body without a copy unless events are
-/// counted, and answers success.
+/// length from a POST's head, lets the kernel discard the body without a copy, and answers success.
 ///
 /// Deliberate: takes only POST requests with a Content-Length. At any other request an ordinary
 /// Session, which understands all of HTTP/1.1, takes over the connection.
@@ -39,8 +38,6 @@ private:
     bool m_isInBody = false;
     std::size_t m_bodySize = 0;
     std::size_t m_bodyLeft = 0;
-    EventCounter m_counter;
-    bool m_isCounting;
 };
 
 } // namespace telvora::collector
