@@ -340,11 +340,13 @@ TrackerDataExcavator::PageParameters TrackerDataExcavator::topViewControllerPara
 std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
 {
     const auto page = values().page.get();
-    const auto screen = page ? page->vc.lock() : nullptr;
-    if (!screen)
-        return std::nullopt;
     std::optional<std::string> name;
-    detail::callHost([&] { name = screen->className(); });
+    detail::callHost([&] {
+        // If the host releases the screen meanwhile, its destructor runs here, so it belongs
+        // inside.
+        if (const auto screen = page ? page->vc.lock() : nullptr)
+            name = screen->className();
+    });
     return name;
 }
 

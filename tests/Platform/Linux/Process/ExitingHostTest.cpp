@@ -82,6 +82,7 @@ void goOnReporting()
         for (;;) {
             TrackerManager::shared().enrollE2ETrack({ { "number", 1 } });
             TrackerManager::shared().enrollMPTrack({ { "number", 1 } });
+            TrackerManager::shared().reportAPMDict({ { "number", 1 } });
             QuorvexLog::log(QuorvexLog::Category::tracker(), "line");
             platform().notificationCenter.post(Notification::didEnterBackground);
             platform().notificationCenter.post(Notification::willEnterForeground);
@@ -115,6 +116,11 @@ HostObject& laterObject()
     return object;
 }
 
+class LaterProvider final : public QVXOstraProviderProtocol {
+public:
+    void report(const std::string&, const std::string&) override { laterObject().use(); }
+};
+
 class LaterLog final : public LogService {
 public:
     void loggerInit() override { }
@@ -141,6 +147,15 @@ const Installation installations[] {
         } },
     { "StopHook",
         [] { TrackerManager::shared().config("E2E")->setStopHook([] { laterObject().use(); }); } },
+    { "RestartHook",
+        [] {
+            TrackerManager::shared().config("E2E")->setRestartHook([] { laterObject().use(); });
+        } },
+    { "Provider",
+        [] {
+            TrackerManager::shared().register_(std::make_shared<TrackerConfig>("APM", 100));
+            TrackerManager::shared().setupOstra(std::make_shared<LaterProvider>());
+        } },
     { "URLHook",
         [] {
             TrackerManager::shared().register_(
