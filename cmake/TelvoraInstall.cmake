@@ -2,7 +2,15 @@
 
 include(CMakePackageConfigHelpers)
 
-install(TARGETS telvora telvora_core telvora_linux telvora_simulated
+if(TELVORA_PLATFORM_LINUX)
+    set(platformTargets telvora telvora_linux)
+    set(pkgConfigFiles telvora telvora-simulated)
+else()
+    set(platformTargets "")
+    set(pkgConfigFiles telvora-simulated)
+endif()
+
+install(TARGETS ${platformTargets} telvora_core telvora_simulated
     EXPORT TelvoraTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -11,7 +19,8 @@ install(TARGETS telvora telvora_core telvora_linux telvora_simulated
     FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # CMake: find_package(Telvora) gives Telvora::telvora, what it consists of (Telvora::core and
-# Telvora::linux), and Telvora::simulated.
+# Telvora::linux), and Telvora::simulated. A host may name those three, without "Telvora::", as
+# components.
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
 install(EXPORT TelvoraTargets NAMESPACE Telvora:: DESTINATION ${packageFolder})
 configure_package_config_file(
@@ -54,7 +63,7 @@ else()
     set(TELVORA_PC_PLATFORM_LIBS "-Wl,--undefined=telvoraDefaultPlatform -ltelvora_linux")
     set(TELVORA_PC_ARCHIVE_LIBS " -lcurl")
 endif()
-foreach(file IN ITEMS telvora telvora-simulated)
+foreach(file IN LISTS pkgConfigFiles)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/${file}.pc.in ${PROJECT_BINARY_DIR}/${file}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${file}.pc DESTINATION ${pkgConfigFolder})
 endforeach()

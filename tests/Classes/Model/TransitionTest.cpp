@@ -128,7 +128,6 @@ TEST_F(TransitionTest, AnFPSReportSaysWhetherATransitionIsOpen)
     EXPECT_EQ(fpt(), 0);
 }
 
-// Testing and setting use two locks: a change in between is overwritten.
 TEST_F(TransitionQuirk, APageThatDisappearsWhileTheCloseIsDueIsClosedWithTheOldChange)
 {
     left();
