@@ -22,6 +22,10 @@ std::optional<Value> HostBundle::objectForInfoDictionaryKey(std::string_view key
     const Value* value = m_infoDictionary.if_contains(key);
     if (!value)
         return std::nullopt;
+    if (value->is_object())
+        return copy(value->get_object());
+    if (value->is_array())
+        return copy(value->get_array());
     return *value;
 }
 
