@@ -1,5 +1,7 @@
 #include <Telvora/Classes/TrackerConfig.h>
 
+#include <Telvora/Base/ForkedChild.h>
+
 #include <utility>
 
 namespace telvora {
@@ -92,7 +94,7 @@ Array TrackerConfig::apiDatas() const
 
 LedgerSnapshot TrackerConfig::ledger() const
 {
-    return m_ledger.snapshot();
+    return detail::isForkedChild() ? LedgerSnapshot() : m_ledger.snapshot();
 }
 
 bool TrackerConfig::append(Dictionary& event)

@@ -191,7 +191,7 @@ void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool
 {
     if (dict.empty())
         return;
-    submit(apm(), [&] {
+    submit(apm(), dict, [&] {
         complete(dict);
         wrapAppendTracker(std::move(dict), useOstra);
     });
@@ -204,12 +204,11 @@ void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
-    submit(apm(), [&] {
+    submit(apm(), dict, [&] {
         const auto provider = m_ostraProvider.getValue();
         const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
         if (channel) {
             reportToProvider(*provider, channel->commonData()->commonDatas, dict);
-            dispose(std::move(dict));
             return;
         }
         QuorvexLog::log(QuorvexLog::Category::trackerData(),

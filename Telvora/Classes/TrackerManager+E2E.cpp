@@ -27,7 +27,7 @@ void TrackerManager::enrollE2ETrack(const Dictionary& event)
 
 void TrackerManager::enrollE2ETrack(Dictionary&& event)
 {
-    submit(e2e(), [&] {
+    submit(e2e(), event, [&] {
         stampNetwork(event);
         appendTracker(std::move(event), e2e());
     });
@@ -50,7 +50,7 @@ void TrackerManager::enrollSentryTrack(const Dictionary& event, bool byAPM)
 
 void TrackerManager::enrollSentryTrack(Dictionary&& event, bool byAPM)
 {
-    submit(apmOrSentry(byAPM), [&] {
+    submit(apmOrSentry(byAPM), event, [&] {
         stampNetwork(event);
         appendTracker(std::move(event), apmOrSentry(byAPM));
     });

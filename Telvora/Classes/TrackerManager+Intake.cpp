@@ -16,17 +16,14 @@ struct TrackerManager::IntakeBlock {
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
-    submit(for_, [&] {
-        Dictionary copied = copy(event);
-        appendTracker(std::move(copied), std::move(for_));
-    });
+    submit(for_, [&] { appendTracker(copy(event), std::move(for_)); });
 }
 
 void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 {
     // Made in the queue's own memory: each further move of the event would cost the host's thread
     // time.
-    submit(for_,
+    submit(for_, event,
         [&] { m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(for_)); });
 }
 
@@ -64,12 +61,13 @@ void TrackerManager::intake(Dictionary& event, const std::string& index)
         dispose(std::move(event));
         return;
     }
-    if (!isFull) {
+    std::shared_ptr<const Array> sent;
+    if (isFull)
+        sent = detail::Delivery::sendList(channel);
+    else
         detail::Delivery::sendRetryData(channel);
-        trigger(channel->lastEvent(), index, channel->m_ledger);
-        return;
-    }
-    const auto sent = detail::Delivery::sendList(channel);
+    if (detail::isForkedChild())
+        return; // The URL hook forked, and this is the child, which cannot read the list.
     trigger(sent ? sent->back().get_object() : channel->lastEvent(), index, channel->m_ledger);
 }
 

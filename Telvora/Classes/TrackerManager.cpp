@@ -119,7 +119,7 @@ void TrackerManager::start()
     center.addObserver(&manager, Notification::didEnterBackground,
         [&manager] { manager.applicationEnterBackground(); });
 
-    manager.m_trackerTimer.start(std::nullopt, [&manager] {
+    manager.m_trackerTimer.startTicks(std::nullopt, [&manager] {
         const auto registered = manager.configs();
         for (const auto& [index, config] : *registered)
             manager.timerEventHandler(config);
@@ -196,12 +196,16 @@ std::shared_ptr<TrackerConfig> TrackerManager::config(std::string_view index) co
 TrackerManager::ConfigStatus TrackerManager::status(const std::string& index) const
 {
     const auto statuses = m_configStatus.getValue();
+    if (!statuses)
+        return ConfigStatus::idle;
     const auto found = statuses->find(index);
     return found == statuses->end() ? ConfigStatus::idle : found->second;
 }
 
 void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
 {
+    if (detail::isForkedChild())
+        return; // A hook forked, and this is the child.
     m_configStatus.modify([&](auto& statuses) {
         auto changed = std::make_shared<Statuses>(*statuses);
         changed->insert_or_assign(index, status);

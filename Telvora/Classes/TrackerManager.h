@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
@@ -270,11 +271,21 @@ private:
     // event counts as an internal error of that channel.
     template<typename Step> void submit(const std::string& index, Step&& step)
     {
+        if (detail::isForkedChild())
+            return;
         try {
             std::forward<Step>(step)();
         } catch (...) {
             recordUnsubmitted(index);
         }
+    }
+    // The same for a step that takes `event`. One that was not taken is destroyed here, because its
+    // owner would recurse.
+    template<typename Step> void submit(const std::string& index, Dictionary& event, Step&& step)
+    {
+        submit(index, std::forward<Step>(step));
+        if (!event.empty())
+            dispose(std::move(event));
     }
     void recordUnsubmitted(const std::string& index);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/Utils/Batch.h>
@@ -97,7 +98,10 @@ public:
     /// Waits for the writes that are still queued.
     ~TrackerRetryCache() override;
 
-    std::size_t size() const override { return m_state->count.load(std::memory_order_relaxed); }
+    std::size_t size() const override
+    {
+        return detail::isForkedChild() ? 0 : m_state->count.load(std::memory_order_relaxed);
+    }
     TrackerRetryEntry pop() override { return take().entry; }
     void insert(TrackerRetryEntry data) override;
 

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/Utils/TrackerTimer.h>
 
+#include <Telvora/Base/HostCall.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Platform.h>
 
@@ -23,6 +24,15 @@ TrackerTimer::TrackerTimer()
 
 void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
 {
+    startTicks(timeInterval, [kept = detail::keepHostClosure(std::move(handler))] {
+        if (*kept)
+            detail::callHost(*kept);
+    });
+}
+
+void TrackerTimer::startTicks(
+    std::optional<std::int64_t> timeInterval, std::function<void()> handler)
+{
     std::shared_ptr<const std::function<void()>> shared
         = std::make_shared<std::function<void()>>(std::move(handler));
     // The old handler, and the host's objects in it, are destroyed after the lock is released.
@@ -34,10 +44,7 @@ void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function
             m_postInterval.store(*timeInterval, std::memory_order_relaxed);
         ticking.logTimer->schedule(
             std::chrono::seconds(std::clamp<std::int64_t>(postInterval(), 0, longestInterval)));
-        ticking.logTimer->setHandler([shared] {
-            if (*shared)
-                (*shared)();
-        });
+        ticking.logTimer->setHandler([shared] { (*shared)(); });
         ticking.logTimer->resume();
         m_isRunning.store(true, std::memory_order_relaxed);
         return std::exchange(ticking.handler, shared);

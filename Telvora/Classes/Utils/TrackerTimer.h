@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Platform/TimerSource.h>
 
@@ -42,7 +43,10 @@ public:
     /// Continues if it is not running. If ticks were missed, one of them comes at once.
     void resume();
 
-    bool isRunning() const { return m_isRunning.load(std::memory_order_relaxed); }
+    bool isRunning() const
+    {
+        return !detail::isForkedChild() && m_isRunning.load(std::memory_order_relaxed);
+    }
     /// The interval in seconds, as it was given to start().
     std::int64_t postInterval() const { return m_postInterval.load(std::memory_order_relaxed); }
 
@@ -50,6 +54,12 @@ public:
     std::int64_t failureCount() const { return 0; }
 
 private:
+    friend class TrackerManager;
+
+    // start() with a handler of the library's own. exit() does not wait for it: it waits for the
+    // closures of the host that the handler calls.
+    void startTicks(std::optional<std::int64_t> timeInterval, std::function<void()> handler);
+
     struct Ticking {
         std::unique_ptr<TimerSource> logTimer;
         // The handler that the source calls. Kept here so that the source does not destroy it.

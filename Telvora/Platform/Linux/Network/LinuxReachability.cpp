@@ -1,6 +1,8 @@
 #include <Telvora/Platform/Linux/Network/LinuxReachability.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Guarded.h>
+#include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Linux/Network/LinuxNetworkWatcher.h>
@@ -30,16 +32,14 @@ public:
 
     Connection connection() const { return m_watcher->connection(); }
 
-    void setWhenReachable(Reachability::Callback callback) TELVORA_EXCLUDES(m_lock)
+    void setWhenReachable(Reachability::Callback callback)
     {
-        MutexLock lock(m_lock);
-        m_whenReachable.swap(callback);
+        m_whenReachable.set(keepHostClosure(std::move(callback)));
     }
 
-    void setWhenUnreachable(Reachability::Callback callback) TELVORA_EXCLUDES(m_lock)
+    void setWhenUnreachable(Reachability::Callback callback)
     {
-        MutexLock lock(m_lock);
-        m_whenUnreachable.swap(callback);
+        m_whenUnreachable.set(keepHostClosure(std::move(callback)));
     }
 
     bool start() TELVORA_EXCLUDES(m_lock)
@@ -88,20 +88,21 @@ public:
     }
 
 private:
+    // Null or empty: there is nothing to call.
+    using KeptCallback = std::shared_ptr<const Reachability::Callback>;
+
     void callBack() TELVORA_EXCLUDES(m_lock)
     {
         while (const auto callback = nextCallback()) {
-            try {
-                if (*callback)
-                    (*callback)(m_watcher->connection());
-            } catch (...) {
-                // The host's exception has no receiver. Later changes are still reported.
-            }
+            if (*callback && **callback)
+                callHost([&] { (**callback)(m_watcher->connection()); });
+            if (isForkedChild())
+                return; // The callback forked, and this is the child.
         }
     }
 
     // The callback for the oldest change that was not reported; absent when there is none.
-    std::optional<Reachability::Callback> nextCallback() TELVORA_EXCLUDES(m_lock)
+    std::optional<KeptCallback> nextCallback() TELVORA_EXCLUDES(m_lock)
     {
         MutexLock lock(m_lock);
         if (m_changes.empty()) {
@@ -113,7 +114,7 @@ private:
         const Connection change = m_changes.front();
         m_changes.erase(m_changes.begin());
         m_caller = std::this_thread::get_id();
-        return change == Connection::none ? m_whenUnreachable : m_whenReachable;
+        return (change == Connection::none ? m_whenUnreachable : m_whenReachable).get();
     }
 
     Dispatch& m_dispatch;
@@ -121,8 +122,8 @@ private:
 
     Mutex m_lock;
     std::condition_variable_any m_callbackEnd;
-    Reachability::Callback m_whenReachable TELVORA_GUARDED_BY(m_lock);
-    Reachability::Callback m_whenUnreachable TELVORA_GUARDED_BY(m_lock);
+    Guarded<KeptCallback> m_whenReachable;
+    Guarded<KeptCallback> m_whenUnreachable;
     bool m_isOn TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isListening TELVORA_GUARDED_BY(m_lock) = false;
     // callBack() waits on the main queue or is running.

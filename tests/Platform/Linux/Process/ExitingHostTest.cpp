@@ -1,5 +1,6 @@
 // A whole host on the real platform whose static objects die while the library is at work.
 
+#include <Telvora/Classes/Utils/TrackerTimer.h>
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 #include <Telvora/Telvora.h>
 
@@ -163,6 +164,11 @@ const Installation installations[] {
                     laterObject().use();
                     return "http://127.0.0.1:1/";
                 }));
+        } },
+    { "TimerHandler",
+        [] {
+            static auto& timer = *new TrackerTimer;
+            timer.start(0, [] { laterObject().use(); });
         } },
     { "LogService", [] { QuorvexLog::setLogService(std::make_shared<LaterLog>()); } },
 };
