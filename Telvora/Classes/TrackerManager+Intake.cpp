@@ -16,7 +16,11 @@ struct TrackerManager::IntakeBlock {
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
-    submit(for_, [&] { appendTracker(copy(event), std::move(for_)); });
+    submit(for_, [&] {
+        // Before the index is moved, because it can throw.
+        Dictionary copied = copy(event);
+        appendTracker(std::move(copied), std::move(for_));
+    });
 }
 
 void TrackerManager::appendTracker(Dictionary&& event, std::string for_)

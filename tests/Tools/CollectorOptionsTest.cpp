@@ -37,10 +37,10 @@ TEST(CollectorOptionsTest, TakesValuesAfterASpaceOrAnEqualsSign)
 
 TEST(CollectorOptionsTest, ReportsWhatIsWrong)
 {
-    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>> {
-             { "--listen", "80" }, { "--listen", "127.0.0.1:70000" }, { "--listen" },
-             { "--nonsense", "1" }, { "loose" }, { "--max-memory", "-1" }, { "--max-memory", "1x" },
-             { "--sink", "--rules", "x" } })
+    for (const std::vector<std::string>& arguments :
+        std::vector<std::vector<std::string>> { { "--listen", "80" },
+            { "--listen", "127.0.0.1:70000" }, { "--listen" }, { "--nonsense", "1" }, { "loose" },
+            { "--max-memory", "-1" }, { "--max-memory", "1x" }, { "--sink", "--rules", "x" } })
         EXPECT_NE(readOptions(arguments).problem, "") << arguments.front();
 }
 
