@@ -49,7 +49,8 @@ public:
     /// event is. `headers` are added to every request. `apiDatas` are the first events, oldest
     /// first, each a Dictionary of any depth. `useOstraReport` is the host's note to itself:
     /// whether a provider is installed decides where APM reports go. `urlHook` returns the address
-    /// and is called for every request; with an empty one every upload fails and is retried.
+    /// and is called for every request, possibly inside the manager's barrier: other events wait
+    /// for it, and it must not flush. With an empty one every upload fails and is retried.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,

@@ -56,7 +56,8 @@ public:
     static std::optional<std::string> uuid();
     /// Installs the closure that returns the identifier of the device or installation. It is called
     /// for every request ("QVX-UUID") and for each set-up of common data ("buid"), on the thread
-    /// that needs it. Where it returns absent, the header or the key is left out.
+    /// that needs it, possibly inside the manager's barrier: other events wait for it, and it must
+    /// not flush. Where it returns absent, the header or the key is left out.
     void setQvxUuid(std::function<std::optional<std::string>()> fetch);
 
     /// A random UUID, the same for the life of the process.
@@ -103,12 +104,14 @@ public:
     void appendTracker(const Dictionary& event, std::string for_);
 
     /// Installs the closure that is called with every event after its intake, also for unknown
-    /// channels. The queue waits while it runs.
+    /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
+    /// flush.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
-    /// Sends the pending events of one channel or, if there are none, one retry entry. Each tick of
-    /// the flush timer calls it for each channel.
+    /// Flushes one channel: sends its pending events or, if there are none, one retry entry. Each
+    /// tick of the flush timer and each post of didEnterBackground calls it for each channel. It
+    /// waits for the events before it, so inside the manager's barrier it stops the process.
     void timerEventHandler(const std::shared_ptr<TrackerConfig>& config);
 
     /// The ledger of one channel; absent where none is registered under `index`.
