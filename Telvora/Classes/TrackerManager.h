@@ -25,7 +25,8 @@
 
 namespace telvora {
 
-// Longer than other headers: all that a host calls is here, in the order of the sources.
+// Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
+// host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
 
 /// The library's facade: register a TrackerConfig for each channel, start once, and hand over
 /// events.
@@ -40,10 +41,12 @@ namespace telvora {
 /// Threads: any. No operation on an event waits for the network or for another event; intake runs
 /// later, in order, on the manager's own queue.
 ///
-/// Failure: nothing is thrown, and no operation returns an error. Unknown channels and empty
-/// closures are skipped. What the host's closures throw is caught and counted
-/// (hostExceptionCount(), and the channel's ledger). The ledger says what became of every event.
-/// Registering one index twice stops the process.
+/// Failure: no operation returns an error. Handing over an event or a report, and
+/// timerEventHandler(), throw nothing; an event for which there is no memory is dropped as
+/// `internalError`. The others (the first shared(), set-up, start and stop, readings) let
+/// std::bad_alloc through. Unknown channels and empty closures are skipped. What the host's
+/// closures throw is caught and counted (hostExceptionCount(), and the channel's ledger). The
+/// ledger says what became of every event. Registering one index twice stops the process.
 ///
 /// Dictionaries: moved or copied without recursion, however deep they are.
 class TELVORA_EXPORT TrackerManager {
