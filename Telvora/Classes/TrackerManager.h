@@ -288,9 +288,11 @@ private:
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
+    // Both in +Info.cpp.
     Dictionary standardCommonData();
-    void setupFEMonitor();
     void stampNetwork(Dictionary& event);
+    // In +Vendel.cpp: installs the common data of the front-end monitor on "Sentry".
+    void setupFEMonitor();
 
     TrackerTimer m_trackerTimer;
     lockAtomic<std::shared_ptr<QVXOstraProviderProtocol>> m_ostraProvider;
