@@ -63,7 +63,8 @@ public:
     /// not flush. Where it returns absent, the header or the key is left out.
     void setQvxUuid(std::function<std::optional<std::string>()> fetch);
 
-    /// A random UUID, the same for the life of the process.
+    /// A random UUID, the same for the life of the process, for the host's own use: it is never
+    /// sent. "session" in the common data is another UUID, a new one with each set-up.
     const std::string& sessionId() const { return m_sessionId; }
 
     /// Sets the build mode of the host, which APM reports name as "ipaMode"; `release` until set.
@@ -235,9 +236,8 @@ public:
 
     // ---- TrackerManager+Vendel.cpp: common data of the APM channel ----
 
-    /// Installs the standard common data on "APM", with the event list under "data". Vendel is the
-    /// form of APM batches that carries them, so that reports name device and session as the events
-    /// of the other channels do.
+    /// Installs the standard common data on "APM", with the event list under "data". APM batches in
+    /// this form are called Vendel.
     void setupCommonVendelDatas();
 
     // ---- For tests and tools ----

@@ -12,8 +12,8 @@
 
 namespace telvora {
 
-/// A moment in the life of a screen. The raw values are the names of the moments. The library uses
-/// the position (index 3: the screen has come to the top, index 5: it has left).
+/// An occasion in the life of a screen. The raw values are the names of the occasions. The library
+/// uses the position (index 3: the screen has come to the top, index 5: it has left).
 enum class LifeCycleTraceOccasion {
     loadView,
     viewDidLoad,
@@ -24,7 +24,7 @@ enum class LifeCycleTraceOccasion {
     deinit,
 };
 
-/// Whether the screen is about to handle the moment, has handled it, or has skipped it.
+/// Whether the screen is about to handle the occasion, has handled it, or has skipped it.
 enum class LifeCycleTraceState {
     before,
     after,
@@ -41,7 +41,7 @@ inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues
     "deinit",
 };
 
-/// The name of the moment; empty for a value that is none.
+/// The name of the occasion; empty for a value that is none.
 constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
 {
     const auto index = static_cast<std::size_t>(occasion);
@@ -49,7 +49,7 @@ constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
                                                           : std::string_view();
 }
 
-/// The moment with that name; absent if there is none.
+/// The occasion with that name; absent if there is none.
 constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::string_view rawValue)
 {
     for (std::size_t index = 0; index < lifeCycleTraceOccasionRawValues.size(); ++index) {
@@ -98,10 +98,10 @@ public:
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
     virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
 
-    /// The moment that the framework's selector `sel` means; absent for any other text.
+    /// The occasion that the framework's selector `sel` means; absent for any other text.
     virtual std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const = 0;
 
-    /// Called by the framework for each moment in the life of the scene.
+    /// Called by the framework for each occasion in the life of the scene.
     virtual void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
         = 0;
 };
