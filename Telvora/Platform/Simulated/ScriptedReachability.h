@@ -34,7 +34,7 @@ public:
     enum class Whose {
         all,
         held,
-        fresh,
+        oneReading,
     };
 
     enum class NotifierAction {
