@@ -59,6 +59,8 @@ public:
     TrackerConfig(const TrackerConfig&) = delete;
     TrackerConfig& operator=(const TrackerConfig&) = delete;
 
+    // As given to the constructor; none of them changes.
+
     const std::string& index() const { return m_index; }
     std::int64_t maxLimit() const { return m_maxLimit; }
     const StringDictionary& headers() const { return m_headers; }
@@ -74,11 +76,12 @@ public:
 
     /// Null until setStartHook() was called. An empty closure is present, and is not called.
     std::shared_ptr<const Hook> startHook() const { return m_startHook.get(); }
-    /// Never null; does nothing until set.
+    /// Never null; does nothing until set. An empty closure is not called.
     std::shared_ptr<const Hook> stopHook() const { return m_stopHook.get(); }
+    /// The same.
     std::shared_ptr<const Hook> restartHook() const { return m_restartHook.get(); }
 
-    /// Never null.
+    /// Never null; until set it has no fields, and the event list is under "data-list".
     std::shared_ptr<const TrackerCommonData> commonData() const;
     /// Replaces the common data; moved or copied without recursion, however deep they are.
     void setCommonData(TrackerCommonData&& commonData);
@@ -90,11 +93,14 @@ public:
     /// the entry and the library no longer counts it.
     TrackerRetryEntry popRetryData();
 
+    /// The batches that failed. To change it, use insert() and popRetryData(), which keep the
+    /// ledger.
     const TrackerRetryCache& retryCache() const { return m_retryCache; }
 
     /// A copy of the pending events.
     Array apiDatas() const;
 
+    /// What has become of the channel's events and batches so far.
     LedgerSnapshot ledger() const;
 
 private:

@@ -51,6 +51,7 @@ namespace telvora {
 /// Dictionaries: moved or copied without recursion, however deep they are.
 class TELVORA_EXPORT TrackerManager {
 public:
+    /// The one instance, made by the first call.
     static TrackerManager& shared();
 
     // ---- TrackerManager.cpp: set-up, start and stop ----
@@ -244,6 +245,7 @@ public:
 
     /// A registered channel, or null.
     std::shared_ptr<TrackerConfig> config(std::string_view index) const;
+    /// The flush timer, to read whether it runs and its interval.
     const TrackerTimer& trackerTimer() const { return m_trackerTimer; }
 
 private:

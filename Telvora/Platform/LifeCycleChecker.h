@@ -24,13 +24,17 @@ enum class LifeCycleTraceOccasion {
     deinit,
 };
 
-/// Whether the screen is about to handle the occasion, has handled it, or has skipped it.
+/// How far the screen is with the occasion. The library acts on `after` alone.
 enum class LifeCycleTraceState {
+    /// It is about to handle the occasion.
     before,
+    /// It has handled the occasion.
     after,
+    /// It has skipped the occasion.
     skipped,
 };
 
+/// The names of the occasions, by their position.
 inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues {
     "loadView",
     "viewDidLoad",
@@ -62,7 +66,9 @@ constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::stri
 /// A rule of the page-lifecycle framework: two numbers and the name of the mark at which a trace
 /// ends. Only the framework interprets them.
 struct LifeCycleResolveRule {
+    /// Numbers of the framework.
     std::array<int, 2> values;
+    /// The name of the mark.
     std::string end;
 };
 
@@ -93,8 +99,10 @@ public:
 
     /// The screen of that scene, held weakly; null until it is set and after it was destroyed.
     virtual std::shared_ptr<UIViewController> scene() const = 0;
+    /// Called by the framework after it has made the adaptor.
     virtual void setScene(std::weak_ptr<UIViewController> scene) = 0;
 
+    /// The framework's rules for this adaptor; those of its maker until set.
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
     virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
 

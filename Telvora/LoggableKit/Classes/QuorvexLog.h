@@ -76,6 +76,7 @@ public:
 
     /// The filter for needToPrint(); QuorvexLogFilter::all() until set.
     static QuorvexLogFilter logFilter();
+    /// Replaces the filter for all threads. It changes no line.
     static void setLogFilter(QuorvexLogFilter filter);
     /// What the filter answers for `category`.
     static bool needToPrint(const Category& category);

@@ -29,8 +29,10 @@ public:
     bool play(const std::string& sceneName, std::weak_ptr<UIViewController> scene,
         LifeCycleTraceOccasion occasion, LifeCycleTraceState state) const;
 
+    /// How often a factory has been registered.
     std::size_t registrationCount() const;
 
+    /// Called for each question.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:
