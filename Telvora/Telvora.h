@@ -1,6 +1,8 @@
 #pragma once
 
-/// Everything a host needs. Each of these headers can also be included alone.
+/// What every host calls. Each of these headers can also be included alone. Beside it a host
+/// includes its platform, such as <Telvora/Platform/Linux/LinuxPlatform.h> or
+/// <Telvora/Platform/Simulated/SimulatedPlatform.h>, unless the default one suffices.
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Version.h>
 #include <Telvora/Classes/Model/CommonTrackerModel.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 // What a host may link to. Everything else stays inside the library: it is built with hidden
-// visibility, so that a name of ours can never meet one of the host's.
+// visibility, so that a name of ours cannot clash with one of the host's.
 #if defined(TELVORA_STATIC)
 #define TELVORA_EXPORT
 #else

@@ -54,27 +54,26 @@ public:
         return value;
     }
 
-    /// Calls `work` with the value while the lock is held, and returns its result. In a forked
-    /// child `work` is not called and the result is value-initialised.
-    template<typename Work> auto with(Work&& work) TELVORA_EXCLUDES(m_lock)
+    /// Calls `use` with the value while the lock is held, and returns its result. In a forked
+    /// child `use` is not called and the result is value-initialised.
+    template<typename Use> auto with(Use&& use) TELVORA_EXCLUDES(m_lock)
     {
-        return apply(*this, std::forward<Work>(work));
+        return apply(*this, std::forward<Use>(use));
     }
-    template<typename Work> auto with(Work&& work) const TELVORA_EXCLUDES(m_lock)
+    template<typename Use> auto with(Use&& use) const TELVORA_EXCLUDES(m_lock)
     {
-        return apply(*this, std::forward<Work>(work));
+        return apply(*this, std::forward<Use>(use));
     }
 
 private:
-    template<typename Self, typename Work>
-    static auto apply(Self& self, Work&& work)
-        -> std::invoke_result_t<Work, decltype((self.m_value))>
+    template<typename Self, typename Use>
+    static auto apply(Self& self, Use&& use) -> std::invoke_result_t<Use, decltype((self.m_value))>
     {
-        using Result = std::invoke_result_t<Work, decltype((self.m_value))>;
+        using Result = std::invoke_result_t<Use, decltype((self.m_value))>;
         if (isForkedChild())
             return Result();
         const MutexLock lock(self.m_lock);
-        return std::forward<Work>(work)(self.m_value);
+        return std::forward<Use>(use)(self.m_value);
     }
 
     mutable Mutex m_lock;

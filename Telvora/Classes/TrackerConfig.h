@@ -49,7 +49,8 @@ public:
     /// event is. `headers` are added to every request. `apiDatas` are the first events, oldest
     /// first, each a Dictionary of any depth. `useOstraReport` is the host's note to itself:
     /// whether a provider is installed decides where APM reports go. `urlHook` returns the address
-    /// and is called for every request; with an empty one every upload fails and is retried.
+    /// and is called for every request, possibly inside the manager's barrier: other events wait
+    /// for it, and it must not flush. With an empty one every upload fails and is retried.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
@@ -57,6 +58,8 @@ public:
 
     TrackerConfig(const TrackerConfig&) = delete;
     TrackerConfig& operator=(const TrackerConfig&) = delete;
+
+    // As given to the constructor; none of them changes.
 
     const std::string& index() const { return m_index; }
     std::int64_t maxLimit() const { return m_maxLimit; }
@@ -73,11 +76,12 @@ public:
 
     /// Null until setStartHook() was called. An empty closure is present, and is not called.
     std::shared_ptr<const Hook> startHook() const { return m_startHook.get(); }
-    /// Never null; does nothing until set.
+    /// Never null; does nothing until set. An empty closure is not called.
     std::shared_ptr<const Hook> stopHook() const { return m_stopHook.get(); }
+    /// The same.
     std::shared_ptr<const Hook> restartHook() const { return m_restartHook.get(); }
 
-    /// Never null.
+    /// Never null; until set it has no fields, and the event list is under "data-list".
     std::shared_ptr<const TrackerCommonData> commonData() const;
     /// Replaces the common data; moved or copied without recursion, however deep they are.
     void setCommonData(TrackerCommonData&& commonData);
@@ -89,11 +93,14 @@ public:
     /// the entry and the library no longer counts it.
     TrackerRetryEntry popRetryData();
 
+    /// The batches that failed. To change it, use insert() and popRetryData(), which keep the
+    /// ledger.
     const TrackerRetryCache& retryCache() const { return m_retryCache; }
 
     /// A copy of the pending events.
     Array apiDatas() const;
 
+    /// What has become of the channel's events and batches so far.
     LedgerSnapshot ledger() const;
 
 private:

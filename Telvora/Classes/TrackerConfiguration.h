@@ -12,11 +12,13 @@ enum class TrackerMode {
     release,
 };
 
-/// The build mode of the host, one for the process; `release` until set.
+/// The build mode of the host, one for the process.
 ///
 /// Threads: any.
 struct TELVORA_EXPORT TrackerConfiguration {
+    /// `release` until set.
     static TrackerMode mode();
+    /// Records that were made before keep the mode of their making.
     static void setMode(TrackerMode mode);
 
     /// The current mode as APM reports name it: "RELEASE" or "DEBUG".

@@ -26,7 +26,8 @@
 
 namespace telvora {
 
-// Longer than other headers: all that a host calls is here, in the order of the sources.
+// Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
+// host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
 
 /// The library's facade: register a TrackerConfig for each channel, start once, and hand over
 /// events.
@@ -41,14 +42,17 @@ namespace telvora {
 /// Threads: any. No operation on an event waits for the network or for another event; intake runs
 /// later, in order, on the manager's own queue.
 ///
-/// Failure: nothing is thrown, and no operation returns an error. Unknown channels and empty
-/// closures are skipped. What the host's closures throw is caught and counted
-/// (hostExceptionCount(), and the channel's ledger). The ledger says what became of every event.
-/// Registering one index twice stops the process.
+/// Failure: no operation returns an error. Handing over an event or a report, and
+/// timerEventHandler(), throw nothing; an event for which there is no memory is dropped as
+/// `internalError`. The others (the first shared(), set-up, start and stop, readings) let
+/// std::bad_alloc through. Unknown channels and empty closures are skipped. What the host's
+/// closures throw is caught and counted (hostExceptionCount(), and the channel's ledger). The
+/// ledger says what became of every event. Registering one index twice stops the process.
 ///
 /// Dictionaries: moved or copied without recursion, however deep they are.
 class TELVORA_EXPORT TrackerManager {
 public:
+    /// The one instance, made by the first call.
     static TrackerManager& shared();
 
     // ---- TrackerManager.cpp: set-up, start and stop ----
@@ -57,10 +61,12 @@ public:
     static std::optional<std::string> uuid();
     /// Installs the closure that returns the identifier of the device or installation. It is called
     /// for every request ("QVX-UUID") and for each set-up of common data ("buid"), on the thread
-    /// that needs it. Where it returns absent, the header or the key is left out.
+    /// that needs it, possibly inside the manager's barrier: other events wait for it, and it must
+    /// not flush. Where it returns absent, the header or the key is left out.
     void setQvxUuid(std::function<std::optional<std::string>()> fetch);
 
-    /// A random UUID, the same for the life of the process.
+    /// A random UUID, the same for the life of the process, for the host's own use: it is never
+    /// sent. "session" in the common data is another UUID, a new one with each set-up.
     const std::string& sessionId() const { return m_sessionId; }
 
     /// Sets the build mode of the host, which APM reports name as "ipaMode"; `release` until set.
@@ -104,12 +110,14 @@ public:
     void appendTracker(const Dictionary& event, std::string for_);
 
     /// Installs the closure that is called with every event after its intake, also for unknown
-    /// channels. The queue waits while it runs.
+    /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
+    /// flush.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
-    /// Sends the pending events of one channel or, if there are none, one retry entry. Each tick of
-    /// the flush timer calls it for each channel.
+    /// Flushes one channel: sends its pending events or, if there are none, one retry entry. Each
+    /// tick of the flush timer and each post of didEnterBackground calls it for each channel. It
+    /// waits for the events before it, so inside the manager's barrier it stops the process.
     void timerEventHandler(const std::shared_ptr<TrackerConfig>& config);
 
     /// The ledger of one channel; absent where none is registered under `index`.
@@ -230,15 +238,15 @@ public:
 
     // ---- TrackerManager+Vendel.cpp: common data of the APM channel ----
 
-    /// Installs the standard common data on "APM", with the event list under "data". Vendel is the
-    /// form of APM batches that carries them, so that reports name device and session as the events
-    /// of the other channels do.
+    /// Installs the standard common data on "APM", with the event list under "data". APM batches in
+    /// this form are called Vendel.
     void setupCommonVendelDatas();
 
     // ---- For tests and tools ----
 
     /// A registered channel, or null.
     std::shared_ptr<TrackerConfig> config(std::string_view index) const;
+    /// The flush timer, to read whether it runs and its interval.
     const TrackerTimer& trackerTimer() const { return m_trackerTimer; }
 
 private:
@@ -293,9 +301,11 @@ private:
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
+    // Both in +Info.cpp.
     Dictionary standardCommonData();
-    void setupFEMonitor();
     void stampNetwork(Dictionary& event);
+    // In +Vendel.cpp: installs the common data of the front-end monitor on "Sentry".
+    void setupFEMonitor();
 
     TrackerTimer m_trackerTimer;
     lockAtomic<std::shared_ptr<QVXOstraProviderProtocol>> m_ostraProvider;

@@ -44,7 +44,8 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
             if (state->priorityQueue.isEmpty())
                 return;
             taken.entry = state->priorityQueue[0];
-            // Before the removal: an entry that is removed with its share was never returned.
+            // Taken before the removal: if removeFirst() finds a share left, no pop returned that
+            // entry.
             taken.share = taken.entry->takeShare();
         });
         m_lock.write([state] { state->removeFirst(); });

@@ -76,6 +76,7 @@ public:
     virtual std::size_t size() const = 0;
     /// Removes and returns the entry to send next; null when the store is empty.
     virtual TrackerRetryEntry pop() = 0;
+    /// Adds an entry; null is ignored.
     virtual void insert(TrackerRetryEntry data) = 0;
 };
 
@@ -94,6 +95,7 @@ public:
     /// not stored because there was no memory. Must not throw.
     using Lost = std::function<void(detail::LedgerShare, DropReason)>;
 
+    /// With an empty `lost`, lost entries are not reported.
     explicit TrackerRetryCache(Lost lost = {});
     /// Waits for the writes that are still queued.
     ~TrackerRetryCache() override;

@@ -8,9 +8,11 @@
 
 namespace telvora {
 
-/// A rectangle in points.
+/// A rectangle in points; empty unless set.
 struct Rectangle {
+    /// The left edge.
     double x = 0;
+    /// The upper edge.
     double y = 0;
     double width = 0;
     double height = 0;

@@ -12,8 +12,8 @@
 
 namespace telvora {
 
-/// A moment in the life of a screen. The raw values are the names of the moments. The library uses
-/// the position (index 3: the screen has come to the top, index 5: it has left).
+/// An occasion in the life of a screen. The raw values are the names of the occasions. The library
+/// uses the position (index 3: the screen has come to the top, index 5: it has left).
 enum class LifeCycleTraceOccasion {
     loadView,
     viewDidLoad,
@@ -24,13 +24,17 @@ enum class LifeCycleTraceOccasion {
     deinit,
 };
 
-/// Whether the screen is about to handle the moment, has handled it, or has skipped it.
+/// How far the screen is with the occasion. The library acts on `after` alone.
 enum class LifeCycleTraceState {
+    /// It is about to handle the occasion.
     before,
+    /// It has handled the occasion.
     after,
+    /// It has skipped the occasion.
     skipped,
 };
 
+/// The names of the occasions, by their position.
 inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues {
     "loadView",
     "viewDidLoad",
@@ -41,7 +45,7 @@ inline constexpr std::array<std::string_view, 7> lifeCycleTraceOccasionRawValues
     "deinit",
 };
 
-/// The name of the moment; empty for a value that is none.
+/// The name of the occasion; empty for a value that is none.
 constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
 {
     const auto index = static_cast<std::size_t>(occasion);
@@ -49,7 +53,7 @@ constexpr std::string_view rawValue(LifeCycleTraceOccasion occasion)
                                                           : std::string_view();
 }
 
-/// The moment with that name; absent if there is none.
+/// The occasion with that name; absent if there is none.
 constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::string_view rawValue)
 {
     for (std::size_t index = 0; index < lifeCycleTraceOccasionRawValues.size(); ++index) {
@@ -62,7 +66,9 @@ constexpr std::optional<LifeCycleTraceOccasion> lifeCycleTraceOccasion(std::stri
 /// A rule of the page-lifecycle framework: two numbers and the name of the mark at which a trace
 /// ends. Only the framework interprets them.
 struct LifeCycleResolveRule {
+    /// Numbers of the framework.
     std::array<int, 2> values;
+    /// The name of the mark.
     std::string end;
 };
 
@@ -93,15 +99,17 @@ public:
 
     /// The screen of that scene, held weakly; null until it is set and after it was destroyed.
     virtual std::shared_ptr<UIViewController> scene() const = 0;
+    /// Called by the framework after it has made the adaptor.
     virtual void setScene(std::weak_ptr<UIViewController> scene) = 0;
 
+    /// The framework's rules for this adaptor; those of its maker until set.
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
     virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
 
-    /// The moment that the framework's selector `sel` means; absent for any other text.
+    /// The occasion that the framework's selector `sel` means; absent for any other text.
     virtual std::optional<LifeCycleTraceOccasion> selectorResolve(std::string_view sel) const = 0;
 
-    /// Called by the framework for each moment in the life of the scene.
+    /// Called by the framework for each occasion in the life of the scene.
     virtual void activeActionHandler(LifeCycleTraceOccasion occasion, LifeCycleTraceState state)
         = 0;
 };

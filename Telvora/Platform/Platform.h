@@ -39,8 +39,8 @@ struct Platform {
     UUIDSource& uuids;
 };
 
-/// Makes `set` the result of platform(). Call it before anything else of the library, on one
-/// thread. A second call, or a call after the first use of the library, stops the process.
+/// Installs `set`: platform() returns it from now on. Call it before anything else of the library,
+/// on one thread. A second call, or a call after the first use of the library, stops the process.
 TELVORA_EXPORT void installPlatform(Platform& set);
 
 /// The installed set. If none was installed: the default set of the system's library, made on first

@@ -15,8 +15,8 @@ namespace telvora {
 /// ends its callbacks.
 ///
 /// Threads: every operation from any thread. connection() is called on the host's thread for every
-/// event with a network stamp, so it must only read a snapshot. The callbacks are called on the
-/// main queue (Dispatch::mainAsync).
+/// event with a network stamp, so while a notifier runs it must only read a snapshot; before that
+/// it may ask the system. The callbacks are called on the main queue (Dispatch::mainAsync).
 class TELVORA_EXPORT Reachability {
 public:
     enum class Connection {

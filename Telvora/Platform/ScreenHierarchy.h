@@ -75,7 +75,8 @@ public:
     virtual ViewControllerInfo trackerViewControllerInfo() const = 0;
 };
 
-/// A window, the root of a tree of screens.
+/// A window, the root of a tree of screens. The search for the screen on top is defined in
+/// Classes/Model/TrackerDataLifeCycleTrace.cpp.
 class TELVORA_EXPORT UIWindow {
 public:
     virtual ~UIWindow() = default;

@@ -11,6 +11,7 @@ namespace telvora {
 
 /// The provider of a cellular service. Without a SIM the country code is absent.
 struct Carrier {
+    /// The name that users know, such as "Example Mobile"; absent when it is not known.
     std::optional<std::string> carrierName;
     /// ISO 3166-1 alpha-2, such as "de".
     std::optional<std::string> isoCountryCode;

@@ -123,7 +123,7 @@ ScriptedReachability::Whose objectsNamed(const std::string& name)
     if (name == "holder")
         return Whose::held;
     if (name == "fresh")
-        return Whose::fresh;
+        return Whose::oneReading;
     throw ScriptError("\"of\" is \"all\", \"holder\" or \"fresh\"");
 }
 

@@ -9,7 +9,8 @@
 
 namespace telvora::detail {
 
-/// The present state of page and network, which completes a report.
+/// The present state of page and network, which completes a report. Defined in
+/// TrackerManager+APM.cpp.
 ///
 /// Threads: any.
 struct TELVORA_EXPORT ReportContext {

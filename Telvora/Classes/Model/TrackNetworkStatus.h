@@ -20,6 +20,7 @@ namespace telvora {
 struct TELVORA_EXPORT TrackNetworkStatus {
     /// False only without any connection.
     bool isConnected = false;
+    /// `none` without a connection.
     TrackNetworkStatusType networkType = TrackNetworkStatusType::none;
 
     /// The status of a connection. Over a cellular one the type is the best one that any service

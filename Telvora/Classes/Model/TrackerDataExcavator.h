@@ -61,7 +61,8 @@ public:
     /// The time of its first reading, in seconds since 1970, with fraction.
     static double startTimestamp();
 
-    // Each replaces the kept value for the rest of the process. For the host.
+    // Each replaces the kept value for the rest of the process, in the form and unit of its getter.
+    // For the host. Nothing is checked.
 
     static void setMobileName(std::string value);
     static void setModelName(std::optional<std::string> value);
@@ -88,6 +89,7 @@ public:
 
     /// Screen and parameters of the page on top; absent where none is known.
     static std::optional<ViewControllerInfo> topViewControllerInfo();
+    /// Replaces screen and parameters at once; absent: there is no page.
     static void setTopViewControllerInfo(std::optional<ViewControllerInfo> info);
     /// Sets a parameter of the page on top; without a page nothing happens.
     static void addViewControllerInfo(const std::string& key, std::string value);

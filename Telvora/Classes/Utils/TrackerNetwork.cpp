@@ -61,7 +61,7 @@ bool isConvertibleToBoolean(const Value& value)
     }
 }
 
-// Given spelling.
+// "failured" is misspelt on purpose: tools search for it.
 void logFailure(std::string_view reason)
 {
     QuorvexLog::log(QuorvexLog::Category::tracker(),

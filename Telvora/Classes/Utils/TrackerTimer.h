@@ -61,6 +61,7 @@ private:
     void startTicks(std::optional<std::int64_t> timeInterval, std::function<void()> handler);
 
     struct Ticking {
+        // The source of the ticks; never null.
         std::unique_ptr<TimerSource> logTimer;
         // The handler that the source calls. Kept here so that the source does not destroy it.
         std::shared_ptr<const std::function<void()>> handler;

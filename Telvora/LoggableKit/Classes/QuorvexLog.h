@@ -16,7 +16,8 @@
 
 namespace telvora {
 
-/// The level of a line, for the host's log service.
+/// The level of a line, for the host's log service. Tessel is the host's log system behind that
+/// service.
 enum class QuorvexLogLevel : unsigned {
     /// No line of the library has it.
     tesselInternal = 1,
@@ -24,7 +25,7 @@ enum class QuorvexLogLevel : unsigned {
     warning = 2,
     /// Any other line.
     custom = 3,
-    /// Category "HTTP". Given spelling.
+    /// Category "HTTP". Misspelt on purpose: tools search for it.
     netwrok = 4,
     /// Category "Sensors".
     action = 5,
@@ -75,6 +76,7 @@ public:
 
     /// The filter for needToPrint(); QuorvexLogFilter::all() until set.
     static QuorvexLogFilter logFilter();
+    /// Replaces the filter for all threads. It changes no line.
     static void setLogFilter(QuorvexLogFilter filter);
     /// What the filter answers for `category`.
     static bool needToPrint(const Category& category);

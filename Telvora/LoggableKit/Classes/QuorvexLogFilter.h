@@ -21,13 +21,20 @@ public:
     static QuorvexLogFilter including(std::vector<Category> list);
     /// All categories but those of the list; with an empty list all.
     static QuorvexLogFilter excluding(std::vector<Category> list);
+    /// Every category, also those that are made later.
     static QuorvexLogFilter all();
+    /// No category.
     static QuorvexLogFilter none();
 
+    /// The categories of uiCategories() alone.
     static QuorvexLogFilter onlyUI() { return including(uiCategories()); }
+    /// All but those of uiCategories().
     static QuorvexLogFilter hideUI() { return excluding(uiCategories()); }
+    /// The categories of networkingCategories() alone.
     static QuorvexLogFilter onlyNetworking() { return including(networkingCategories()); }
+    /// All but those of networkingCategories().
     static QuorvexLogFilter hideNetworking() { return excluding(networkingCategories()); }
+    /// The category of this name alone.
     static QuorvexLogFilter only(std::string category)
     {
         return including({ Category(std::move(category)) });

@@ -36,7 +36,8 @@ public:
     /// Queues a block for the host's main thread. Must not run it within the call.
     using MainExecutor = std::function<void(Work)>;
 
-    /// Without `mainExecutor`, blocks for the main thread run on the pool.
+    /// `startThread` starts the threads of the pool and the timer thread. Without `mainExecutor`,
+    /// blocks for the main thread run on the pool.
     explicit ThreadedDispatch(StartThread startThread, MainExecutor mainExecutor = {});
     ~ThreadedDispatch() override;
 

@@ -4,7 +4,7 @@
 
 namespace telvora {
 
-/// A Bundle from the host's options, since Linux has no description of a program.
+/// A Bundle from the host's options, for a system that has no description of a program.
 class TELVORA_EXPORT HostBundle final : public Bundle {
 public:
     struct Options {
@@ -15,7 +15,9 @@ public:
         /// "com.example.host"; absent unless the host gives one. The program's name does not
         /// replace it.
         std::optional<std::string> identifier;
-        /// More entries of the information dictionary; they override the three above.
+        /// More entries of the information dictionary. One with the key of a value above replaces
+        /// that value there ("CFBundleIdentifier" is the identifier's), but bundleIdentifier()
+        /// still returns `identifier`.
         Dictionary infoDictionary;
     };
 

@@ -9,8 +9,8 @@
 
 namespace telvora {
 
-/// The notification centre that a host on Linux posts to. Only the host posts, because Linux
-/// desktops have no common notion of an application in the background.
+/// The notification centre that a host posts to, for a system that does not itself tell
+/// applications when they enter the background. Only the host posts.
 ///
 /// An observer that another one removes during a post is not called any more. An observer that is
 /// added during a post is called from the next post on.

@@ -26,8 +26,9 @@ struct LinuxPlatformOptions {
     std::optional<std::string> applicationVersion {};
     /// The application's identifier: "com.example.host". Absent: reported as absent.
     std::optional<std::string> applicationIdentifier {};
-    /// More entries for Bundle::objectForInfoDictionaryKey(); they override the three above. Empty:
-    /// no more entries.
+    /// More entries for Bundle::objectForInfoDictionaryKey(). There "CFBundleName",
+    /// "CFBundleShortVersionString" and "CFBundleIdentifier" replace the three above;
+    /// Bundle::bundleIdentifier() still returns `applicationIdentifier`. Empty: no more entries.
     Dictionary infoDictionary {};
 
     /// Submits work to the host's main thread, which must run it in the order of the calls. Called
@@ -65,7 +66,6 @@ public:
     /// The services, for installPlatform().
     Platform& services();
     /// The queues and timers, for waitUntilIdle().
-
     ThreadedDispatch& dispatch();
     /// The HTTP client, for inFlight().
     CurlHTTPClient& httpClient();

@@ -16,6 +16,7 @@ namespace telvora {
 /// Threads: any.
 class TELVORA_EXPORT ManualClock final : public Clock {
 public:
+    /// Calendar time at the start: 2023-11-14 22:13:20 UTC.
     static constexpr double firstSecondsSince1970 = 1700000000.0;
 
     double secondsSince1970() const override;

@@ -43,6 +43,7 @@ class ManualDispatchCore;
 /// clock stops, not once a nanosecond.
 class TELVORA_EXPORT ManualDispatch final : public Dispatch {
 public:
+    /// The function of TimerSource that was called.
     enum class TimerAction {
         schedule,
         suspend,
@@ -99,6 +100,7 @@ public:
     /// queue, and the synchronous blocks of both. False on any other real thread.
     bool isOnMainThread() const;
 
+    /// Replaces the observer of all timer sources; an empty one ends the observation.
     void setTimerObserver(TimerObserver observer);
 
 private:

@@ -15,6 +15,7 @@ namespace telvora {
 /// A NotificationCenter that records its registrations and reports them. The test posts.
 class TELVORA_EXPORT RecordingNotificationCenter final : public NotificationCenter {
 public:
+    /// addObserver() or removeObserver().
     enum class Action {
         observe,
         unobserve,
@@ -25,6 +26,7 @@ public:
     void removeObserver(const void* observer, Notification notification) override;
     void post(Notification notification) override;
 
+    /// How many registrations for this notification there are now.
     std::size_t registrationCount(Notification notification) const;
 
     /// Called for each registration and each removal, once for each notification.

@@ -17,6 +17,7 @@ class TELVORA_EXPORT ScriptedApplication final : public Application {
 public:
     bool canOpenURL(const std::string& url) const override;
 
+    /// Replaces the URLs that can be opened. They are compared as texts.
     void setOpenableURLs(std::set<std::string> urls);
 
     /// Called for each canOpenURL(), whatever its result.

@@ -22,8 +22,10 @@ public:
 
     /// Replaces the whole information dictionary.
     void setInfoDictionary(Dictionary info);
+    /// Absent: the bundle has none. It does not change the information dictionary.
     void setBundleIdentifier(std::optional<std::string> identifier);
 
+    /// Called for each question, before its answer is read.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

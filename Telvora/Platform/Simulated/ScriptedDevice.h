@@ -18,15 +18,19 @@ namespace telvora {
 /// Threads: any.
 class TELVORA_EXPORT ScriptedDevice final : public Device {
 public:
+    /// What the functions of Device return; those describe meaning and unit.
     struct Values {
         std::string safeDescription = "iPhone 12";
         std::string identifier = "iPhone13,2";
+        /// Pixels per inch; absent: the model is not known.
         std::optional<std::int64_t> ppi = 460;
         /// isSystemVersionAtLeast() compares the integers at its first two places; a place without
         /// an integer counts as 0.
         std::string systemVersion = "15.0";
         UserInterfaceIdiom idiom = UserInterfaceIdiom::phone;
+        /// Points.
         Rectangle screenBounds { 0, 0, 390, 844 };
+        /// Pixels per point.
         double screenScale = 3;
         std::int64_t activeProcessorCount = 6;
     };
@@ -43,8 +47,10 @@ public:
 
     /// The test's values; a call of it is not reported as a question.
     Values values() const;
+    /// Replaces them all. The library keeps most of what it has read before.
     void setValues(Values values);
 
+    /// Called for each question, before its answer is read.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

@@ -22,7 +22,9 @@ public:
     bool fileExists(const std::string& path) const override;
     bool writeAtomically(const std::string& path, std::string_view text) override;
 
+    /// Replaces the paths that exist without having been written.
     void setExisting(std::set<std::string> paths);
+    /// Replaces the paths that can be written from now on.
     void setWritable(std::set<std::string> paths);
 
     /// What was last written to `path`; absent when nothing was.

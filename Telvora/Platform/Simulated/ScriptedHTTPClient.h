@@ -33,17 +33,24 @@ struct TELVORA_EXPORT ScriptedAnswer {
     Kind kind = Kind::error;
     /// The body's bytes, or the error's text.
     std::string text {};
+    /// The HTTP status of a body. The library ignores it.
     int status = 200;
+    /// How long after it is chosen the answer arrives; with 0 or less it is a block at once.
     std::chrono::nanoseconds delay { 0 };
     /// The request completes before send() returns. Has no effect together with a delay.
     bool isInline = false;
 
+    // One for each kind, without a delay.
+
     static ScriptedAnswer body(std::string bytes, int status = 200);
+    /// `text` is what HTTPAnswer::error says.
     static ScriptedAnswer error(std::string text);
     static ScriptedAnswer noData();
     static ScriptedAnswer later();
 
+    /// A copy with this delay.
     ScriptedAnswer after(std::chrono::nanoseconds delay) const;
+    /// A copy with isInline set.
     ScriptedAnswer inlined() const;
 };
 
@@ -79,6 +86,7 @@ public:
 
     /// All requests so far; the first has number 1.
     std::vector<HTTPRequest> requests() const;
+    /// How many these are, and so the number of the newest.
     std::size_t requestCount() const;
     /// How many requests have a completion that has not been called.
     std::size_t underWayCount() const;

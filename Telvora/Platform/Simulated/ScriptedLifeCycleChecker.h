@@ -24,13 +24,15 @@ public:
     /// A new adaptor of the scene with that name; null while no factory is registered.
     std::unique_ptr<LifeCycleTrace> create(const std::string& sceneName) const;
 
-    /// Plays one moment of one scene: makes a new adaptor, sets its scene and calls it. False while
-    /// no factory is registered.
+    /// Plays one occasion of one scene: makes a new adaptor, sets its scene and calls it. False
+    /// while no factory is registered.
     bool play(const std::string& sceneName, std::weak_ptr<UIViewController> scene,
         LifeCycleTraceOccasion occasion, LifeCycleTraceState state) const;
 
+    /// How often a factory has been registered.
     std::size_t registrationCount() const;
 
+    /// Called for each question.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

@@ -24,19 +24,23 @@ namespace telvora {
 /// Threads: any.
 class TELVORA_EXPORT ScriptedReachability final : public ReachabilityService {
 public:
+    /// A connection, or that none can be read.
     enum class Value {
         none,
         wifi,
         cellular,
+        /// No object can be made from now on.
         unavailable,
     };
 
+    /// For which objects a value is set, by their Use.
     enum class Whose {
         all,
         held,
-        fresh,
+        oneReading,
     };
 
+    /// startNotifier() or stopNotifier().
     enum class NotifierAction {
         start,
         stop,
@@ -48,12 +52,14 @@ public:
 
     std::unique_ptr<Reachability> makeReachability(Use use) override;
 
+    /// Sets the value of these objects, also of those that exist already.
     void setConnection(Value value, Whose whose = Whose::all);
     /// With true, startNotifier() fails from now on.
     void setNotifierFails(bool fails);
 
     /// Called for each startNotifier() and stopNotifier(), whether it fails or not.
     void setNotifierObserver(std::function<void(NotifierAction)> observer);
+    /// Called for each question, before its answer is read.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

@@ -43,18 +43,26 @@ public:
     /// The screen, or null. The pointer keeps the screen alive.
     std::shared_ptr<UIViewController> screen(const ID& id) const;
 
+    // What the screen's functions return; UIViewController describes them.
+
     /// Also sets the scene name, unless setSceneName() has set it.
     bool setClassName(const ID& id, std::string className);
+    /// The class name until set.
     bool setSceneName(const ID& id, std::string sceneName);
     bool setKind(const ID& id, UIViewController::Kind kind);
+    /// The link to the visible screen of a navigation controller.
     bool setVisible(const ID& id, const std::optional<ID>& other);
+    /// The link to the selected screen of a tab-bar controller.
     bool setSelected(const ID& id, const std::optional<ID>& other);
+    /// The link to the screen that it presents.
     bool setPresents(const ID& id, const std::optional<ID>& other);
 
     /// Whether the screen delegates to the screen of setDelegatesTo(), which may be itself. Without
     /// one it delegates to a destroyed screen.
     bool setDelegates(const ID& id, bool delegates);
+    /// The link to the screen that it delegates to. Has no effect while it does not delegate.
     bool setDelegatesTo(const ID& id, const std::optional<ID>& other);
+    /// The parameters that it supplies while it delegates; empty until set.
     bool setDelegateParams(const ID& id, StringDictionary params);
 
     /// From now on there is a key window, with that root or without content.
@@ -66,6 +74,7 @@ public:
     /// caller uses it.
     bool release(const ID& id);
 
+    /// Called for each question, before its answer is read.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

@@ -18,9 +18,12 @@ public:
     std::optional<Carriers> serviceSubscriberCellularProviders() const override;
     std::optional<RadioTechnologies> serviceCurrentRadioAccessTechnology() const override;
 
+    /// Replaces the carriers; absent: no telephony.
     void setCarriers(std::optional<Carriers> carriers);
+    /// Replaces the radio technologies; absent: no telephony.
     void setRadioTechnologies(std::optional<RadioTechnologies> technologies);
 
+    /// Called for each question, before its answer is read.
     void setQuestionObserver(QuestionObserver::Function observer);
 
 private:

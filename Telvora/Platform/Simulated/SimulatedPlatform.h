@@ -23,8 +23,7 @@
 namespace telvora {
 
 /// A whole platform that the test controls: the test moves time, runs blocks, and sets the network,
-/// the device and the screens. The same calls with the same seed
-/// give the same run, UUIDs included.
+/// the device and the screens. The same calls with the same seed give the same run, UUIDs included.
 ///
 ///     static auto& simulated = *new telvora::SimulatedPlatform;
 ///     telvora::installPlatform(simulated.services());
@@ -74,8 +73,10 @@ public:
     ScriptedTelephony& telephony() { return m_telephony; }
     SeededUUIDSource& uuids() { return m_uuids; }
 
-    /// Called for each question of the library to any of the services, in order. Replaces the
-    /// question observer of every service; an empty function ends the observation.
+    /// Called, in order, for each question of the library to the bundle, the device, the life-cycle
+    /// checker, reachability, the screens and telephony. Replaces the question observers of these
+    /// six; an empty function ends the observation. The other services have observers of their own
+    /// or none.
     void setQuestionObserver(const QuestionObserver::Function& observer);
 
 private:

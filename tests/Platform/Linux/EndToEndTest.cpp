@@ -93,7 +93,7 @@ TEST_F(EndToEndTest, FourThreadsLoseNothingAndTheCollectorFindsNoFault)
     EXPECT_EQ(collector.total().at("badVerdicts").to_number<int>(), 0);
 }
 
-TEST_F(EndToEndTest, FaultsAreMadeGoodByTheRetryCache)
+TEST_F(EndToEndTest, RetryCacheDeliversAfterFaults)
 {
     constexpr int count = 200;
     const auto config = addChannel("MP", 10);
@@ -149,7 +149,7 @@ TEST_F(EndToEndTest, ARequestCarriesTheHeadersOfTheWire)
     EXPECT_EQ(headers.at("X-Extra"), "");
 }
 
-TEST_F(EndToEndTest, WhileTheCollectorIsGoneMemoryHoldsWhatTheRetriesAllowAndNoMore)
+TEST_F(EndToEndTest, EveryEventIsAccountedForWhileTheCollectorIsGone)
 {
     const auto config = addChannel("MP", 10);
     TrackerManager::start();

@@ -58,19 +58,19 @@ TEST_F(ScriptedReachabilityTest, TheSameValueAgainIsNoChange)
     EXPECT_EQ(told, "none ");
 }
 
-TEST_F(ScriptedReachabilityTest, HeldAndFreshObjectsCanDiffer)
+TEST_F(ScriptedReachabilityTest, HeldObjectsAndThoseForOneReadingCanDiffer)
 {
     const auto held = watch();
-    const auto fresh = service.makeReachability(Use::oneReading);
+    const auto oneReading = service.makeReachability(Use::oneReading);
 
     change(Value::cellular, Whose::held);
     EXPECT_EQ(held->connection(), Connection::cellular);
-    EXPECT_EQ(fresh->connection(), Connection::wifi);
+    EXPECT_EQ(oneReading->connection(), Connection::wifi);
     EXPECT_EQ(told, "cellular ");
 
-    change(Value::none, Whose::fresh);
+    change(Value::none, Whose::oneReading);
     EXPECT_EQ(held->connection(), Connection::cellular);
-    EXPECT_EQ(fresh->connection(), Connection::none);
+    EXPECT_EQ(oneReading->connection(), Connection::none);
     EXPECT_EQ(told, "cellular ");
 }
 
@@ -89,9 +89,9 @@ TEST_F(ScriptedReachabilityTest, UnavailableMakesNoNewObjectAndLeavesTheOldOnesA
     EXPECT_EQ(told, "cellular ");
 }
 
-TEST_F(ScriptedReachabilityTest, UnavailableForFreshOnesAloneLeavesTheHeldOne)
+TEST_F(ScriptedReachabilityTest, UnavailableForOneReadingAloneLeavesTheHeldOne)
 {
-    change(Value::unavailable, Whose::fresh);
+    change(Value::unavailable, Whose::oneReading);
 
     EXPECT_NE(service.makeReachability(Use::held), nullptr);
     EXPECT_EQ(service.makeReachability(Use::oneReading), nullptr);

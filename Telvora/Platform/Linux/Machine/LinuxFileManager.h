@@ -6,9 +6,9 @@ namespace telvora::detail {
 
 /// Files through the system's own calls.
 ///
-/// Deliberate: writeAtomically() does not wait for the disk. A reader, or a process that is
-/// killed, never leaves half a file; a power cut may lose the newest one. Waiting for a slow disk
-/// would block the host's thread.
+/// Deliberate: writeAtomically() does not wait for the disk. No reader finds, and no killed process
+/// leaves, half a file; a power cut may lose the newest one. Waiting for a slow disk would block
+/// the host's thread.
 class LinuxFileManager final : public FileManager {
 public:
     /// `root` is a prefix for every path; empty for the running system.

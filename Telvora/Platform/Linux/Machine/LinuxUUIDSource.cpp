@@ -13,7 +13,7 @@ namespace telvora::detail {
 
 namespace {
 
-UUID inventedUUID()
+UUID uuidWithoutKernel()
 {
     static std::atomic<unsigned> s_count { 0 };
 
@@ -32,7 +32,7 @@ UUID LinuxUUIDSource::next()
     try {
         return boost::uuids::random_generator_pure()();
     } catch (const boost::uuids::entropy_error&) {
-        return inventedUUID();
+        return uuidWithoutKernel();
     }
 }
 
