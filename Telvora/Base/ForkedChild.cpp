@@ -19,7 +19,23 @@ constexpr unsigned oneScope = 2;
 constinit std::atomic<unsigned> s_scopes { 0 };
 constinit thread_local unsigned t_scopes = 0;
 
+// How many LockedCallScopes exist.
+constinit std::atomic<unsigned> s_lockedCalls { 0 };
+constinit thread_local unsigned t_lockedCalls = 0;
+
 } // namespace
+
+LockedCallScope::LockedCallScope()
+{
+    ++t_lockedCalls;
+    ++s_lockedCalls;
+}
+
+LockedCallScope::~LockedCallScope()
+{
+    --s_lockedCalls;
+    --t_lockedCalls;
+}
 
 NoForkScope::NoForkScope()
 {
@@ -69,7 +85,8 @@ void afterForkInChild()
 {
     s_scopes.store(0, std::memory_order_relaxed);
     ExitGate::afterForkInChild();
-    if (isInUse())
+    const bool hasLockedCall = s_lockedCalls.exchange(t_lockedCalls) != t_lockedCalls;
+    if (isInUse() || hasLockedCall)
         forkState.isForkedChild.store(true, std::memory_order_relaxed);
 }
 

@@ -3,11 +3,15 @@
 #include <Telvora/Base/Export.h>
 
 #include <atomic>
+#include <optional>
 
 /// How the library behaves in a process made by fork().
 ///
 /// The library is in use from its first event, request or thread on. In a child that was forked
 /// before that, everything works: a daemon may register its channels and then fork.
+///
+/// Before that, a fork waits for threads that hold a lock of ours for a moment, and is not waited
+/// for by those that hold one for longer (LockedCallScope).
 ///
 /// In a child that was forked later, only the thread that called fork() exists. Threads that the
 /// child does not have may hold our locks, and the data behind those locks may be half changed.
@@ -37,8 +41,8 @@ inline bool isInUse() noexcept
     return forkState.isInUse.load(std::memory_order_relaxed);
 }
 
-/// Call it before the library first takes a lock or starts a thread that a fork would break. Costs
-/// one load from the second call on.
+/// Call it before the library first starts a thread, or hands one work. Costs one load from the
+/// second call on.
 inline void noteUse() noexcept
 {
     if (!isInUse())
@@ -55,6 +59,32 @@ public:
 
     NoForkScope(const NoForkScope&) = delete;
     NoForkScope& operator=(const NoForkScope&) = delete;
+};
+
+/// A NoForkScope until the library is in use. Later it does nothing: children are inert then and
+/// take no lock. For locks that are held for a few instructions.
+class NoForkBeforeUse {
+public:
+    NoForkBeforeUse()
+    {
+        if (!isInUse())
+            m_scope.emplace();
+    }
+
+private:
+    std::optional<NoForkScope> m_scope;
+};
+
+/// While one exists on another thread, a fork() makes an inert child even before the first use. For
+/// code of the host that runs with a lock of ours held: such code may fork itself, so a NoForkScope
+/// would wait for itself.
+class TELVORA_EXPORT LockedCallScope {
+public:
+    LockedCallScope();
+    ~LockedCallScope();
+
+    LockedCallScope(const LockedCallScope&) = delete;
+    LockedCallScope& operator=(const LockedCallScope&) = delete;
 };
 
 /// The fork handlers, in the order in which fork() calls them: the first one in the parent, before

@@ -37,6 +37,7 @@ public:
             if (isForkedChild())
                 return T();
         }
+        const NoForkBeforeUse noFork;
         const MutexLock lock(m_lock);
         return m_value;
     }
@@ -48,6 +49,7 @@ public:
     T exchange(T value) TELVORA_EXCLUDES(m_lock)
     {
         if (!isForkedChild()) {
+            const NoForkBeforeUse noFork;
             const MutexLock lock(m_lock);
             std::swap(m_value, value);
         }
@@ -72,6 +74,7 @@ private:
         using Result = std::invoke_result_t<Use, decltype((self.m_value))>;
         if (isForkedChild())
             return Result();
+        const NoForkBeforeUse noFork;
         const MutexLock lock(self.m_lock);
         return std::forward<Use>(use)(self.m_value);
     }

@@ -30,6 +30,7 @@ public:
             return *object;
         if (isForkedChild())
             return publish(make());
+        const NoForkBeforeUse noFork;
         const MutexLock lock(m_lock);
         T* object = m_object.load(std::memory_order_relaxed);
         return object ? *object : publish(make());

@@ -29,6 +29,7 @@ public:
             return node->value;
         if (isForkedChild())
             return T();
+        const NoForkBeforeUse noFork;
         const MutexLock lock(m_lock);
         if (!m_newest)
             publish(std::forward<Compute>(compute)());
@@ -39,6 +40,7 @@ public:
     {
         if (isForkedChild())
             return;
+        const NoForkBeforeUse noFork;
         const MutexLock lock(m_lock);
         publish(std::move(value));
     }

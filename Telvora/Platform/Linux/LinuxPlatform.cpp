@@ -84,10 +84,10 @@ struct LinuxPlatform::Services {
 };
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
-    : m_services(std::make_unique<Services>(*this, std::move(options)))
 {
-    // Before the first use of the library, so that every fork after it is noticed.
+    // Before anything that a fork could interrupt.
     detail::installForkHandlers();
+    m_services = std::make_unique<Services>(*this, std::move(options));
 }
 
 LinuxPlatform::~LinuxPlatform() = default;

@@ -81,7 +81,7 @@ public:
 private:
     struct Services;
 
-    const std::unique_ptr<Services> m_services;
+    std::unique_ptr<Services> m_services;
 };
 
 } // namespace telvora
