@@ -5,6 +5,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/LoggableKit/Classes/ArrivalOrder.h>
 #include <Telvora/LoggableKit/Classes/Extension/Dictionary+Extension.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Platform.h>
@@ -47,6 +48,13 @@ DispatchQueue& tesselQueue()
     static constinit detail::Lazy<DispatchQueue> queue;
     return queue.get(
         [] { return platform().dispatch.makeConcurrentQueue("Quorvex.Tessel.queue").release(); });
+}
+
+// Calls of the service happen in the order in which their threads arrive here.
+detail::ArrivalOrder& arrivals()
+{
+    static constinit detail::Lazy<detail::ArrivalOrder> order;
+    return order.get([] { return new detail::ArrivalOrder; });
 }
 
 // Read for every line, so that a line without a service costs two loads.
@@ -119,6 +127,9 @@ void QuorvexLog::configLogger()
     const auto service = s_service->get();
     if (!service)
         return;
+    const detail::ArrivalOrder::Place place(arrivals());
+    if (!place)
+        return;
     tesselQueue().barrierSync([&] {
         detail::callHost([&] { service->loggerInit(); });
         s_hasInitTessel.store(true, std::memory_order_release);
@@ -158,6 +169,9 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
     withoutThrowing([&] {
         const auto service = s_service->get();
         if (!service)
+            return;
+        const detail::ArrivalOrder::Place place(arrivals());
+        if (!place)
             return;
         tesselQueue().barrierSync([&] { detail::callHost([&] { service->log(level, message); }); });
     });

@@ -216,6 +216,37 @@ TEST_F(ExitingHostTest, TheEndOfTheProcessWaitsForAClosureThatIsRunning)
         "exited 0");
 }
 
+std::atomic<bool> s_triggerLogs { false };
+
+/// Ends the process when the trigger callback logs, or is about to.
+class EndingLog final : public LogService {
+public:
+    void loggerInit() override { }
+    void log(unsigned, const std::string& message) override
+    {
+        if (message != "[tracker] the end")
+            return;
+        TrackerManager::shared().enrollE2ETrack({ { "number", 1 } });
+        while (!s_triggerLogs)
+            std::this_thread::sleep_for(1ms);
+        std::exit(4);
+    }
+};
+
+TEST_F(ExitingHostTest, TheLogServiceMayEndTheProcessWhileAClosureWaitsToLog)
+{
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        installEveryClosure(url);
+        QuorvexLog::setLogService(std::make_shared<EndingLog>());
+        TrackerManager::setTriggerCallback([](const Dictionary&, const std::string&) {
+            s_triggerLogs = true;
+            QuorvexLog::log(QuorvexLog::Category("tracker"), "line");
+        });
+        QuorvexLog::log(QuorvexLog::Category("tracker"), "the end");
+    }),
+        "exited 4");
+}
+
 TEST_F(ExitingHostTest, AClosureMayEndTheProcess)
 {
     EXPECT_EQ(endOfHost([](const std::string& url) {

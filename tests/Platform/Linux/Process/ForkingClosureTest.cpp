@@ -145,6 +145,39 @@ TEST_P(ForkingClosureTest, LeavesItsChildInertAndItsParentAtWork)
 INSTANTIATE_TEST_SUITE_P(Closures, ForkingClosureTest, testing::ValuesIn(closures),
     [](const auto& closure) { return std::string(closure.param.name); });
 
+std::atomic<bool> s_isLineTaken { false };
+
+/// Never returns from the first line.
+class StuckLog final : public LogService {
+public:
+    void loggerInit() override { }
+    void log(unsigned, const std::string&) override
+    {
+        s_isLineTaken = true;
+        for (;;)
+            ::pause();
+    }
+};
+
+TEST(ForkWhileLoggingTest, AChildOfAnUnusedLibraryDoesNotWaitForTheLineOfAnotherThread)
+{
+    EXPECT_EQ(endOfChild([] {
+        QuorvexLog::setLogService(std::make_shared<StuckLog>());
+        QuorvexLog::configLogger();
+        std::thread([] { QuorvexLog::log(QuorvexLog::Category::tracker(), "line"); }).detach();
+        while (!s_isLineTaken)
+            std::this_thread::sleep_for(1ms);
+
+        const std::string end = endOfChild([] {
+            QuorvexLog::log(QuorvexLog::Category::tracker(), "line");
+            callEveryClosure();
+            ::_exit(TrackerManager::shared().ledgers().empty() ? 0 : 3);
+        });
+        ::_exit(end == "exited 0" ? 0 : 4);
+    }),
+        "exited 0");
+}
+
 class ForkedDeepEventTest : public ServedChildTest { };
 
 TEST_F(ForkedDeepEventTest, AnEventNestedDeeperThanTheStackIsDroppedInAChild)
