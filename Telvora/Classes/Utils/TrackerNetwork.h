@@ -36,6 +36,9 @@ struct HTTPRequest;
 /// accepted the batch, also when it is false.
 /// Deliberate: for a batch that cannot be encoded, and for an answer that is JSON but no object,
 /// the handler is not called and the batch is lost.
+/// Deliberate: a handler is not protected from the end of the process like a closure that is
+/// installed once, because each protection needs memory for the life of the process. It is not
+/// called once exit() has begun to destroy what was alive when a closure was last installed.
 class TELVORA_EXPORT TrackerNetwork {
 public:
     /// Whether the collector accepted the batch, and the batch that was posted, not a copy.
