@@ -13,12 +13,15 @@
 
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace telvora {
@@ -203,6 +206,68 @@ BENCHMARK_TEMPLATE(BM_PacedSubmission, TelvoraQueue)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 BENCHMARK_TEMPLATE(BM_PacedSubmission, MutexAndDequeQueue)
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// ---- A backlog: a million blocks submitted while the queue's worker is held up, then run. The
+// heap bytes of a waiting block, and the time that the blocks take once the worker goes on.
+
+template<typename Queue> void BM_Backlog(benchmark::State& state)
+{
+    constexpr int blocks = 1'000'000;
+    double bytes = 0;
+    for (auto _ : state) {
+        Queue queue;
+        long ran = 0;
+        std::promise<void> release;
+        queue.submit([held = release.get_future().share()] { held.wait(); });
+        const auto before = mallinfo2().uordblks;
+        for (int number = 0; number < blocks; ++number)
+            queue.submit(Block { &ran, { 1 } });
+        bytes = static_cast<double>(mallinfo2().uordblks - before) / blocks;
+        const std::int64_t start = nanosecondsNow();
+        release.set_value();
+        queue.finish();
+        state.SetIterationTime(static_cast<double>(nanosecondsNow() - start) / 1e9);
+        if (ran != blocks)
+            state.SkipWithError("blocks were lost");
+    }
+    state.counters["bytes_a_block"] = bytes;
+}
+BENCHMARK_TEMPLATE(BM_Backlog, TelvoraQueue)
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(BM_Backlog, MutexAndDequeQueue)
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime();
+
+// ---- barrierSync() by four threads at once: how many blocks run on another thread than their
+// caller's. Each would be two changes of thread for one line of a log.
+
+void BM_DispatchQueue_BarrierSyncOfFour(benchmark::State& state)
+{
+    constexpr int blocksOfAThread = 5'000;
+    ThreadedDispatch dispatch(detail::startDetachedThread);
+    const auto queue = dispatch.makeConcurrentQueue("bench");
+    long foreign = 0;
+    for (auto _ : state) {
+        std::vector<std::thread> threads;
+        for (int number = 0; number < 4; ++number) {
+            threads.emplace_back([&] {
+                const auto caller = std::this_thread::get_id();
+                for (int block = 0; block < blocksOfAThread; ++block)
+                    queue->barrierSync([&] { foreign += std::this_thread::get_id() != caller; });
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+    state.counters["foreign"] = static_cast<double>(foreign);
+}
+BENCHMARK(BM_DispatchQueue_BarrierSyncOfFour)
     ->Iterations(3)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
