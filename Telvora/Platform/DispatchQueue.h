@@ -20,12 +20,13 @@ class TimerSource;
 /// Used by TrackerManager (intake), ReadWriteLock and QuorvexLog.
 ///
 /// Life: a queue may be destroyed while blocks are pending; the destructor waits until they have
-/// run. If one of the queue's own blocks destroys it, the other blocks run later.
+/// run. If one of the queue's asynchronous blocks destroys it, the other blocks run later.
 ///
 /// Threads: every operation from any thread. barrierAsync() returns at once and never waits for a
-/// block. sync() and barrierSync() run the block on the calling thread before they return, and
-/// must not be called from a block of the same queue: they would wait for themselves, so the
-/// process stops with a message instead. A block may submit asynchronous blocks to any queue.
+/// block. sync() and barrierSync() run the block on the calling thread before they return. They
+/// must not be called from a block of the same queue, directly or from a synchronous block of
+/// another queue: they would wait for themselves, so the process stops with a message instead. A
+/// block may submit asynchronous blocks to any queue.
 ///
 /// Failure: an exception that leaves an asynchronous block is dropped; one that leaves a
 /// synchronous block reaches the caller.

@@ -169,6 +169,19 @@ TYPED_TEST_P(DispatchContract, ReadersOfTwoQueuesMayNest)
     EXPECT_EQ(value, 2);
 }
 
+TYPED_TEST_P(DispatchContract, ASyncMayRunAnotherQueuesBlockThatSyncsWithTheFirstQueue)
+{
+    const auto other = this->dispatch().makeConcurrentQueue("other");
+    int ran = 0;
+
+    this->queue->sync([&] {
+        other->barrierAsync([&] { this->queue->sync([&] { ++ran; }); });
+        other->sync([&] { ++ran; });
+    });
+
+    EXPECT_EQ(ran, 2);
+}
+
 TYPED_TEST_P(DispatchContract, AnExceptionOfASynchronousBlockReachesTheCaller)
 {
     const auto fail = [] { throw std::runtime_error("no"); };
@@ -452,6 +465,7 @@ REGISTER_TYPED_TEST_SUITE_P(DispatchContract, BarriersRunInTheOrderOfSubmission,
     SyncSeesTheBarriersBeforeIt, SyncOnAQueueAtRestRunsBeforeItReturns,
     BarrierSyncWaitsForAllThatWasSubmittedBefore, ABlockMaySubmitToItsOwnQueue,
     ABlockMaySyncWithAnotherQueue, ReadersOfTwoQueuesMayNest,
+    ASyncMayRunAnotherQueuesBlockThatSyncsWithTheFirstQueue,
     AnExceptionOfASynchronousBlockReachesTheCaller, AnExceptionOfAnAsynchronousBlockIsSwallowed,
     DestroyingAQueueRunsItsPendingBlocks, ABlockMayDestroyItsOwnQueue, ABlockIsDestroyedAfterItsRun,
     BlocksOfTheGlobalQueueRun, ADelayedBlockRunsNoEarlierThanItsDelay,

@@ -112,6 +112,7 @@ unsigned QueueCore::runSome()
 
 void QueueCore::runUpTo(std::uint64_t last)
 {
+    const AsynchronousBlocks scope;
     while (m_list.removedCount() < last && !isForkedChild())
         runFirst();
 }

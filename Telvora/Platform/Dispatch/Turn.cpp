@@ -7,6 +7,16 @@
 
 namespace telvora::detail {
 
+namespace {
+
+// The turns that this thread holds shared, innermost first.
+constinit thread_local const SharedTurn* t_shared = nullptr;
+
+// The first of them that was taken before the asynchronous block that runs now.
+constinit thread_local const SharedTurn* t_beforeBlock = nullptr;
+
+} // namespace
+
 // Exists while a thread waits for the turn.
 class Turn::Waiting {
 public:
@@ -14,8 +24,8 @@ public:
         : m_turn(turn)
         , m_blocked(turn.m_pool)
     {
-        if (turn.isOwn())
-            fatal("A block of the queue \"" + turn.m_label + "\" waits for its own queue", "Turn");
+        if (turn.isOwn() || SharedTurn::isHeld(turn, nullptr))
+            turn.refuse();
         m_turn.m_waiting.fetch_add(1, std::memory_order_relaxed);
     }
     ~Waiting() { m_turn.m_waiting.fetch_sub(1, std::memory_order_relaxed); }
@@ -32,6 +42,11 @@ Turn::Turn(WorkerPool& pool, std::string label)
     : m_pool(pool)
     , m_label(std::move(label))
 {
+}
+
+void Turn::refuse() const
+{
+    fatal("A block of the queue \"" + m_label + "\" waits for its own queue", "Turn");
 }
 
 void Turn::takeAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
@@ -76,14 +91,37 @@ AloneTurn::~AloneTurn()
 
 SharedTurn::SharedTurn(Turn& turn)
     : m_turn(turn)
+    , m_outer(t_shared)
 {
+    if (isHeld(turn, t_beforeBlock))
+        turn.refuse();
     m_turn.takeShared();
+    t_shared = this;
 }
 
 SharedTurn::~SharedTurn()
 {
+    t_shared = m_outer;
     if (!isForkedChild())
         m_turn.leaveShared();
+}
+
+bool SharedTurn::isHeld(const Turn& turn, const SharedTurn* end)
+{
+    const SharedTurn* held = t_shared;
+    while (held != end && &held->m_turn != &turn)
+        held = held->m_outer;
+    return held != end;
+}
+
+AsynchronousBlocks::AsynchronousBlocks()
+    : m_outer(std::exchange(t_beforeBlock, t_shared))
+{
+}
+
+AsynchronousBlocks::~AsynchronousBlocks()
+{
+    t_beforeBlock = m_outer;
 }
 
 } // namespace telvora::detail

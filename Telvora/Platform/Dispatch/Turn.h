@@ -15,9 +15,10 @@ namespace telvora::detail {
 /// it says whether a thread waits, the pool replaces a worker that waits, and misuse stops the
 /// process.
 ///
-/// Threads: any. Not recursive: a thread that takes a turn that it already holds alone would wait
-/// for itself, so the process stops with a message instead. Waiting threads get it in no fixed
-/// order, because a fixed order would make every owner sleep.
+/// Threads: any. Not recursive: a thread that takes a turn that it already holds would wait for
+/// itself, so the process stops with a message instead. This includes a turn that it holds shared
+/// and takes shared again, which would succeed only as long as no barrier waits. Waiting threads
+/// get the turn in no fixed order, because a fixed order would make every owner sleep.
 class TELVORA_CAPABILITY("turn") Turn {
 public:
     /// `pool` may replace a worker while it waits here. `label` is the queue's, for the message.
@@ -39,7 +40,11 @@ public:
     }
 
 private:
+    friend class SharedTurn;
     class Waiting;
+
+    // Stops the process: the calling thread would wait for itself.
+    [[noreturn]] void refuse() const;
 
     WorkerPool& m_pool;
     const std::string m_label;
@@ -63,7 +68,8 @@ private:
     Turn& m_turn;
 };
 
-/// Holds the turn shared for a scope, in the same way.
+/// Holds the turn shared for a scope, in the same way. The objects of one thread are a list on its
+/// stack, so that the thread knows the turns that it holds shared.
 class TELVORA_SCOPED_CAPABILITY SharedTurn {
 public:
     explicit SharedTurn(Turn& turn) TELVORA_ACQUIRE_SHARED(turn);
@@ -73,7 +79,27 @@ public:
     SharedTurn& operator=(const SharedTurn&) = delete;
 
 private:
+    friend class Turn;
+
+    // Whether the calling thread has taken `turn` shared since it took `end`; null means ever.
+    static bool isHeld(const Turn& turn, const SharedTurn* end);
+
     Turn& m_turn;
+    const SharedTurn* const m_outer;
+};
+
+/// Says for a scope that the calling thread runs asynchronous blocks. These are no part of the
+/// synchronous block around the scope: they may take a turn shared that it holds shared.
+class AsynchronousBlocks {
+public:
+    AsynchronousBlocks();
+    ~AsynchronousBlocks();
+
+    AsynchronousBlocks(const AsynchronousBlocks&) = delete;
+    AsynchronousBlocks& operator=(const AsynchronousBlocks&) = delete;
+
+private:
+    const SharedTurn* const m_outer;
 };
 
 } // namespace telvora::detail

@@ -71,7 +71,10 @@ void ManualDispatchCore::runSynchronously(Lane& lane, FunctionRef<void()> block,
 {
     requireNoDeadlock(lane, isBarrier);
     bool isBesideOthers = false;
-    Frame frame { .lane = &lane, .isBarrier = isBarrier, .isOnMainThread = isOnMainThread() };
+    Frame frame { .lane = &lane,
+        .isBarrier = isBarrier,
+        .isSynchronous = true,
+        .isOnMainThread = isOnMainThread() };
     {
         MutexLock lock(m_lock);
         isBesideOthers = lane.runningBlocks != 0;
@@ -88,15 +91,25 @@ void ManualDispatchCore::requireNoDeadlock(const Lane& lane, bool isBarrier) con
     MutexLock lock(m_lock);
     if (lane.runningBlocks == 0)
         return;
-    const bool isOwnQueue = m_frames.back().lane == &lane;
-    if (isOwnQueue || isBarrier || lane.runningBarriers != 0 || !lane.pending.empty())
+    if (isInBlockOf(lane) || isBarrier || lane.runningBarriers != 0 || !lane.pending.empty())
         fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
             "ManualDispatch");
 }
 
+bool ManualDispatchCore::isInBlockOf(const Lane& lane) const
+{
+    for (auto frame = m_frames.rbegin(); frame != m_frames.rend(); ++frame) {
+        if (frame->lane == &lane)
+            return true;
+        if (!frame->isSynchronous)
+            return false;
+    }
+    return false;
+}
+
 void ManualDispatchCore::runOnOtherThread(FunctionRef<void()> block)
 {
-    Running running(*this, { .lane = nullptr, .isBarrier = false, .isOnMainThread = false });
+    Running running(*this, {});
     block();
 }
 
@@ -117,12 +130,6 @@ void ManualDispatchCore::run(Lane& lane, Block block)
 
 void ManualDispatchCore::drain(Lane& lane)
 {
-    {
-        MutexLock lock(m_lock);
-        if (lane.runningBlocks != 0)
-            fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
-                "ManualDispatch");
-    }
     while (auto block = take(lane))
         run(lane, std::move(*block));
 }

@@ -118,6 +118,8 @@ private:
     struct Frame {
         Lane* lane = nullptr;
         bool isBarrier = false;
+        // Runs inside the block of the frame before it, on the same thread.
+        bool isSynchronous = false;
         bool isOnMainThread = false;
     };
 
@@ -125,6 +127,8 @@ private:
 
     void requireNoRunningBlock(const char* operation) const;
     void requireNoDeadlock(const Lane& lane, bool isBarrier) const;
+    // Whether a synchronous submission to `lane` would come from a block of it.
+    bool isInBlockOf(const Lane& lane) const TELVORA_REQUIRES(m_lock);
     void run(Lane& lane, Block block);
     std::optional<Block> take(Lane& lane);
     bool reachNextInstant(Instant last);

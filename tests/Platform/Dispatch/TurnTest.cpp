@@ -11,14 +11,38 @@ namespace telvora {
 namespace {
 
 using detail::AloneTurn;
+using detail::AsynchronousBlocks;
 using detail::SharedTurn;
 using detail::Turn;
 using detail::WorkerPool;
 
 class TurnTest : public testing::Test {
 protected:
-    /// What the analysis of the compiler would not let through.
-    void takeShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS { turn.takeShared(); }
+    // Without the compiler's analysis, which rejects these mistakes.
+    void takeSharedInsideAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+    {
+        const AloneTurn alone(turn);
+        const SharedTurn shared(turn);
+    }
+    void takeAloneInsideShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+    {
+        const SharedTurn shared(turn);
+        const AloneTurn alone(turn);
+    }
+    void takeSharedInsideShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+    {
+        const SharedTurn first(turn);
+        const SharedTurn second(turn);
+    }
+
+    void takeSharedInAnAsynchronousBlock() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+    {
+        const SharedTurn shared(turn);
+        const AsynchronousBlocks scope;
+        const SharedTurn ofTheBlock(turn);
+    }
+
+    static constexpr const char* message = "A block of the queue \"label\" waits for its own queue";
 
     std::shared_ptr<WorkerPool> pool = std::make_shared<WorkerPool>(detail::startDetachedThread);
     Turn turn { *pool, "label" };
@@ -62,14 +86,34 @@ TEST_F(TurnTest, TellsThatAThreadWaitsForIt)
     EXPECT_FALSE(turn.isAwaited());
 }
 
-TEST_F(TurnDeathTest, AskingForOnesOwnTurnStopsTheProcess)
+TEST_F(TurnTest, CanBeTakenAgainOnceItWasLeft)
 {
-    EXPECT_DEATH(
-        {
-            const AloneTurn alone(turn);
-            takeShared();
-        },
-        "A block of the queue \"label\" waits for its own queue");
+    {
+        const SharedTurn first(turn);
+    }
+    {
+        const SharedTurn second(turn);
+    }
+    {
+        const AloneTurn alone(turn);
+    }
+
+    EXPECT_FALSE(turn.isOwn());
+}
+
+TEST_F(TurnTest, MayBeTakenSharedAgainByABlockThatTheHoldersThreadRuns)
+{
+    takeSharedInAnAsynchronousBlock();
+
+    const AloneTurn alone(turn);
+    EXPECT_TRUE(turn.isOwn());
+}
+
+TEST_F(TurnDeathTest, TakingATurnThatTheThreadHoldsStopsTheProcess)
+{
+    EXPECT_DEATH(takeSharedInsideAlone(), message);
+    EXPECT_DEATH(takeAloneInsideShared(), message);
+    EXPECT_DEATH(takeSharedInsideShared(), message);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <tests/Platform/ClockContract.h>
 #include <tests/Platform/DispatchContract.h>
+#include <tests/Platform/DispatchMisuseContract.h>
 #include <tests/Platform/FileManagerContract.h>
 #include <tests/Platform/HTTPClientContract.h>
 #include <tests/Platform/NotificationCenterContract.h>
@@ -27,6 +28,13 @@ public:
     Dispatch& dispatch() { return m_platform.dispatch(); }
     void settle() { m_platform.runUntilIdle(); }
     void pass(std::chrono::milliseconds time) { m_platform.advance(time); }
+    std::chrono::steady_clock::time_point now() { return m_platform.clock().steadyNow(); }
+
+    void passUntil(FunctionRef<bool()> condition)
+    {
+        for (int step = 0; step < 1000 && !condition(); ++step)
+            pass(std::chrono::milliseconds(1));
+    }
 
 private:
     SimulatedPlatform m_platform { seed };
@@ -114,6 +122,7 @@ private:
 
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualClock, ClockContract, ManualClockSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, DispatchContract, ManualDispatchSubjects);
+INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, DispatchContractDeathTest, ManualDispatchSubjects);
 INSTANTIATE_TYPED_TEST_SUITE_P(
     ScriptedFileManager, FileManagerContract, ScriptedFileManagerSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedHTTPClient, HTTPClientContract, ScriptedHTTPClientSubject);
