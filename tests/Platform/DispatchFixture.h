@@ -60,6 +60,7 @@ protected:
     std::atomic<int> waitingBlocks { 0 };
     std::atomic<int> ticks { 0 };
     std::atomic<int> ran { 0 };
+    std::atomic<int> early { 0 };
     std::vector<int> order;
     std::vector<Instant> instants;
     int value = 0;

@@ -1,6 +1,7 @@
 #include <tests/Platform/Dispatch/RealDispatch.h>
 #include <tests/Platform/DispatchContract.h>
 #include <tests/Platform/DispatchMisuseContract.h>
+#include <tests/Platform/TimerSourceContract.h>
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,7 @@ private:
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Threaded, DispatchContract, ThreadedSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(Threaded, DispatchContractDeathTest, ThreadedSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Threaded, TimerSourceContract, ThreadedSubject);
 
 } // namespace
 } // namespace telvora

@@ -5,6 +5,7 @@
 #include <tests/Platform/HTTPClientContract.h>
 #include <tests/Platform/NotificationCenterContract.h>
 #include <tests/Platform/ReachabilityContract.h>
+#include <tests/Platform/TimerSourceContract.h>
 #include <tests/Platform/UUIDSourceContract.h>
 
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
@@ -123,6 +124,7 @@ private:
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualClock, ClockContract, ManualClockSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, DispatchContract, ManualDispatchSubjects);
 INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, DispatchContractDeathTest, ManualDispatchSubjects);
+INSTANTIATE_TYPED_TEST_SUITE_P(ManualDispatch, TimerSourceContract, ManualDispatchSubjects);
 INSTANTIATE_TYPED_TEST_SUITE_P(
     ScriptedFileManager, FileManagerContract, ScriptedFileManagerSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(ScriptedHTTPClient, HTTPClientContract, ScriptedHTTPClientSubject);
