@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -56,7 +55,7 @@ TEST(HostOnLinuxTest, SettleFailsAfterItsTimeout)
     const HostRun run
         = runHost(registered(server, 1) + R"({"op":"appendTracker","event":{},"for":"E2E"}
 {"op":"settle","timeout":0.2}
-{"op":"settle","timeout":5,"uploads":false}
+{"op":"settle","timeout":50,"uploads":false}
 )");
 
     EXPECT_THAT(run.lines, Contains(R"({"reply":"settle","error":"Work is still under way"})"));
@@ -67,14 +66,13 @@ TEST(HostOnLinuxTest, SettleFailsAfterItsTimeout)
 TEST(HostOnLinuxTest, TheEndOfTheScriptEndsTheProcessWhateverIsUnderWay)
 {
     const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);
-    const auto begin = std::chrono::steady_clock::now();
 
+    // A host that waited for the answers would be killed: its limit is no longer than a request's.
     const HostRun run = runHost(registered(server, 1) + R"({"op":"start"}
 {"op":"appendTracker","event":{},"for":"E2E","count":1000}
 )");
 
     EXPECT_EQ(run.exitStatus(), 0) << run.diagnostics;
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
 TEST(HostOnLinuxTest, ExitOnAnotherThreadEndsTheProcessToo)

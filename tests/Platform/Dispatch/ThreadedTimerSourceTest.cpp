@@ -9,6 +9,7 @@
 #include <future>
 #include <memory>
 #include <thread>
+#include <vector>
 
 namespace telvora {
 namespace {
@@ -24,6 +25,8 @@ protected:
     }
 
     std::atomic<int> ticks { 0 };
+    std::vector<std::chrono::steady_clock::time_point> instants;
+    std::chrono::steady_clock::time_point endOfFirst;
     std::promise<void> isInside;
     std::promise<void> mayEnd;
     std::shared_ptr<int> witness = std::make_shared<int>(0);
@@ -49,22 +52,23 @@ TEST_F(ThreadedTimerSourceTest, AnIntervalOfZeroOrLessTicksOnceAMillisecondAtMos
 TEST_F(ThreadedTimerSourceTest, TicksThatPassWhileAHandlerRunsComeAsOne)
 {
     timer->setHandler([this] {
-        if (++ticks > 1) {
-            timer->suspend();
+        instants.push_back(std::chrono::steady_clock::now());
+        if (++ticks > 1)
             return;
-        }
-        isInside.set_value();
-        mayEnd.get_future().wait();
+        std::this_thread::sleep_for(55ms);
+        endOfFirst = std::chrono::steady_clock::now();
     });
-    timer->schedule(1ms);
+    const auto beforeSchedule = std::chrono::steady_clock::now();
+    timer->schedule(10ms);
+    const auto afterSchedule = std::chrono::steady_clock::now();
     timer->resume();
-    isInside.get_future().wait();
-    std::this_thread::sleep_for(20ms);
-    mayEnd.set_value();
-    waitForTicks(2);
-    dispatch.settle();
+    waitForTicks(3);
+    timer.reset();
 
-    EXPECT_EQ(ticks, 2);
+    // The second tick comes at once, the third one not before the next deadline.
+    const auto passed = (endOfFirst - afterSchedule) / 10ms;
+    EXPECT_GE(passed, 5);
+    EXPECT_GE(instants[2], beforeSchedule + (passed + 1) * 10ms);
 }
 
 TEST_F(ThreadedTimerSourceTest, DestroyingItWaitsForTheHandler)

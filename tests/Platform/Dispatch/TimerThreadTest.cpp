@@ -53,8 +53,38 @@ private:
     const int m_number;
 };
 
+/// Holds the timer thread until it is opened.
+class Gate final : public Deadline {
+public:
+    void expire() noexcept override
+    {
+        m_isReached = true;
+        m_isReached.notify_all();
+        m_isOpen.wait(false);
+    }
+
+    void waitUntilReached() { m_isReached.wait(false); }
+
+    void open()
+    {
+        m_isOpen = true;
+        m_isOpen.notify_all();
+    }
+
+private:
+    std::atomic<bool> m_isReached { false };
+    std::atomic<bool> m_isOpen { false };
+};
+
 class TimerThreadTest : public testing::Test {
 protected:
+    /// The timer thread then waits in `gate`, so no other deadline comes.
+    void closeGate()
+    {
+        timers->arm(gate, std::chrono::steady_clock::now());
+        gate->waitUntilReached();
+    }
+
     std::shared_ptr<Deadline> deadline(int number)
     {
         return std::make_shared<Noted>(come, lock, count, number);
@@ -68,7 +98,8 @@ protected:
 
     void TearDown() override
     {
-        // The thread holds on to itself and to nothing of the case.
+        gate->open();
+        // The thread keeps itself alive. The deadlines of the case end with it.
         timers->retire();
         const std::weak_ptr<TimerThread> gone = timers;
         timers.reset();
@@ -79,18 +110,21 @@ protected:
     std::vector<int> come;
     std::mutex lock;
     std::atomic<int> count { 0 };
+    const std::shared_ptr<Gate> gate = std::make_shared<Gate>();
     std::shared_ptr<TimerThread> timers
         = std::make_shared<TimerThread>(detail::startDetachedThread);
 };
 
 TEST_F(TimerThreadTest, DeadlinesComeInTheirOrderWhateverTheOrderOfArming)
 {
-    const SteadyTime soon = std::chrono::steady_clock::now() + 20ms;
+    closeGate();
+    const SteadyTime soon = std::chrono::steady_clock::now() + 5ms;
     timers->arm(deadline(3), soon + 2ms);
     timers->arm(deadline(1), soon);
     timers->arm(deadline(4), soon + 3ms);
     timers->arm(deadline(2), soon + 1ms);
 
+    gate->open();
     waitFor(4);
 
     EXPECT_EQ(come, (std::vector<int> { 1, 2, 3, 4 }));
@@ -99,10 +133,12 @@ TEST_F(TimerThreadTest, DeadlinesComeInTheirOrderWhateverTheOrderOfArming)
 
 TEST_F(TimerThreadTest, DeadlinesOfOneTimeComeInTheOrderOfArming)
 {
-    const SteadyTime soon = std::chrono::steady_clock::now() + 20ms;
+    closeGate();
+    const SteadyTime now = std::chrono::steady_clock::now();
     for (int number = 0; number < 5; ++number)
-        timers->arm(deadline(number), soon);
+        timers->arm(deadline(number), now);
 
+    gate->open();
     waitFor(5);
 
     EXPECT_EQ(come, (std::vector<int> { 0, 1, 2, 3, 4 }));
@@ -138,7 +174,8 @@ TEST_F(TimerThreadTest, AnEarlierDeadlineWakesTheThreadFromALongerSleep)
 
 TEST_F(TimerThreadTest, DisarmingOneOfThreeLeavesTheOthersInOrder)
 {
-    const SteadyTime soon = std::chrono::steady_clock::now() + 20ms;
+    closeGate();
+    const SteadyTime soon = std::chrono::steady_clock::now();
     const std::shared_ptr<Deadline> first = deadline(1);
     const std::shared_ptr<Deadline> middle = deadline(3);
     const std::shared_ptr<Deadline> last = deadline(5);
@@ -151,6 +188,7 @@ TEST_F(TimerThreadTest, DisarmingOneOfThreeLeavesTheOthersInOrder)
     for (const auto& disarmed : { first, middle, last })
         timers->disarm(*disarmed);
     timers->arm(deadline(6), soon + 4ms);
+    gate->open();
     waitFor(3);
 
     EXPECT_EQ(come, (std::vector<int> { 2, 4, 6 }));

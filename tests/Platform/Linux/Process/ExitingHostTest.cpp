@@ -29,7 +29,7 @@ struct HostObject {
     ~HostObject()
     {
         isAlive = false;
-        // Long enough for a thread that does not know to come by.
+        // A thread that still calls closures calls one meanwhile.
         std::this_thread::sleep_for(50ms);
     }
 
