@@ -41,6 +41,7 @@ protected:
     detail::Mutex lock;
     std::unique_ptr<DispatchQueue> queue = dispatch.makeConcurrentQueue("stress");
     std::unique_ptr<DispatchQueue> other = dispatch.makeConcurrentQueue("other");
+    std::vector<std::unique_ptr<DispatchQueue>> queues;
 };
 
 TEST_F(DispatchQueueStressTest, OperationsOfOneThreadKeepTheirPlacesAmongThemselves)
@@ -140,7 +141,6 @@ TEST_F(DispatchQueueStressTest, BlocksOfOneQueueReadAndWriteThroughAnother)
 
 TEST_F(DispatchQueueStressTest, WorkersThatWaitForOneAnotherAreReplaced)
 {
-    std::vector<std::unique_ptr<DispatchQueue>> queues;
     for (int i = 0; i < 12; ++i)
         queues.push_back(dispatch.makeConcurrentQueue("chain"));
 
@@ -148,7 +148,7 @@ TEST_F(DispatchQueueStressTest, WorkersThatWaitForOneAnotherAreReplaced)
     for (int round = 0; round < 50; ++round) {
         for (std::size_t i = 0; i + 1 < queues.size(); ++i) {
             queues[i]->barrierAsync(
-                [this, &queues, i] { queues[i + 1]->barrierSync([this] { ++reached; }); });
+                [this, i] { queues[i + 1]->barrierSync([this] { ++reached; }); });
         }
     }
     dispatch.settle();

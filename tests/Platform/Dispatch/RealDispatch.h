@@ -27,9 +27,9 @@ public:
     }
 };
 
-/// A case with threads. What blocks and handlers touch are members of the case's own fixture,
-/// which derives from this: its members die before the dispatch, and before that nothing runs any
-/// more. A block never captures a variable of the case.
+/// The fixture of cases with threads. What blocks and handlers touch are members of a fixture that
+/// derives from this one: they are destroyed after all blocks have run. A block never captures a
+/// variable of the case.
 class RealDispatchTest : public testing::Test {
 protected:
     void TearDown() override { dispatch.settle(); }

@@ -28,9 +28,10 @@ protected:
     std::promise<void> isInside;
     std::promise<void> mayEnd;
     std::latch met { 2 };
-    std::vector<std::thread::id> threads;
+    std::vector<std::vector<int>> orders { 4 };
     std::atomic<int> foreign { 0 };
     int ran = 0;
+    std::vector<std::unique_ptr<DispatchQueue>> queues;
 };
 
 TEST_F(ThreadedDispatchQueueTest, ABarrierSyncRunsOnItsCallersThreadUnderContentionToo)
@@ -111,11 +112,10 @@ TEST_F(ThreadedDispatchQueueTest, ABacklogOfAMillionGivesItsMemoryBack)
 
 TEST_F(ThreadedDispatchQueueTest, SubmissionsOfOneThreadRunInTheirOrderWhoeverRunsThem)
 {
-    std::vector<std::vector<int>> orders(4);
-    inThreads(4, [&](int thread) {
+    inThreads(4, [this](int thread) {
         for (int number = 0; number < 2000; ++number) {
             queue->barrierAsync(
-                [&orders, thread, number] { orders[std::size_t(thread)].push_back(number); });
+                [this, thread, number] { orders[std::size_t(thread)].push_back(number); });
             if (number % 100 == thread)
                 queue->sync([] {});
         }
@@ -130,7 +130,6 @@ TEST_F(ThreadedDispatchQueueTest, SubmissionsOfOneThreadRunInTheirOrderWhoeverRu
 
 TEST_F(ThreadedDispatchQueueTest, AThousandQueuesAtRestKeepNoChunks)
 {
-    std::vector<std::unique_ptr<DispatchQueue>> queues;
     for (int number = 0; number < 1000; ++number) {
         queues.push_back(dispatch.makeConcurrentQueue("one of many"));
         queues.back()->barrierAsync([this] { ++foreign; });

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -25,6 +26,8 @@ protected:
     std::promise<std::pair<std::string, bool>> seen;
     std::promise<void> mayEnd;
     std::atomic<int> ran { 0 };
+    const std::unique_ptr<DispatchQueue> first = dispatch.makeConcurrentQueue("first");
+    const std::unique_ptr<DispatchQueue> second = dispatch.makeConcurrentQueue("second");
 };
 
 TEST_F(ThreadedDispatchTest, WorkersAreNamedAndTakeNoSignals)
@@ -51,14 +54,10 @@ TEST_F(ThreadedDispatchTest, WaitingForRestEndsAtTheDeadline)
 
 TEST_F(ThreadedDispatchTest, RestMeansThatEverythingHasRun)
 {
-    const auto first = dispatch.makeConcurrentQueue("first");
-    const auto second = dispatch.makeConcurrentQueue("second");
-
     for (int round = 0; round < 300; ++round) {
-        first->barrierAsync([&, this] {
-            second->barrierAsync([&, this] {
-                dispatch.globalAsyncAfter(
-                    0s, [&, this] { first->barrierAsync([this] { ++ran; }); });
+        first->barrierAsync([this] {
+            second->barrierAsync([this] {
+                dispatch.globalAsyncAfter(0s, [this] { first->barrierAsync([this] { ++ran; }); });
             });
         });
         dispatch.settle();
