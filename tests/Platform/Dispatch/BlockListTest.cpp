@@ -126,6 +126,22 @@ TEST_F(BlockListTest, TheStoreKeepsAMegabyteOfALongBacklog)
     EXPECT_EQ(store.storedCount(), 64U);
 }
 
+TEST_F(BlockListTest, ANewBlockUsesAStoredChunk)
+{
+    for (int number = 0; number < manyBlocks; ++number)
+        append(number);
+    while (!list.isEmpty())
+        runFirst();
+    list.giveMemoryBack();
+    const std::size_t stored = store.storedCount();
+
+    append(0);
+
+    EXPECT_GT(stored, 1U);
+    EXPECT_EQ(store.storedCount(), stored - 1);
+    runFirst();
+}
+
 TEST_F(BlockListTest, OneThreadMayAppendWhileAnotherRemoves)
 {
     constexpr int count = 100'000;
