@@ -10,11 +10,6 @@ namespace telvora::detail {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto shortWait = 250us;
-constexpr auto longestSleep = 5s;
-
 // A job may block in a way that the pool does not see (on a lock of the host's), so a small machine
 // gets a few threads more than it has cores. They start only while all other workers are busy.
 constexpr std::size_t fewestRunnable = 4;
@@ -43,23 +38,9 @@ struct WorkJob final : Job {
 
 } // namespace
 
-void JobList::append(Job& job)
-{
-    job.next = nullptr;
-    (m_first ? m_last->next : m_first) = &job;
-    m_last = &job;
-}
-
-Job* JobList::takeFirst()
-{
-    Job* const job = m_first;
-    if (job)
-        m_first = job->next;
-    return job;
-}
-
-WorkerPool::WorkerPool(StartThread startThread)
+WorkerPool::WorkerPool(StartThread startThread, WorkerTimes times)
     : m_startThread(startThread)
+    , m_times(times)
     , m_mostRunnable(std::max<std::size_t>(fewestRunnable, std::thread::hardware_concurrency()))
 {
 }
@@ -81,7 +62,7 @@ void WorkerPool::postDelayed(Job& job)
 {
     if (isForkedChild())
         return;
-    job.notBefore = std::chrono::steady_clock::now() + shortWait;
+    job.notBefore = std::chrono::steady_clock::now() + m_times.shortWait;
     const MutexLock lock(m_lock);
     m_delayedJobs.append(job);
 }
@@ -116,7 +97,14 @@ void WorkerPool::retire()
         const MutexLock lock(m_lock);
         m_isRetired = true;
     }
+    m_endOfShortWait.notify_all();
     m_wakeup.notify_all();
+}
+
+WorkerPool::Counts WorkerPool::counts()
+{
+    const MutexLock lock(m_lock);
+    return { .workers = m_workers, .asleep = m_asleep, .running = m_running, .wakes = m_wakes };
 }
 
 bool WorkerPool::isIdle() const
@@ -132,6 +120,7 @@ WorkerPool::Action WorkerPool::requestWorker()
         --m_asleep;
         ++m_notified;
         ++m_available;
+        ++m_wakes;
         return Action::wakeWorker;
     }
     if (m_runnable >= m_mostRunnable)
@@ -214,8 +203,8 @@ Job* WorkerPool::takeJob()
 
 void WorkerPool::waitShortly()
 {
-    const auto end = std::chrono::steady_clock::now() + shortWait;
-    while (m_idleWaiters == 0
+    const auto end = std::chrono::steady_clock::now() + m_times.shortWait;
+    while (m_idleWaiters == 0 && !m_isRetired
         && m_endOfShortWait.wait_until(m_lock, end) == std::cv_status::no_timeout) { }
 }
 
@@ -227,7 +216,7 @@ bool WorkerPool::sleepUntilNotified()
     }
     --m_available;
     ++m_asleep;
-    const auto end = std::chrono::steady_clock::now() + longestSleep;
+    const auto end = std::chrono::steady_clock::now() + m_times.longestSleep;
     bool hasSleptLong = false;
     while (m_notified == 0 && !m_isRetired) {
         if (m_workers == 1)

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/Work.h>
+#include <Telvora/Platform/Dispatch/Job.h>
 #include <Telvora/Platform/Dispatch/StartThread.h>
 
 #include <chrono>
@@ -11,31 +12,12 @@
 
 namespace telvora::detail {
 
-/// Something that a worker can run. It contains the link of the pool's lists, so posting it needs
-/// no memory and cannot fail. A job is in one list at a time.
-struct Job {
-    virtual ~Job() = default;
-
-    /// May destroy the job.
-    virtual void run() noexcept = 0;
-
-    Job* next = nullptr;
-    /// For a delayed job: the earliest time to run it.
-    std::chrono::steady_clock::time_point notBefore;
-};
-
-/// Jobs, oldest first. Does not own them.
-class JobList {
-public:
-    bool isEmpty() const { return !m_first; }
-    Job* first() const { return m_first; }
-    void append(Job& job);
-    /// Null when the list is empty.
-    Job* takeFirst();
-
-private:
-    Job* m_first = nullptr;
-    Job* m_last = nullptr;
+/// How long a worker without jobs waits.
+struct WorkerTimes {
+    /// A job that is posted during this wait wakes no thread.
+    std::chrono::nanoseconds shortWait = std::chrono::microseconds(250);
+    /// After this sleep a worker ends, unless it is the last one.
+    std::chrono::nanoseconds longestSleep = std::chrono::seconds(5);
 };
 
 /// The threads that run asynchronous work.
@@ -58,7 +40,8 @@ private:
 /// Failure: when the system refuses a thread, jobs wait until the pool next tries to start one.
 class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
 public:
-    explicit WorkerPool(StartThread startThread);
+    /// `times` differ in tests only.
+    explicit WorkerPool(StartThread startThread, WorkerTimes times = {});
 
     /// Runs `job` on a worker, soon. The job must live until it has run.
     void post(Job& job) TELVORA_EXCLUDES(m_lock);
@@ -75,6 +58,16 @@ public:
 
     /// Workers without jobs end from now on, the last one too. Jobs may still be posted.
     void retire() TELVORA_EXCLUDES(m_lock);
+
+    /// The state of the threads. For tests.
+    struct Counts {
+        std::size_t workers = 0;
+        std::size_t asleep = 0;
+        std::size_t running = 0;
+        /// Since the pool was made: how often a sleeping worker was woken.
+        std::size_t wakes = 0;
+    };
+    Counts counts() TELVORA_EXCLUDES(m_lock);
 
     /// Says for a scope that the calling thread waits for another thread. If it is a worker, the
     /// pool may start another worker in its place.
@@ -112,9 +105,12 @@ private:
     void perform(Action action) TELVORA_EXCLUDES(m_lock);
 
     const StartThread m_startThread;
+    const WorkerTimes m_times;
     const std::size_t m_mostRunnable;
 
     Mutex m_lock;
+    // Each kind of waiting thread has its own condition variable, so that a notification wakes no
+    // thread of another kind.
     std::condition_variable_any m_wakeup;
     std::condition_variable_any m_endOfShortWait;
     std::condition_variable_any m_idle;
@@ -130,6 +126,7 @@ private:
     // Sleeping workers that were notified and have not woken up yet.
     std::size_t m_notified TELVORA_GUARDED_BY(m_lock) = 0;
     std::size_t m_running TELVORA_GUARDED_BY(m_lock) = 0;
+    std::size_t m_wakes TELVORA_GUARDED_BY(m_lock) = 0;
     std::size_t m_idleWaiters TELVORA_GUARDED_BY(m_lock) = 0;
     bool m_isRetired TELVORA_GUARDED_BY(m_lock) = false;
 };

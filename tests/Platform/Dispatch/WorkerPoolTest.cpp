@@ -1,13 +1,10 @@
-#include <Telvora/Platform/Dispatch/WorkerPool.h>
-
-#include <Telvora/Platform/Linux/Process/LinuxThread.h>
+#include <tests/Platform/Dispatch/WorkerPoolFixture.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <latch>
 #include <memory>
 #include <thread>
 
@@ -16,42 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using detail::WorkerPool;
-
-std::atomic<bool> s_isRefusing { false };
-std::atomic<int> s_threads { 0 };
-std::atomic<int> s_threadsStarted { 0 };
-
-/// Starts a thread and counts it, or refuses to.
-bool startCounted(const char* name, Work body)
-{
-    if (s_isRefusing)
-        return false;
-    ++s_threads;
-    ++s_threadsStarted;
-    return detail::startDetachedThread(name, [body = std::move(body)]() mutable {
-        body();
-        body.reset();
-        --s_threads;
-    });
-}
-
-class WorkerPoolTest : public testing::Test {
-protected:
-    void TearDown() override
-    {
-        EXPECT_TRUE(pool->waitUntilIdle(std::chrono::steady_clock::now() + 2min));
-        pool->retire();
-        while (s_threads > 0)
-            std::this_thread::yield();
-    }
-
-    void settle() { ASSERT_TRUE(pool->waitUntilIdle(std::chrono::steady_clock::now() + 2min)); }
-
-    std::atomic<int> ran { 0 };
-    std::promise<void> mayEnd;
-    std::latch met { 4 };
-    std::shared_ptr<WorkerPool> pool = std::make_shared<WorkerPool>(startCounted);
-};
 
 TEST_F(WorkerPoolTest, StartsNoThreadBeforeTheFirstJob)
 {
@@ -77,10 +38,10 @@ TEST_F(WorkerPoolTest, JobsOneAfterTheOtherNeedOneThread)
 
 TEST_F(WorkerPoolTest, FourJobsRunSideBySide)
 {
-    for (int job = 0; job < 4; ++job)
-        pool->post([this] { met.arrive_and_wait(); });
+    startFourWorkers();
 
     settle();
+    EXPECT_EQ(s_threadsStarted, 4);
 }
 
 TEST_F(WorkerPoolTest, AWorkerThatWaitsForAnotherIsReplaced)
