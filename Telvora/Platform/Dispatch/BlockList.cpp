@@ -13,10 +13,10 @@ public:
     static constexpr std::size_t bytes = 16 * 1024;
     static constexpr std::size_t capacity = (bytes - alignof(Work)) / sizeof(Work);
 
-    Work& build(std::size_t index) { return *::new (m_places[index].memory) Work; }
+    Work& build(std::size_t index) { return *::new (m_slots[index].memory) Work; }
     Work& at(std::size_t index)
     {
-        void* const memory = m_places[index].memory;
+        void* const memory = m_slots[index].memory;
         return *std::launder(static_cast<Work*>(memory));
     }
 
@@ -24,18 +24,18 @@ public:
     BlockChunk* next = nullptr;
 
 private:
-    struct Place {
+    struct Slot {
         alignas(Work) std::byte memory[sizeof(Work)];
     };
 
-    Place m_places[capacity];
+    Slot m_slots[capacity];
 };
 
 static_assert(sizeof(BlockChunk) <= BlockChunk::bytes);
 
 namespace {
 
-constexpr std::size_t mostChunksStored = 1024 * 1024 / BlockChunk::bytes;
+constexpr std::size_t maximumChunksStored = 1024 * 1024 / BlockChunk::bytes;
 
 } // namespace
 
@@ -63,7 +63,7 @@ void BlockChunkStore::giveBack(BlockChunk* chunk) noexcept
         return; // The lock may be held by a thread that does not exist in the child.
     {
         const BriefLockHolder lock(m_lock);
-        if (m_count < mostChunksStored) {
+        if (m_count < maximumChunksStored) {
             ++m_count;
             chunk->next = std::exchange(m_first, chunk);
             return;

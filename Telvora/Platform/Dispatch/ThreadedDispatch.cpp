@@ -1,6 +1,7 @@
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Platform/Dispatch/RunBlock.h>
 #include <Telvora/Platform/Dispatch/ThreadedDispatchQueue.h>
 #include <Telvora/Platform/Dispatch/ThreadedTimerSource.h>
 #include <Telvora/Platform/Dispatch/TimerThread.h>
@@ -31,11 +32,7 @@ public:
     void run() noexcept override
     {
         const auto self = std::move(m_self);
-        try {
-            m_block();
-        } catch (...) {
-            // No caller waits for the block, so the exception has no receiver.
-        }
+        detail::runBlock(m_block);
     }
 
 private:

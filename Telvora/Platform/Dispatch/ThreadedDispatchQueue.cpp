@@ -1,6 +1,7 @@
 #include <Telvora/Platform/Dispatch/ThreadedDispatchQueue.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Platform/Dispatch/RunBlock.h>
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +11,7 @@ namespace telvora::detail {
 namespace {
 
 // Blocks that a worker runs before it takes another job.
-constexpr unsigned mostBlocksInARow = 256;
+constexpr unsigned maximumBlocksInARow = 256;
 
 // A worker that found fewer blocks than this is as fast as the submitting threads.
 constexpr unsigned fewBlocks = 64;
@@ -26,16 +27,16 @@ QueueCore::QueueCore(std::shared_ptr<DispatchShare> share, std::string label)
 
 void QueueCore::submit(FunctionRef<void(Work&)> make)
 {
-    bool isToSchedule = false;
+    bool mustSchedule = false;
     {
         const BriefLockHolder lock(m_lock);
         m_list.append(make);
         if (!m_scheduledSelf) {
             m_scheduledSelf = shared_from_this();
-            isToSchedule = true;
+            mustSchedule = true;
         }
     }
-    if (isToSchedule)
+    if (mustSchedule)
         m_share->pool->post(*this);
 }
 
@@ -99,9 +100,10 @@ unsigned QueueCore::runSome()
     // Not the blocks that arrive meanwhile: the running and the submitting threads would compete
     // for the same cache lines.
     const std::uint64_t waiting = m_list.appendedCount() - m_list.removedCount();
-    const auto most = static_cast<unsigned>(std::min<std::uint64_t>(waiting, mostBlocksInARow));
+    const auto maximum
+        = static_cast<unsigned>(std::min<std::uint64_t>(waiting, maximumBlocksInARow));
     unsigned blocksRun = 0;
-    while (blocksRun < most) {
+    while (blocksRun < maximum) {
         runFirst();
         ++blocksRun;
         if (isForkedChild() || m_turn.isAwaited())
@@ -119,12 +121,7 @@ void QueueCore::runUpTo(std::uint64_t last)
 
 void QueueCore::runFirst()
 {
-    Work& block = m_list.first();
-    try {
-        block();
-    } catch (...) {
-        // No caller waits for the block, so the exception has no receiver.
-    }
+    runBlock(m_list.first());
     if (!isForkedChild())
         m_list.removeFirst();
 }
@@ -151,7 +148,7 @@ ThreadedDispatchQueue::~ThreadedDispatchQueue()
 
 void ThreadedDispatchQueue::barrierAsync(Work block)
 {
-    makeBarrier([&](Work& place) { place = std::move(block); });
+    makeBarrier([&](Work& work) { work = std::move(block); });
 }
 
 void ThreadedDispatchQueue::makeBarrier(FunctionRef<void(Work&)> make)

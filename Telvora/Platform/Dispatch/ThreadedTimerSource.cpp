@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
+#include <Telvora/Platform/Dispatch/RunBlock.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -87,7 +88,7 @@ public:
     {
         const MutexLock lock(m_lock);
         const SteadyTime now = std::chrono::steady_clock::now();
-        // If not, disarm() came after the timer thread had already taken the deadline.
+        // Happens when disarm() came after the timer thread had taken the deadline.
         if (!m_isArmed || m_next > now)
             return;
         m_isArmed = false;
@@ -99,16 +100,12 @@ public:
     {
         const std::shared_ptr<State> self = takeTick();
         if (const Handler handler = beginHandler()) {
-            try {
-                if (*handler)
-                    (*handler)();
-            } catch (...) {
-                // No caller waits for a tick, so the exception has no receiver.
-            }
+            if (*handler)
+                runBlock(*handler);
         }
         if (isForkedChild())
             return;
-        // If the handler was replaced meanwhile, it has gone before anybody hears of its end.
+        // Here a handler that was replaced meanwhile is already destroyed, before cancel() returns.
         const MutexLock lock(m_lock);
         m_runner = std::thread::id();
         if (m_isAwaited)

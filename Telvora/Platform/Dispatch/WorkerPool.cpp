@@ -1,6 +1,7 @@
 #include <Telvora/Platform/Dispatch/WorkerPool.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Platform/Dispatch/RunBlock.h>
 
 #include <algorithm>
 #include <thread>
@@ -12,7 +13,7 @@ namespace {
 
 // A job may block in a way that the pool does not see (on a lock of the host's), so a small machine
 // gets a few threads more than it has cores. They start only while all other workers are busy.
-constexpr std::size_t fewestRunnable = 4;
+constexpr std::size_t lowestMaximum = 4;
 
 // The pool whose worker this thread is.
 constinit thread_local WorkerPool* t_pool = nullptr;
@@ -26,11 +27,7 @@ struct WorkJob final : Job {
     void run() noexcept override
     {
         const std::unique_ptr<WorkJob> self(this);
-        try {
-            work();
-        } catch (...) {
-            // No caller waits for the work, so the exception has no receiver.
-        }
+        runBlock(work);
     }
 
     Work work;
@@ -41,7 +38,7 @@ struct WorkJob final : Job {
 WorkerPool::WorkerPool(StartThread startThread, WorkerTimes times)
     : m_startThread(startThread)
     , m_times(times)
-    , m_mostRunnable(std::max<std::size_t>(fewestRunnable, std::thread::hardware_concurrency()))
+    , m_maximumRunnable(std::max<std::size_t>(lowestMaximum, std::thread::hardware_concurrency()))
 {
 }
 
@@ -123,7 +120,7 @@ WorkerPool::Action WorkerPool::requestWorker()
         ++m_wakes;
         return Action::wakeWorker;
     }
-    if (m_runnable >= m_mostRunnable)
+    if (m_runnable >= m_maximumRunnable)
         return Action::none; // A busy worker looks for more jobs after each job.
     ++m_workers;
     ++m_runnable;

@@ -106,7 +106,7 @@ private:
 
     const StartThread m_startThread;
     const WorkerTimes m_times;
-    const std::size_t m_mostRunnable;
+    const std::size_t m_maximumRunnable;
 
     Mutex m_lock;
     // Each kind of waiting thread has its own condition variable, so that a notification wakes no

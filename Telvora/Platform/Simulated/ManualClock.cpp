@@ -8,32 +8,32 @@ namespace telvora {
 
 double ManualClock::secondsSince1970() const
 {
-    const Hands hands = m_hands.get();
-    return hands.wallWhenSet
-        + std::chrono::duration<double>(hands.steady - hands.steadyWhenSet).count();
+    const Times times = m_times.get();
+    return times.wallWhenSet
+        + std::chrono::duration<double>(times.steady - times.steadyWhenSet).count();
 }
 
 std::chrono::steady_clock::time_point ManualClock::steadyNow() const
 {
-    return m_hands.get().steady;
+    return m_times.get().steady;
 }
 
 void ManualClock::advance(std::chrono::nanoseconds step)
 {
     step = std::max(step, std::chrono::nanoseconds(0));
-    m_hands.with([&](Hands& hands) { hands.steady = detail::later(hands.steady, step); });
+    m_times.with([&](Times& times) { times.steady = detail::later(times.steady, step); });
 }
 
 void ManualClock::advanceTo(std::chrono::steady_clock::time_point instant)
 {
-    m_hands.with([&](Hands& hands) { hands.steady = std::max(hands.steady, instant); });
+    m_times.with([&](Times& times) { times.steady = std::max(times.steady, instant); });
 }
 
 void ManualClock::setWallTime(double secondsSince1970)
 {
-    m_hands.with([&](Hands& hands) {
-        hands.wallWhenSet = secondsSince1970;
-        hands.steadyWhenSet = hands.steady;
+    m_times.with([&](Times& times) {
+        times.wallWhenSet = secondsSince1970;
+        times.steadyWhenSet = times.steady;
     });
 }
 

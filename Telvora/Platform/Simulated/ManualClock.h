@@ -36,13 +36,13 @@ public:
 private:
     // Calendar time is stored as its value when it was set, and the steady time since then: adding
     // step by step would accumulate rounding errors.
-    struct Hands {
+    struct Times {
         double wallWhenSet = firstSecondsSince1970;
         std::chrono::steady_clock::time_point steadyWhenSet;
         std::chrono::steady_clock::time_point steady;
     };
 
-    detail::Guarded<Hands> m_hands;
+    detail::Guarded<Times> m_times;
 };
 
 /// The nearest number of nanoseconds, limited to what the type can express; 0 for NaN. For scripts

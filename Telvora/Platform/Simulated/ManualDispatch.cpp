@@ -13,26 +13,26 @@ public:
 
     ManualDispatchQueue(std::shared_ptr<Core> core, std::string label)
         : m_core(std::move(core))
-        , m_lane(std::make_shared<Core::Lane>(
-              Core::Lane { Core::Order::serial, std::move(label), true }))
+        , m_queue(std::make_shared<Core::BlockQueue>(
+              Core::BlockQueue { Core::Order::serial, std::move(label), true }))
     {
     }
 
-    ~ManualDispatchQueue() override { m_core->drainUnlessOwn(*m_lane); }
+    ~ManualDispatchQueue() override { m_core->runPendingBlocksUnlessOwn(*m_queue); }
 
-    void barrierAsync(Work block) override { m_core->submit(m_lane, std::move(block)); }
+    void barrierAsync(Work block) override { m_core->submit(m_queue, std::move(block)); }
     void sync(FunctionRef<void()> block) override
     {
-        m_core->runSynchronously(*m_lane, block, false);
+        m_core->runSynchronously(*m_queue, block, false);
     }
     void barrierSync(FunctionRef<void()> block) override
     {
-        m_core->runSynchronously(*m_lane, block, true);
+        m_core->runSynchronously(*m_queue, block, true);
     }
 
 private:
     const std::shared_ptr<Core> m_core;
-    const std::shared_ptr<Core::Lane> m_lane;
+    const std::shared_ptr<Core::BlockQueue> m_queue;
 };
 
 } // namespace
@@ -59,17 +59,17 @@ std::unique_ptr<TimerSource> ManualDispatch::makeTimerSource()
 
 void ManualDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work block)
 {
-    m_core->submitAfter(m_core->globalLane(), delay, std::move(block));
+    m_core->submitAfter(m_core->globalQueue(), delay, std::move(block));
 }
 
 void ManualDispatch::mainAsync(Work block)
 {
-    m_core->submit(m_core->mainLane(), std::move(block));
+    m_core->submit(m_core->mainQueue(), std::move(block));
 }
 
 void ManualDispatch::completionAsync(std::chrono::nanoseconds delay, Work block)
 {
-    m_core->submitAfter(m_core->completionLane(), delay, std::move(block));
+    m_core->submitAfter(m_core->completionQueue(), delay, std::move(block));
 }
 
 void ManualDispatch::runOnOtherThread(FunctionRef<void()> block)

@@ -31,11 +31,11 @@ public:
 private:
     static void count(const Frame& frame, int step)
     {
-        if (!frame.lane)
+        if (!frame.queue)
             return;
-        frame.lane->runningBlocks += static_cast<std::size_t>(step);
+        frame.queue->runningBlocks += static_cast<std::size_t>(step);
         if (frame.isBarrier)
-            frame.lane->runningBarriers += static_cast<std::size_t>(step);
+            frame.queue->runningBarriers += static_cast<std::size_t>(step);
     }
 
     ManualDispatchCore& m_core;
@@ -44,62 +44,63 @@ private:
 ManualDispatchCore::ManualDispatchCore(ManualClock& clock, std::uint64_t seed)
     : m_clock(clock)
     , m_isSeeded(seed != 0)
-    , m_globalLane(std::make_shared<Lane>(Lane { Order::free, "global" }))
-    , m_mainLane(std::make_shared<Lane>(Lane { Order::serial, "main" }))
-    , m_completionLane(std::make_shared<Lane>(Lane { Order::free, "completions" }))
+    , m_globalQueue(std::make_shared<BlockQueue>(BlockQueue { Order::free, "global" }))
+    , m_mainQueue(std::make_shared<BlockQueue>(BlockQueue { Order::serial, "main" }))
+    , m_completionQueue(std::make_shared<BlockQueue>(BlockQueue { Order::free, "completions" }))
     , m_random(seed)
 {
 }
 
 // Submitting
 
-void ManualDispatchCore::submit(const std::shared_ptr<Lane>& lane, Work work)
+void ManualDispatchCore::submit(const std::shared_ptr<BlockQueue>& queue, Work work)
 {
     MutexLock lock(m_lock);
-    makeReady(lane, { .work = std::move(work) });
+    makeReady(queue, { .work = std::move(work) });
 }
 
-void ManualDispatchCore::makeReady(const std::shared_ptr<Lane>& lane, Block block)
+void ManualDispatchCore::makeReady(const std::shared_ptr<BlockQueue>& queue, Block block)
 {
     block.sequence = m_nextSequence++;
-    if (lane->pending.empty())
-        m_activeLanes.push_back(lane);
-    lane->pending.push_back(std::move(block));
+    if (queue->pending.empty())
+        m_queuesWithBlocks.push_back(queue);
+    queue->pending.push_back(std::move(block));
 }
 
-void ManualDispatchCore::runSynchronously(Lane& lane, FunctionRef<void()> block, bool isBarrier)
+void ManualDispatchCore::runSynchronously(
+    BlockQueue& queue, FunctionRef<void()> block, bool isBarrier)
 {
-    requireNoDeadlock(lane, isBarrier);
-    bool isBesideOthers = false;
-    Frame frame { .lane = &lane,
+    requireNoDeadlock(queue, isBarrier);
+    bool isReaderRunning = false;
+    Frame frame { .queue = &queue,
         .isBarrier = isBarrier,
         .isSynchronous = true,
         .isOnMainThread = isOnMainThread() };
     {
         MutexLock lock(m_lock);
-        isBesideOthers = lane.runningBlocks != 0;
+        isReaderRunning = queue.runningBlocks != 0;
     }
-    // Beside a running reader nothing is pending.
-    if (!isBesideOthers)
-        drain(lane);
+    // If a reader runs here, requireNoDeadlock() has shown that nothing is pending.
+    if (!isReaderRunning)
+        runPendingBlocks(queue);
     Running running(*this, frame);
     block();
 }
 
-void ManualDispatchCore::requireNoDeadlock(const Lane& lane, bool isBarrier) const
+void ManualDispatchCore::requireNoDeadlock(const BlockQueue& queue, bool isBarrier) const
 {
     MutexLock lock(m_lock);
-    if (lane.runningBlocks == 0)
+    if (queue.runningBlocks == 0)
         return;
-    if (isInBlockOf(lane) || isBarrier || lane.runningBarriers != 0 || !lane.pending.empty())
-        fatal("A block of the queue \"" + lane.label + "\" waits for its own queue",
+    if (isInBlockOf(queue) || isBarrier || queue.runningBarriers != 0 || !queue.pending.empty())
+        fatal("A block of the queue \"" + queue.label + "\" waits for its own queue",
             "ManualDispatch");
 }
 
-bool ManualDispatchCore::isInBlockOf(const Lane& lane) const
+bool ManualDispatchCore::isInBlockOf(const BlockQueue& queue) const
 {
     for (auto frame = m_frames.rbegin(); frame != m_frames.rend(); ++frame) {
-        if (frame->lane == &lane)
+        if (frame->queue == &queue)
             return true;
         if (!frame->isSynchronous)
             return false;
@@ -115,51 +116,53 @@ void ManualDispatchCore::runOnOtherThread(FunctionRef<void()> block)
 
 // Running
 
-void ManualDispatchCore::run(Lane& lane, Block block)
+void ManualDispatchCore::run(BlockQueue& queue, Block block)
 {
     Running running(*this,
-        { .lane = &lane, .isBarrier = lane.isQueue, .isOnMainThread = &lane == m_mainLane.get() });
+        { .queue = &queue,
+            .isBarrier = queue.hasBarriers,
+            .isOnMainThread = &queue == m_mainQueue.get() });
     try {
         block.work();
     } catch (...) {
-        // As on a real thread: no caller waits for the block, so the exception has no receiver.
+        // Nobody can catch it, so it is dropped.
     }
     // What the block captured is destroyed while the block still counts as running.
     block.work.reset();
 }
 
-void ManualDispatchCore::drain(Lane& lane)
+void ManualDispatchCore::runPendingBlocks(BlockQueue& queue)
 {
-    while (auto block = take(lane))
-        run(lane, std::move(*block));
+    while (auto block = take(queue))
+        run(queue, std::move(*block));
 }
 
-void ManualDispatchCore::drainUnlessOwn(Lane& lane)
+void ManualDispatchCore::runPendingBlocksUnlessOwn(BlockQueue& queue)
 {
     {
         MutexLock lock(m_lock);
         const bool isOwn = std::any_of(m_frames.begin(), m_frames.end(),
-            [&](const Frame& frame) { return frame.lane == &lane; });
+            [&](const Frame& frame) { return frame.queue == &queue; });
         if (isOwn)
             return;
     }
-    drain(lane);
+    runPendingBlocks(queue);
 }
 
 bool ManualDispatchCore::runNext()
 {
     requireNoRunningBlock("runNext");
-    std::shared_ptr<Lane> lane;
+    std::shared_ptr<BlockQueue> queue;
     Block block;
     {
         MutexLock lock(m_lock);
-        if (m_activeLanes.empty())
+        if (m_queuesWithBlocks.empty())
             return false;
         std::size_t index = 0;
-        std::tie(lane, index) = m_isSeeded ? chooseAny() : choose();
-        block = takeAt(*lane, index);
+        std::tie(queue, index) = m_isSeeded ? chooseAny() : choose();
+        block = takeAt(*queue, index);
     }
-    run(*lane, std::move(block));
+    run(*queue, std::move(block));
     return true;
 }
 
@@ -175,56 +178,58 @@ void ManualDispatchCore::requireNoRunningBlock(const char* operation) const
         fatal(std::string(operation) + " was called from a block", "ManualDispatch");
 }
 
-// How many blocks at the head of the lane may run next, in any order.
-static std::size_t runnable(const ManualDispatchCore::Lane& lane)
+// How many of the first pending blocks may run next, in any order.
+static std::size_t runnable(const ManualDispatchCore::BlockQueue& queue)
 {
-    return lane.order == ManualDispatchCore::Order::serial ? 1 : lane.pending.size();
+    return queue.order == ManualDispatchCore::Order::serial ? 1 : queue.pending.size();
 }
 
-std::pair<std::shared_ptr<ManualDispatchCore::Lane>, std::size_t> ManualDispatchCore::choose()
+std::pair<std::shared_ptr<ManualDispatchCore::BlockQueue>, std::size_t> ManualDispatchCore::choose()
 {
-    auto oldest = std::min_element(
-        m_activeLanes.begin(), m_activeLanes.end(), [](const auto& one, const auto& other) {
+    auto oldest = std::min_element(m_queuesWithBlocks.begin(), m_queuesWithBlocks.end(),
+        [](const auto& one, const auto& other) {
             return one->pending.front().sequence < other->pending.front().sequence;
         });
     return { *oldest, 0 };
 }
 
-std::pair<std::shared_ptr<ManualDispatchCore::Lane>, std::size_t> ManualDispatchCore::chooseAny()
+std::pair<std::shared_ptr<ManualDispatchCore::BlockQueue>, std::size_t>
+ManualDispatchCore::chooseAny()
 {
     std::size_t count = 0;
-    for (const auto& lane : m_activeLanes)
-        count += runnable(*lane);
+    for (const auto& queue : m_queuesWithBlocks)
+        count += runnable(*queue);
     std::size_t chosen = m_random.next() % count;
-    for (const auto& lane : m_activeLanes) {
-        const std::size_t ofLane = runnable(*lane);
-        if (chosen < ofLane)
-            return { lane, chosen };
-        chosen -= ofLane;
+    for (const auto& queue : m_queuesWithBlocks) {
+        const std::size_t ofQueue = runnable(*queue);
+        if (chosen < ofQueue)
+            return { queue, chosen };
+        chosen -= ofQueue;
     }
-    return { m_activeLanes.front(), 0 };
+    return { m_queuesWithBlocks.front(), 0 };
 }
 
-std::optional<ManualDispatchCore::Block> ManualDispatchCore::take(Lane& lane)
+std::optional<ManualDispatchCore::Block> ManualDispatchCore::take(BlockQueue& queue)
 {
     MutexLock lock(m_lock);
-    if (lane.pending.empty())
+    if (queue.pending.empty())
         return std::nullopt;
-    return takeAt(lane, m_isSeeded ? m_random.next() % runnable(lane) : 0);
+    return takeAt(queue, m_isSeeded ? m_random.next() % runnable(queue) : 0);
 }
 
-ManualDispatchCore::Block ManualDispatchCore::takeAt(Lane& lane, std::size_t index)
+ManualDispatchCore::Block ManualDispatchCore::takeAt(BlockQueue& queue, std::size_t index)
 {
-    auto position = lane.pending.begin() + static_cast<std::ptrdiff_t>(index);
+    auto position = queue.pending.begin() + static_cast<std::ptrdiff_t>(index);
     if (m_isSeeded) {
-        // Those before it may change places, and the first costs nothing to take out.
-        std::iter_swap(lane.pending.begin(), position);
-        position = lane.pending.begin();
+        // Any order of the rest is allowed, and removing the first is cheapest.
+        std::iter_swap(queue.pending.begin(), position);
+        position = queue.pending.begin();
     }
     Block block = std::move(*position);
-    lane.pending.erase(position);
-    if (lane.pending.empty())
-        std::erase_if(m_activeLanes, [&](const auto& active) { return active.get() == &lane; });
+    queue.pending.erase(position);
+    if (queue.pending.empty())
+        std::erase_if(
+            m_queuesWithBlocks, [&](const auto& active) { return active.get() == &queue; });
     return block;
 }
 
@@ -233,9 +238,9 @@ void ManualDispatchCore::clear()
     std::vector<std::deque<Block>> dropped;
     decltype(m_waiting) waiting;
     MutexLock lock(m_lock);
-    for (const auto& lane : m_activeLanes)
-        dropped.push_back(std::exchange(lane->pending, {}));
-    m_activeLanes.clear();
+    for (const auto& queue : m_queuesWithBlocks)
+        dropped.push_back(std::exchange(queue->pending, {}));
+    m_queuesWithBlocks.clear();
     m_incessantTimers.clear();
     waiting.swap(m_waiting);
 }
@@ -258,8 +263,8 @@ std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
 {
     MutexLock lock(m_lock);
     std::size_t count = 0;
-    for (const auto& lane : m_activeLanes)
-        count += onlyBarriers && !lane->isQueue ? 0 : lane->pending.size();
+    for (const auto& queue : m_queuesWithBlocks)
+        count += onlyBarriers && !queue->hasBarriers ? 0 : queue->pending.size();
     return count;
 }
 

@@ -31,7 +31,7 @@ class ManualDispatchCore {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
-    /// Whether the blocks of a lane may change places with one another.
+    /// Whether the blocks of a queue may change places with one another.
     enum class Order {
         serial,
         free,
@@ -42,16 +42,17 @@ public:
     struct Block {
         std::uint64_t sequence = 0;
         Work work;
-        // Of a tick: whose. Only compared.
+        // The timer of a tick. Only compared.
         const Timer* timer = nullptr;
     };
 
-    /// Blocks that know of one another's order: a queue, the main queue, the answers.
-    struct Lane {
+    /// Blocks with one order among them: those of a queue, of the main queue, of the global queue,
+    /// or the answers.
+    struct BlockQueue {
         Order order = Order::serial;
         std::string label;
-        /// Of a queue that the library made: its asynchronous blocks are barriers.
-        bool isQueue = false;
+        /// Whether its asynchronous blocks are barriers: those of a DispatchQueue are.
+        bool hasBarriers = false;
         std::deque<Block> pending {};
         std::size_t runningBlocks = 0;
         std::size_t runningBarriers = 0;
@@ -70,18 +71,19 @@ public:
 
     ManualDispatchCore(ManualClock& clock, std::uint64_t seed);
 
-    const std::shared_ptr<Lane>& globalLane() const { return m_globalLane; }
-    const std::shared_ptr<Lane>& mainLane() const { return m_mainLane; }
-    const std::shared_ptr<Lane>& completionLane() const { return m_completionLane; }
+    const std::shared_ptr<BlockQueue>& globalQueue() const { return m_globalQueue; }
+    const std::shared_ptr<BlockQueue>& mainQueue() const { return m_mainQueue; }
+    const std::shared_ptr<BlockQueue>& completionQueue() const { return m_completionQueue; }
 
-    void submit(const std::shared_ptr<Lane>& lane, Work work);
-    void submitAfter(const std::shared_ptr<Lane>& lane, std::chrono::nanoseconds delay, Work work);
-    void runSynchronously(Lane& lane, FunctionRef<void()> block, bool isBarrier);
+    void submit(const std::shared_ptr<BlockQueue>& queue, Work work);
+    void submitAfter(
+        const std::shared_ptr<BlockQueue>& queue, std::chrono::nanoseconds delay, Work work);
+    void runSynchronously(BlockQueue& queue, FunctionRef<void()> block, bool isBarrier);
     void runOnOtherThread(FunctionRef<void()> block);
-    /// Runs all that is pending on the lane. Requires: no block of it is running.
-    void drain(Lane& lane);
-    /// The same; where it is a block of the lane that asks, the rest stays pending instead.
-    void drainUnlessOwn(Lane& lane);
+    /// Runs all that is pending on the queue. Requires: no block of it is running.
+    void runPendingBlocks(BlockQueue& queue);
+    /// The same, but a call from a block of the queue leaves the other blocks pending.
+    void runPendingBlocksUnlessOwn(BlockQueue& queue);
 
     bool runNext();
     void runUntilIdle();
@@ -108,15 +110,15 @@ public:
     }
 
 private:
-    // What waits for its time: a delayed block on its way to a lane, or a timer.
+    // What waits for its time: a delayed block on its way to a queue, or a timer.
     struct Waiting {
-        std::shared_ptr<Lane> lane;
+        std::shared_ptr<BlockQueue> queue;
         Work work {};
         std::shared_ptr<Timer> timer {};
     };
 
     struct Frame {
-        Lane* lane = nullptr;
+        BlockQueue* queue = nullptr;
         bool isBarrier = false;
         // Runs inside the block of the frame before it, on the same thread.
         bool isSynchronous = false;
@@ -126,36 +128,36 @@ private:
     class Running;
 
     void requireNoRunningBlock(const char* operation) const;
-    void requireNoDeadlock(const Lane& lane, bool isBarrier) const;
-    // Whether a synchronous submission to `lane` would come from a block of it.
-    bool isInBlockOf(const Lane& lane) const TELVORA_REQUIRES(m_lock);
-    void run(Lane& lane, Block block);
-    std::optional<Block> take(Lane& lane);
+    void requireNoDeadlock(const BlockQueue& queue, bool isBarrier) const;
+    // Whether a synchronous submission to `queue` would come from a block of it.
+    bool isInBlockOf(const BlockQueue& queue) const TELVORA_REQUIRES(m_lock);
+    void run(BlockQueue& queue, Block block);
+    std::optional<Block> take(BlockQueue& queue);
     bool reachNextInstant(Instant last);
 
-    void makeReady(const std::shared_ptr<Lane>& lane, Block block) TELVORA_REQUIRES(m_lock);
+    void makeReady(const std::shared_ptr<BlockQueue>& queue, Block block) TELVORA_REQUIRES(m_lock);
     void makeTickReady(const std::shared_ptr<Timer>& timer) TELVORA_REQUIRES(m_lock);
     void dropTick(Timer& timer) TELVORA_REQUIRES(m_lock);
     void stopWaiting(Timer& timer) TELVORA_REQUIRES(m_lock);
     void fireDue(Instant now) TELVORA_REQUIRES(m_lock);
-    Block takeAt(Lane& lane, std::size_t index) TELVORA_REQUIRES(m_lock);
-    std::pair<std::shared_ptr<Lane>, std::size_t> choose() TELVORA_REQUIRES(m_lock);
-    std::pair<std::shared_ptr<Lane>, std::size_t> chooseAny() TELVORA_REQUIRES(m_lock);
+    Block takeAt(BlockQueue& queue, std::size_t index) TELVORA_REQUIRES(m_lock);
+    std::pair<std::shared_ptr<BlockQueue>, std::size_t> choose() TELVORA_REQUIRES(m_lock);
+    std::pair<std::shared_ptr<BlockQueue>, std::size_t> chooseAny() TELVORA_REQUIRES(m_lock);
 
     ManualClock& m_clock;
     const std::thread::id m_drivingThread = std::this_thread::get_id();
     const bool m_isSeeded;
-    const std::shared_ptr<Lane> m_globalLane;
-    const std::shared_ptr<Lane> m_mainLane;
-    const std::shared_ptr<Lane> m_completionLane;
+    const std::shared_ptr<BlockQueue> m_globalQueue;
+    const std::shared_ptr<BlockQueue> m_mainQueue;
+    const std::shared_ptr<BlockQueue> m_completionQueue;
     Observer<ManualDispatch::TimerAction, std::chrono::nanoseconds> m_timerObserver;
 
     mutable Mutex m_lock;
     Random m_random TELVORA_GUARDED_BY(m_lock);
     bool m_isHeld TELVORA_GUARDED_BY(m_lock) = false;
     std::uint64_t m_nextSequence TELVORA_GUARDED_BY(m_lock) = 1;
-    // Lanes with a block pending.
-    std::vector<std::shared_ptr<Lane>> m_activeLanes TELVORA_GUARDED_BY(m_lock);
+    // Queues with pending blocks.
+    std::vector<std::shared_ptr<BlockQueue>> m_queuesWithBlocks TELVORA_GUARDED_BY(m_lock);
     // By instant, then in the order in which it was asked for.
     std::map<std::pair<Instant, std::uint64_t>, Waiting> m_waiting TELVORA_GUARDED_BY(m_lock);
     // Timers that tick whenever the clock stops.

@@ -8,16 +8,16 @@
 namespace telvora::detail {
 
 void ManualDispatchCore::submitAfter(
-    const std::shared_ptr<Lane>& lane, std::chrono::nanoseconds delay, Work work)
+    const std::shared_ptr<BlockQueue>& queue, std::chrono::nanoseconds delay, Work work)
 {
     if (delay <= std::chrono::nanoseconds(0)) {
-        submit(lane, std::move(work));
+        submit(queue, std::move(work));
         return;
     }
     MutexLock lock(m_lock);
     const auto deadline = later(m_clock.steadyNow(), delay);
     m_waiting.emplace(
-        std::pair(deadline, m_nextSequence++), Waiting { .lane = lane, .work = std::move(work) });
+        std::pair(deadline, m_nextSequence++), Waiting { .queue = queue, .work = std::move(work) });
 }
 
 void ManualDispatchCore::advance(std::chrono::nanoseconds step)
@@ -51,7 +51,7 @@ void ManualDispatchCore::fireDue(Instant now)
     while (!m_waiting.empty() && m_waiting.begin()->first.first <= now) {
         Waiting due = std::move(m_waiting.extract(m_waiting.begin()).mapped());
         if (!due.timer) {
-            makeReady(due.lane, { .work = std::move(due.work) });
+            makeReady(due.queue, { .work = std::move(due.work) });
             continue;
         }
         Timer& timer = *due.timer;
@@ -89,7 +89,7 @@ void ManualDispatchCore::schedule(
             timer->sequence = m_nextSequence++;
             timer->deadline = later(m_clock.steadyNow(), interval);
             m_waiting.emplace(std::pair(*timer->deadline, timer->sequence),
-                Waiting { .lane = nullptr, .timer = timer });
+                Waiting { .queue = nullptr, .timer = timer });
         }
     }
     m_timerObserver(ManualDispatch::TimerAction::schedule, interval);
@@ -155,18 +155,18 @@ void ManualDispatchCore::makeTickReady(const std::shared_ptr<Timer>& timer)
         if (handler && *handler)
             (*handler)();
     };
-    makeReady(m_globalLane, { .work = std::move(tick), .timer = timer.get() });
+    makeReady(m_globalQueue, { .work = std::move(tick), .timer = timer.get() });
 }
 
 void ManualDispatchCore::dropTick(Timer& timer)
 {
     if (!std::exchange(timer.isTickReady, false))
         return;
-    auto& pending = m_globalLane->pending;
+    auto& pending = m_globalQueue->pending;
     const auto tick = std::find_if(
         pending.begin(), pending.end(), [&](const Block& block) { return block.timer == &timer; });
     if (tick != pending.end())
-        takeAt(*m_globalLane, static_cast<std::size_t>(tick - pending.begin()));
+        takeAt(*m_globalQueue, static_cast<std::size_t>(tick - pending.begin()));
 }
 
 void ManualDispatchCore::stopWaiting(Timer& timer)
