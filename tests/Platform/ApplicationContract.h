@@ -22,12 +22,12 @@ protected:
 
 TYPED_TEST_SUITE_P(ApplicationContract);
 
-TYPED_TEST_P(ApplicationContract, WhatNobodyHandlesCannotBeOpened)
+TYPED_TEST_P(ApplicationContract, AURLWithoutAHandlerCannotBeOpened)
 {
     EXPECT_FALSE(this->canOpen(this->url));
 }
 
-TYPED_TEST_P(ApplicationContract, WhatSomebodyHandlesCanBeOpened)
+TYPED_TEST_P(ApplicationContract, AURLWithAHandlerCanBeOpened)
 {
     this->subject.install(this->url);
 
@@ -43,7 +43,7 @@ TYPED_TEST_P(ApplicationContract, ATextThatIsNoURLCannotBeOpened)
         EXPECT_FALSE(this->canOpen(text)) << text;
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ApplicationContract, WhatNobodyHandlesCannotBeOpened,
-    WhatSomebodyHandlesCanBeOpened, ATextThatIsNoURLCannotBeOpened);
+REGISTER_TYPED_TEST_SUITE_P(ApplicationContract, AURLWithoutAHandlerCannotBeOpened,
+    AURLWithAHandlerCanBeOpened, ATextThatIsNoURLCannotBeOpened);
 
 } // namespace telvora

@@ -30,7 +30,7 @@ TYPED_TEST_P(BundleContract, GivesWhatTheHostSaidOfItself)
     EXPECT_EQ(bundle.bundleIdentifier(), "com.example.app");
 }
 
-TYPED_TEST_P(BundleContract, WhatTheHostDidNotSayIsAbsent)
+TYPED_TEST_P(BundleContract, AnEntryThatTheHostDidNotGiveIsAbsent)
 {
     Bundle& bundle = this->subject.bundle({}, std::nullopt);
 
@@ -49,6 +49,6 @@ TYPED_TEST_P(BundleContract, AnEntryKeepsItsType)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(BundleContract, GivesWhatTheHostSaidOfItself,
-    WhatTheHostDidNotSayIsAbsent, AnEntryKeepsItsType);
+    AnEntryThatTheHostDidNotGiveIsAbsent, AnEntryKeepsItsType);
 
 } // namespace telvora

@@ -1,14 +1,13 @@
 #include <Telvora/Base/OnceValue.h>
 #include <Telvora/Classes/Utils/ReadWriteLockWrapper.h>
 
+#include <tests/InThreads.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
-#include <functional>
-#include <latch>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -16,21 +15,6 @@ namespace telvora {
 namespace {
 
 using detail::OnceValue;
-
-// Runs `body` in `count` threads that begin at the same time.
-void inThreads(int count, const std::function<void(int)>& body)
-{
-    std::latch beginning(count);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < count; ++number) {
-        threads.emplace_back([&, number] {
-            beginning.arrive_and_wait();
-            body(number);
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-}
 
 TEST(OnceValueStressTest, OtherReadersWaitForTheFirst)
 {

@@ -1,6 +1,6 @@
 #include <Telvora/Platform/Dispatch/BriefLock.h>
 
-#include <tests/Platform/Dispatch/RealDispatch.h>
+#include <tests/InThreads.h>
 
 #include <gtest/gtest.h>
 
@@ -13,12 +13,12 @@ namespace {
 using detail::BriefLock;
 using detail::BriefLockHolder;
 
-TEST(BriefLockTest, LetsOneThreadInAtATime)
+TEST(BriefLockTest, IsHeldByOneThreadAtATime)
 {
     constexpr int threads = 4;
     constexpr int rounds = 20'000;
     BriefLock lock;
-    long count = 0; // Plain on purpose: the thread sanitizer sees whether the lock orders it.
+    long count = 0; // Not atomic, so that the thread sanitizer reports two holders at once.
 
     inThreads(threads, [&](int) {
         for (int round = 0; round < rounds; ++round) {
@@ -30,7 +30,7 @@ TEST(BriefLockTest, LetsOneThreadInAtATime)
     EXPECT_EQ(count, long(threads) * rounds);
 }
 
-TEST(BriefLockTest, ThreadsThatSleepGetItOnceItIsReleased)
+TEST(BriefLockTest, AThreadThatSleepsGetsTheLockOnceItIsReleased)
 {
     BriefLock lock;
     std::atomic<int> waiting { 0 };
@@ -46,7 +46,7 @@ TEST(BriefLockTest, ThreadsThatSleepGetItOnceItIsReleased)
     });
     while (waiting < 3)
         std::this_thread::yield();
-    // The threads have time to try and to fall asleep. The case holds without that, too.
+    // Usually the threads are asleep after this. The case passes if they are not.
     for (int pause = 0; pause < 1000; ++pause)
         std::this_thread::yield();
     lock.unlock();

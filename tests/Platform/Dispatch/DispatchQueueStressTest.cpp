@@ -33,7 +33,7 @@ protected:
 
     std::array<Submissions, threadCount> submissions;
     std::atomic<long> errors { 0 };
-    // Plain data on purpose: the thread sanitizer sees whether the queue orders it.
+    // Not atomic, so that the thread sanitizer reports blocks that run at once.
     std::array<long, 8> data {};
     long value = 0;
     long lastNumber = 0;
@@ -44,7 +44,7 @@ protected:
     std::vector<std::unique_ptr<DispatchQueue>> queues;
 };
 
-TEST_F(DispatchQueueStressTest, OperationsOfOneThreadKeepTheirPlacesAmongThemselves)
+TEST_F(DispatchQueueStressTest, OperationsOfOneThreadRunInTheirOrder)
 {
     inThreads(threadCount, [this](int number) {
         const auto thread = static_cast<std::size_t>(number);
@@ -88,7 +88,7 @@ TEST_F(DispatchQueueStressTest, SubmissionsThatALockOrdersRunInThatOrder)
     EXPECT_EQ(lastNumber, threadCount * 10'000);
 }
 
-TEST_F(DispatchQueueStressTest, BarriersAndReadersNeverMeet)
+TEST_F(DispatchQueueStressTest, BarriersAndReadersNeverRunAtOnce)
 {
     inThreads(threadCount, [this](int number) {
         std::mt19937 random(static_cast<unsigned>(number));

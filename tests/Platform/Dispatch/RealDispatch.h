@@ -3,12 +3,11 @@
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 #include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
+#include <tests/InThreads.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
-#include <thread>
-#include <vector>
 
 namespace telvora {
 
@@ -36,15 +35,5 @@ protected:
 
     RealDispatch dispatch;
 };
-
-/// Runs `body` with the numbers from 0 on, each on a thread of its own, and waits for all.
-inline void inThreads(int count, const std::function<void(int)>& body)
-{
-    std::vector<std::thread> threads;
-    for (int number = 0; number < count; ++number)
-        threads.emplace_back([&body, number] { body(number); });
-    for (std::thread& thread : threads)
-        thread.join();
-}
 
 } // namespace telvora

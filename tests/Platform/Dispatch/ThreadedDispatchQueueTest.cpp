@@ -46,7 +46,7 @@ TEST_F(ThreadedDispatchQueueTest, ABarrierSyncRunsOnItsCallersThreadUnderContent
     EXPECT_EQ(foreign, 0);
 }
 
-TEST_F(ThreadedDispatchQueueTest, ReadersWaitForOneAnotherWithoutStandingInEachOthersWay)
+TEST_F(ThreadedDispatchQueueTest, ReadersRunInParallel)
 {
     inThreads(2, [this](int) { queue->sync([this] { met.arrive_and_wait(); }); });
 }

@@ -29,7 +29,7 @@ protected:
     std::latch allRan { 4 * 2000 };
 };
 
-TEST_F(TimerStressTest, HandlersOfOneSourceNeverMeet)
+TEST_F(TimerStressTest, HandlersOfOneSourceNeverRunAtOnce)
 {
     const auto timer = dispatch.makeTimerSource();
     timer->setHandler([this] {

@@ -63,7 +63,7 @@ TEST(LinuxPlatformTest, TheHostsOptionsReachTheServices)
     EXPECT_EQ(services.device.screenScale(), 3);
 }
 
-TEST(LinuxPlatformTest, TheRootGoesForTheMachineAndNotForFiles)
+TEST(LinuxPlatformTest, TheRootAppliesToTheMachineAndNotToFiles)
 {
     const TemporaryTree tree;
     tree.write("/etc/os-release", "VERSION_ID=99.1\n");
@@ -91,7 +91,7 @@ TEST(LinuxPlatformTest, MainWorkGoesToTheHostsMainThread)
     EXPECT_TRUE(isRun);
 }
 
-TEST(LinuxPlatformTest, WithoutAMainThreadMainWorkRunsAllTheSame)
+TEST(LinuxPlatformTest, WithoutAMainThreadMainWorkStillRuns)
 {
     LinuxPlatform machine;
     const auto isRun = std::make_shared<std::promise<void>>();
@@ -101,7 +101,7 @@ TEST(LinuxPlatformTest, WithoutAMainThreadMainWorkRunsAllTheSame)
     isRun->get_future().wait();
 }
 
-TEST(LinuxPlatformTest, TheLibraryMakesOneUnlessItIsGivenOne)
+TEST(LinuxPlatformTest, TheLibraryMakesAPlatformIfTheHostInstalledNone)
 {
     const Platform& first = platform();
 

@@ -78,7 +78,7 @@ TEST_F(LinuxApplicationTest, AHandlerThatIsNotInstalledOpensNothing)
     EXPECT_TRUE(application.canOpenURL(cydia));
 }
 
-TEST_F(LinuxApplicationTest, AHiddenHandlerIsAsGoodAsNone)
+TEST_F(LinuxApplicationTest, AHiddenHandlerOpensNothing)
 {
     install("store.desktop", "Hidden=true\n");
     writeRegister("/usr/share/applications/mimeinfo.cache", "MIME Cache", "store.desktop;");
@@ -86,7 +86,7 @@ TEST_F(LinuxApplicationTest, AHiddenHandlerIsAsGoodAsNone)
     EXPECT_FALSE(application.canOpenURL(cydia));
 }
 
-TEST_F(LinuxApplicationTest, TheUserMayTakeAHandlerAway)
+TEST_F(LinuxApplicationTest, TheUserMayRemoveAHandler)
 {
     install("store.desktop");
     writeRegister("/home/u/.config/mimeapps.list", "Removed Associations", "store.desktop");
@@ -95,7 +95,7 @@ TEST_F(LinuxApplicationTest, TheUserMayTakeAHandlerAway)
     EXPECT_FALSE(application.canOpenURL(cydia));
 }
 
-TEST_F(LinuxApplicationTest, AHandlerMayLieInAFolder)
+TEST_F(LinuxApplicationTest, AHandlerMayBeInAFolder)
 {
     install("kde/tools/store.desktop");
     writeRegister(

@@ -30,7 +30,7 @@ protected:
     LinuxDevice device { SystemFiles(tree.path()) };
 };
 
-TEST_F(LinuxDeviceTest, AMachineThatSaysNothingIsLinux)
+TEST_F(LinuxDeviceTest, WithoutSystemFilesTheModelIsLinux)
 {
     EXPECT_EQ(device.safeDescription(), "Linux");
     EXPECT_EQ(device.identifier(), kernel().machine);
@@ -39,7 +39,7 @@ TEST_F(LinuxDeviceTest, AMachineThatSaysNothingIsLinux)
     EXPECT_EQ(device.systemVersion(), kernel().release);
 }
 
-TEST_F(LinuxDeviceTest, TheDeviceTreeGoesBeforeTheFirmware)
+TEST_F(LinuxDeviceTest, TheDeviceTreeOverridesTheFirmware)
 {
     tree.write("/proc/device-tree/model", "Raspberry Pi 4 Model B Rev 1.4\0"s);
     tree.write("/proc/device-tree/compatible", "raspberrypi,4-model-b\0brcm,bcm2711\0"s);
@@ -78,20 +78,20 @@ TEST_F(LinuxDeviceTest, AVersionWithoutWordsLeavesTheProductName)
     EXPECT_EQ(device.safeDescription(), "90BJ0083GE");
 }
 
-TEST_F(LinuxDeviceTest, FillersGiveWayToTheBoard)
+TEST_F(LinuxDeviceTest, TheBoardsNameReplacesAPlaceholder)
 {
-    for (const std::string filler : { "To be filled by O.E.M.", "System Product Name",
+    for (const std::string placeholder : { "To be filled by O.E.M.", "System Product Name",
              "Default string", "default string", "Not Applicable", "0", "00000000", " ", "..." }) {
-        writeFirmware("sys_vendor", filler);
-        writeFirmware("product_name", filler);
+        writeFirmware("sys_vendor", placeholder);
+        writeFirmware("product_name", placeholder);
         writeFirmware("board_name", "PRIME B450M-A");
 
-        EXPECT_EQ(device.safeDescription(), "PRIME B450M-A") << filler;
-        EXPECT_EQ(device.identifier(), "PRIME B450M-A") << filler;
+        EXPECT_EQ(device.safeDescription(), "PRIME B450M-A") << placeholder;
+        EXPECT_EQ(device.identifier(), "PRIME B450M-A") << placeholder;
     }
 }
 
-TEST_F(LinuxDeviceTest, FillersAllOverAreNoModel)
+TEST_F(LinuxDeviceTest, PlaceholdersEverywhereGiveNoModel)
 {
     writeFirmware("product_name", "To be filled by O.E.M.");
     writeFirmware("board_name", "Default string");
@@ -100,7 +100,7 @@ TEST_F(LinuxDeviceTest, FillersAllOverAreNoModel)
     EXPECT_EQ(device.identifier(), kernel().machine);
 }
 
-TEST_F(LinuxDeviceTest, TheVersionIsTheDistributions)
+TEST_F(LinuxDeviceTest, TheVersionIsThatOfTheDistribution)
 {
     tree.write("/etc/os-release", "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\nBUILD_ID=x\n");
     tree.write("/usr/lib/os-release", "VERSION_ID=\"11\"\n");
@@ -108,21 +108,21 @@ TEST_F(LinuxDeviceTest, TheVersionIsTheDistributions)
     EXPECT_EQ(device.systemVersion(), "12");
 }
 
-TEST_F(LinuxDeviceTest, TheVendorsFileStandsInForTheAdministrators)
+TEST_F(LinuxDeviceTest, WithoutTheAdministratorsFileTheVendorsIsRead)
 {
     tree.write("/usr/lib/os-release", "VERSION_ID='22.04'\n");
 
     EXPECT_EQ(device.systemVersion(), "22.04");
 }
 
-TEST_F(LinuxDeviceTest, ADistributionWithoutVersionsHasABuild)
+TEST_F(LinuxDeviceTest, WithoutAVersionTheDistributionsBuildIsUsed)
 {
     tree.write("/etc/os-release", "ID=arch\nVERSION_ID=\nBUILD_ID=rolling");
 
     EXPECT_EQ(device.systemVersion(), "rolling");
 }
 
-TEST_F(LinuxDeviceTest, WithoutADistributionTheVersionIsTheKernels)
+TEST_F(LinuxDeviceTest, WithoutADistributionTheVersionIsThatOfTheKernel)
 {
     tree.write("/proc/sys/kernel/osrelease", "6.1.0-18-amd64\n");
 
@@ -175,7 +175,7 @@ TEST_F(LinuxDeviceTest, TheChassisTellsTheKindOfDevice)
     }
 }
 
-TEST_F(LinuxDeviceTest, TheDeviceTreeTellsItInWords)
+TEST_F(LinuxDeviceTest, TheDeviceTreeNamesTheKindOfDevice)
 {
     tree.write("/proc/device-tree/chassis-type", "handset\0"s);
     EXPECT_EQ(device.userInterfaceIdiom(), UserInterfaceIdiom::phone);
@@ -184,7 +184,7 @@ TEST_F(LinuxDeviceTest, TheDeviceTreeTellsItInWords)
     EXPECT_EQ(device.userInterfaceIdiom(), UserInterfaceIdiom::pad);
 }
 
-TEST_F(LinuxDeviceTest, TheAdministratorsWordOverridesTheChassis)
+TEST_F(LinuxDeviceTest, TheAdministratorsFileOverridesTheChassis)
 {
     writeFirmware("chassis_type", "30");
     tree.write("/etc/machine-info", "PRETTY_HOSTNAME=\"My \\\"phone\\\"\"\nCHASSIS=handset\n");
@@ -194,7 +194,7 @@ TEST_F(LinuxDeviceTest, TheAdministratorsWordOverridesTheChassis)
     EXPECT_EQ(device.userInterfaceIdiom(), UserInterfaceIdiom::other);
 }
 
-TEST_F(LinuxDeviceTest, CountsTheProcessorsThatItMayUse)
+TEST_F(LinuxDeviceTest, OnlyProcessorsThatTheProcessMayUseAreCounted)
 {
     cpu_set_t allowed;
     ASSERT_EQ(::sched_getaffinity(0, sizeof allowed, &allowed), 0);

@@ -113,7 +113,7 @@ TEST_F(LinuxFileManagerTest, ALinkToNothingIsNoFile)
     EXPECT_FALSE(files.fileExists(path("link")));
 }
 
-TEST_F(LinuxFileManagerTest, ARootGoesBeforeEveryPath)
+TEST_F(LinuxFileManagerTest, TheRootIsPutBeforeEveryPath)
 {
     tree.write("/bin/bash", "");
     LinuxFileManager below(tree.path());

@@ -153,16 +153,16 @@ TEST_F(LinuxScreensTest, AnAspectRatioInPlaceOfASizeGivesNoDensity)
     EXPECT_EQ(device.ppi(), std::nullopt);
 }
 
-TEST_F(LinuxScreensTest, TheToolkitsWordGoesBeforeTheKernels)
+TEST_F(LinuxScreensTest, AScreenThatTheHostDescribesOverridesTheKernels)
 {
     connect("card0-eDP-1", "1920x1200\n", EDID().setCentimetres(30, 19).text());
     const MainScreen screen { 390, 844, 3, 460 };
-    const LinuxDevice told { SystemFiles(tree.path()), screen };
+    const LinuxDevice described { SystemFiles(tree.path()), screen };
 
-    EXPECT_EQ(told.screenBounds().width, 390);
-    EXPECT_EQ(told.screenBounds().height, 844);
-    EXPECT_EQ(told.screenScale(), 3);
-    EXPECT_EQ(told.ppi(), 460);
+    EXPECT_EQ(described.screenBounds().width, 390);
+    EXPECT_EQ(described.screenBounds().height, 844);
+    EXPECT_EQ(described.screenScale(), 3);
+    EXPECT_EQ(described.ppi(), 460);
 }
 
 } // namespace

@@ -28,7 +28,7 @@ INSTANTIATE_TYPED_TEST_SUITE_P(LinuxUUIDSource, UUIDSourceContract, LinuxUUIDSou
 
 constexpr std::size_t childUUIDs = 64;
 
-/// What a child made by fork() takes from the source, handed over through a pipe.
+/// The UUIDs that a forked child takes from the source.
 std::vector<UUID> takenByChild(LinuxUUIDSource& source)
 {
     int ends[2];
@@ -68,7 +68,7 @@ TEST(LinuxUUIDSourceTest, AChildNeverRepeatsItsParentOrItsSiblings)
     EXPECT_EQ(seen.size(), 1 + 3 * childUUIDs);
 }
 
-TEST(LinuxUUIDSourceTest, AGrandchildNeverRepeatsItsLine)
+TEST(LinuxUUIDSourceTest, AGrandchildNeverRepeatsItsAncestors)
 {
     LinuxUUIDSource source;
     std::set<UUID> seen { source.next() };
@@ -97,7 +97,7 @@ TEST(LinuxUUIDSourceTest, AGrandchildNeverRepeatsItsLine)
     EXPECT_EQ(seen.size(), 1 + childUUIDs + 1 + 1);
 }
 
-/// From here on the kernel refuses this process its randomness.
+/// Makes the kernel refuse its randomness to this process.
 bool forbidRandomness()
 {
     sock_filter filter[] {

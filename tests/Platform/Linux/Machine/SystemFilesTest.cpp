@@ -46,7 +46,7 @@ TEST_F(SystemFilesTest, AFileAtItsLimitIsReadAndALongerOneIsAbsent)
     EXPECT_EQ(files.contents("/five", 4), std::nullopt);
 }
 
-TEST_F(SystemFilesTest, APipeInPlaceOfAFileKeepsNobodyWaiting)
+TEST_F(SystemFilesTest, ReadingAPipeDoesNotWait)
 {
     ASSERT_EQ(::mkfifo(files.below("/pipe").c_str(), 0600), 0);
 
@@ -85,7 +85,7 @@ TEST_F(SystemFilesTest, TheNamesInAFolderAreSorted)
     EXPECT_THAT(files.namesIn("/none"), ElementsAre());
 }
 
-TEST(SystemTextTest, LinesAreTakenOffOneByOne)
+TEST(SystemTextTest, LinesAreRemovedOneByOne)
 {
     std::string_view rest = "one\n\nthree";
 

@@ -86,7 +86,7 @@ TEST_F(ForkedHostTest, ADaemonThatForksAfterItsSetUpDeliversItsEvents)
 #ifndef TELVORA_SANITIZED
 using ForkedHostQuirk = ForkedHostTest;
 
-// What a host does all day.
+// Calls that a host makes often.
 void reportEverything()
 {
     TrackerManager& manager = TrackerManager::shared();
@@ -117,7 +117,7 @@ void reportEverything()
     }
 }
 
-// What it does once in a while.
+// Calls that a host makes now and then.
 void changeEverything()
 {
     TrackerManager& manager = TrackerManager::shared();

@@ -23,7 +23,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A port of the loopback that takes connections and never answers: its backlog does it.
+// A loopback port that takes connections and never answers: nobody accepts them.
 class SilentPort {
 public:
     SilentPort();
@@ -49,7 +49,7 @@ SilentPort::SilentPort()
     m_port = ntohs(address.sin_port);
 }
 
-/// The usual life of a host, with every thread of the library at work.
+/// What a host usually calls; every thread of the library is then at work.
 void useTheLibrary(const std::string& url)
 {
     TrackerManager& manager = TrackerManager::shared();
@@ -70,7 +70,7 @@ void waitForUploads()
         std::this_thread::sleep_for(1ms);
 }
 
-TEST(GuestTest, TheProcessEndsCleanlyWithUploadsUnderWay)
+TEST(HostProcessTest, TheProcessEndsCleanlyWithUploadsUnderWay)
 {
     const SilentPort port;
     for (int round = 0; round < 20; ++round) {
@@ -83,7 +83,7 @@ TEST(GuestTest, TheProcessEndsCleanlyWithUploadsUnderWay)
     }
 }
 
-TEST(GuestTest, CallsFromExitHandlersAreHarmless)
+TEST(HostProcessTest, CallsFromExitHandlersAreHarmless)
 {
     const SilentPort port;
     EXPECT_EQ(endOfChild([&] {
@@ -99,10 +99,10 @@ TEST(GuestTest, CallsFromExitHandlersAreHarmless)
         "exited 0");
 }
 
-TEST(GuestTest, NothingIsPrinted)
+TEST(HostProcessTest, NothingIsPrinted)
 {
     const SilentPort port;
-    const std::string file = testing::TempDir() + "guest-output-" + std::to_string(getpid());
+    const std::string file = testing::TempDir() + "host-output-" + std::to_string(getpid());
     EXPECT_EQ(endOfChild([&] {
         if (!std::freopen(file.c_str(), "w", stdout) || !std::freopen(file.c_str(), "a", stderr))
             ::_exit(90);
@@ -118,7 +118,7 @@ TEST(GuestTest, NothingIsPrinted)
     std::filesystem::remove(file);
 }
 
-TEST(GuestTest, SignalsAreLeftToTheHost)
+TEST(HostProcessTest, SignalsAreLeftToTheHost)
 {
     const SilentPort port;
     EXPECT_EQ(endOfChild([&] {
