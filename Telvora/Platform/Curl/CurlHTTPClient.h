@@ -55,7 +55,10 @@ struct CurlHTTPOptions {
 /// request at once with an error, on the caller's thread. A process that was forked before is not
 /// affected.
 ///
-/// Threads: as HTTPClient says. An exception that leaves a completion is dropped.
+/// Threads: as HTTPClient says. An exception that leaves a completion is dropped. The client's
+/// thread initializes libcurl with the first request. If libcurl does not lock its initialization
+/// (CURL_VERSION_THREADSAFE), the constructor initializes it instead; no other thread may
+/// initialize libcurl at the same time then.
 ///
 /// Failure: as HTTPClient says. These are refused before anything is sent: a method or a header
 /// name that is no token, and CR, LF or NUL in a header value. When the system refuses a thread or

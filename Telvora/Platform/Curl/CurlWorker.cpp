@@ -36,6 +36,7 @@ CurlWorker::CurlWorker(StartThread startThread, const Clock& clock, CurlHTTPOpti
     , m_options(std::move(options))
 {
     registerExitHandlerOfOpenSSL();
+    setUpLibcurlUnlessThreadSafe();
 }
 
 CurlWorker::~CurlWorker()
