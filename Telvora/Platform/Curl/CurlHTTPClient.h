@@ -39,7 +39,8 @@ struct CurlHTTPOptions {
     /// A request that has waited this long for a connection gets a new one, as long as its host has
     /// fewer than `maximumConnectionsPerHost`.
     std::chrono::milliseconds connectionWait { 100 };
-    /// How many connections a host gets at most, counting those opened after `connectionWait`.
+    /// How many connections a host gets at most, counting those opened after `connectionWait`. A
+    /// value below `connectionsPerHost` counts as that.
     std::size_t maximumConnectionsPerHost = 64;
 };
 

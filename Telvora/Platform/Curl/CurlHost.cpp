@@ -78,12 +78,21 @@ CurlJobs CurlHost::takeNext(Time now)
         return release();
     }
     const bool isOverdue = now - m_waiting.front().waitingSince >= m_options.connectionWait;
-    const std::size_t limit
-        = isOverdue ? m_options.maximumConnectionsPerHost : m_options.connectionsPerHost;
-    if (connectionsInUse() >= std::max<std::size_t>(limit, 1) || !mayOpenAnother())
+    if (connectionsInUse() >= (isOverdue ? maximumConnections() : normalConnections())
+        || !mayOpenAnother())
         return {};
     ++m_connecting;
     return release();
+}
+
+std::size_t CurlHost::normalConnections() const
+{
+    return std::max<std::size_t>(m_options.connectionsPerHost, 1);
+}
+
+std::size_t CurlHost::maximumConnections() const
+{
+    return std::max(m_options.maximumConnectionsPerHost, normalConnections());
 }
 
 CurlJobs CurlHost::release()
@@ -102,8 +111,7 @@ CurlHost::Time CurlHost::nextChange(Time now) const
 {
     if (!m_waiting.empty() && now < m_pausedUntil)
         return m_pausedUntil;
-    if (m_waiting.empty() || connectionsInUse() >= m_options.maximumConnectionsPerHost
-        || !mayOpenAnother())
+    if (m_waiting.empty() || connectionsInUse() >= maximumConnections() || !mayOpenAnother())
         return Time::max();
     return m_waiting.front().waitingSince + m_options.connectionWait;
 }

@@ -58,6 +58,8 @@ public:
 
 private:
     std::size_t connectionsInUse() const { return m_connections + m_connecting; }
+    std::size_t normalConnections() const;
+    std::size_t maximumConnections() const;
     bool mayOpenAnother() const;
     CurlJobs release();
 

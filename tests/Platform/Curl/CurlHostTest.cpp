@@ -127,6 +127,16 @@ TEST_F(CurlHostTest, MoreThan64ConnectionsAreNotOpened)
     EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
 }
 
+TEST_F(CurlHostTest, MaximumIsNotBelowTheNormalNumberOfConnections)
+{
+    options.connectionsPerHost = 100;
+    queue(200);
+    now += 1h;
+    count(99);
+
+    EXPECT_EQ(take(), 1U);
+}
+
 TEST_F(CurlHostTest, NextChangeIsWhenTheOldestHasWaitedLongEnough)
 {
     EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
