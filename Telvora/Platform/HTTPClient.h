@@ -30,7 +30,7 @@ struct HTTPRequest {
 struct HTTPAnswer {
     std::optional<std::string> data;
     std::optional<std::string> error;
-    /// The HTTP status, for logs only; 0 if there was no answer. The library does not use it.
+    /// The HTTP status; 0 if there was no answer. The library itself does not read it.
     int status = 0;
 };
 
