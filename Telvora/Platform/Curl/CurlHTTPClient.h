@@ -33,13 +33,13 @@ struct CurlHTTPOptions {
     /// The longest body of an answer, in bytes; 4 MiB by default. A longer one is an error, and the
     /// rest is not read.
     std::size_t answerLimitBytes = 4 * 1024 * 1024;
-    /// How many connections a host normally gets, at least 1. They are kept open and reused. A
+    /// How many connections a server normally gets, at least 1. They are kept open and reused. A
     /// connection of HTTP/1.1 carries one request at a time; one of HTTP/2 carries up to 100.
     std::size_t connectionsPerHost = 6;
-    /// A request that has waited this long for a connection gets a new one, as long as its host has
-    /// fewer than `maximumConnectionsPerHost`.
+    /// A request that has waited this long for a connection gets a new one, as long as its server
+    /// has fewer than `maximumConnectionsPerHost`.
     std::chrono::milliseconds connectionWait { 100 };
-    /// How many connections a host gets at most, counting those opened after `connectionWait`. A
+    /// How many connections a server gets at most, counting those opened after `connectionWait`. A
     /// value below `connectionsPerHost` counts as that.
     std::size_t maximumConnectionsPerHost = 64;
 };
@@ -47,7 +47,8 @@ struct CurlHTTPOptions {
 /// HTTPClient over libcurl: HTTP/1.1, and HTTP/2 where a server offers it over TLS. Certificates
 /// are always verified. Up to ten redirects are followed: http may redirect to http and https,
 /// https only to https. A POST stays a POST with its body. Host-only headers are not sent to
-/// another host or port, except when a host redirects from http on port 80 to https on port 443.
+/// another server or port, except when a server redirects from http on port 80 to https on port
+/// 443.
 ///
 /// Life: its one thread, "telvora-http", starts with the first request and sleeps while it is idle.
 /// The destructor completes all unfinished requests with an error; do not call it from a

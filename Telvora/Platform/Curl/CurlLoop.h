@@ -2,8 +2,8 @@
 
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Curl/CurlConnection.h>
-#include <Telvora/Platform/Curl/CurlHost.h>
 #include <Telvora/Platform/Curl/CurlRequest.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 #include <Telvora/Platform/Curl/CurlTransfer.h>
 
 #include <curl/curl.h>
@@ -17,8 +17,8 @@ namespace telvora::detail {
 /// All transfers of a client, run by one thread through libcurl's multi interface.
 ///
 /// libcurl gets only the jobs that have a connection or are connecting. The others wait in their
-/// CurlHost, because each transfer costs libcurl memory and time in every call, and a host may send
-/// thousands at once while its collector is slow.
+/// CurlServer, because each transfer costs libcurl memory and time in every call, and a host may
+/// send thousands at once while its collector is slow.
 ///
 /// Threads: one, except for wake(). Only advance() and abandon() call into libcurl's transfers (and
 /// the TLS library); wait() only sleeps.
@@ -56,7 +56,7 @@ public:
 
 private:
     using Time = CurlJob::Time;
-    using Hosts = std::map<std::string, CurlHost>;
+    using Servers = std::map<std::string, CurlServer>;
     // A map, so that a transfer can move between the two without an allocation.
     using Transfers = std::map<CURL*, std::unique_ptr<CurlTransfer>>;
 
@@ -64,11 +64,11 @@ private:
     void queue(CurlJobs& job);
     void count();
     bool startWaiting();
-    void start(CurlJobs& job, CurlHost& host);
+    void start(CurlJobs& job, CurlServer& server);
     Transfers::iterator unusedTransfer();
     void collectFinished();
     void continueJob(CurlJobs& job, const CurlTransfer& transfer);
-    void sendAgain(CurlJobs& job, CurlHost& host);
+    void sendAgain(CurlJobs& job, CurlServer& server);
     void follow(CurlJobs& job, const char* target);
     void collectExpired();
     Transfers::iterator release(Transfers::iterator transfer);
@@ -80,7 +80,7 @@ private:
     CURLM* const m_multi;
     bool m_isUsable = false;
 
-    Hosts m_hosts;
+    Servers m_servers;
     Transfers m_underWay;
     Transfers m_idle;
     CurlJobs m_over;

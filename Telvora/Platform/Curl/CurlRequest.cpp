@@ -39,8 +39,8 @@ bool hasHeader(const HTTPRequest& request, const char* name)
         [&](const auto& header) { return isSameFieldName(header.first, name); });
 }
 
-// A host that redirects from http to https on the default ports is the same host.
-bool isSameHost(const CurlOrigin& from, const CurlOrigin& to)
+// A server that redirects from http to https on the default ports is the same server.
+bool isSameServer(const CurlOrigin& from, const CurlOrigin& to)
 {
     const bool isUpgrade
         = from.scheme == "http" && from.port == "80" && to.scheme == "https" && to.port == "443";
@@ -129,7 +129,7 @@ std::optional<std::string> redirect(HTTPRequest& request, const std::string& tar
         return to.error;
     if (from.scheme == "https" && to.scheme == "http")
         return "Redirect from https to http";
-    if (isSameHost(from, to)) {
+    if (isSameServer(from, to)) {
         request.url = withCredentialsOf(request.url, target);
     } else {
         std::erase_if(request.headers,

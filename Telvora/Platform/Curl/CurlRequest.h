@@ -46,7 +46,7 @@ struct CurlJob {
     Time deadline {};
     /// When it was given to a connection for the first time.
     std::optional<Time> firstSent {};
-    /// How many answers its host had given when it was last given to a connection.
+    /// How many answers its server had given when it was last given to a connection.
     std::size_t answersBefore = 0;
     int redirects = 0;
 };

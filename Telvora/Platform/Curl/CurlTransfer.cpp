@@ -57,7 +57,7 @@ void CurlTransfer::setFixedOptions()
     set(CURLOPT_USERAGENT, "Telvora/" TELVORA_VERSION_TEXT);
 
     set(CURLOPT_PROTOCOLS_STR, "http,https");
-    // CurlLoop follows redirects itself: libcurl would send every header to every host.
+    // CurlLoop follows redirects itself: libcurl would send every header to every server.
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_MAXAGE_CONN, maximumIdleSeconds);
     set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_options.answerLimitBytes));
@@ -132,9 +132,9 @@ void CurlTransfer::setMethod(const HTTPRequest& request)
     set(CURLOPT_CUSTOMREQUEST, isUsual ? nullptr : method.c_str());
 }
 
-const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
+const char* CurlTransfer::begin(CurlJobs& job, CurlServer& server) noexcept
 {
-    m_host = &host;
+    m_server = &server;
     m_isNew = true;
     m_isUnanswered = false;
     m_connection.reset();

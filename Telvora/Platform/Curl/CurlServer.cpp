@@ -1,4 +1,4 @@
-#include <Telvora/Platform/Curl/CurlHost.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 
 #include <algorithm>
 #include <utility>
@@ -12,13 +12,13 @@ constexpr std::chrono::milliseconds longestPause { 1000 };
 
 } // namespace
 
-void CurlHost::queue(CurlJobs& job, Time now)
+void CurlServer::queue(CurlJobs& job, Time now)
 {
     job.front().waitingSince = now;
     m_waiting.splice(m_waiting.end(), job);
 }
 
-void CurlHost::queueAgain(CurlJobs& job, Time now)
+void CurlServer::queueAgain(CurlJobs& job, Time now)
 {
     // Jobs that were refused together cause one pause.
     if (job.front().answersBefore == m_answers && now >= m_pausedUntil) {
@@ -28,14 +28,14 @@ void CurlHost::queueAgain(CurlJobs& job, Time now)
     m_waiting.splice(m_waiting.begin(), job);
 }
 
-void CurlHost::noteAnswer()
+void CurlServer::noteAnswer()
 {
     ++m_answers;
     m_pause = {};
     m_pausedUntil = {};
 }
 
-void CurlHost::beginCount()
+void CurlServer::beginCount()
 {
     m_connections = 0;
     m_connecting = 0;
@@ -44,14 +44,14 @@ void CurlHost::beginCount()
     m_isHTTP2 = false;
 }
 
-void CurlHost::countConnecting(bool isNew)
+void CurlServer::countConnecting(bool isNew)
 {
     ++m_connecting;
     if (isNew)
         ++m_newlyConnecting;
 }
 
-void CurlHost::count(CurlConnection& connection)
+void CurlServer::count(CurlConnection& connection)
 {
     ++m_connections;
     connection.mostRequests = std::max(connection.mostRequests, connection.requests);
@@ -69,7 +69,7 @@ void CurlHost::count(CurlConnection& connection)
     m_room += connection.room;
 }
 
-CurlJobs CurlHost::takeNext(Time now)
+CurlJobs CurlServer::takeNext(Time now)
 {
     if (m_waiting.empty() || now < m_pausedUntil)
         return {};
@@ -85,29 +85,29 @@ CurlJobs CurlHost::takeNext(Time now)
     return release();
 }
 
-std::size_t CurlHost::normalConnections() const
+std::size_t CurlServer::normalConnections() const
 {
     return std::max<std::size_t>(m_options.connectionsPerHost, 1);
 }
 
-std::size_t CurlHost::maximumConnections() const
+std::size_t CurlServer::maximumConnections() const
 {
     return std::max(m_options.maximumConnectionsPerHost, normalConnections());
 }
 
-CurlJobs CurlHost::release()
+CurlJobs CurlServer::release()
 {
     m_waiting.front().answersBefore = m_answers;
     return takeFirst(m_waiting);
 }
 
-// A new connection to a host of HTTP/2 takes many requests, so only one is opened at a time.
-bool CurlHost::mayOpenAnother() const
+// A new connection to a server of HTTP/2 takes many requests, so only one is opened at a time.
+bool CurlServer::mayOpenAnother() const
 {
     return !m_isHTTP2 || m_connecting == 0;
 }
 
-CurlHost::Time CurlHost::nextChange(Time now) const
+CurlServer::Time CurlServer::nextChange(Time now) const
 {
     if (!m_waiting.empty() && now < m_pausedUntil)
         return m_pausedUntil;
@@ -116,7 +116,7 @@ CurlHost::Time CurlHost::nextChange(Time now) const
     return m_waiting.front().waitingSince + m_options.connectionWait;
 }
 
-CurlJobs CurlHost::takeAll()
+CurlJobs CurlServer::takeAll()
 {
     return std::exchange(m_waiting, {});
 }
