@@ -65,8 +65,8 @@ void CurlLoop::queue(CurlJobs& job)
     try {
         const HTTPRequest& request = job.front().request;
         const CurlOrigin origin = originOf(request.url);
-        if (auto refusal = refusalOf(request))
-            job.front().fail(*refusal);
+        if (auto problem = problemWith(request))
+            job.front().fail(*problem);
         else if (origin.error)
             job.front().fail(*origin.error);
         else
@@ -190,7 +190,7 @@ void CurlLoop::start(CurlJobs& job, CurlServer& server)
             return;
         job = transfer.finish(curl_multi_strerror(code));
     }
-    // The handle refused an option, so it is not used again.
+    // The handle did not accept an option, so it is not used again.
     m_underWay.erase(place);
 }
 
@@ -251,8 +251,8 @@ void CurlLoop::follow(CurlJobs& job, const char* target)
     if (++redirected.redirects > maximumRedirects)
         return redirected.fail("Too many redirects");
     try {
-        if (auto refusal = redirect(redirected.request, target))
-            return redirected.fail(*refusal);
+        if (auto whyNotFollowed = redirect(redirected.request, target))
+            return redirected.fail(*whyNotFollowed);
     } catch (const std::exception&) {
         return redirected.fail(outOfMemory);
     }

@@ -108,7 +108,7 @@ CurlOrigin originOf(const std::string& url)
     return origin;
 }
 
-std::optional<std::string> refusalOf(const HTTPRequest& request)
+std::optional<std::string> problemWith(const HTTPRequest& request)
 {
     if (!isFieldName(request.method))
         return "Bad method";

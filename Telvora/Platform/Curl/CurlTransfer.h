@@ -35,7 +35,7 @@ public:
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
     /// Prepares handle() for the job and takes it; returns null then. On failure it returns the
-    /// error and leaves the job in `job`. Requires a job without a refusal.
+    /// error and leaves the job in `job`. Requires a request without a problem.
     const char* begin(CurlJobs& job, CurlServer& server) noexcept;
 
     /// Returns the job with its answer, or with the error that `code` means.
