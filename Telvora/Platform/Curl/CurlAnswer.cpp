@@ -55,7 +55,7 @@ bool CurlAnswer::isFramingWithinLimit() const
     return m_bodyBytes <= m_data.size() * (1 + framingPerByte) + framingLimit + m_headerBytes;
 }
 
-std::optional<std::string> CurlAnswer::excess() const
+std::optional<std::string> CurlAnswer::limitError() const
 {
     if (m_isMemoryUsedUp)
         return outOfMemory;

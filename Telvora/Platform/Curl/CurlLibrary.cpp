@@ -82,10 +82,10 @@ bool setUpLibcurl()
 CurlScope::Entry::Entry()
 {
     if (!m_pass)
-        sleepForGood();
+        sleepForever();
 }
 
-void sleepForGood()
+void sleepForever()
 {
     for (;;)
         pause();

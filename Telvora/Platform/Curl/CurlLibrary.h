@@ -51,7 +51,7 @@ private:
 };
 
 /// Never returns. For a thread of the library when the process is ending.
-[[noreturn]] void sleepForGood();
+[[noreturn]] void sleepForever();
 
 /// The last call of a thread that was in libcurl. Frees what OpenSSL keeps for the thread.
 /// Otherwise the end of the thread would free it, perhaps after exit() has freed OpenSSL's tables.

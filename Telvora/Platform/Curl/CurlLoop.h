@@ -49,7 +49,7 @@ public:
     void wake() noexcept;
 
     /// Excludes `time`, which the thread spent elsewhere, from all time-outs.
-    void excuse(CurlJob::Time::duration time) { m_excused += time; }
+    void excludeFromTimeouts(CurlJob::Time::duration time) { m_excluded += time; }
 
     /// Ends all jobs with the error `reason` and returns them.
     CurlJobs abandon(const char* reason) noexcept;
@@ -60,7 +60,7 @@ private:
     // A map, so that a transfer can move between the two without an allocation.
     using Transfers = std::map<CURL*, std::unique_ptr<CurlTransfer>>;
 
-    Time now() const { return m_clock.steadyNow() - m_excused; }
+    Time now() const { return m_clock.steadyNow() - m_excluded; }
     void queue(CurlJobs& job);
     void count();
     bool startWaiting();
@@ -84,7 +84,7 @@ private:
     Transfers m_underWay;
     Transfers m_idle;
     CurlJobs m_over;
-    Time::duration m_excused { 0 };
+    Time::duration m_excluded { 0 };
     // No deadline is earlier. It may be earlier than every deadline; then one check finds nothing.
     Time m_nextDeadline = Time::max();
 };

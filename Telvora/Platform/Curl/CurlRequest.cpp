@@ -28,7 +28,7 @@ std::string part(const Address& address, CURLUPart which, unsigned flags = 0)
     return text;
 }
 
-CurlOrigin unreachable(std::string reason)
+CurlOrigin originWithError(std::string reason)
 {
     return { .error = std::move(reason) };
 }
@@ -92,18 +92,18 @@ void CurlJob::fail(std::string_view reason) noexcept
 CurlOrigin originOf(const std::string& url)
 {
     if (url.find('\0') != std::string::npos)
-        return unreachable("Bad address: NUL in it");
+        return originWithError("Bad address: NUL in it");
     Address address(curl_url(), &curl_url_cleanup);
     if (!address)
-        return unreachable(outOfMemory);
+        return originWithError(outOfMemory);
     CURLUcode code
         = curl_url_set(address.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME);
     if (code != CURLUE_OK)
-        return unreachable(std::string("Bad address: ") + curl_url_strerror(code));
+        return originWithError(std::string("Bad address: ") + curl_url_strerror(code));
     CurlOrigin origin { part(address, CURLUPART_SCHEME), part(address, CURLUPART_HOST),
         part(address, CURLUPART_PORT, CURLU_DEFAULT_PORT) };
     if (origin.scheme != "http" && origin.scheme != "https")
-        return unreachable("Unsupported scheme: " + origin.scheme);
+        return originWithError("Unsupported scheme: " + origin.scheme);
     std::transform(origin.host.begin(), origin.host.end(), origin.host.begin(), lowered);
     return origin;
 }

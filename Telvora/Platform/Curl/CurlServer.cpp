@@ -64,8 +64,8 @@ void CurlServer::count(CurlConnection& connection)
     // libcurl opens a connection only if no other one takes the request.
     if (m_newlyConnecting > 0 && connection.room > 0)
         connection.limit = connection.mostRequests;
-    const std::size_t tried = std::min(connection.limit, 2 * connection.mostRequests);
-    connection.room = tried - std::min(tried, connection.requests);
+    const std::size_t allowed = std::min(connection.limit, 2 * connection.mostRequests);
+    connection.room = allowed - std::min(allowed, connection.requests);
     m_room += connection.room;
 }
 

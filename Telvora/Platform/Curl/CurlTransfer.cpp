@@ -224,8 +224,8 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
         return "Answer broken off";
     if (code == CURLE_OK)
         return {};
-    if (auto excess = m_answer.excess())
-        return excess;
+    if (auto error = m_answer.limitError())
+        return error;
     if (code == CURLE_FILESIZE_EXCEEDED)
         return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     if (code == CURLE_ABORTED_BY_CALLBACK || (m_isUnanswered && code == CURLE_COULDNT_CONNECT))
@@ -265,7 +265,7 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     // Until then the lines are about connections that libcurl tries and gives up.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
         return 0;
-    const CurlReport report = reportIn({ data, size });
+    const CurlReport report = parseLogLine({ data, size });
     if (report.stream) {
         transfer.m_stream = report.stream;
         transfer.m_connection->isHTTP2 = true;

@@ -164,7 +164,7 @@ void CurlWorker::serve(CurlLoop& loop)
         }
         const auto begin = m_clock.steadyNow();
         complete(std::move(over));
-        loop.excuse(m_clock.steadyNow() - begin);
+        loop.excludeFromTimeouts(m_clock.steadyNow() - begin);
     }
 }
 
@@ -188,7 +188,7 @@ void CurlWorker::complete(CurlJobs jobs)
     while (!jobs.empty()) {
         // The objects that the completion uses may be destroyed already.
         if (ExitGate::isClosed())
-            sleepForGood();
+            sleepForever();
         call(jobs.front());
         jobs.pop_front();
         m_inFlight.fetch_sub(1, std::memory_order_release);

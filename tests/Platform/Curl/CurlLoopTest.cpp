@@ -202,7 +202,7 @@ TEST_F(CurlLoopTest, ExcusedTimeIsChargedToNoRequest)
     runUntilReceived(1);
 
     clock.advance(1h);
-    loop.excuse(1h);
+    loop.excludeFromTimeouts(1h);
     advance();
     ASSERT_TRUE(over.empty());
     clock.advance(60s);
