@@ -64,7 +64,7 @@ std::optional<std::string> CurlAnswer::limitError() const
     if (m_headerBytes > headerLimit)
         return "Headers of the answer above " + std::to_string(headerLimit) + " bytes";
     if (!isFramingWithinLimit())
-        return "Too much around the bytes of the answer";
+        return "Chunk framing of the answer too long";
     return std::nullopt;
 }
 

@@ -116,7 +116,7 @@ std::optional<std::string> problemWith(const HTTPRequest& request)
         if (!isFieldName(name))
             return "Bad header name";
         if (!isFieldValue(value))
-            return "Line break in the value of header " + name;
+            return "Line break or NUL in the value of header " + name;
     }
     return {};
 }

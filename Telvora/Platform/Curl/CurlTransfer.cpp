@@ -221,7 +221,7 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 {
     // libcurl reports no error for an answer that ends within its headers.
     if (code == CURLE_OK && !m_answer.isHeadWhole())
-        return "Answer broken off";
+        return "Answer ended within its headers";
     if (code == CURLE_OK)
         return {};
     if (auto error = m_answer.limitError())

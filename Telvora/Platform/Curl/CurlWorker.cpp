@@ -75,7 +75,8 @@ void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
 {
     // A lock that a thread of the parent held at the fork stays taken in the child for ever.
     if (isForkedChild())
-        return completeAtOnce(std::move(completion), "Process forked after its first request");
+        return completeAtOnce(
+            std::move(completion), "Process forked after the library's first use");
     noteUse();
 
     CurlJobs job;
@@ -96,7 +97,7 @@ void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
             return;
         }
     }
-    job.front().fail("No thread");
+    job.front().fail("The system refused a thread");
     call(job.front());
 }
 

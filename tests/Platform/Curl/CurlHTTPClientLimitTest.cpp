@@ -137,7 +137,7 @@ TEST(CurlHTTPClientLimitTest, EndlessExtensionOfAChunkIsAnError)
 {
     const HTTPAnswer answer = answerFor(endless(chunked + "2;x=", "xxxxxxxxxx"));
 
-    EXPECT_EQ(answer.error, "Too much around the bytes of the answer");
+    EXPECT_EQ(answer.error, "Chunk framing of the answer too long");
 }
 
 TEST(CurlHTTPClientLimitTest, ChunksWithLongExtensionsAreAnError)
@@ -145,7 +145,7 @@ TEST(CurlHTTPClientLimitTest, ChunksWithLongExtensionsAreAnError)
     const HTTPAnswer answer
         = answerFor(endless(chunked, "1;" + std::string(1000, 'x') + "\r\ny\r\n"));
 
-    EXPECT_EQ(answer.error, "Too much around the bytes of the answer");
+    EXPECT_EQ(answer.error, "Chunk framing of the answer too long");
 }
 
 TEST(CurlHTTPClientLimitTest, ManyTinyChunksAreTaken)

@@ -39,7 +39,7 @@ TEST_F(CurlWorkerThreadTest, RequestWithoutAThreadEndsWithAnErrorBeforeSendRetur
 {
     worker.send(postTo(server.url()), [&](HTTPAnswer its) { answer = std::move(its); });
 
-    EXPECT_EQ(answer.error, "No thread");
+    EXPECT_EQ(answer.error, "The system refused a thread");
     EXPECT_EQ(answer.data, std::nullopt);
     EXPECT_EQ(worker.inFlight(), 0U);
 }
