@@ -23,7 +23,7 @@ template<typename Function> Function* libcurls(const char* name)
 
 } // namespace
 
-// These two are called instead of libcurl's.
+// These functions replace those of libcurl.
 extern "C" curl_version_info_data* curl_version_info(CURLversion version)
 {
     static thread_local curl_version_info_data info;

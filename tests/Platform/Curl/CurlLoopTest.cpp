@@ -196,7 +196,7 @@ TEST_F(CurlLoopTest, AnswerThatHasArrivedCountsHoweverLateTheLoopLooks)
     EXPECT_EQ(over.front().answer.data, "{}");
 }
 
-TEST_F(CurlLoopTest, ExcusedTimeIsChargedToNoRequest)
+TEST_F(CurlLoopTest, ExcludedTimeIsChargedToNoRequest)
 {
     send("/held", 60s);
     runUntilReceived(1);

@@ -33,7 +33,7 @@ using Connection = Reachability::Connection;
 
 class LinuxNetworkThreadTest : public testing::Test, protected NetworkFixture {
 protected:
-    /// The folder of the watching thread in /proc, absent without one.
+    /// The folder of the watching thread in /proc; absent if there is no such thread.
     static std::optional<std::string> threadFolder()
     {
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -45,7 +45,7 @@ protected:
         return std::nullopt;
     }
 
-    /// As sandboxes do: from now on the process gets no netlink socket.
+    /// From now on the system refuses netlink sockets to the process, as sandboxes do.
     static void forbidNetlink()
     {
         sock_filter program[] {
@@ -127,7 +127,7 @@ TEST_F(LinuxNetworkThreadTest, DescriptorsThatTheHostClosedAndUsedAgainAreLeftAl
     const auto object = make();
     object->connection();
 
-    // As programs do that close all they did not open.
+    // As a program does that closes every descriptor it did not open.
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     const int lowest = ends[0];

@@ -46,8 +46,8 @@ protected:
         bool m_isOpen = false;
     };
 
-    /// Some forty messages a round, which leave everything as it was.
-    void makeSwarm(int rounds)
+    /// Makes the kernel send some forty messages a round. In the end nothing has changed.
+    void makeChanges(int rounds)
     {
         std::string batch;
         for (int round = 0; round < rounds; ++round) {
@@ -124,7 +124,7 @@ TEST_F(LinuxReachabilityTest, ALinkThatIsPulledOutEndsTheConnection)
     EXPECT_TRUE(becomes(Connection::none));
 }
 
-TEST_F(LinuxReachabilityTest, ARouteOfTheNewProtocolIsEnough)
+TEST_F(LinuxReachabilityTest, IPv6RouteIsEnough)
 {
     if (!canChange())
         return;
@@ -137,7 +137,7 @@ TEST_F(LinuxReachabilityTest, ARouteOfTheNewProtocolIsEnough)
     EXPECT_TRUE(becomes(Connection::none));
 }
 
-TEST_F(LinuxReachabilityTest, ARouteThatRefusesIsNoConnection)
+TEST_F(LinuxReachabilityTest, UnreachableRouteIsNoConnection)
 {
     if (!canChange())
         return;
@@ -250,19 +250,19 @@ TEST_F(LinuxReachabilityTest, ATunnelOverNothingKnownIsTheNextRoute)
     EXPECT_TRUE(becomes(Connection::wifi));
 }
 
-TEST_F(LinuxReachabilityTest, ASwarmOfChangesEndsInTheRightAnswer)
+TEST_F(LinuxReachabilityTest, ManyChangesEndInTheRightConnection)
 {
     if (!canChange())
         return;
     const auto object = make();
 
-    makeSwarm(400);
+    makeChanges(400);
     addRoute("via 10.0.1.2");
 
     EXPECT_TRUE(becomes(Connection::cellular));
 }
 
-TEST_F(LinuxReachabilityTest, MessagesThatTheKernelHadToDropAreMadeUpFor)
+TEST_F(LinuxReachabilityTest, ConnectionIsRightAfterTheKernelDroppedMessages)
 {
     if (!canChange())
         return;
@@ -277,9 +277,9 @@ TEST_F(LinuxReachabilityTest, MessagesThatTheKernelHadToDropAreMadeUpFor)
     char letter = 0;
     ASSERT_EQ(::read(ready[0], &letter, 1), 1);
 
-    // While it stands still its socket fills up, and what comes last is lost.
+    // While the child is stopped, its socket fills up and the last messages are lost.
     ::kill(child, SIGSTOP);
-    makeSwarm(400);
+    makeChanges(400);
     addRoute("via 10.0.1.2");
     ::kill(child, SIGCONT);
 

@@ -13,7 +13,7 @@
 
 namespace telvora::detail {
 
-/// Messages of the kernel as bytes, for tests of who reads them.
+/// A message of the kernel as bytes.
 class NetlinkMessage {
 public:
     template<typename Body> NetlinkMessage(std::uint16_t type, const Body& body)

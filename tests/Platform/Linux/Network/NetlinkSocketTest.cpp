@@ -13,8 +13,8 @@
 namespace telvora::detail {
 namespace {
 
-/// The types of the messages that are found in `datagram`, which lies where nothing may be read
-/// behind it.
+/// The types of the messages that are found in `datagram`. It is copied to memory that ends with
+/// it, so that the sanitizer sees a read behind it.
 std::vector<int> typesIn(const std::string& datagram)
 {
     const std::vector<char> exact(datagram.begin(), datagram.end());
@@ -68,7 +68,7 @@ TEST(NetlinkSocketTest, ADumpOfTheKernelsLinksIsWhole)
     ASSERT_NE(socket, nullptr);
     int links = 0;
 
-    // A machine whose links change just now is asked again.
+    // The machine's links may change during the dump.
     NetlinkSocket::Dump dump = NetlinkSocket::Dump::interrupted;
     for (int attempt = 0; attempt < 100 && dump == NetlinkSocket::Dump::interrupted; ++attempt) {
         dump = socket->dump(RTM_GETLINK, AF_UNSPEC,

@@ -120,7 +120,7 @@ void NetworkFixture::change(Connection connection)
     if (last->connection() == connection)
         return;
 
-    // Listeners are told in the order in which they came: when the last one was, all were.
+    // Listeners are called in the order of their registration, so this one is the last.
     bool isTold = false;
     const auto hear = [&](Connection now) { isTold = isTold || now == connection; };
     last->setWhenReachable(hear);
