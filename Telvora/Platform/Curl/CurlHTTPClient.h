@@ -70,15 +70,19 @@ struct CurlHTTPOptions {
 /// Deliberate: a request's time-out begins when the request is given to a connection, which may
 /// have to be opened first. The wait for a connection has no limit, and the time that completions
 /// take on the client's thread does not count. Otherwise a request could time out that was never
-/// sent, or whose answer has already arrived. Deliberate: a request that its server may have
-/// processed is not sent again. If a kept connection closes without an answer, that is an error.
-/// Two kinds of request are sent again: those that the server says it did not process (HTTP/2:
-/// GOAWAY, REFUSED_STREAM), and those for which the client chose a kept connection that the server
-/// had already closed. They are sent unchanged and with their whole time-out, until one time-out
-/// after the first sending. Deliberate: the client sets Content-Length and Transfer-Encoding itself
-/// and ignores those of the request.
+/// sent, or whose answer has already arrived.
+///
+/// Deliberate: a request that its server may have processed is not sent again. If a kept connection
+/// closes without an answer, that is an error. Two kinds of request are sent again: those that the
+/// server says it did not process (HTTP/2: GOAWAY, REFUSED_STREAM), and those for which the client
+/// chose a kept connection that the server had already closed. They are sent unchanged and with
+/// their whole time-out, until one time-out after the first sending.
+///
+/// Deliberate: the client sets Content-Length and Transfer-Encoding itself and ignores those of the
+/// request.
 class TELVORA_EXPORT CurlHTTPClient : public HTTPClient {
 public:
+    /// `startThread` is called with the first request, and with any later one that finds no thread.
     /// `clock` must never be destroyed: the client's thread may still use it while the process
     /// ends.
     CurlHTTPClient(StartThread startThread, const Clock& clock, CurlHTTPOptions options = {});

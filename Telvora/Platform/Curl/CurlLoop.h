@@ -85,7 +85,7 @@ private:
     Transfers m_idle;
     CurlJobs m_over;
     Time::duration m_excluded { 0 };
-    // No deadline is earlier. It may be earlier than every deadline; then one check finds nothing.
+    // At or before the earliest deadline; collectExpired() need not look before it.
     Time m_nextDeadline = Time::max();
 };
 

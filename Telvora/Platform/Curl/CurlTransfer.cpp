@@ -262,7 +262,8 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     auto& transfer = *static_cast<CurlTransfer*>(self);
     if (type == CURLINFO_DATA_IN)
         transfer.m_answer.countBody(size);
-    // Until then the lines are about connections that libcurl tries and gives up.
+    // Before a connection is known, the lines are about connections that libcurl tries and gives
+    // up.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
         return 0;
     const CurlReport report = parseLogLine({ data, size });
@@ -273,7 +274,8 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     if (report.lastStream)
         transfer.m_connection->lastStream = report.lastStream;
     // For a request on a reused connection that the server refused, libcurl logs only that it sends
-    // it again. Every other reason shows in one of the values below.
+    // it again. It logs a repetition for other reasons too; these leave a last stream, an error
+    // text or a closed connection.
     const bool isRefused = report.isRepeating && transfer.m_stream
         && !transfer.m_connection->lastStream && transfer.m_errorText[0] == '\0'
         && transfer.m_connection->isOpen();
