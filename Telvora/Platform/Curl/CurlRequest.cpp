@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Curl/CurlRequest.h>
 
+#include <Telvora/Base/ASCII.h>
 #include <Telvora/Base/HeaderField.h>
 
 #include <algorithm>
@@ -11,13 +12,6 @@ namespace telvora::detail {
 namespace {
 
 using Address = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
-
-// Not std::tolower, which depends on the host's locale.
-char lowered(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                                : character;
-}
 
 std::string part(const Address& address, CURLUPart which, unsigned flags = 0)
 {
@@ -100,11 +94,10 @@ CurlOrigin originOf(const std::string& url)
         = curl_url_set(address.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME);
     if (code != CURLUE_OK)
         return originWithError(std::string("Bad address: ") + curl_url_strerror(code));
-    CurlOrigin origin { part(address, CURLUPART_SCHEME), part(address, CURLUPART_HOST),
+    CurlOrigin origin { part(address, CURLUPART_SCHEME), lowered(part(address, CURLUPART_HOST)),
         part(address, CURLUPART_PORT, CURLU_DEFAULT_PORT) };
     if (origin.scheme != "http" && origin.scheme != "https")
         return originWithError("Unsupported scheme: " + origin.scheme);
-    std::transform(origin.host.begin(), origin.host.end(), origin.host.begin(), lowered);
     return origin;
 }
 
