@@ -1,5 +1,7 @@
 #include <Telvora/Base/HeaderField.h>
 
+#include <Telvora/Base/ASCII.h>
+
 #include <algorithm>
 
 namespace telvora::detail {
@@ -17,18 +19,11 @@ bool isDigit(char character)
     return character >= '0' && character <= '9';
 }
 
-char lowered(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                                : character;
-}
-
 } // namespace
 
 bool isSameFieldName(std::string_view one, std::string_view other)
 {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-        [](char a, char b) { return lowered(a) == lowered(b); });
+    return equalsIgnoringCase(one, other);
 }
 
 bool isFieldName(std::string_view text)

@@ -63,7 +63,7 @@ private:
             return ledger.droppedInFlight(m_share, DropReason::unencodable);
         case TrackerNetwork::PostEnd::answerNotObject:
             return ledger.droppedInFlight(m_share, DropReason::answerNotObject);
-        case TrackerNetwork::PostEnd::refused:
+        case TrackerNetwork::PostEnd::notAccepted:
             break;
         }
         if (m_failures >= m_maxRetryCount)
@@ -134,7 +134,7 @@ void Delivery::post(Upload upload, const Batch& batch)
             config->m_ledger.hostThrew();
         if (asked != HostCall::returned) {
             // Without an address the upload fails like any other, and is tried again.
-            upload(TrackerNetwork::PostEnd::refused, batch);
+            upload(TrackerNetwork::PostEnd::notAccepted, batch);
             return;
         }
         TrackerNetwork::shareInstance().postWithEnds(

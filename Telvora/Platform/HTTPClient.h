@@ -13,15 +13,19 @@ namespace telvora {
 
 /// One request. Header names are unique, regardless of case, and are sent in this order.
 struct HTTPRequest {
+    /// Absolute, http or https.
     std::string url;
+    /// "POST" or any other token.
     std::string method;
+    /// Names and values. A client may add headers that are missing, such as Content-Length.
     std::vector<std::pair<std::string, std::string>> headers;
+    /// Any bytes; may be empty.
     std::string body;
     /// The longest time from when the client gives the request to a connection, which may have to
     /// be opened first, to the end of the answer. Waiting for a connection does not count.
     std::chrono::seconds timeout { 60 };
-    /// Names of headers that are sent only to the host of `url`, not to a host that it redirects
-    /// to. "Authorization", "Cookie" and "Host" are always among them.
+    /// Names of headers that are sent only to the server of `url`, not to one that it redirects to.
+    /// "Authorization", "Cookie" and "Host" are always among them.
     std::vector<std::string> hostOnlyHeaders {};
 };
 
@@ -30,7 +34,7 @@ struct HTTPRequest {
 struct HTTPAnswer {
     std::optional<std::string> data;
     std::optional<std::string> error;
-    /// The HTTP status, for logs only; 0 if there was no answer. The library does not use it.
+    /// The HTTP status; 0 if there was no answer. The library itself does not read it.
     int status = 0;
 };
 
@@ -49,7 +53,7 @@ struct HTTPAnswer {
 ///
 /// Failure: every failure is an `error` of the answer: unknown host, closed port,
 /// unsupported scheme, time-out, an answer above the client's size limit, a header value with a
-/// line break in it.
+/// line break or a NUL in it.
 ///
 /// Implementations: Curl/CurlHTTPClient (libcurl), Simulated/ScriptedHTTPClient (answers from a
 /// list).
@@ -59,6 +63,7 @@ public:
 
     virtual ~HTTPClient() = default;
 
+    /// Sends the request and returns at once. The completion gets the answer or the error.
     virtual void send(HTTPRequest request, Completion completion) = 0;
 };
 

@@ -20,12 +20,12 @@ namespace telvora {
 /// server that answers it:
 ///
 ///     HTTPClient& client();
-///     std::string url();                              // an address that is answered
-///     void answerNext(int status, std::string body);  // told once, in the order of the calls
+///     std::string url();                              // an address that the server answers
+///     void answerNext(int status, std::string body);  // the answers, in the order of the calls
 ///     void failNext();                                // the next request gets no answer
-///     void settle();                                  // returns when every completion has
-///     std::vector<HTTPRequest> received();            // what went out, in order; the headers
-///                                                     // may have more of the client's own
+///     void settle();                                  // waits until every completion has returned
+///     std::vector<HTTPRequest> received();            // what was sent, in order; the headers may
+///                                                     // include some of the client's own
 template<typename Subject> class HTTPClientContract : public testing::Test {
 protected:
     HTTPRequest post(std::string body = "{}")
@@ -34,7 +34,7 @@ protected:
             std::move(body) };
     }
 
-    /// Sends, settles and gives what came, which must have come once.
+    /// Sends the request, waits for the completion, which must come once, and returns the answer.
     HTTPAnswer answerTo(HTTPRequest request)
     {
         HTTPAnswer result;
@@ -48,7 +48,7 @@ protected:
         return result;
     }
 
-    /// Those of the request's header names that are wanted, in the order of their arrival.
+    /// The names of the request's headers that are among `wanted`, in the order of their arrival.
     static std::vector<std::string> namesAmong(
         const HTTPRequest& request, const std::vector<std::string>& wanted)
     {
@@ -192,20 +192,20 @@ TYPED_TEST_P(HTTPClientContract, AddressThatCannotBeFetchedIsAnError)
 TYPED_TEST_P(HTTPClientContract, CompletionDoesNotRunOnTheCallersStack)
 {
     this->subject.answerNext(200, "{}");
-    std::atomic<bool> hasSendReturned { false };
-    std::atomic<bool> hadSendReturned { false };
+    std::atomic<bool> hasReturned { false };
+    std::atomic<bool> wasOutsideSend { false };
 
     {
-        // A completion inside send(), on this thread, finds that send() has not returned.
+        // A completion that send() calls runs on this thread and before send() has returned.
         std::thread::id caller = std::this_thread::get_id();
         this->subject.client().send(this->post(), [&, caller](HTTPAnswer) {
-            hadSendReturned = hasSendReturned || std::this_thread::get_id() != caller;
+            wasOutsideSend = hasReturned || std::this_thread::get_id() != caller;
         });
-        hasSendReturned = true;
+        hasReturned = true;
     }
     this->subject.settle();
 
-    EXPECT_TRUE(hadSendReturned);
+    EXPECT_TRUE(wasOutsideSend);
 }
 
 TYPED_TEST_P(HTTPClientContract, EveryOneOfManyRequestsCompletesOnce)

@@ -92,7 +92,7 @@ try {
     }
     shareInstance().postWithEnds(with, std::move(param), externHeaders,
         [handler = std::move(handler)](PostEnd end, Batch posted) {
-            const bool isReported = end == PostEnd::accepted || end == PostEnd::refused;
+            const bool isReported = end == PostEnd::accepted || end == PostEnd::notAccepted;
             if (isReported && handler)
                 detail::callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
         });
@@ -162,12 +162,12 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
 void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
 try {
     if (!answer.data || answer.error) {
-        handler(PostEnd::refused, std::move(param));
+        handler(PostEnd::notAccepted, std::move(param));
         return;
     }
     const Decoded decoded = detail::decodeBytes(*answer.data);
     if (!decoded.value) {
-        handler(PostEnd::refused, std::move(param));
+        handler(PostEnd::notAccepted, std::move(param));
         logFailure(decoded.error);
         return;
     }
@@ -182,7 +182,7 @@ try {
         handler(PostEnd::accepted, std::move(param));
         return;
     }
-    handler(PostEnd::refused, std::move(param));
+    handler(PostEnd::notAccepted, std::move(param));
     logFailure("resp result is `failure`");
 } catch (...) {
     // The client must not get the exception. The handler was destroyed without a call, or the log

@@ -29,7 +29,7 @@ struct HTTPRequest;
 /// and stops the process. White space and line breaks around a header's value are removed; a header
 /// with a line break or a NUL inside, or whose name is no HTTP token, is left out of the request.
 /// Where something throws (there is no memory, or the client throws), the handler is destroyed
-/// without a call. In a forked child every batch is refused at once.
+/// without a call. In a forked child every batch ends as notAccepted at once.
 ///
 /// Deliberate: neither the HTTP status nor the value of "success" in the answer matters. A member
 /// of that name that is a boolean, or a number equal to 0 or 1, means that the collector has
@@ -48,7 +48,7 @@ public:
     enum class PostEnd {
         accepted,
         /// No answer, an answer that is not JSON, or one without "success".
-        refused,
+        notAccepted,
         /// The batch contains a number that JSON cannot express. Nothing was sent.
         unencodable,
         /// The answer is JSON but no object.

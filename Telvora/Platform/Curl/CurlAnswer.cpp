@@ -55,7 +55,7 @@ bool CurlAnswer::isFramingWithinLimit() const
     return m_bodyBytes <= m_data.size() * (1 + framingPerByte) + framingLimit + m_headerBytes;
 }
 
-std::optional<std::string> CurlAnswer::excess() const
+std::optional<std::string> CurlAnswer::limitError() const
 {
     if (m_isMemoryUsedUp)
         return outOfMemory;
@@ -64,7 +64,7 @@ std::optional<std::string> CurlAnswer::excess() const
     if (m_headerBytes > headerLimit)
         return "Headers of the answer above " + std::to_string(headerLimit) + " bytes";
     if (!isFramingWithinLimit())
-        return "Too much around the bytes of the answer";
+        return "Chunk framing of the answer too long";
     return std::nullopt;
 }
 

@@ -36,7 +36,7 @@ public:
     /// Whether the headers are complete.
     bool isHeadWhole() const { return m_isHeadWhole; }
     /// The error text for the exceeded limit; absent if none was exceeded.
-    std::optional<std::string> excess() const;
+    std::optional<std::string> limitError() const;
     std::string takeData() { return std::exchange(m_data, {}); }
 
 private:

@@ -10,7 +10,7 @@
 
 namespace telvora::detail {
 
-class CurlHost;
+class CurlServer;
 
 /// One open connection, identified by its socket: libcurl does not say which of its connections
 /// carries a request.
@@ -33,8 +33,8 @@ struct CurlConnection {
     std::optional<std::uint32_t> lastStream {};
 
     // The following are set by CurlLoop::count().
-    /// The host whose requests it carries.
-    CurlHost* host = nullptr;
+    /// The server whose requests it carries.
+    CurlServer* server = nullptr;
     /// How many requests it carries now.
     std::size_t requests = 0;
     /// The most requests that it has carried at once.

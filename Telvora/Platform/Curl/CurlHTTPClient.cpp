@@ -13,8 +13,8 @@ CurlHTTPClient::CurlHTTPClient(StartThread startThread, const Clock& clock, Curl
 
 CurlHTTPClient::~CurlHTTPClient()
 {
-    // The thread does not exist in this process or never continues, so nothing can wait for it. Its
-    // objects may be in the middle of a change, so they are not destroyed.
+    // If it cannot stop: the thread does not exist in this process or never continues, so nothing
+    // can wait for it. Its objects may be in the middle of a change, so they are not destroyed.
     if (!m_worker->canStop())
         static_cast<void>(m_worker.release());
 }

@@ -55,6 +55,17 @@ void registerExitHandlerOfOpenSSL()
         static_cast<void>(setUp(smallestPiece, nullptr));
 }
 
+void setUpLibcurlUnlessThreadSafe()
+{
+    if (curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_THREADSAFE || isForkedChild())
+        return;
+    // Not a CurlScope: while the process ends, this thread must return.
+    const ExitGate::Pass pass;
+    const NoForkScope noFork;
+    if (pass)
+        setUpLibcurl();
+}
+
 bool setUpLibcurl()
 {
     static auto& mutex = *new Mutex;
@@ -71,10 +82,10 @@ bool setUpLibcurl()
 CurlScope::Entry::Entry()
 {
     if (!m_pass)
-        sleepForGood();
+        sleepForever();
 }
 
-void sleepForGood()
+void sleepForever()
 {
     for (;;)
         pause();

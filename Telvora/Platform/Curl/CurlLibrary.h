@@ -15,8 +15,14 @@ void registerExitHandlerOfOpenSSL();
 
 /// Initializes libcurl, once for the process. Never undone, because the host or another library may
 /// use libcurl too. False when libcurl fails; the next call tries again.
-/// Requires a CurlScope.
+///
+/// Our lock does not keep the host from initializing libcurl on another thread at the same time;
+/// only libcurl's own lock does (CURL_VERSION_THREADSAFE). Requires a CurlScope.
 bool setUpLibcurl();
+
+/// Initializes a libcurl that has no such lock. Call it on a thread of the host's, which knows what
+/// its other threads do. Does nothing otherwise, because the call takes milliseconds.
+void setUpLibcurlUnlessThreadSafe();
 
 /// For CURLOPT_SSL_CTX_FUNCTION: keeps libcurl from writing the keys of a connection to the file
 /// that SSLKEYLOGFILE names. With these keys, anyone who can set the host's environment could read
@@ -45,7 +51,7 @@ private:
 };
 
 /// Never returns. For a thread of the library when the process is ending.
-[[noreturn]] void sleepForGood();
+[[noreturn]] void sleepForever();
 
 /// The last call of a thread that was in libcurl. Frees what OpenSSL keeps for the thread.
 /// Otherwise the end of the thread would free it, perhaps after exit() has freed OpenSSL's tables.

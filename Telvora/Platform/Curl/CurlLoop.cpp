@@ -65,12 +65,12 @@ void CurlLoop::queue(CurlJobs& job)
     try {
         const HTTPRequest& request = job.front().request;
         const CurlOrigin origin = originOf(request.url);
-        if (auto refusal = refusalOf(request))
-            job.front().fail(*refusal);
+        if (auto problem = problemWith(request))
+            job.front().fail(*problem);
         else if (origin.error)
             job.front().fail(*origin.error);
         else
-            m_hosts.try_emplace(origin.text(), m_options).first->second.queue(job, now());
+            m_servers.try_emplace(origin.text(), m_options).first->second.queue(job, now());
     } catch (const std::exception&) {
         job.front().fail(outOfMemory);
     }
@@ -94,8 +94,8 @@ void CurlLoop::wait() noexcept
 {
     using namespace std::chrono;
     Time next = m_nextDeadline;
-    for (const auto& [origin, host] : m_hosts)
-        next = std::min(next, host.nextChange(now()));
+    for (const auto& [origin, server] : m_servers)
+        next = std::min(next, server.nextChange(now()));
     int timeout = std::numeric_limits<int>::max();
     if (next != Time::max()) {
         auto rest = ceil<milliseconds>(next - now()).count();
@@ -118,36 +118,36 @@ CurlJobs CurlLoop::abandon(const char* reason) noexcept
         m_over.splice(m_over.end(), job);
         transfer = release(transfer);
     }
-    for (auto& [origin, host] : m_hosts) {
-        CurlJobs waiting = host.takeAll();
+    for (auto& [origin, server] : m_servers) {
+        CurlJobs waiting = server.takeAll();
         for (CurlJob& job : waiting)
             job.fail(reason);
         m_over.splice(m_over.end(), waiting);
     }
-    m_hosts.clear();
+    m_servers.clear();
     return std::exchange(m_over, {});
 }
 
 void CurlLoop::count()
 {
-    for (auto& [origin, host] : m_hosts)
-        host.beginCount();
+    for (auto& [origin, server] : m_servers)
+        server.beginCount();
     for (const auto& connection : m_connections.all())
         connection->requests = 0;
     for (auto& [handle, transfer] : m_underWay) {
         const bool isNew = transfer->isNew();
         if (CurlConnection* connection = transfer->connection()) {
-            connection->host = &transfer->host();
+            connection->server = &transfer->server();
             ++connection->requests;
         } else {
-            transfer->host().countConnecting(isNew);
+            transfer->server().countConnecting(isNew);
         }
     }
     for (const auto& connection : m_connections.all()) {
         if (connection->requests > 0)
-            connection->host->count(*connection);
+            connection->server->count(*connection);
     }
-    std::erase_if(m_hosts, [](const auto& entry) { return entry.second.isIdle(); });
+    std::erase_if(m_servers, [](const auto& entry) { return entry.second.isIdle(); });
     // An idle client sleeps without a limit, not until an old deadline.
     if (m_underWay.empty())
         m_nextDeadline = Time::max();
@@ -158,11 +158,11 @@ bool CurlLoop::startWaiting()
 {
     count();
     bool isAnyStarted = false;
-    for (auto& [origin, host] : m_hosts) {
-        for (CurlJobs job = host.takeNext(now()); !job.empty(); job = host.takeNext(now())) {
+    for (auto& [origin, server] : m_servers) {
+        for (CurlJobs job = server.takeNext(now()); !job.empty(); job = server.takeNext(now())) {
             isAnyStarted = true;
             try {
-                start(job, host);
+                start(job, server);
             } catch (const std::exception&) {
                 job.front().fail(outOfMemory);
             }
@@ -173,7 +173,7 @@ bool CurlLoop::startWaiting()
     return isAnyStarted;
 }
 
-void CurlLoop::start(CurlJobs& job, CurlHost& host)
+void CurlLoop::start(CurlJobs& job, CurlServer& server)
 {
     job.front().deadline = now() + job.front().timeLeft;
     if (!job.front().firstSent)
@@ -182,7 +182,7 @@ void CurlLoop::start(CurlJobs& job, CurlHost& host)
 
     auto place = unusedTransfer();
     CurlTransfer& transfer = *place->second;
-    if (const char* error = transfer.begin(job, host)) {
+    if (const char* error = transfer.begin(job, server)) {
         job.front().fail(error);
     } else {
         CURLMcode code = curl_multi_add_handle(m_multi, transfer.handle());
@@ -190,7 +190,7 @@ void CurlLoop::start(CurlJobs& job, CurlHost& host)
             return;
         job = transfer.finish(curl_multi_strerror(code));
     }
-    // The handle refused an option, so it is not used again.
+    // The handle did not accept an option, so it is not used again.
     m_underWay.erase(place);
 }
 
@@ -225,23 +225,23 @@ void CurlLoop::collectFinished()
 void CurlLoop::continueJob(CurlJobs& job, const CurlTransfer& transfer)
 {
     if (transfer.wasRefused())
-        return sendAgain(job, transfer.host());
+        return sendAgain(job, transfer.server());
     if (job.front().answer.error)
         return;
-    transfer.host().noteAnswer();
+    transfer.server().noteAnswer();
     if (const char* target = transfer.redirection())
         follow(job, target);
 }
 
 // Queues the same request again, for another connection and with its whole time-out.
-void CurlLoop::sendAgain(CurlJobs& job, CurlHost& host)
+void CurlLoop::sendAgain(CurlJobs& job, CurlServer& server)
 {
     CurlJob& refused = job.front();
     if (now() - *refused.firstSent
         >= std::min<Time::duration>(refused.request.timeout, longestTimeout))
         return refused.fail("Refused by the server");
     refused.answer = {};
-    host.queueAgain(job, now());
+    server.queueAgain(job, now());
 }
 
 // A job that must not follow the redirect ends with an error.
@@ -251,8 +251,8 @@ void CurlLoop::follow(CurlJobs& job, const char* target)
     if (++redirected.redirects > maximumRedirects)
         return redirected.fail("Too many redirects");
     try {
-        if (auto refusal = redirect(redirected.request, target))
-            return redirected.fail(*refusal);
+        if (auto whyNotFollowed = redirect(redirected.request, target))
+            return redirected.fail(*whyNotFollowed);
     } catch (const std::exception&) {
         return redirected.fail(outOfMemory);
     }

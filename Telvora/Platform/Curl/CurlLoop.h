@@ -2,8 +2,8 @@
 
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Curl/CurlConnection.h>
-#include <Telvora/Platform/Curl/CurlHost.h>
 #include <Telvora/Platform/Curl/CurlRequest.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 #include <Telvora/Platform/Curl/CurlTransfer.h>
 
 #include <curl/curl.h>
@@ -17,8 +17,8 @@ namespace telvora::detail {
 /// All transfers of a client, run by one thread through libcurl's multi interface.
 ///
 /// libcurl gets only the jobs that have a connection or are connecting. The others wait in their
-/// CurlHost, because each transfer costs libcurl memory and time in every call, and a host may send
-/// thousands at once while its collector is slow.
+/// CurlServer, because each transfer costs libcurl memory and time in every call, and a host may
+/// send thousands at once while its collector is slow.
 ///
 /// Threads: one, except for wake(). Only advance() and abandon() call into libcurl's transfers (and
 /// the TLS library); wait() only sleeps.
@@ -49,26 +49,26 @@ public:
     void wake() noexcept;
 
     /// Excludes `time`, which the thread spent elsewhere, from all time-outs.
-    void excuse(CurlJob::Time::duration time) { m_excused += time; }
+    void excludeFromTimeouts(CurlJob::Time::duration time) { m_excluded += time; }
 
     /// Ends all jobs with the error `reason` and returns them.
     CurlJobs abandon(const char* reason) noexcept;
 
 private:
     using Time = CurlJob::Time;
-    using Hosts = std::map<std::string, CurlHost>;
+    using Servers = std::map<std::string, CurlServer>;
     // A map, so that a transfer can move between the two without an allocation.
     using Transfers = std::map<CURL*, std::unique_ptr<CurlTransfer>>;
 
-    Time now() const { return m_clock.steadyNow() - m_excused; }
+    Time now() const { return m_clock.steadyNow() - m_excluded; }
     void queue(CurlJobs& job);
     void count();
     bool startWaiting();
-    void start(CurlJobs& job, CurlHost& host);
+    void start(CurlJobs& job, CurlServer& server);
     Transfers::iterator unusedTransfer();
     void collectFinished();
     void continueJob(CurlJobs& job, const CurlTransfer& transfer);
-    void sendAgain(CurlJobs& job, CurlHost& host);
+    void sendAgain(CurlJobs& job, CurlServer& server);
     void follow(CurlJobs& job, const char* target);
     void collectExpired();
     Transfers::iterator release(Transfers::iterator transfer);
@@ -80,12 +80,12 @@ private:
     CURLM* const m_multi;
     bool m_isUsable = false;
 
-    Hosts m_hosts;
+    Servers m_servers;
     Transfers m_underWay;
     Transfers m_idle;
     CurlJobs m_over;
-    Time::duration m_excused { 0 };
-    // No deadline is earlier. It may be earlier than every deadline; then one check finds nothing.
+    Time::duration m_excluded { 0 };
+    // At or before the earliest deadline; collectExpired() need not look before it.
     Time m_nextDeadline = Time::max();
 };
 

@@ -20,7 +20,7 @@ std::optional<std::uint32_t> numberAfter(std::string_view words, std::string_vie
 
 } // namespace
 
-CurlReport reportIn(std::string_view line)
+CurlReport parseLogLine(std::string_view line)
 {
     CurlReport report;
     if (line.starts_with("Using Stream ID: "))

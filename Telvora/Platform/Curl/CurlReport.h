@@ -22,6 +22,6 @@ struct CurlReport {
 /// Parses one line that CURLOPT_DEBUGFUNCTION gets as CURLINFO_TEXT. Knows the wording of libcurl
 /// 7.88 to 8.0. With another wording nothing is reported, and a request that the server refused
 /// ends with an error.
-CurlReport reportIn(std::string_view line);
+CurlReport parseLogLine(std::string_view line);
 
 } // namespace telvora::detail

@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Curl/CurlRequest.h>
 
+#include <Telvora/Base/ASCII.h>
 #include <Telvora/Base/HeaderField.h>
 
 #include <algorithm>
@@ -12,13 +13,6 @@ namespace {
 
 using Address = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-// Not std::tolower, which depends on the host's locale.
-char lowered(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                                : character;
-}
-
 std::string part(const Address& address, CURLUPart which, unsigned flags = 0)
 {
     char* text = nullptr;
@@ -28,7 +22,7 @@ std::string part(const Address& address, CURLUPart which, unsigned flags = 0)
     return text;
 }
 
-CurlOrigin unreachable(std::string reason)
+CurlOrigin originWithError(std::string reason)
 {
     return { .error = std::move(reason) };
 }
@@ -39,8 +33,8 @@ bool hasHeader(const HTTPRequest& request, const char* name)
         [&](const auto& header) { return isSameFieldName(header.first, name); });
 }
 
-// A host that redirects from http to https on the default ports is the same host.
-bool isSameHost(const CurlOrigin& from, const CurlOrigin& to)
+// A server that redirects from http to https on the default ports is the same server.
+bool isSameServer(const CurlOrigin& from, const CurlOrigin& to)
 {
     const bool isUpgrade
         = from.scheme == "http" && from.port == "80" && to.scheme == "https" && to.port == "443";
@@ -92,23 +86,22 @@ void CurlJob::fail(std::string_view reason) noexcept
 CurlOrigin originOf(const std::string& url)
 {
     if (url.find('\0') != std::string::npos)
-        return unreachable("Bad address: NUL in it");
+        return originWithError("Bad address: NUL in it");
     Address address(curl_url(), &curl_url_cleanup);
     if (!address)
-        return unreachable(outOfMemory);
+        return originWithError(outOfMemory);
     CURLUcode code
         = curl_url_set(address.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME);
     if (code != CURLUE_OK)
-        return unreachable(std::string("Bad address: ") + curl_url_strerror(code));
-    CurlOrigin origin { part(address, CURLUPART_SCHEME), part(address, CURLUPART_HOST),
+        return originWithError(std::string("Bad address: ") + curl_url_strerror(code));
+    CurlOrigin origin { part(address, CURLUPART_SCHEME), lowered(part(address, CURLUPART_HOST)),
         part(address, CURLUPART_PORT, CURLU_DEFAULT_PORT) };
     if (origin.scheme != "http" && origin.scheme != "https")
-        return unreachable("Unsupported scheme: " + origin.scheme);
-    std::transform(origin.host.begin(), origin.host.end(), origin.host.begin(), lowered);
+        return originWithError("Unsupported scheme: " + origin.scheme);
     return origin;
 }
 
-std::optional<std::string> refusalOf(const HTTPRequest& request)
+std::optional<std::string> problemWith(const HTTPRequest& request)
 {
     if (!isFieldName(request.method))
         return "Bad method";
@@ -116,7 +109,7 @@ std::optional<std::string> refusalOf(const HTTPRequest& request)
         if (!isFieldName(name))
             return "Bad header name";
         if (!isFieldValue(value))
-            return "Line break in the value of header " + name;
+            return "Line break or NUL in the value of header " + name;
     }
     return {};
 }
@@ -129,7 +122,7 @@ std::optional<std::string> redirect(HTTPRequest& request, const std::string& tar
         return to.error;
     if (from.scheme == "https" && to.scheme == "http")
         return "Redirect from https to http";
-    if (isSameHost(from, to)) {
+    if (isSameServer(from, to)) {
         request.url = withCredentialsOf(request.url, target);
     } else {
         std::erase_if(request.headers,

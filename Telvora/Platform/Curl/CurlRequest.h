@@ -46,7 +46,7 @@ struct CurlJob {
     Time deadline {};
     /// When it was given to a connection for the first time.
     std::optional<Time> firstSent {};
-    /// How many answers its host had given when it was last given to a connection.
+    /// How many answers its server had given when it was last given to a connection.
     std::size_t answersBefore = 0;
     int redirects = 0;
 };
@@ -77,7 +77,7 @@ struct CurlOrigin {
 CurlOrigin originOf(const std::string& url);
 
 /// Why the request must not be sent; absent if it may.
-std::optional<std::string> refusalOf(const HTTPRequest& request);
+std::optional<std::string> problemWith(const HTTPRequest& request);
 
 /// Changes the request's address to `target` and removes the headers that must not be sent there.
 /// Returns why the redirect must not be followed; absent if it may.
@@ -92,7 +92,7 @@ struct CurlHeadersDeleter {
 using CurlHeaders = std::unique_ptr<curl_slist, CurlHeadersDeleter>;
 
 /// The request's headers in libcurl's form, with the headers switched off that libcurl would add.
-/// Requires a request without a refusal. Throws std::bad_alloc.
+/// Requires a request without a problem. Throws std::bad_alloc.
 CurlHeaders headersOf(const HTTPRequest& request);
 
 } // namespace telvora::detail

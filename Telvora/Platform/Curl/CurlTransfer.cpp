@@ -57,7 +57,7 @@ void CurlTransfer::setFixedOptions()
     set(CURLOPT_USERAGENT, "Telvora/" TELVORA_VERSION_TEXT);
 
     set(CURLOPT_PROTOCOLS_STR, "http,https");
-    // CurlLoop follows redirects itself: libcurl would send every header to every host.
+    // CurlLoop follows redirects itself: libcurl would send every header to every server.
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_MAXAGE_CONN, maximumIdleSeconds);
     set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(m_options.answerLimitBytes));
@@ -132,9 +132,9 @@ void CurlTransfer::setMethod(const HTTPRequest& request)
     set(CURLOPT_CUSTOMREQUEST, isUsual ? nullptr : method.c_str());
 }
 
-const char* CurlTransfer::begin(CurlJobs& job, CurlHost& host) noexcept
+const char* CurlTransfer::begin(CurlJobs& job, CurlServer& server) noexcept
 {
-    m_host = &host;
+    m_server = &server;
     m_isNew = true;
     m_isUnanswered = false;
     m_connection.reset();
@@ -221,11 +221,11 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
 {
     // libcurl reports no error for an answer that ends within its headers.
     if (code == CURLE_OK && !m_answer.isHeadWhole())
-        return "Answer broken off";
+        return "Answer ended within its headers";
     if (code == CURLE_OK)
         return {};
-    if (auto excess = m_answer.excess())
-        return excess;
+    if (auto error = m_answer.limitError())
+        return error;
     if (code == CURLE_FILESIZE_EXCEEDED)
         return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     if (code == CURLE_ABORTED_BY_CALLBACK || (m_isUnanswered && code == CURLE_COULDNT_CONNECT))
@@ -262,10 +262,11 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     auto& transfer = *static_cast<CurlTransfer*>(self);
     if (type == CURLINFO_DATA_IN)
         transfer.m_answer.countBody(size);
-    // Until then the lines are about connections that libcurl tries and gives up.
+    // Before a connection is known, the lines are about connections that libcurl tries and gives
+    // up.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
         return 0;
-    const CurlReport report = reportIn({ data, size });
+    const CurlReport report = parseLogLine({ data, size });
     if (report.stream) {
         transfer.m_stream = report.stream;
         transfer.m_connection->isHTTP2 = true;
@@ -273,7 +274,8 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     if (report.lastStream)
         transfer.m_connection->lastStream = report.lastStream;
     // For a request on a reused connection that the server refused, libcurl logs only that it sends
-    // it again. Every other reason shows in one of the values below.
+    // it again. It logs a repetition for other reasons too; these leave a last stream, an error
+    // text or a closed connection.
     const bool isRefused = report.isRepeating && transfer.m_stream
         && !transfer.m_connection->lastStream && transfer.m_errorText[0] == '\0'
         && transfer.m_connection->isOpen();

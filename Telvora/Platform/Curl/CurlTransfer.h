@@ -16,7 +16,7 @@
 
 namespace telvora::detail {
 
-class CurlHost;
+class CurlServer;
 
 /// One libcurl handle and its current job. Reused for many jobs, because making a handle and
 /// setting its thirty options may cost more than a request.
@@ -35,8 +35,8 @@ public:
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
     /// Prepares handle() for the job and takes it; returns null then. On failure it returns the
-    /// error and leaves the job in `job`. Requires a job without a refusal.
-    const char* begin(CurlJobs& job, CurlHost& host) noexcept;
+    /// error and leaves the job in `job`. Requires a request without a problem.
+    const char* begin(CurlJobs& job, CurlServer& server) noexcept;
 
     /// Returns the job with its answer, or with the error that `code` means.
     CurlJobs finish(CURLcode code) noexcept;
@@ -56,7 +56,7 @@ public:
     bool isReusable() const { return m_isReusable; }
 
     CURL* handle() const { return m_handle; }
-    CurlHost& host() const { return *m_host; }
+    CurlServer& server() const { return *m_server; }
     CurlJob::Time deadline() const { return m_job.front().deadline; }
 
     /// The connection that carries the request; null until there is one.
@@ -91,7 +91,7 @@ private:
 
     // Empty while idle.
     CurlJobs m_job;
-    CurlHost* m_host = nullptr;
+    CurlServer* m_server = nullptr;
     CurlHeaders m_headers;
     bool m_isNew = false;
     // True from when the request is given to a connection until the first byte of an answer.

@@ -36,6 +36,7 @@ CurlWorker::CurlWorker(StartThread startThread, const Clock& clock, CurlHTTPOpti
     , m_options(std::move(options))
 {
     registerExitHandlerOfOpenSSL();
+    setUpLibcurlUnlessThreadSafe();
 }
 
 CurlWorker::~CurlWorker()
@@ -74,7 +75,8 @@ void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
 {
     // A lock that a thread of the parent held at the fork stays taken in the child for ever.
     if (isForkedChild())
-        return completeAtOnce(std::move(completion), "Process forked after its first request");
+        return completeAtOnce(
+            std::move(completion), "Process forked after the library's first use");
     noteUse();
 
     CurlJobs job;
@@ -95,7 +97,7 @@ void CurlWorker::send(HTTPRequest request, HTTPClient::Completion completion)
             return;
         }
     }
-    job.front().fail("No thread");
+    job.front().fail("The system refused a thread");
     call(job.front());
 }
 
@@ -163,7 +165,7 @@ void CurlWorker::serve(CurlLoop& loop)
         }
         const auto begin = m_clock.steadyNow();
         complete(std::move(over));
-        loop.excuse(m_clock.steadyNow() - begin);
+        loop.excludeFromTimeouts(m_clock.steadyNow() - begin);
     }
 }
 
@@ -187,7 +189,7 @@ void CurlWorker::complete(CurlJobs jobs)
     while (!jobs.empty()) {
         // The objects that the completion uses may be destroyed already.
         if (ExitGate::isClosed())
-            sleepForGood();
+            sleepForever();
         call(jobs.front());
         jobs.pop_front();
         m_inFlight.fetch_sub(1, std::memory_order_release);

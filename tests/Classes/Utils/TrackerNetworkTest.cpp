@@ -65,7 +65,7 @@ using TrackerNetworkQuirk = TrackerNetworkTest;
 using TrackerNetworkDeathTest = TrackerNetworkTest;
 
 const std::vector<bool> accepted { true };
-const std::vector<bool> refused { false };
+const std::vector<bool> notAccepted { false };
 const std::vector<bool> unheard {};
 
 TEST_F(TrackerNetworkTest, SendsAPOSTOfCompactJSONWithATimeoutOfAMinute)
@@ -210,7 +210,7 @@ TEST_F(TrackerNetworkDeathTest, AnInvalidAddressStopsTheProcess)
 TEST_F(TrackerNetworkTest, ATransportErrorIsAFailureWithoutALogLine)
 {
     postAnswered(ScriptedAnswer::error("no route"));
-    EXPECT_EQ(outcomes, refused);
+    EXPECT_EQ(outcomes, notAccepted);
 
     postAnswered(ScriptedAnswer::noData());
     EXPECT_EQ(outcomes, (std::vector<bool> { false, false }));
@@ -221,7 +221,7 @@ TEST_F(TrackerNetworkTest, AnAnswerThatIsNotJSONIsAFailureLoggedAfterTheHandler)
 {
     postAnswered(ScriptedAnswer::body("<html>"));
 
-    EXPECT_EQ(outcomes, refused);
+    EXPECT_EQ(outcomes, notAccepted);
     EXPECT_EQ(linesBeforeHandler, 0u);
     ASSERT_EQ(log->lines.size(), 1u);
     EXPECT_EQ(log->lines[0].rfind("[Tracker Manager] Tracker post failured: ", 0), 0u);
@@ -233,7 +233,7 @@ TEST_F(TrackerNetworkTest, AnEmptyAnswerIsNotJSON)
 {
     postAnswered(ScriptedAnswer::body(""));
 
-    EXPECT_EQ(outcomes, refused);
+    EXPECT_EQ(outcomes, notAccepted);
     EXPECT_EQ(log->lines.size(), 1u);
 }
 
@@ -278,7 +278,7 @@ TEST_F(TrackerNetworkTest, SuccessThatDoesNotConvertToABooleanIsAFailureLoggedAf
         log->lines.clear();
         postAnswered(ScriptedAnswer::body(answer));
 
-        EXPECT_EQ(outcomes, refused) << answer;
+        EXPECT_EQ(outcomes, notAccepted) << answer;
         EXPECT_EQ(linesBeforeHandler, 0u);
         EXPECT_EQ(log->lines,
             (std::vector<std::string> {

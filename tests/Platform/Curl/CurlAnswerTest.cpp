@@ -18,7 +18,7 @@ TEST_F(CurlAnswerTest, DataUpToTheLimitIsKept)
     EXPECT_TRUE(answer.addData("12345"));
     EXPECT_TRUE(answer.addData("67890"));
 
-    EXPECT_EQ(answer.excess(), std::nullopt);
+    EXPECT_EQ(answer.limitError(), std::nullopt);
     EXPECT_EQ(answer.takeData(), "1234567890");
 }
 
@@ -28,7 +28,7 @@ TEST_F(CurlAnswerTest, OneByteBeyondTheLimitIsRefusedAndNamed)
 
     EXPECT_FALSE(answer.addData("x"));
 
-    EXPECT_NE(answer.excess(), std::nullopt);
+    EXPECT_NE(answer.limitError(), std::nullopt);
 }
 
 TEST_F(CurlAnswerTest, HeadersAreRefusedOnceTheyAreTooLongTogether)
@@ -40,7 +40,7 @@ TEST_F(CurlAnswerTest, HeadersAreRefusedOnceTheyAreTooLongTogether)
 
     EXPECT_GT(taken, 10);
     EXPECT_LT(taken, 1000);
-    EXPECT_NE(answer.excess(), std::nullopt);
+    EXPECT_NE(answer.limitError(), std::nullopt);
 }
 
 TEST_F(CurlAnswerTest, FramingThatOutgrowsItsDataIsBeyondTheLimit)
@@ -72,7 +72,7 @@ TEST_F(CurlAnswerTest, TheNextAnswerBeginsEmpty)
     answer.clear();
 
     EXPECT_FALSE(answer.isHeadWhole());
-    EXPECT_EQ(answer.excess(), std::nullopt);
+    EXPECT_EQ(answer.limitError(), std::nullopt);
     EXPECT_EQ(answer.takeData(), "");
 }
 

@@ -87,7 +87,7 @@ TEST(CurlHTTPClientConnectionTest, NumberOfConnectionsIsAnOption)
     EXPECT_EQ(server.connections(), 2U);
 }
 
-TEST(CurlHTTPClientConnectionTest, SlowHostDoesNotHoldAnotherBack)
+TEST(CurlHTTPClientConnectionTest, SlowServerDoesNotDelayAnother)
 {
     LoopbackServer slow([](const LoopbackRequest&) { return LoopbackReply::silence(); });
     LoopbackServer quick([](const LoopbackRequest&) { return LoopbackReply::answer(200, "{}"); });

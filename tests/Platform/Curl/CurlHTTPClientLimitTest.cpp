@@ -12,8 +12,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-/// As much of something as never comes from a server that means well, and then nothing more. Only a
-/// limit makes an error of it before the time-out.
+/// More of something than a normal server sends, and then nothing more. Only a limit makes it an
+/// error before the time-out.
 LoopbackReply endless(const std::string& begin, const std::string& again)
 {
     std::string bytes = begin;
@@ -61,7 +61,7 @@ TEST(CurlHTTPClientLimitTest, AnswerThatGrowsAboveTheLimitIsAnError)
     EXPECT_THAT(answer.error.value_or(""), HasSubstr("above 1000 bytes"));
 }
 
-TEST(CurlHTTPClientLimitTest, LimitIsFourMegabytesUnlessTold)
+TEST(CurlHTTPClientLimitTest, DefaultLimitIsFourMegabytes)
 {
     std::string limit(4 * 1024 * 1024, 'x');
 
@@ -137,7 +137,7 @@ TEST(CurlHTTPClientLimitTest, EndlessExtensionOfAChunkIsAnError)
 {
     const HTTPAnswer answer = answerFor(endless(chunked + "2;x=", "xxxxxxxxxx"));
 
-    EXPECT_EQ(answer.error, "Too much around the bytes of the answer");
+    EXPECT_EQ(answer.error, "Chunk framing of the answer too long");
 }
 
 TEST(CurlHTTPClientLimitTest, ChunksWithLongExtensionsAreAnError)
@@ -145,7 +145,7 @@ TEST(CurlHTTPClientLimitTest, ChunksWithLongExtensionsAreAnError)
     const HTTPAnswer answer
         = answerFor(endless(chunked, "1;" + std::string(1000, 'x') + "\r\ny\r\n"));
 
-    EXPECT_EQ(answer.error, "Too much around the bytes of the answer");
+    EXPECT_EQ(answer.error, "Chunk framing of the answer too long");
 }
 
 TEST(CurlHTTPClientLimitTest, ManyTinyChunksAreTaken)

@@ -37,8 +37,8 @@ bool mustFail()
 
 } // namespace
 
-// They stand before those of the C++ library, in this program alone. Inlined, g++ would take them
-// for a pair that does not match.
+// They replace those of the C++ library, in this program alone. If they were inlined, g++ would
+// warn of a new and a delete that do not match.
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     return mustFail() ? nullptr : std::malloc(size ? size : 1);

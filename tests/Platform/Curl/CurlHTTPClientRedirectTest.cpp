@@ -18,7 +18,7 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
 
-/// A POST with headers for the host alone, listed or known as such, and one for everybody.
+/// A POST with host-only headers, listed or known as such, and another header.
 HTTPRequest identifyingPostTo(std::string url)
 {
     HTTPRequest request = postTo(std::move(url));
@@ -91,7 +91,7 @@ TEST(CurlHTTPClientRedirectTest, RedirectToNowhereIsAnAnswer)
     EXPECT_EQ(answer.status, 302);
 }
 
-TEST(CurlHTTPClientRedirectTest, HeadersGoOnWithinTheHostAndPort)
+TEST(CurlHTTPClientRedirectTest, HeadersGoOnWithinTheServerAndPort)
 {
     LoopbackServer server([](const LoopbackRequest& request) {
         return request.target == "/" ? LoopbackReply::redirect(307, "/moved")
@@ -105,7 +105,7 @@ TEST(CurlHTTPClientRedirectTest, HeadersGoOnWithinTheHostAndPort)
     EXPECT_THAT(server.received()[1].headerNames(), IsSupersetOf(identifying));
 }
 
-TEST(CurlHTTPClientRedirectTest, HeadersOfTheHostStayWithItAndTheOthersGoOn)
+TEST(CurlHTTPClientRedirectTest, HostOnlyHeadersStayAndTheOthersGoOn)
 {
     LoopbackServer other(always(LoopbackReply::answer(200, "there")));
     LoopbackServer server(always(LoopbackReply::redirect(307, other.url())));

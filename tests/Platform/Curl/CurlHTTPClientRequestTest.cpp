@@ -51,7 +51,7 @@ TEST_F(CurlHTTPClientRequestTest, HeadersAreThoseOfTheClientThenTheGivenThenTheL
             Pair("Content-Type", "application/json"), Pair("Content-Length", "5")));
 }
 
-TEST_F(CurlHTTPClientRequestTest, NothingIsAddedThatNobodyAskedFor)
+TEST_F(CurlHTTPClientRequestTest, ClientAddsFourHeaders)
 {
     EXPECT_THAT(arrivalOf(request("POST", std::string(2'000'000, 'x'))).headerNames(),
         ElementsAre("Host", "User-Agent", "Accept", "Content-Length"));
@@ -164,7 +164,7 @@ TEST_F(CurlHTTPClientRequestTest, HeaderNameThatIsNoneIsAnErrorAndNothingGoesOut
     EXPECT_THAT(server.received(), IsEmpty());
 }
 
-TEST_F(CurlHTTPClientRequestTest, PartAfterTheHashStaysHome)
+TEST_F(CurlHTTPClientRequestTest, FragmentIsNotSent)
 {
     HTTPRequest given = request("POST", "{}");
     given.url = server.url("/a?b=%20c&d#e");

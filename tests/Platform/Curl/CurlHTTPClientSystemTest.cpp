@@ -22,7 +22,7 @@ constexpr std::string_view silentHost = "silent.invalid";
 std::atomic<bool> s_mayResolverAnswer { false };
 std::atomic<bool> s_areDescriptorsUsedUp { false };
 
-/// The C library's own, whose name ours takes.
+/// The function of the C library that ours replaces.
 template<typename Function> Function* systems(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -30,8 +30,8 @@ template<typename Function> Function* systems(const char* name)
 
 } // namespace
 
-// These stand before the C library's, for libcurl too. A resolver whose servers do not answer
-// before they are told:
+// These functions replace those of the C library, for libcurl too. This resolver gets no answer
+// from its servers until s_mayResolverAnswer is set.
 extern "C" int getaddrinfo(
     const char* name, const char* service, const addrinfo* hints, addrinfo** result)
 {
@@ -42,7 +42,7 @@ extern "C" int getaddrinfo(
     return systems<decltype(getaddrinfo)>("getaddrinfo")(name, service, hints, result);
 }
 
-// A system without descriptors, as libcurl meets it when it makes its means to be woken:
+// The system refuses libcurl the descriptors through which it is woken.
 extern "C" int socketpair(int domain, int type, int protocol, int* sockets)
 {
     if (s_areDescriptorsUsedUp) {
@@ -108,7 +108,7 @@ TEST_F(SilentResolverTest, ClientEnds)
     EXPECT_TRUE(isError);
 }
 
-TEST(CurlHTTPClientSystemTest, WantOfDescriptorsIsAnErrorAndPasses)
+TEST(CurlHTTPClientSystemTest, NoDescriptorsIsATemporaryError)
 {
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
     RealHTTPClient client;

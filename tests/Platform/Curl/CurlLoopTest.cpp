@@ -196,13 +196,13 @@ TEST_F(CurlLoopTest, AnswerThatHasArrivedCountsHoweverLateTheLoopLooks)
     EXPECT_EQ(over.front().answer.data, "{}");
 }
 
-TEST_F(CurlLoopTest, ExcusedTimeIsChargedToNoRequest)
+TEST_F(CurlLoopTest, ExcludedTimeIsChargedToNoRequest)
 {
     send("/held", 60s);
     runUntilReceived(1);
 
     clock.advance(1h);
-    loop.excuse(1h);
+    loop.excludeFromTimeouts(1h);
     advance();
     ASSERT_TRUE(over.empty());
     clock.advance(60s);

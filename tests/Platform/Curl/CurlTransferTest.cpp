@@ -1,7 +1,7 @@
 #include <Telvora/Platform/Curl/CurlTransfer.h>
 
-#include <Telvora/Platform/Curl/CurlHost.h>
 #include <Telvora/Platform/Curl/CurlLibrary.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 
 #include <tests/Platform/Curl/HTTPTesting.h>
 #include <tests/Platform/Curl/LoopbackServer.h>
@@ -29,7 +29,7 @@ protected:
     {
         CurlJobs job;
         job.emplace_back(std::move(request), HTTPClient::Completion());
-        EXPECT_STREQ(transfer.begin(job, host), nullptr);
+        EXPECT_STREQ(transfer.begin(job, curlServer), nullptr);
         EXPECT_TRUE(job.empty());
         CurlJobs over = transfer.finish(curl_easy_perform(transfer.handle()));
         EXPECT_EQ(over.size(), 1U);
@@ -39,7 +39,7 @@ protected:
     CurlHTTPOptions options;
     // Before the transfer, whose handle closes its connection through it.
     CurlConnections connections;
-    CurlHost host { options };
+    CurlServer curlServer { options };
     CurlTransfer transfer { options, connections };
 };
 
@@ -110,7 +110,7 @@ TEST_F(CurlTransferTest, AJobThatEndsWithAnErrorOfOursCarriesIt)
 {
     CurlJobs job;
     job.emplace_back(postTo("http://127.0.0.1:1/"), HTTPClient::Completion());
-    ASSERT_STREQ(transfer.begin(job, host), nullptr);
+    ASSERT_STREQ(transfer.begin(job, curlServer), nullptr);
 
     const CurlJobs over = transfer.finish("Timed out");
 

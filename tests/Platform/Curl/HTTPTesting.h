@@ -28,7 +28,7 @@ namespace telvora::detail {
 
 inline constinit NeverDestroyed<LinuxClock> s_machineClock;
 
-/// The client as Linux has it.
+/// The client that the Linux platform uses.
 class RealHTTPClient final : public CurlHTTPClient {
 public:
     explicit RealHTTPClient(CurlHTTPOptions options = {})
@@ -55,7 +55,7 @@ public:
             [promise](HTTPAnswer answer) { promise->set_value(std::move(answer)); });
     }
 
-    /// Nothing if it does not come within 100 s.
+    /// Absent if it does not come within `limit`.
     std::optional<HTTPAnswer> wait(std::chrono::seconds limit = std::chrono::seconds(100))
     {
         if (m_future.wait_for(limit) != std::future_status::ready)
@@ -74,7 +74,7 @@ inline HTTPAnswer answerTo(HTTPClient& client, HTTPRequest request)
     return AnswerToCome(client, std::move(request)).wait().value_or(none);
 }
 
-/// Exactly these bytes, and then the end of the connection.
+/// Sends exactly these bytes and then closes the connection.
 inline LoopbackReply raw(std::vector<LoopbackReply::Piece> pieces)
 {
     return { std::move(pieces), LoopbackReply::Ending::Close };
@@ -85,7 +85,7 @@ inline LoopbackServer::Script always(LoopbackReply reply)
     return [reply = std::move(reply)](const LoopbackRequest&) { return reply; };
 }
 
-/// What a client makes of one reply.
+/// The answer that a client makes of this reply.
 inline HTTPAnswer answerFor(LoopbackReply reply, CurlHTTPOptions options = {})
 {
     LoopbackServer server(always(std::move(reply)));
@@ -93,7 +93,7 @@ inline HTTPAnswer answerFor(LoopbackReply reply, CurlHTTPOptions options = {})
     return answerTo(client, postTo(server.url()));
 }
 
-/// Until every completion has returned, at most 100 s; false if some has not.
+/// Waits until every completion has returned, at most 100 s; false if one has not.
 inline bool settle(const CurlHTTPClient& client)
 {
     auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(100);
@@ -102,8 +102,8 @@ inline bool settle(const CurlHTTPClient& client)
     return client.inFlight() == 0;
 }
 
-/// Returns once no connection to that address is open any more, as far as either end knows; ctest
-/// ends a test in which that never comes.
+/// Returns once the system has no open connection to or from that address. ctest ends a test that
+/// waits too long.
 inline void waitUntilClosed(const std::string& address, int port)
 {
     in_addr number {};
@@ -125,8 +125,8 @@ inline void waitUntilClosed(const std::string& address, int port)
     }
 }
 
-/// Sets OpenSSL up with all that it has, as a host that uses it does. Its exit handler is in place
-/// from then on.
+/// Initializes OpenSSL completely, as a host that uses it does. Its exit handler is registered
+/// then.
 inline void useOpenSSL()
 {
     using SetUp = int(std::uint64_t, const void*);
@@ -134,7 +134,7 @@ inline void useOpenSSL()
         static_cast<void>(setUp(0, nullptr));
 }
 
-/// One entry of a thread's status in /proc, for every thread of that name.
+/// The value of `entry` in /proc/self/task/.../status of each thread of that name.
 inline std::vector<std::string> statusOfThreads(const std::string& name, const std::string& entry)
 {
     std::vector<std::string> values;

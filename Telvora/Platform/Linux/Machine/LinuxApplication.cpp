@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Linux/Machine/LinuxApplication.h>
 
+#include <Telvora/Base/ASCII.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <set>
@@ -11,16 +13,6 @@ namespace {
 
 /// The cache of a desktop with very many applications is some hundred kilobytes.
 constexpr std::size_t fileLimitBytes = 8 * 1024 * 1024;
-
-std::string lowered(std::string_view text)
-{
-    std::string result(text);
-    for (char& letter : result) {
-        if (letter >= 'A' && letter <= 'Z')
-            letter = static_cast<char>(letter - 'A' + 'a');
-    }
-    return result;
-}
 
 std::vector<std::string> parts(std::string_view text, char separator)
 {

@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Linux/Machine/LinuxDevice.h>
 
+#include <Telvora/Base/ASCII.h>
 #include <Telvora/Platform/Linux/Machine/LinuxScreens.h>
 
 #include <algorithm>
@@ -20,14 +21,6 @@ namespace {
 
 constexpr std::string_view osRelease = "/etc/os-release";
 constexpr std::string_view vendorOSRelease = "/usr/lib/os-release";
-
-bool equalsIgnoringCase(std::string_view left, std::string_view right)
-{
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) {
-        return std::tolower(static_cast<unsigned char>(a))
-            == std::tolower(static_cast<unsigned char>(b));
-    });
-}
 
 // The placeholders that board makers leave in their tables.
 bool isPlaceholder(std::string_view text)

@@ -1,7 +1,6 @@
 #include <Telvora/Platform/Linux/Network/LinuxNetworkWatcher.h>
 
 #include <Telvora/Base/Guarded.h>
-#include <Telvora/Platform/Linux/Network/NetlinkSocket.h>
 #include <Telvora/Platform/Linux/Network/NetworkSnapshot.h>
 #include <Telvora/Platform/Linux/Process/LinuxThread.h>
 
@@ -24,31 +23,32 @@ namespace {
 using Connection = Reachability::Connection;
 using Dump = NetlinkSocket::Dump;
 
-// Asks the kernel for all links and routes. `connection` is unchanged if that fails.
-Dump readConnection(NetlinkSocket& socket, const SystemFiles& files, Connection& connection)
-{
-    NetworkSnapshot snapshot;
-    const auto add = [&](const nlmsghdr& message) { snapshot.add(message); };
-    Dump result = Dump::whole;
-    for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
-             std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
-        const Dump part
-            = socket.dump(static_cast<std::uint16_t>(type), static_cast<std::uint8_t>(family), add);
-        if (part == Dump::failed)
-            return part;
-        if (part == Dump::interrupted)
-            result = part;
-    }
-    connection = snapshot.connection(files);
-    return result;
-}
-
 } // namespace
 
 struct LinuxNetworkWatcher::State {
-    explicit State(SystemFiles theFiles)
+    State(SystemFiles theFiles, DumpFunction theDump)
         : files(std::move(theFiles))
+        , dump(std::move(theDump))
     {
+    }
+
+    // Asks the kernel for all links and routes. `result` is unchanged if that fails.
+    Dump readConnection(NetlinkSocket& socket, Connection& result) const
+    {
+        NetworkSnapshot snapshot;
+        const auto add = [&](const nlmsghdr& message) { snapshot.add(message); };
+        Dump outcome = Dump::whole;
+        for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
+                 std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
+            const Dump part = dump(
+                socket, static_cast<std::uint16_t>(type), static_cast<std::uint8_t>(family), add);
+            if (part == Dump::failed)
+                return part;
+            if (part == Dump::interrupted)
+                outcome = part;
+        }
+        result = snapshot.connection(files);
+        return outcome;
     }
 
     void publish(Connection now)
@@ -62,6 +62,7 @@ struct LinuxNetworkWatcher::State {
     }
 
     const SystemFiles files;
+    const DumpFunction dump;
     std::atomic<Connection> connection { Connection::none };
     std::atomic<bool> isWatching { false };
     Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
@@ -117,7 +118,7 @@ private:
         Connection connection = m_state->connection;
         Dump result = Dump::interrupted;
         for (int attempt = 0; attempt < attempts && result == Dump::interrupted; ++attempt)
-            result = readConnection(*m_requests, m_state->files, connection);
+            result = m_state->readConnection(*m_requests, connection);
         m_state->publish(connection);
         m_isStale = result != Dump::whole;
     }
@@ -169,8 +170,8 @@ private:
     bool m_isStale = false;
 };
 
-LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files)
-    : m_state(std::make_shared<State>(std::move(files)))
+LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files, DumpFunction dump)
+    : m_state(std::make_shared<State>(std::move(files), std::move(dump)))
 {
 }
 
@@ -214,7 +215,7 @@ Connection LinuxNetworkWatcher::connection()
     if (!isFresh) {
         Connection connection = Connection::none;
         if (const auto socket = NetlinkSocket::open(0))
-            readConnection(*socket, m_state->files, connection);
+            m_state->readConnection(*socket, connection);
         return connection;
     }
     return m_state->connection.load(std::memory_order_acquire);

@@ -3,9 +3,12 @@
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/OnceValue.h>
 #include <Telvora/Platform/Linux/Machine/SystemFiles.h>
+#include <Telvora/Platform/Linux/Network/NetlinkSocket.h>
 #include <Telvora/Platform/Linux/Process/Descriptor.h>
 #include <Telvora/Platform/Reachability.h>
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace telvora::detail {
@@ -36,8 +39,13 @@ public:
         virtual void connectionDidChange(Connection now) = 0;
     };
 
+    /// How the watcher asks the kernel. Tests give another function; the watching thread calls it
+    /// too.
+    using DumpFunction = std::function<NetlinkSocket::Dump(
+        NetlinkSocket&, std::uint16_t type, std::uint8_t family, NetlinkSocket::Visitor visit)>;
+
     /// `files`: where /sys/class/net is looked up.
-    explicit LinuxNetworkWatcher(SystemFiles files);
+    explicit LinuxNetworkWatcher(SystemFiles files, DumpFunction dump = &NetlinkSocket::dump);
     ~LinuxNetworkWatcher();
 
     LinuxNetworkWatcher(const LinuxNetworkWatcher&) = delete;

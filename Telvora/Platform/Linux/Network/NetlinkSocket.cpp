@@ -35,7 +35,7 @@ std::unique_ptr<NetlinkSocket> NetlinkSocket::open(std::uint32_t groups)
     // defect.
     const timeval limit { 1, 0 };
     ::setsockopt(descriptor.number(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    return std::unique_ptr<NetlinkSocket>(new NetlinkSocket(std::move(descriptor)));
+    return std::make_unique<NetlinkSocket>(std::move(descriptor));
 }
 
 NetlinkSocket::NetlinkSocket(Descriptor descriptor)

@@ -34,6 +34,9 @@ public:
     /// A socket subscribed to the groups of that mask (RTMGRP_...); null when it cannot be opened.
     static std::unique_ptr<NetlinkSocket> open(std::uint32_t groups);
 
+    /// Takes an open socket, from which it reads such messages.
+    explicit NetlinkSocket(Descriptor descriptor);
+
     const Descriptor& descriptor() const { return m_descriptor; }
 
     /// Visits the messages of one datagram if one is waiting. Does not wait.
@@ -56,8 +59,6 @@ public:
     static void visitMessages(const char* datagram, std::size_t size, Visitor visit);
 
 private:
-    explicit NetlinkSocket(Descriptor descriptor);
-
     bool sendDumpRequest(std::uint16_t type, std::uint8_t family);
     Reading receive(int flags, Visitor visit);
 

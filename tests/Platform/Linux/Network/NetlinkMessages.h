@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -12,7 +13,7 @@
 
 namespace telvora::detail {
 
-/// Messages of the kernel as bytes, for tests of who reads them.
+/// A message of the kernel as bytes.
 class NetlinkMessage {
 public:
     template<typename Body> NetlinkMessage(std::uint16_t type, const Body& body)
@@ -37,6 +38,14 @@ public:
         append(&header, sizeof header);
         append(bytes.data(), bytes.size());
         pad();
+        return *this;
+    }
+
+    /// As an answer to the request of that number.
+    NetlinkMessage& to(std::uint32_t sequence, std::uint16_t flags = 0)
+    {
+        std::memcpy(m_bytes.data() + offsetof(nlmsghdr, nlmsg_seq), &sequence, sizeof sequence);
+        std::memcpy(m_bytes.data() + offsetof(nlmsghdr, nlmsg_flags), &flags, sizeof flags);
         return *this;
     }
 

@@ -19,7 +19,7 @@ constexpr unsigned usable = IFF_UP | IFF_RUNNING;
 
 class NetworkSnapshotTest : public testing::Test {
 protected:
-    /// Hands a message over that lies where nothing may be read behind it.
+    /// Adds a message from memory that ends with it, so that the sanitizer sees a read behind it.
     void add(const std::string& bytes)
     {
         const std::vector<char> exact(bytes.begin(), bytes.end());
@@ -93,7 +93,7 @@ TEST_F(NetworkSnapshotTest, APPPLinkIsAModemUnlessTheKernelListsASessionOverEthe
     EXPECT_EQ(connection(), Connection::wifi);
 }
 
-TEST_F(NetworkSnapshotTest, ARouteOfTheOlderProtocolGoesBeforeOneOfTheNewer)
+TEST_F(NetworkSnapshotTest, IPv4RouteGoesBeforeIPv6)
 {
     add(linkMessage(2, "wire", usable));
     add(linkMessage(3, "modem", usable, ARPHRD_RAWIP));
@@ -136,7 +136,7 @@ TEST_F(NetworkSnapshotTest, MessagesThatAreCutOffAreSafe)
     EXPECT_NE(connection(), Connection::cellular);
 }
 
-TEST_F(NetworkSnapshotTest, AttributesWithALengthOfTheirOwnChoiceAreSafe)
+TEST_F(NetworkSnapshotTest, AttributesWithWrongLengthsAreSafe)
 {
     for (const unsigned short length :
         std::initializer_list<unsigned short> { 0, 1, 3, 4, 5, 200, 65535 }) {

@@ -1,4 +1,4 @@
-#include <Telvora/Platform/Curl/CurlHost.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 
 #include <gtest/gtest.h>
 
@@ -9,9 +9,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A host, and the connections that its requests are on. What is taken from the host is on a
+/// A server, and the connections that its requests are on. What is taken from the server is on a
 /// connection of its own unless the test says otherwise.
-class CurlHostTest : public testing::Test {
+class CurlServerTest : public testing::Test {
 protected:
     CurlConnection& connect(std::size_t requests, bool isHTTP2 = false)
     {
@@ -26,18 +26,18 @@ protected:
         for (std::size_t number = 0; number < count; ++number) {
             CurlJobs job;
             job.emplace_back(HTTPRequest(), HTTPClient::Completion());
-            host.queue(job, now);
+            server.queue(job, now);
         }
     }
 
     void count(std::size_t connecting = 0, bool areNew = false)
     {
-        host.beginCount();
+        server.beginCount();
         for (std::size_t number = 0; number < connecting; ++number)
-            host.countConnecting(areNew);
+            server.countConnecting(areNew);
         for (CurlConnection& connection : connections) {
             if (connection.requests > 0)
-                host.count(connection);
+                server.count(connection);
         }
     }
 
@@ -45,18 +45,18 @@ protected:
     std::size_t take()
     {
         std::size_t taken = 0;
-        while (!host.takeNext(now).empty())
+        while (!server.takeNext(now).empty())
             ++taken;
         return taken;
     }
 
     CurlHTTPOptions options;
-    CurlHost host { options };
+    CurlServer server { options };
     std::deque<CurlConnection> connections;
-    CurlHost::Time now {};
+    CurlServer::Time now {};
 };
 
-TEST_F(CurlHostTest, SixRequestsGoAtOnce)
+TEST_F(CurlServerTest, SixRequestsGoAtOnce)
 {
     queue(7);
     count();
@@ -65,7 +65,7 @@ TEST_F(CurlHostTest, SixRequestsGoAtOnce)
     EXPECT_EQ(take(), 0U);
 }
 
-TEST_F(CurlHostTest, RequestGoesWhenAConnectionIsFree)
+TEST_F(CurlServerTest, RequestGoesWhenAConnectionIsFree)
 {
     for (int number = 0; number < 5; ++number)
         connect(1);
@@ -75,7 +75,7 @@ TEST_F(CurlHostTest, RequestGoesWhenAConnectionIsFree)
     EXPECT_EQ(take(), 1U);
 }
 
-TEST_F(CurlHostTest, RequestThatIsStillConnectingHasAConnection)
+TEST_F(CurlServerTest, RequestThatIsStillConnectingHasAConnection)
 {
     queue(7);
     count(4);
@@ -83,7 +83,7 @@ TEST_F(CurlHostTest, RequestThatIsStillConnectingHasAConnection)
     EXPECT_EQ(take(), 2U);
 }
 
-TEST_F(CurlHostTest, NumberOfConnectionsIsAnOption)
+TEST_F(CurlServerTest, NumberOfConnectionsIsAnOption)
 {
     options.connectionsPerHost = 2;
     queue(7);
@@ -92,7 +92,7 @@ TEST_F(CurlHostTest, NumberOfConnectionsIsAnOption)
     EXPECT_EQ(take(), 2U);
 }
 
-TEST_F(CurlHostTest, HostWithoutAConnectionInTheOptionsStillGetsOne)
+TEST_F(CurlServerTest, ServerWithoutAConnectionInTheOptionsStillGetsOne)
 {
     options.connectionsPerHost = 0;
     options.maximumConnectionsPerHost = 0;
@@ -102,7 +102,7 @@ TEST_F(CurlHostTest, HostWithoutAConnectionInTheOptionsStillGetsOne)
     EXPECT_EQ(take(), 1U);
 }
 
-TEST_F(CurlHostTest, RequestThatHasWaited100msGetsAConnectionOfItsOwn)
+TEST_F(CurlServerTest, RequestThatHasWaited100msGetsAConnectionOfItsOwn)
 {
     queue(1);
     now += 1ms;
@@ -117,41 +117,51 @@ TEST_F(CurlHostTest, RequestThatHasWaited100msGetsAConnectionOfItsOwn)
     EXPECT_EQ(take(), 2U);
 }
 
-TEST_F(CurlHostTest, MoreThan64ConnectionsAreNotOpened)
+TEST_F(CurlServerTest, MoreThan64ConnectionsAreNotOpened)
 {
     queue(100);
     now += 1h;
     count();
 
     EXPECT_EQ(take(), 64U);
-    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
+    EXPECT_EQ(server.nextChange(now), CurlServer::Time::max());
 }
 
-TEST_F(CurlHostTest, NextChangeIsWhenTheOldestHasWaitedLongEnough)
+TEST_F(CurlServerTest, MaximumIsNotBelowTheNormalNumberOfConnections)
 {
-    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
+    options.connectionsPerHost = 100;
+    queue(200);
+    now += 1h;
+    count(99);
+
+    EXPECT_EQ(take(), 1U);
+}
+
+TEST_F(CurlServerTest, NextChangeIsWhenTheOldestHasWaitedLongEnough)
+{
+    EXPECT_EQ(server.nextChange(now), CurlServer::Time::max());
     queue(1);
     now += 50ms;
     queue(1);
     count(6);
 
-    EXPECT_EQ(host.nextChange(now), CurlHost::Time() + 100ms);
+    EXPECT_EQ(server.nextChange(now), CurlServer::Time() + 100ms);
 }
 
-TEST_F(CurlHostTest, RequestsGoInTheOrderInWhichTheyCame)
+TEST_F(CurlServerTest, RequestsGoInTheOrderInWhichTheyCame)
 {
     for (const char* method : { "A", "B", "C" }) {
         CurlJobs job;
         job.emplace_back(HTTPRequest { {}, method, {}, {} }, HTTPClient::Completion());
-        host.queue(job, now);
+        server.queue(job, now);
     }
     count();
 
     for (const char* method : { "A", "B", "C" })
-        EXPECT_EQ(host.takeNext(now).front().request.method, method);
+        EXPECT_EQ(server.takeNext(now).front().request.method, method);
 }
 
-TEST_F(CurlHostTest, ConnectionOfHTTP1TakesOneRequest)
+TEST_F(CurlServerTest, ConnectionOfHTTP1TakesOneRequest)
 {
     for (int number = 0; number < 6; ++number)
         connect(1);
@@ -161,7 +171,7 @@ TEST_F(CurlHostTest, ConnectionOfHTTP1TakesOneRequest)
     EXPECT_EQ(take(), 0U);
 }
 
-TEST_F(CurlHostTest, ConnectionOfHTTP2IsGivenAtMostTwiceWhatItHasCarried)
+TEST_F(CurlServerTest, ConnectionOfHTTP2IsGivenAtMostTwiceWhatItHasCarried)
 {
     CurlConnection& connection = connect(10, true);
     queue(1000);
@@ -174,7 +184,7 @@ TEST_F(CurlHostTest, ConnectionOfHTTP2IsGivenAtMostTwiceWhatItHasCarried)
     EXPECT_EQ(take(), 15U);
 }
 
-TEST_F(CurlHostTest, ConnectionOfHTTP2TakesUpTo100Requests)
+TEST_F(CurlServerTest, ConnectionOfHTTP2TakesUpTo100Requests)
 {
     connect(99, true);
     queue(1000);
@@ -183,7 +193,7 @@ TEST_F(CurlHostTest, ConnectionOfHTTP2TakesUpTo100Requests)
     EXPECT_EQ(take(), 1U);
 }
 
-TEST_F(CurlHostTest, ConnectionOfHTTP2KeepsTheRoomThatItHasShown)
+TEST_F(CurlServerTest, ConnectionOfHTTP2KeepsTheRoomThatItHasShown)
 {
     CurlConnection& connection = connect(80, true);
     count(5);
@@ -194,7 +204,7 @@ TEST_F(CurlHostTest, ConnectionOfHTTP2KeepsTheRoomThatItHasShown)
     EXPECT_EQ(take(), 99U);
 }
 
-TEST_F(CurlHostTest, ServerThatTakesFewerOnAConnectionIsFoundOut)
+TEST_F(CurlServerTest, ServerThatTakesFewerOnAConnectionIsFoundOut)
 {
     CurlConnection& connection = connect(10, true);
     queue(1000);
@@ -209,7 +219,7 @@ TEST_F(CurlHostTest, ServerThatTakesFewerOnAConnectionIsFoundOut)
     EXPECT_EQ(take(), 6U);
 }
 
-TEST_F(CurlHostTest, ConnectionsOfHTTP2AreOpenedOneAtATime)
+TEST_F(CurlServerTest, ConnectionsOfHTTP2AreOpenedOneAtATime)
 {
     connect(100, true);
     queue(1000);
@@ -219,66 +229,66 @@ TEST_F(CurlHostTest, ConnectionsOfHTTP2AreOpenedOneAtATime)
     EXPECT_EQ(take(), 1U);
     count(1);
     EXPECT_EQ(take(), 0U);
-    EXPECT_EQ(host.nextChange(now), CurlHost::Time::max());
+    EXPECT_EQ(server.nextChange(now), CurlServer::Time::max());
 }
 
-TEST_F(CurlHostTest, RefusedRequestGoesBeforeAllOthers)
+TEST_F(CurlServerTest, RefusedRequestGoesBeforeAllOthers)
 {
     queue(2);
     count();
-    CurlJobs refused = host.takeNext(now);
+    CurlJobs refused = server.takeNext(now);
     refused.front().request.method = "AGAIN";
-    host.noteAnswer();
+    server.noteAnswer();
 
-    host.queueAgain(refused, now);
+    server.queueAgain(refused, now);
 
-    EXPECT_EQ(host.takeNext(now).front().request.method, "AGAIN");
+    EXPECT_EQ(server.takeNext(now).front().request.method, "AGAIN");
 }
 
-TEST_F(CurlHostTest, RefusalsWithoutAnyAnswerMakeForLongerAndLongerPauses)
+TEST_F(CurlServerTest, RefusalsWithoutAnyAnswerMakeForLongerAndLongerPauses)
 {
     queue(1);
     for (const auto pause : { 10ms, 20ms, 40ms, 80ms, 160ms, 320ms, 640ms, 1000ms, 1000ms }) {
         count();
-        CurlJobs refused = host.takeNext(now);
+        CurlJobs refused = server.takeNext(now);
         ASSERT_EQ(refused.size(), 1U);
-        host.queueAgain(refused, now);
+        server.queueAgain(refused, now);
 
-        EXPECT_EQ(host.nextChange(now), now + pause);
+        EXPECT_EQ(server.nextChange(now), now + pause);
         now += pause - 1ms;
-        EXPECT_TRUE(host.takeNext(now).empty());
+        EXPECT_TRUE(server.takeNext(now).empty());
         now += 1ms;
     }
 }
 
-TEST_F(CurlHostTest, RequestsThatAreRefusedTogetherMakeForOnePause)
+TEST_F(CurlServerTest, RequestsThatAreRefusedTogetherMakeForOnePause)
 {
     queue(3);
     count();
     std::deque<CurlJobs> refused;
     while (refused.size() < 3)
-        refused.push_back(host.takeNext(now));
+        refused.push_back(server.takeNext(now));
 
     for (CurlJobs& job : refused)
-        host.queueAgain(job, now);
+        server.queueAgain(job, now);
 
-    EXPECT_EQ(host.nextChange(now), now + 10ms);
+    EXPECT_EQ(server.nextChange(now), now + 10ms);
 }
 
-TEST_F(CurlHostTest, AnswerEndsThePause)
+TEST_F(CurlServerTest, AnswerEndsThePause)
 {
     queue(2);
     count();
-    CurlJobs refused = host.takeNext(now);
-    host.queueAgain(refused, now);
+    CurlJobs refused = server.takeNext(now);
+    server.queueAgain(refused, now);
     ASSERT_EQ(take(), 0U);
 
-    host.noteAnswer();
+    server.noteAnswer();
 
     EXPECT_EQ(take(), 2U);
 }
 
-TEST_F(CurlHostTest, ConnectionThatItsServerClosesTakesNothingMore)
+TEST_F(CurlServerTest, ConnectionThatItsServerClosesTakesNothingMore)
 {
     connect(50, true).lastStream = 99;
     queue(100);
@@ -287,15 +297,15 @@ TEST_F(CurlHostTest, ConnectionThatItsServerClosesTakesNothingMore)
     EXPECT_EQ(take(), 0U);
 }
 
-TEST_F(CurlHostTest, HostIsIdleOnceNothingWaitsOrIsUnderWay)
+TEST_F(CurlServerTest, ServerIsIdleOnceNothingWaitsOrIsUnderWay)
 {
-    EXPECT_TRUE(host.isIdle());
+    EXPECT_TRUE(server.isIdle());
     queue(1);
-    EXPECT_FALSE(host.isIdle());
-    EXPECT_EQ(host.takeAll().size(), 1U);
-    EXPECT_TRUE(host.isIdle());
+    EXPECT_FALSE(server.isIdle());
+    EXPECT_EQ(server.takeAll().size(), 1U);
+    EXPECT_TRUE(server.isIdle());
     count(1);
-    EXPECT_FALSE(host.isIdle());
+    EXPECT_FALSE(server.isIdle());
 }
 
 } // namespace

@@ -19,11 +19,11 @@ namespace telvora::detail {
 /// Use: before each takeNext(), the loop counts: beginCount(), then countConnecting() for each
 /// request that is still connecting, then count() for each connection in use.
 /// Threads: one.
-class CurlHost {
+class CurlServer {
 public:
     using Time = CurlJob::Time;
 
-    explicit CurlHost(const CurlHTTPOptions& options)
+    explicit CurlServer(const CurlHTTPOptions& options)
         : m_options(options)
     {
     }
@@ -31,12 +31,12 @@ public:
     /// Puts the job at the end of the queue.
     void queue(CurlJobs& job, Time now);
 
-    /// Puts a job that the host refused at the front of the queue. If the host has answered nothing
-    /// since the job was sent, no job starts during a pause: 10 ms, then twice as long each time,
-    /// up to a second.
+    /// Puts a job that the server refused at the front of the queue. If the server has answered
+    /// nothing since the job was sent, no job starts during a pause: 10 ms, then twice as long each
+    /// time, up to a second.
     void queueAgain(CurlJobs& job, Time now);
 
-    /// Call it when the host has answered a request. Ends the pause.
+    /// Call it when the server has answered a request. Ends the pause.
     void noteAnswer();
 
     void beginCount();
@@ -58,6 +58,8 @@ public:
 
 private:
     std::size_t connectionsInUse() const { return m_connections + m_connecting; }
+    std::size_t normalConnections() const;
+    std::size_t maximumConnections() const;
     bool mayOpenAnother() const;
     CurlJobs release();
 

@@ -1,4 +1,4 @@
-#include <Telvora/Platform/Curl/CurlHost.h>
+#include <Telvora/Platform/Curl/CurlServer.h>
 
 #include <algorithm>
 #include <utility>
@@ -12,13 +12,13 @@ constexpr std::chrono::milliseconds longestPause { 1000 };
 
 } // namespace
 
-void CurlHost::queue(CurlJobs& job, Time now)
+void CurlServer::queue(CurlJobs& job, Time now)
 {
     job.front().waitingSince = now;
     m_waiting.splice(m_waiting.end(), job);
 }
 
-void CurlHost::queueAgain(CurlJobs& job, Time now)
+void CurlServer::queueAgain(CurlJobs& job, Time now)
 {
     // Jobs that were refused together cause one pause.
     if (job.front().answersBefore == m_answers && now >= m_pausedUntil) {
@@ -28,14 +28,14 @@ void CurlHost::queueAgain(CurlJobs& job, Time now)
     m_waiting.splice(m_waiting.begin(), job);
 }
 
-void CurlHost::noteAnswer()
+void CurlServer::noteAnswer()
 {
     ++m_answers;
     m_pause = {};
     m_pausedUntil = {};
 }
 
-void CurlHost::beginCount()
+void CurlServer::beginCount()
 {
     m_connections = 0;
     m_connecting = 0;
@@ -44,14 +44,14 @@ void CurlHost::beginCount()
     m_isHTTP2 = false;
 }
 
-void CurlHost::countConnecting(bool isNew)
+void CurlServer::countConnecting(bool isNew)
 {
     ++m_connecting;
     if (isNew)
         ++m_newlyConnecting;
 }
 
-void CurlHost::count(CurlConnection& connection)
+void CurlServer::count(CurlConnection& connection)
 {
     ++m_connections;
     connection.mostRequests = std::max(connection.mostRequests, connection.requests);
@@ -64,12 +64,12 @@ void CurlHost::count(CurlConnection& connection)
     // libcurl opens a connection only if no other one takes the request.
     if (m_newlyConnecting > 0 && connection.room > 0)
         connection.limit = connection.mostRequests;
-    const std::size_t tried = std::min(connection.limit, 2 * connection.mostRequests);
-    connection.room = tried - std::min(tried, connection.requests);
+    const std::size_t allowed = std::min(connection.limit, 2 * connection.mostRequests);
+    connection.room = allowed - std::min(allowed, connection.requests);
     m_room += connection.room;
 }
 
-CurlJobs CurlHost::takeNext(Time now)
+CurlJobs CurlServer::takeNext(Time now)
 {
     if (m_waiting.empty() || now < m_pausedUntil)
         return {};
@@ -78,37 +78,45 @@ CurlJobs CurlHost::takeNext(Time now)
         return release();
     }
     const bool isOverdue = now - m_waiting.front().waitingSince >= m_options.connectionWait;
-    const std::size_t limit
-        = isOverdue ? m_options.maximumConnectionsPerHost : m_options.connectionsPerHost;
-    if (connectionsInUse() >= std::max<std::size_t>(limit, 1) || !mayOpenAnother())
+    if (connectionsInUse() >= (isOverdue ? maximumConnections() : normalConnections())
+        || !mayOpenAnother())
         return {};
     ++m_connecting;
     return release();
 }
 
-CurlJobs CurlHost::release()
+std::size_t CurlServer::normalConnections() const
+{
+    return std::max<std::size_t>(m_options.connectionsPerHost, 1);
+}
+
+std::size_t CurlServer::maximumConnections() const
+{
+    return std::max(m_options.maximumConnectionsPerHost, normalConnections());
+}
+
+CurlJobs CurlServer::release()
 {
     m_waiting.front().answersBefore = m_answers;
     return takeFirst(m_waiting);
 }
 
-// A new connection to a host of HTTP/2 takes many requests, so only one is opened at a time.
-bool CurlHost::mayOpenAnother() const
+// A new connection to a server of HTTP/2 takes many requests, so only one is opened at a time.
+bool CurlServer::mayOpenAnother() const
 {
     return !m_isHTTP2 || m_connecting == 0;
 }
 
-CurlHost::Time CurlHost::nextChange(Time now) const
+CurlServer::Time CurlServer::nextChange(Time now) const
 {
     if (!m_waiting.empty() && now < m_pausedUntil)
         return m_pausedUntil;
-    if (m_waiting.empty() || connectionsInUse() >= m_options.maximumConnectionsPerHost
-        || !mayOpenAnother())
+    if (m_waiting.empty() || connectionsInUse() >= maximumConnections() || !mayOpenAnother())
         return Time::max();
     return m_waiting.front().waitingSince + m_options.connectionWait;
 }
 
-CurlJobs CurlHost::takeAll()
+CurlJobs CurlServer::takeAll()
 {
     return std::exchange(m_waiting, {});
 }

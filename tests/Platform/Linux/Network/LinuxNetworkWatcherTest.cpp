@@ -1,0 +1,99 @@
+#include <Telvora/Platform/Linux/Network/LinuxNetworkWatcher.h>
+
+#include <tests/Platform/Linux/Network/NetlinkMessages.h>
+#include <tests/Platform/Linux/Network/NetworkNamespace.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+#include <linux/if.h>
+
+namespace telvora::detail {
+namespace {
+
+using Connection = Reachability::Connection;
+using Dump = NetlinkSocket::Dump;
+
+constexpr int dumpsPerReading = 3;
+constexpr int readingsInARow = 8;
+
+/// Answers in place of the kernel. It lists a wired link with a default route.
+struct ScriptedKernel {
+    Dump dump(std::uint16_t type, std::uint8_t family, NetlinkSocket::Visitor visit)
+    {
+        const bool isImpaired = dumps++ < impairedDumps;
+        if (type == RTM_GETLINK)
+            give(linkMessage(2, "wire", IFF_UP | IFF_RUNNING), visit);
+        else if (family == AF_INET && !(isImpaired && isRouteMissing))
+            give(defaultRouteMessage(2), visit);
+        return isImpaired ? impairment : Dump::whole;
+    }
+
+    static void give(const NetlinkMessage& message, NetlinkSocket::Visitor visit)
+    {
+        const std::string bytes = message.bytes();
+        const void* memory = bytes.data();
+        visit(*static_cast<const nlmsghdr*>(memory));
+    }
+
+    /// How many dumps from the first on are not whole.
+    int impairedDumps = 0;
+    Dump impairment = Dump::interrupted;
+    bool isRouteMissing = true;
+    std::atomic<int> dumps { 0 };
+};
+
+class LinuxNetworkWatcherTest : public testing::Test {
+protected:
+    // No link of the machine's changes here, so the kernel sends no message.
+    NetworkNamespace space;
+    TemporaryTree tree;
+    // Shared with the watching thread, which may outlive the case.
+    std::shared_ptr<ScriptedKernel> kernel = std::make_shared<ScriptedKernel>();
+    LinuxNetworkWatcher watcher { SystemFiles(tree.path()),
+        [kernel = kernel](NetlinkSocket&, std::uint16_t type, std::uint8_t family,
+            NetlinkSocket::Visitor visit) { return kernel->dump(type, family, visit); } };
+};
+
+TEST_F(LinuxNetworkWatcherTest, InterruptedReadingIsRepeatedAtOnce)
+{
+    kernel->impairedDumps = dumpsPerReading;
+
+    ASSERT_TRUE(watcher.start());
+
+    EXPECT_EQ(watcher.connection(), Connection::wifi);
+}
+
+TEST_F(LinuxNetworkWatcherTest, ResultOfTheLastInterruptedReadingIsUsed)
+{
+    kernel->impairedDumps = readingsInARow * dumpsPerReading;
+    kernel->isRouteMissing = false;
+
+    ASSERT_TRUE(watcher.start());
+
+    EXPECT_EQ(watcher.connection(), Connection::wifi);
+}
+
+TEST_F(LinuxNetworkWatcherTest, EightInterruptedReadingsAtTheStartAreRepeatedLater)
+{
+    kernel->impairedDumps = readingsInARow * dumpsPerReading;
+
+    ASSERT_TRUE(watcher.start());
+
+    EXPECT_TRUE(eventually([&] { return watcher.connection() == Connection::wifi; }));
+}
+
+TEST_F(LinuxNetworkWatcherTest, FailedReadingAtTheStartIsRepeatedLater)
+{
+    kernel->impairedDumps = 1;
+    kernel->impairment = Dump::failed;
+
+    ASSERT_TRUE(watcher.start());
+
+    EXPECT_TRUE(eventually([&] { return watcher.connection() == Connection::wifi; }));
+}
+
+} // namespace
+} // namespace telvora::detail
