@@ -122,6 +122,11 @@ void CurlWorker::run()
     }
     publish(loop.get());
     serve(*loop);
+    if (isForkedChild()) {
+        // The connections are the parent's, so nothing may close them here.
+        static_cast<void>(loop.release());
+        return;
+    }
     publish(nullptr);
     CurlJobs left;
     {
@@ -165,6 +170,8 @@ void CurlWorker::serve(CurlLoop& loop)
         }
         const auto begin = m_clock.steadyNow();
         complete(std::move(over));
+        if (isForkedChild())
+            return;
         loop.excludeFromTimeouts(m_clock.steadyNow() - begin);
     }
 }
@@ -191,6 +198,8 @@ void CurlWorker::complete(CurlJobs jobs)
         if (ExitGate::isClosed())
             sleepForever();
         call(jobs.front());
+        if (isForkedChild())
+            return; // The completion forked, and this is the child.
         jobs.pop_front();
         m_inFlight.fetch_sub(1, std::memory_order_release);
     }
@@ -211,6 +220,8 @@ bool CurlWorker::failArrived(const char* reason)
         arrived.swap(m_arrived);
     }
     fail(std::move(arrived), reason);
+    if (isForkedChild())
+        return false;
     MutexLock lock(m_lock);
     m_isRunning = !m_arrived.empty();
     // With the lock held, because the waiting thread may destroy the worker right afterwards.
