@@ -63,7 +63,11 @@ curl_socket_t CurlConnections::open(const curl_sockaddr& address) noexcept
 int CurlConnections::close(void* self, curl_socket_t socket)
 {
     auto& open = static_cast<CurlConnections*>(self)->m_open;
-    std::erase_if(open, [=](const auto& connection) { return connection->socket == socket; });
+    std::erase_if(open, [=](const auto& connection) {
+        const bool isIt = connection->socket == socket;
+        connection->isClosed = connection->isClosed || isIt;
+        return isIt;
+    });
     return ::close(socket);
 }
 

@@ -28,6 +28,9 @@ struct CurlConnection {
     bool isOpen() const;
 
     const curl_socket_t socket;
+    /// Whether libcurl has closed the socket. A request that it tries to send once more still
+    /// refers to the connection then.
+    bool isClosed = false;
     bool isHTTP2 = false;
     /// Set once the server announces the end (GOAWAY): it has not processed streams above this one.
     std::optional<std::uint32_t> lastStream {};

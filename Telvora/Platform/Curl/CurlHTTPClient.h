@@ -78,6 +78,10 @@ struct CurlHTTPOptions {
 /// chose a kept connection that the server had already closed. They are sent unchanged and with
 /// their whole time-out, until one time-out after the first sending.
 ///
+/// Deliberate: a program that the host starts inherits no connection, but may inherit a pair of
+/// sockets that libcurl makes for each lookup of a name and that exists while the lookup lasts. It
+/// is connected to nothing else and carries no data; libcurl offers no way to mark it.
+///
 /// Deliberate: the client sets Content-Length and Transfer-Encoding itself and ignores those of the
 /// request.
 class TELVORA_EXPORT CurlHTTPClient : public HTTPClient {

@@ -136,10 +136,13 @@ void CurlLoop::count()
         connection->requests = 0;
     for (auto& [handle, transfer] : m_underWay) {
         const bool isNew = transfer->isNew();
-        if (CurlConnection* connection = transfer->connection()) {
+        CurlConnection* const connection = transfer->connection();
+        if (connection && !connection->isClosed) {
             connection->server = &transfer->server();
             ++connection->requests;
         } else {
+            // Also while libcurl resolves the name anew to send a refused request once more: the
+            // server must not look idle, because the transfer refers to it.
             transfer->server().countConnecting(isNew);
         }
     }
@@ -228,7 +231,7 @@ void CurlLoop::continueJob(CurlJobs& job, const CurlTransfer& transfer)
         return sendAgain(job, transfer.server());
     if (job.front().answer.error)
         return;
-    transfer.server().noteAnswer();
+    transfer.server().noteAnswer(transfer.usedHTTP2());
     if (const char* target = transfer.redirection())
         follow(job, target);
 }

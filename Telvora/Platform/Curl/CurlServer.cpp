@@ -25,11 +25,13 @@ void CurlServer::queueAgain(CurlJobs& job, Time now)
         m_pause = std::clamp<Time::duration>(2 * m_pause, shortestPause, longestPause);
         m_pausedUntil = now + m_pause;
     }
+    job.front().waitingSince = now;
     m_waiting.splice(m_waiting.begin(), job);
 }
 
-void CurlServer::noteAnswer()
+void CurlServer::noteAnswer(bool usedHTTP2)
 {
+    m_isHTTP2 = usedHTTP2;
     ++m_answers;
     m_pause = {};
     m_pausedUntil = {};
@@ -41,7 +43,6 @@ void CurlServer::beginCount()
     m_connecting = 0;
     m_newlyConnecting = 0;
     m_room = 0;
-    m_isHTTP2 = false;
 }
 
 void CurlServer::countConnecting(bool isNew)

@@ -37,7 +37,7 @@ public:
     void queueAgain(CurlJobs& job, Time now);
 
     /// Call it when the server has answered a request. Ends the pause.
-    void noteAnswer();
+    void noteAnswer(bool usedHTTP2);
 
     void beginCount();
     /// `isNew`: this count is the first that includes the request.
@@ -70,6 +70,7 @@ private:
     std::size_t m_connecting = 0;
     std::size_t m_newlyConnecting = 0;
     std::size_t m_room = 0;
+    // Kept while no connection is in use, for the requests that a closed connection left behind.
     bool m_isHTTP2 = false;
 
     std::size_t m_answers = 0;

@@ -192,7 +192,8 @@ void CurlTransfer::noteHTTPVersion()
 {
     long version = CURL_HTTP_VERSION_NONE;
     curl_easy_getinfo(m_handle, CURLINFO_HTTP_VERSION, &version);
-    if (m_connection && version == CURL_HTTP_VERSION_2_0)
+    m_usedHTTP2 = version == CURL_HTTP_VERSION_2_0;
+    if (m_connection && m_usedHTTP2)
         m_connection->isHTTP2 = true;
 }
 

@@ -51,6 +51,9 @@ public:
     /// After finish(): the address to which the answer redirects; null if it does not redirect.
     const char* redirection() const;
 
+    /// After finish(): whether the answer came over HTTP/2.
+    bool usedHTTP2() const { return m_usedHTTP2; }
+
     /// After finish(): whether begin() may be called again. Only after an answer: if libcurl was
     /// kept from sending a request again, its handle would do so in the next transfer.
     bool isReusable() const { return m_isReusable; }
@@ -102,6 +105,7 @@ private:
     bool m_isConnectionOwn = false;
     bool m_isRefused = false;
     bool m_wasRefused = false;
+    bool m_usedHTTP2 = false;
     bool m_isReusable = false;
 
     CurlAnswer m_answer;

@@ -70,9 +70,14 @@ TEST_F(CurlConnectionTest, AConnectionIsFoundByBothItsEnds)
     EXPECT_EQ(connections.find("127.0.0.1", localPort, "127.0.0.2", port), nullptr);
 }
 
-TEST_F(CurlConnectionTest, AClosedConnectionIsNotFound)
+TEST_F(CurlConnectionTest, AClosedConnectionIsNotFoundAndKnowsThatItIsClosed)
 {
+    const std::shared_ptr<CurlConnection> closed = find();
+    ASSERT_FALSE(closed->isClosed);
+
     CurlConnections::close(&connections, socket);
+
+    EXPECT_TRUE(closed->isClosed);
 
     EXPECT_EQ(find(), nullptr);
     EXPECT_TRUE(connections.all().empty());

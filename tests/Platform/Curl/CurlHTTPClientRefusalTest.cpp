@@ -32,6 +32,8 @@ protected:
     std::optional<RealHTTPClient> client;
 };
 
+using CurlHTTPClientRefusalQuirk = CurlHTTPClientRefusalTest;
+
 TEST_F(CurlHTTPClientRefusalTest, RefusedStreamIsSentAgain)
 {
     serve(Manner::refuse, 1, 1);
@@ -87,7 +89,7 @@ TEST_F(CurlHTTPClientRefusalTest, RequestWhoseConnectionClosesIsAnErrorAndNotSen
     EXPECT_EQ(server->requests(), 3U);
 }
 
-TEST_F(CurlHTTPClientRefusalTest, ServerThatRefusesForEverIsAskedLessAndLessAndThenGivenUp)
+TEST_F(CurlHTTPClientRefusalQuirk, ServerThatRefusesForEverIsAskedLessAndLessAndThenGivenUp)
 {
     serve(Manner::refuse, 1, 1'000'000);
 

@@ -238,7 +238,7 @@ TEST_F(CurlServerTest, RefusedRequestGoesBeforeAllOthers)
     count();
     CurlJobs refused = server.takeNext(now);
     refused.front().request.method = "AGAIN";
-    server.noteAnswer();
+    server.noteAnswer(false);
 
     server.queueAgain(refused, now);
 
@@ -275,6 +275,26 @@ TEST_F(CurlServerTest, RequestsThatAreRefusedTogetherMakeForOnePause)
     EXPECT_EQ(server.nextChange(now), now + 10ms);
 }
 
+TEST_F(CurlServerTest, RequestsThatAClosingConnectionLeavesOutShareOneNewConnection)
+{
+    connect(50, true);
+    queue(50);
+    count();
+    std::deque<CurlJobs> leftOut;
+    for (CurlJobs job = server.takeNext(now); !job.empty(); job = server.takeNext(now))
+        leftOut.push_back(std::move(job));
+    ASSERT_EQ(leftOut.size(), 50U);
+    server.noteAnswer(true);
+    now += 150ms;
+
+    connections.clear();
+    for (CurlJobs& job : leftOut)
+        server.queueAgain(job, now);
+    count();
+
+    EXPECT_EQ(take(), 1U);
+}
+
 TEST_F(CurlServerTest, AnswerEndsThePause)
 {
     queue(2);
@@ -283,7 +303,7 @@ TEST_F(CurlServerTest, AnswerEndsThePause)
     server.queueAgain(refused, now);
     ASSERT_EQ(take(), 0U);
 
-    server.noteAnswer();
+    server.noteAnswer(false);
 
     EXPECT_EQ(take(), 2U);
 }
