@@ -7,8 +7,8 @@
 
 /// How the library behaves in a process made by fork().
 ///
-/// The library is in use from its first event, retry entry, request or thread on. In a child that was forked
-/// before that, everything works: a daemon may register its channels and then fork.
+/// The library is in use from its first event, retry entry, request or thread on. In a child that
+/// was forked before that, everything works: a daemon may register its channels and then fork.
 ///
 /// Before that, a fork waits for threads that hold a lock of ours for a moment, and is not waited
 /// for by those that hold one for longer (LockedCallScope).

@@ -87,8 +87,8 @@ public:
     void setCommonData(TrackerCommonData&& commonData);
     void setCommonData(const TrackerCommonData& commonData);
 
-    /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, it is a
-    /// use of the library: a process that forks later leaves its child an inert one.
+    /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, it is
+    /// a use of the library: a process that forks later leaves its child an inert one.
     void insert(TrackerRetryEntry retry);
     /// The first entry of the retry cache, or null. It is removed in a second step. The caller owns
     /// the entry and the library no longer counts it.
