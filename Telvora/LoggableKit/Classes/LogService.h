@@ -25,8 +25,8 @@ public:
     virtual void log(unsigned level, const std::string& message) = 0;
 };
 
-/// A log service for a host that uses a C interface instead of C++ classes. Both functions must be
-/// set.
+/// A log service for a host that uses a C interface instead of C++ classes. A null function is not
+/// called.
 struct ObjcLogService {
     void (*loggerInit)(void* context);
     /// `message` ends with a zero and is valid during the call.

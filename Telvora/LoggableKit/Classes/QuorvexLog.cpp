@@ -23,11 +23,16 @@ public:
     {
     }
 
-    void loggerInit() override { m_functions.loggerInit(m_functions.context); }
+    void loggerInit() override
+    {
+        if (m_functions.loggerInit)
+            m_functions.loggerInit(m_functions.context);
+    }
 
     void log(unsigned level, const std::string& message) override
     {
-        m_functions.log(m_functions.context, level, message.c_str());
+        if (m_functions.log)
+            m_functions.log(m_functions.context, level, message.c_str());
     }
 
 private:

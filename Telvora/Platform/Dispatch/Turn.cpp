@@ -24,7 +24,7 @@ public:
         : m_turn(turn)
         , m_blocked(turn.m_pool)
     {
-        if (turn.isOwn() || SharedTurn::isHeld(turn, nullptr))
+        if (SharedTurn::isHeld(turn, nullptr))
             turn.refuse();
         m_turn.m_waiting.fetch_add(1, std::memory_order_relaxed);
     }
@@ -51,6 +51,9 @@ void Turn::refuse() const
 
 void Turn::takeAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
+    // A mutex must not be asked again by the thread that has it.
+    if (isOwn())
+        refuse();
     if (!m_mutex.try_lock()) {
         const Waiting waiting(*this);
         m_mutex.lock();
@@ -66,6 +69,8 @@ void Turn::leaveAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 
 void Turn::takeShared() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
+    if (isOwn())
+        refuse();
     if (m_mutex.try_lock_shared())
         return;
     const Waiting waiting(*this);

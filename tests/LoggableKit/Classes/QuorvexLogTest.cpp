@@ -238,6 +238,16 @@ TEST_F(QuorvexLogTest, ACServiceOfTwoFunctionsGetsTheLines)
     EXPECT_THAT(calls, ElementsAre("own init", "own6line", "own3[c] x"));
 }
 
+TEST_F(QuorvexLogTest, ANullFunctionOfACServiceIsNotCalled)
+{
+    QuorvexLog::setLogService(ObjcLogService { nullptr, nullptr, nullptr });
+    QuorvexLog::configLogger();
+
+    qvxLogWithLevel(1, "line");
+
+    EXPECT_EQ(hostExceptionCount(), 0);
+}
+
 TEST_F(QuorvexLogTest, ANullMessageFromCIsAnEmptyLine)
 {
     listen();

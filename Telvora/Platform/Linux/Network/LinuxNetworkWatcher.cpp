@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -91,14 +92,19 @@ public:
 
     Descriptor takeStop() { return std::move(m_stop); }
 
-    // Returns when the watcher is destroyed or a descriptor no longer works.
-    void watch()
+    // Returns when the watcher is destroyed, a descriptor no longer works or there is no memory.
+    // After the last two the next reading begins to watch again.
+    void watch() noexcept
     {
-        while (waitForEvents() && readEvents()) {
-            // One reading for all waiting messages, since changes come in groups. It reads links
-            // and routes: the kernel sends no message for IPv4 routes lost with a link.
-            if (m_isStale)
-                read();
+        try {
+            while (waitForEvents() && readEvents()) {
+                // One reading for all waiting messages, since changes come in groups. It reads
+                // links and routes: the kernel sends no message for IPv4 routes lost with a link.
+                if (m_isStale)
+                    read();
+            }
+        } catch (const std::exception&) {
+            // There is no memory.
         }
         m_state->isWatching = false;
     }
