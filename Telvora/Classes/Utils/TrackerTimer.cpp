@@ -24,9 +24,9 @@ TrackerTimer::TrackerTimer()
 
 void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function<void()> handler)
 {
-    startTicks(timeInterval, [kept = detail::keepHostClosure(std::move(handler))] {
-        if (*kept)
-            detail::callHost(*kept);
+    startTicks(timeInterval, [shared = detail::keepHostClosure(std::move(handler))] {
+        if (*shared)
+            detail::callHost(*shared);
     });
 }
 

@@ -89,7 +89,7 @@ public:
 
 private:
     // Null or empty: there is nothing to call.
-    using KeptCallback = std::shared_ptr<const Reachability::Callback>;
+    using SharedCallback = std::shared_ptr<const Reachability::Callback>;
 
     void callBack() TELVORA_EXCLUDES(m_lock)
     {
@@ -102,7 +102,7 @@ private:
     }
 
     // The callback for the oldest change that was not reported; absent when there is none.
-    std::optional<KeptCallback> nextCallback() TELVORA_EXCLUDES(m_lock)
+    std::optional<SharedCallback> nextCallback() TELVORA_EXCLUDES(m_lock)
     {
         MutexLock lock(m_lock);
         if (m_changes.empty()) {
@@ -122,8 +122,8 @@ private:
 
     Mutex m_lock;
     std::condition_variable_any m_callbackEnd;
-    Guarded<KeptCallback> m_whenReachable;
-    Guarded<KeptCallback> m_whenUnreachable;
+    Guarded<SharedCallback> m_whenReachable;
+    Guarded<SharedCallback> m_whenUnreachable;
     bool m_isOn TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isListening TELVORA_GUARDED_BY(m_lock) = false;
     // callBack() waits on the main queue or is running.
