@@ -29,7 +29,8 @@ public:
             return node->value;
         if (isForkedChild())
             return T();
-        const NoForkBeforeUse noFork;
+        // `compute` may ask a platform of the host's.
+        const LockedCallScope locked;
         const MutexLock lock(m_lock);
         if (!m_newest)
             publish(std::forward<Compute>(compute)());
