@@ -77,15 +77,22 @@ TEST_F(ForkHandlersTest, AForkBeforeTheFirstUseWaitsForALockOfAnotherThread)
 {
     std::atomic<bool> isInside { false };
     std::atomic<bool> isOver { false };
+    std::atomic<bool> isEnding { false };
     std::thread other = startInside(isInside, [&] {
-        const NoForkBeforeUse scope;
-        isInside = true;
-        std::this_thread::sleep_for(20ms);
-        isOver = true;
+        {
+            const NoForkBeforeUse scope;
+            isInside = true;
+            std::this_thread::sleep_for(20ms);
+            isOver = true;
+        }
+        // The thread sanitizer reports a thread that has ended and that the child cannot join.
+        while (!isEnding)
+            std::this_thread::yield();
     });
 
     EXPECT_EQ(endOfChild([&] { ::_exit(isOver ? 0 : 3); }), "exited 0");
 
+    isEnding = true;
     other.join();
 }
 
