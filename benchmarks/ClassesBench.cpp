@@ -6,6 +6,7 @@
 #include <Telvora/Classes/Utils/ReadWriteLock.h>
 #include <Telvora/Classes/Utils/ReadWriteLockWrapper.h>
 #include <Telvora/Classes/Utils/TrackerTimer.h>
+#include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 
 #include <benchmark/benchmark.h>
 
@@ -13,6 +14,7 @@
 #include <mutex>
 #include <queue>
 #include <shared_mutex>
+#include <string>
 #include <vector>
 
 namespace telvora {
@@ -150,6 +152,40 @@ void BM_StdMutex_Read(benchmark::State& state)
 
 BENCHMARK(BM_LockAtomic_Read)->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(BM_StdMutex_Read)->Threads(1)->Threads(4)->UseRealTime();
+
+/// Takes a line and does nothing with it.
+class SilentLog final : public LogService {
+public:
+    void loggerInit() override { }
+    void log(unsigned, const std::string& message) override { benchmark::DoNotOptimize(message); }
+};
+
+/// A line with its text. With several threads the lines are taken in the order of their arrival, so
+/// that the processor changes threads with nearly every line.
+void BM_QuorvexLog_Line(benchmark::State& state)
+{
+    if (state.thread_index() == 0) {
+        QuorvexLog::setLogService(std::make_shared<SilentLog>());
+        QuorvexLog::configLogger();
+    }
+    for (auto _ : state)
+        QuorvexLog::log(QuorvexLog::Category::tracker(), "a line");
+}
+
+/// The same text for the same service under a mutex, in any order.
+void BM_StdMutex_Line(benchmark::State& state)
+{
+    static std::mutex mutex;
+    static SilentLog service;
+    for (auto _ : state) {
+        const std::string line = "[" + QuorvexLog::Category::tracker().name + "] a line";
+        const std::lock_guard lock(mutex);
+        service.log(3, line);
+    }
+}
+
+BENCHMARK(BM_QuorvexLog_Line)->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_StdMutex_Line)->Threads(1)->Threads(4)->UseRealTime();
 
 void BM_TrackerTimer_Start(benchmark::State& state)
 {

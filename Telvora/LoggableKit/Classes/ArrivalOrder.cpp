@@ -26,10 +26,10 @@ ArrivalOrder::Place::~Place()
         m_order.leave();
 }
 
-unsigned ArrivalOrder::waitingCount()
+std::size_t ArrivalOrder::waitingCount()
 {
     const MutexLock lock(m_lock);
-    return m_waiting;
+    return m_waiting.size();
 }
 
 bool ArrivalOrder::enter()
@@ -37,15 +37,17 @@ bool ArrivalOrder::enter()
     if (isForkedChild())
         return false;
     const MutexLock lock(m_lock);
-    const std::uint64_t place = m_arrived++;
-    ++m_waiting;
-    // A thread that gives up keeps its place: all that arrive later give up as well.
-    while (m_inside != place && !ExitGate::isClosed())
-        m_change.wait_for(m_lock, exitCheckInterval);
-    --m_waiting;
-    if (m_inside != place)
-        return false;
-    // Only the owner compares it with itself, so no other order is needed.
+    if (m_isTaken) {
+        Waiter waiter;
+        m_waiting.push_back(&waiter);
+        while (!waiter.isNext && !ExitGate::isClosed())
+            waiter.change.wait_for(m_lock, exitCheckInterval);
+        if (!waiter.isNext) {
+            std::erase(m_waiting, &waiter);
+            return false;
+        }
+    }
+    m_isTaken = true;
     m_owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
     return true;
 }
@@ -56,9 +58,14 @@ void ArrivalOrder::leave()
         return;
     const MutexLock lock(m_lock);
     m_owner.store(std::thread::id(), std::memory_order_relaxed);
-    ++m_inside;
-    if (m_waiting > 0)
-        m_change.notify_all();
+    m_isTaken = !m_waiting.empty();
+    if (!m_isTaken)
+        return;
+    Waiter& next = *m_waiting.front();
+    m_waiting.pop_front();
+    next.isNext = true;
+    // With the lock held: afterwards the waiter may be gone at any time.
+    next.change.notify_one();
 }
 
 } // namespace telvora::detail

@@ -5,7 +5,8 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <cstdint>
+#include <cstddef>
+#include <deque>
 #include <thread>
 
 namespace telvora::detail {
@@ -13,12 +14,16 @@ namespace telvora::detail {
 /// Lets threads in one at a time, in the order in which they arrive. The turn of a queue goes to
 /// the quickest thread instead; that would change the order of a log's lines.
 ///
-/// Life: never destroyed while a thread is inside or waits.
+/// Life: must outlive every Place. The log's is never destroyed.
 ///
-/// Threads: any. A thread that is inside does not wait for itself when it enters again.
+/// Threads: any. A thread that leaves wakes the next one alone. A thread that is inside does not
+/// wait for itself when it enters again.
+///
+/// Failure: entering throws std::bad_alloc where it must wait and there is no memory.
 ///
 /// Exit: threads that wait give up, because the thread that is inside may be the one that called
-/// exit(), and exit() may wait for them.
+/// exit(), and exit() may wait for them. Fork: nobody enters in an inert child; a child that was
+/// forked while another thread was inside or waited is inert (LockedCallScope).
 class ArrivalOrder {
 public:
     ArrivalOrder() = default;
@@ -44,20 +49,27 @@ public:
         const bool m_isInside;
     };
 
-    /// How many threads wait.
-    unsigned waitingCount() TELVORA_EXCLUDES(m_lock);
+    /// How many threads wait. For tests.
+    std::size_t waitingCount() TELVORA_EXCLUDES(m_lock);
 
 private:
     bool enter() TELVORA_EXCLUDES(m_lock);
     void leave() TELVORA_EXCLUDES(m_lock);
 
-    std::atomic<std::thread::id> m_owner;
+    // A thread that waits, on its own stack.
+    struct Waiter {
+        std::condition_variable_any change;
+        bool isNext = false;
+    };
+
     Mutex m_lock;
-    std::condition_variable_any m_change;
-    // The places given to threads and the place that is inside, both counted from 0.
-    std::uint64_t m_arrived TELVORA_GUARDED_BY(m_lock) = 0;
-    std::uint64_t m_inside TELVORA_GUARDED_BY(m_lock) = 0;
-    unsigned m_waiting TELVORA_GUARDED_BY(m_lock) = 0;
+    // Stays true while the place inside goes from one thread to the next.
+    bool m_isTaken TELVORA_GUARDED_BY(m_lock) = false;
+    // Oldest first.
+    std::deque<Waiter*> m_waiting TELVORA_GUARDED_BY(m_lock);
+    // The thread that is inside. A thread compares it only with itself, and no other thread stores
+    // that value: relaxed order suffices.
+    std::atomic<std::thread::id> m_owner;
 };
 
 } // namespace telvora::detail

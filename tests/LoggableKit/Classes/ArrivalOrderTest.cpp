@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -14,7 +15,7 @@ protected:
     /// Starts a thread that enters and notes its number, and returns once it waits.
     void startWaiter(int number)
     {
-        const unsigned waiting = order.waitingCount();
+        const std::size_t waiting = order.waitingCount();
         threads.emplace_back([this, number] {
             const ArrivalOrder::Place place(order);
             entered.push_back(number); // Guarded by the place.
@@ -71,7 +72,7 @@ TEST_F(ArrivalOrderTest, AThreadThatIsInsideEntersAgainAtOnce)
         EXPECT_TRUE(inner);
     }
 
-    EXPECT_EQ(order.waitingCount(), 1) << "the end of the inner place let another thread in";
+    EXPECT_EQ(order.waitingCount(), 1U) << "the end of the inner place let another thread in";
     outer.reset();
     joinAll();
 }
