@@ -63,11 +63,12 @@ curl_socket_t CurlConnections::open(const curl_sockaddr& address) noexcept
 int CurlConnections::close(void* self, curl_socket_t socket)
 {
     auto& open = static_cast<CurlConnections*>(self)->m_open;
-    std::erase_if(open, [=](const auto& connection) {
-        const bool isIt = connection->socket == socket;
-        connection->isClosed = connection->isClosed || isIt;
-        return isIt;
-    });
+    const auto closed = std::find_if(open.begin(), open.end(),
+        [=](const auto& connection) { return connection->socket == socket; });
+    if (closed != open.end()) {
+        (*closed)->isClosed = true;
+        open.erase(closed);
+    }
     return ::close(socket);
 }
 

@@ -230,7 +230,7 @@ void CurlLoop::continueJob(CurlJobs& job, const CurlTransfer& transfer)
     if (transfer.wasRefused())
         return sendAgain(job, transfer.server());
     if (job.front().answer.error)
-        return;
+        return transfer.server().noteFailure();
     transfer.server().noteAnswer(transfer.usedHTTP2());
     if (const char* target = transfer.redirection())
         follow(job, target);
@@ -277,6 +277,7 @@ void CurlLoop::collectExpired()
             ++transfer;
             continue;
         }
+        transfer->second->server().noteFailure();
         CurlJobs job = transfer->second->finish("Timed out");
         m_over.splice(m_over.end(), job);
         transfer = release(transfer);

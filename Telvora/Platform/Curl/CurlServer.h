@@ -36,8 +36,13 @@ public:
     /// time, up to a second.
     void queueAgain(CurlJobs& job, Time now);
 
-    /// Call it when the server has answered a request. Ends the pause.
+    /// Call it when the server has answered a request. Ends the pause. After an answer over HTTP/2
+    /// (`usedHTTP2`), connections are opened one at a time.
     void noteAnswer(bool usedHTTP2);
+
+    /// Call it when a request has failed. Connections are opened side by side again: if the server
+    /// cannot be reached, one attempt at a time would keep all other requests waiting.
+    void noteFailure() { m_isHTTP2 = false; }
 
     void beginCount();
     /// `isNew`: this count is the first that includes the request.

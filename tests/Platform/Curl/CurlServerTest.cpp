@@ -295,6 +295,19 @@ TEST_F(CurlServerTest, RequestsThatAClosingConnectionLeavesOutShareOneNewConnect
     EXPECT_EQ(take(), 1U);
 }
 
+TEST_F(CurlServerTest, FailureAfterAnswersOverHTTP2LetsConnectionsBeOpenedSideBySide)
+{
+    server.noteAnswer(true);
+    queue(8);
+    count();
+    ASSERT_EQ(take(), 1U);
+
+    server.noteFailure();
+    count();
+
+    EXPECT_EQ(take(), 6U);
+}
+
 TEST_F(CurlServerTest, AnswerEndsThePause)
 {
     queue(2);
