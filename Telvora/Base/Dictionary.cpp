@@ -122,6 +122,15 @@ Dictionary copy(const Dictionary& dictionary)
     return std::move(*result);
 }
 
+Value copy(const Value& value)
+{
+    if (value.is_object())
+        return copy(value.get_object());
+    if (value.is_array())
+        return copy(value.get_array());
+    return value;
+}
+
 Array copy(const Array& array)
 {
     detail::AnyDepth<Array> result;

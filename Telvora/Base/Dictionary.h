@@ -77,6 +77,7 @@ TELVORA_EXPORT Decoded decode(std::string_view text, std::size_t levels = 512);
 /// A deep copy without recursion.
 TELVORA_EXPORT Dictionary copy(const Dictionary& dictionary);
 TELVORA_EXPORT Array copy(const Array& array);
+TELVORA_EXPORT Value copy(const Value& value);
 
 /// Destroys a value without recursion. Looks at each member once.
 TELVORA_EXPORT void dispose(Dictionary&& dictionary) noexcept;

@@ -57,6 +57,28 @@ TEST(DictionaryCopyTest, CopyingADeepValueDoesNotRecurse)
     dispose(std::move(copiedArray));
 }
 
+TEST(DictionaryCopyTest, ACopyOfAnyValueIsEqual)
+{
+    for (const Value& original : { Value(), Value(1), Value(2.5), Value(true), Value("text"),
+             Value(Dictionary { { "a", 1 } }), Value(Array { 1, "text" }) })
+        EXPECT_EQ(copy(original), original);
+}
+
+void expectEqualCopy(Value original)
+{
+    Value copied = copy(original);
+
+    EXPECT_EQ(encode(copied), encode(original));
+    dispose(std::move(original));
+    dispose(std::move(copied));
+}
+
+TEST(DictionaryCopyTest, CopyingADeepContainerAsAValueDoesNotRecurse)
+{
+    expectEqualCopy(deepDictionary(levels));
+    expectEqualCopy(deepArray(levels));
+}
+
 TEST(DictionaryDisposeTest, LeavesAnEmptyContainerOrNull)
 {
     Dictionary dictionary { { "a", { 1, 2 } } };

@@ -10,23 +10,17 @@ HostBundle::HostBundle(Options options)
 {
     // emplace() leaves an entry that the host gave.
     if (options.name)
-        m_infoDictionary.emplace("CFBundleName", *options.name);
+        m_infoDictionary->emplace("CFBundleName", *options.name);
     if (options.version)
-        m_infoDictionary.emplace("CFBundleShortVersionString", *options.version);
+        m_infoDictionary->emplace("CFBundleShortVersionString", *options.version);
     if (m_identifier)
-        m_infoDictionary.emplace("CFBundleIdentifier", *m_identifier);
+        m_infoDictionary->emplace("CFBundleIdentifier", *m_identifier);
 }
 
 std::optional<Value> HostBundle::objectForInfoDictionaryKey(std::string_view key) const
 {
-    const Value* value = m_infoDictionary.if_contains(key);
-    if (!value)
-        return std::nullopt;
-    if (value->is_object())
-        return copy(value->get_object());
-    if (value->is_array())
-        return copy(value->get_array());
-    return *value;
+    const Value* value = m_infoDictionary->if_contains(key);
+    return value ? std::optional(copy(*value)) : std::nullopt;
 }
 
 std::optional<std::string> HostBundle::bundleIdentifier() const

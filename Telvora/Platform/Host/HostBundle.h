@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Platform/Bundle.h>
 
 namespace telvora {
@@ -27,7 +28,7 @@ public:
     std::optional<std::string> bundleIdentifier() const override;
 
 private:
-    Dictionary m_infoDictionary;
+    detail::AnyDepth<Dictionary> m_infoDictionary;
     std::optional<std::string> m_identifier;
 };
 

@@ -6,6 +6,7 @@
 #include <Telvora/Platform/Host/HostScreenHierarchy.h>
 #include <Telvora/Platform/Host/HostTelephony.h>
 
+#include <tests/Base/JSONTesting.h>
 #include <tests/Platform/NotificationCenterContract.h>
 #include <tests/Platform/PlainTrace.h>
 
@@ -26,6 +27,19 @@ INSTANTIATE_TYPED_TEST_SUITE_P(
     HostNotificationCenter, NotificationCenterContract, HostNotificationCenterSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(
     HostNotificationCenterQuirk, NotificationCenterQuirk, HostNotificationCenterSubject);
+
+TEST(HostBundleTest, AnEntryMayBeNestedDeeperThanAnyStack)
+{
+    HostBundle::Options options;
+    options.infoDictionary.emplace("deep", deepDictionary(200'000));
+    const HostBundle bundle(std::move(options));
+
+    std::optional<Value> entry = bundle.objectForInfoDictionaryKey("deep");
+
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->get_object().size(), 2U);
+    dispose(std::move(*entry));
+}
 
 TEST(HostNotificationCenterTest, ManyThreadsMayPostAndRegister)
 {
