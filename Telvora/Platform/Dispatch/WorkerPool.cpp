@@ -13,7 +13,7 @@ namespace {
 
 // A job may block in a way that the pool does not see (on a lock of the host's), so a small machine
 // gets a few threads more than it has cores. They start only while all other workers are busy.
-constexpr std::size_t lowestMaximum = 4;
+constexpr std::size_t maximumRunnableOnSmallMachine = 4;
 
 // The pool whose worker this thread is.
 constinit thread_local WorkerPool* t_pool = nullptr;
@@ -38,7 +38,8 @@ struct WorkJob final : Job {
 WorkerPool::WorkerPool(StartThread startThread, WorkerTimes times)
     : m_startThread(startThread)
     , m_times(times)
-    , m_maximumRunnable(std::max<std::size_t>(lowestMaximum, std::thread::hardware_concurrency()))
+    , m_maximumRunnable(
+          std::max<std::size_t>(maximumRunnableOnSmallMachine, std::thread::hardware_concurrency()))
 {
 }
 
@@ -201,8 +202,15 @@ Job* WorkerPool::takeJob()
 void WorkerPool::waitShortly()
 {
     const auto end = std::chrono::steady_clock::now() + m_times.shortWait;
-    while (m_idleWaiters == 0 && !m_isRetired
+    while (!mustEndShortWaits()
         && m_endOfShortWait.wait_until(m_lock, end) == std::cv_status::no_timeout) { }
+}
+
+// A retired worker still waits for a delayed job: without the wait it would look for the job again
+// and again.
+bool WorkerPool::mustEndShortWaits() const
+{
+    return m_idleWaiters > 0 || (m_isRetired && m_delayedJobs.isEmpty());
 }
 
 bool WorkerPool::sleepUntilNotified()

@@ -95,6 +95,7 @@ private:
     Job* nextJob() TELVORA_EXCLUDES(m_lock);
     Job* takeJob() TELVORA_REQUIRES(m_lock);
     void waitShortly() TELVORA_REQUIRES(m_lock);
+    bool mustEndShortWaits() const TELVORA_REQUIRES(m_lock);
     // False when the worker must end.
     bool sleepUntilNotified() TELVORA_REQUIRES(m_lock);
     bool isIdle() const TELVORA_REQUIRES(m_lock);
