@@ -10,8 +10,9 @@
 /// The library is in use from its first event, retry entry, request or thread on. In a child that
 /// was forked before that, everything works: a daemon may register its channels and then fork.
 ///
-/// Before that, a fork waits for threads that hold a lock of ours for a moment, and is not waited
-/// for by those that hold one for longer (LockedCallScope).
+/// Until then a fork waits while another thread holds a lock of ours for a moment
+/// (NoForkBeforeUse). It does not wait while another thread runs code of the host with a lock held:
+/// the child of that fork is inert, too (LockedCallScope).
 ///
 /// In a child that was forked later, only the thread that called fork() exists. Threads that the
 /// child does not have may hold our locks, and the data behind those locks may be half changed.
@@ -41,8 +42,8 @@ inline bool isInUse() noexcept
     return forkState.isInUse.load(std::memory_order_relaxed);
 }
 
-/// Call it before the library first starts a thread, or hands one work. Costs one load from the
-/// second call on.
+/// Call it before the library starts a thread or hands work to one. Costs one load from the second
+/// call on.
 inline void noteUse() noexcept
 {
     if (!isInUse())

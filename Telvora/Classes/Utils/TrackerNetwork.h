@@ -36,9 +36,10 @@ struct HTTPRequest;
 /// accepted the batch, also when it is false.
 /// Deliberate: for a batch that cannot be encoded, and for an answer that is JSON but no object,
 /// the handler is not called and the batch is lost.
-/// Deliberate: a handler is not protected from the end of the process like a closure that is
-/// installed once, because each protection needs memory for the life of the process. It is not
-/// called once exit() has begun to destroy what was alive when a closure was last installed.
+/// Deliberate: post() does not register the exit handler anew, as the installation of a closure
+/// does, because each registration needs memory for the life of the process. So while the process
+/// ends, a handler may still be called after objects were destroyed that were made later than the
+/// last installation.
 class TELVORA_EXPORT TrackerNetwork {
 public:
     /// Whether the collector accepted the batch, and the batch that was posted, not a copy.

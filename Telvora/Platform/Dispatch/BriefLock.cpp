@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 // Some microseconds.
 constexpr int triesBeforeSleep = 150;
 
-// Much shorter than a slice of the scheduler's time, and longer than the sleep itself costs.
+// Much shorter than the milliseconds for which the system may interrupt the owner.
 constexpr auto shortSleep = 50us;
 
 // Tells the processor that this thread only waits, so that the other thread on the same core runs
@@ -31,7 +31,7 @@ void pauseProcessor()
 void BriefLock::lockSlowly()
 {
     for (int attempt = 1;; ++attempt) {
-        // Reads first: taking it would take the cache line from the owner each time.
+        // Reads first: each exchange takes the cache line away from the owner.
         if (!m_isTaken.load(std::memory_order_relaxed)
             && !m_isTaken.exchange(true, std::memory_order_acquire))
             return;

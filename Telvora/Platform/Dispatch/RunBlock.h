@@ -2,13 +2,13 @@
 
 namespace telvora::detail {
 
-/// Runs a block for which no caller waits.
+/// Runs a block for which no caller waits. What it throws is dropped.
 template<typename Block> void runBlock(Block& block) noexcept
 {
     try {
         block();
     } catch (...) {
-        // Nobody can catch it, so it is dropped.
+        // Nobody can catch it.
     }
 }
 
