@@ -189,6 +189,17 @@ TEST_F(ForkedHostQuirk, AChildOfAUsedLibraryMayCallEverythingAndFindsItInert)
     EXPECT_EQ(requests, 1);
 }
 
+TEST_F(ForkedHostQuirk, ARetryEntryIsAUseOfTheLibrary)
+{
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        setUp(url);
+        TrackerManager::shared().config("E2E")->insert(
+            std::make_shared<TrackerRetryData>(makeBatch({ { "x", 1 } }), 1));
+        ::_exit(endOfChild(findTheLibraryInert) == "exited 0" ? 0 : 4);
+    }),
+        "exited 0");
+}
+
 TEST_F(ForkedHostTest, ARequestInAChildOfAUsedLibraryIsRefusedAtOnce)
 {
     EXPECT_EQ(endOfHost([](const std::string& url) {
