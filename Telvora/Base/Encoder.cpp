@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace telvora::detail {
 
@@ -57,6 +58,10 @@ std::size_t copyPlain(char* out, std::string_view text)
     return index;
 }
 
+// What clear() keeps for the next text.
+constexpr std::size_t mostKeptBytes = std::size_t { 64 } * 1024;
+constexpr std::size_t mostKeptLevels = 64;
+
 } // namespace
 
 Encoder::Encoder(EncodeStyle style, NonFinite nonFinite)
@@ -66,9 +71,18 @@ Encoder::Encoder(EncodeStyle style, NonFinite nonFinite)
     m_levels.reserve(8);
 }
 
-std::string Encoder::text() const
+void Encoder::clear()
 {
-    return std::string(m_text.get(), m_size);
+    m_size = 0;
+    m_depth = 0;
+    m_hasRepaired = false;
+    m_levels.clear();
+    if (m_capacity > mostKeptBytes) {
+        m_text.reset();
+        m_capacity = 0;
+    }
+    if (m_levels.capacity() > mostKeptLevels)
+        m_levels.shrink_to_fit();
 }
 
 bool Encoder::write(const Value& value)
@@ -86,10 +100,7 @@ bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
 {
     bool isFirst = true;
     const auto writeMember = [&](const auto& member) {
-        append(isFirst ? '{' : ',');
-        isFirst = false;
-        writeString(member.key());
-        append(':');
+        writeKey(member.key(), std::exchange(isFirst, false));
         return write(member.value());
     };
 
@@ -103,6 +114,38 @@ bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
     }
     append(isFirst ? std::string_view("{}") : "}");
     return true;
+}
+
+std::optional<std::size_t> Encoder::writeAroundList(
+    const Dictionary& dictionary, std::string_view key)
+{
+    bool isFirst = true;
+    std::optional<std::size_t> behindBracket;
+    const auto writeList = [&] {
+        writeKey(key, std::exchange(isFirst, false));
+        append("[]");
+        behindBracket = m_size - 1;
+    };
+    for (const auto& member : dictionary) {
+        if (member.key() == key) {
+            writeList();
+            continue;
+        }
+        writeKey(member.key(), std::exchange(isFirst, false));
+        if (!write(member.value()))
+            return std::nullopt;
+    }
+    if (!behindBracket)
+        writeList();
+    append('}');
+    return behindBracket;
+}
+
+void Encoder::writeKey(std::string_view key, bool isFirst)
+{
+    append(isFirst ? '{' : ',');
+    writeString(key);
+    append(':');
 }
 
 // Writes the rest of the open containers, innermost first.
@@ -192,7 +235,7 @@ void Encoder::open(const Dictionary& dictionary)
         return;
     }
     append('{');
-    m_levels.push_back({ .member = dictionary.begin(), .memberEnd = dictionary.end() });
+    push({ .member = dictionary.begin(), .memberEnd = dictionary.end() });
 }
 
 void Encoder::open(const Array& array)
@@ -202,7 +245,13 @@ void Encoder::open(const Array& array)
         return;
     }
     append('[');
-    m_levels.push_back({ .element = array.begin(), .elementEnd = array.end() });
+    push({ .element = array.begin(), .elementEnd = array.end() });
+}
+
+void Encoder::push(const Level& level)
+{
+    m_levels.push_back(level);
+    m_depth = std::max(m_depth, m_levels.size());
 }
 
 void Encoder::startLine()
@@ -233,20 +282,25 @@ void Encoder::writeString(std::string_view text)
             text.remove_prefix(1);
             continue;
         }
-        const UTF8Sequence sequence = firstUTF8Sequence(text);
-        append(sequence.isValid ? text.substr(0, sequence.length) : replacementCharacter);
-        text.remove_prefix(sequence.length);
+        writeSequence(text);
     }
     append('"');
 }
 
 void Encoder::writeRepaired(std::string_view text)
 {
-    while (!text.empty()) {
-        const UTF8Sequence sequence = firstUTF8Sequence(text);
-        append(sequence.isValid ? text.substr(0, sequence.length) : replacementCharacter);
-        text.remove_prefix(sequence.length);
-    }
+    while (!text.empty())
+        writeSequence(text);
+}
+
+// Writes the first sequence of `text`, or its replacement, and removes it from `text`.
+void Encoder::writeSequence(std::string_view& text)
+{
+    const UTF8Sequence sequence = firstUTF8Sequence(text);
+    if (!sequence.isValid)
+        m_hasRepaired = true;
+    append(sequence.isValid ? text.substr(0, sequence.length) : replacementCharacter);
+    text.remove_prefix(sequence.length);
 }
 
 void Encoder::escape(unsigned char character)

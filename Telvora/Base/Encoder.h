@@ -3,6 +3,7 @@
 #include <Telvora/Base/Dictionary.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,7 @@ enum class NonFinite {
 /// Ours, although Boost.JSON has a serializer: that one copies bytes that are not UTF-8, writes NaN
 /// without an error and cannot indent. Checking and repairing first would walk every event twice.
 ///
-/// Life: one for one text.
+/// Life: one for one text, or for many with clear() between them.
 /// Threads: a value without a lock.
 class Encoder {
 public:
@@ -36,8 +37,23 @@ public:
     /// `over`. Compact only. False as for write().
     bool writeMerged(const Dictionary& under, const Dictionary& over);
 
-    /// The text so far.
-    std::string text() const;
+    /// Appends the dictionary with an empty array under `key`, in the place of the member with that
+    /// key or, if there is none, at the end. Compact only. Returns the position behind the array's
+    /// opening bracket; absent as write() returns false.
+    std::optional<std::size_t> writeAroundList(const Dictionary& dictionary, std::string_view key);
+
+    /// Whether U+FFFD was written in place of a sequence that is not UTF-8.
+    bool hasRepaired() const { return m_hasRepaired; }
+
+    /// How many containers are nested in the text.
+    std::size_t depth() const { return m_depth; }
+
+    /// The text so far. The view is valid until the next change.
+    std::string_view view() const { return { m_text.get(), m_size }; }
+    std::string text() const { return std::string(view()); }
+
+    /// Begins a new text. Keeps the memory unless the last text was long.
+    void clear();
 
     /// Appends `text` as a JSON string, with U+FFFD in place of sequences that are not UTF-8.
     void writeString(std::string_view text);
@@ -56,10 +72,13 @@ private:
     };
 
     bool finish();
+    void writeKey(std::string_view key, bool isFirst);
+    void writeSequence(std::string_view& text);
     bool writeValue(const Value& value);
     bool writeDouble(double number);
     void open(const Dictionary& dictionary);
     void open(const Array& array);
+    void push(const Level& level);
     void startLine();
     void escape(unsigned char character);
 
@@ -79,6 +98,8 @@ private:
     std::size_t m_size = 0;
     std::size_t m_capacity = 0;
     std::vector<Level> m_levels;
+    std::size_t m_depth = 0;
+    bool m_hasRepaired = false;
     EncodeStyle m_style;
     NonFinite m_nonFinite;
 };

@@ -7,24 +7,6 @@
 
 namespace telvora::detail {
 
-namespace {
-
-// A batch whose event list is still empty. `list` points into `body`.
-struct EmptyBatch {
-    explicit EmptyBatch(const TrackerCommonData& common)
-        : body(makeBatchToFill(common.commonDatas))
-    {
-        Value& place = (*body)[common.dataListKey];
-        dispose(std::exchange(place, Array()));
-        list = std::shared_ptr<Array>(body, &place.get_array());
-    }
-
-    std::shared_ptr<Dictionary> body;
-    std::shared_ptr<Array> list;
-};
-
-} // namespace
-
 // One upload: called with its end, it records that on the channel's ledger. If it is destroyed
 // without a call, because something threw, it records an internal error.
 class Delivery::Upload {
@@ -80,31 +62,30 @@ private:
     std::int64_t m_maxRetryCount;
 };
 
-std::shared_ptr<const Array> Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
+void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
 {
+    PendingEvents& pending = *config->m_pending;
     try {
-        // Everything that can throw is done before the list is taken.
-        const EmptyBatch batch(*config->commonData());
-        const LedgerShare share { config->takeAll(batch.list), 1 };
+        // Everything that can throw is done before the list is emptied.
+        const Batch batch = pending.batch(config->m_commonData.get());
+        const LedgerShare share { pending.beginSending(batch), 1 };
         config->m_ledger.posted(share);
-        post(Upload(config, share), batch.body);
-        config->finishSending();
-        return batch.list;
+        post(Upload(config, share), batch);
+        pending.finishSending();
     } catch (...) {
-        return nullptr;
+        // There is no memory for a batch: the events stay pending.
     }
 }
 
 void Delivery::sendNormalData(
-    const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas)
+    const std::shared_ptr<TrackerConfig>& config, PendingEvents::Copied apiDatas)
 {
     const LedgerShare share { apiDatas.newEvents, 1 };
     config->m_ledger.posted(share);
     Upload upload(config, share);
     try {
-        const EmptyBatch batch(*config->commonData());
-        *batch.list = std::move(*apiDatas.events);
-        post(std::move(upload), batch.body);
+        const Batch batch = makeBatch(config->m_commonData.get(), apiDatas.events);
+        post(std::move(upload), batch);
     } catch (...) {
         // The upload's destructor records an internal error.
     }

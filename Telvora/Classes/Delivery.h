@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Classes/PendingEvents.h>
 #include <Telvora/Classes/TrackerConfig.h>
 #include <Telvora/Classes/Utils/Batch.h>
 
@@ -17,13 +17,13 @@ namespace telvora::detail {
 class Delivery {
 public:
     /// Sends the whole list of the channel and empties it. Call it in the barrier block that filled
-    /// the list. Returns the event list of the batch. Null where there was no memory for a batch:
-    /// then nothing has changed, and the next event tries again.
-    static std::shared_ptr<const Array> sendList(const std::shared_ptr<TrackerConfig>& config);
+    /// the list. Where there is no memory for a batch, nothing changes, and the next event tries
+    /// again.
+    static void sendList(const std::shared_ptr<TrackerConfig>& config);
 
     /// Sends a copy of the list. Threads: any.
     static void sendNormalData(
-        const std::shared_ptr<TrackerConfig>& config, TrackerConfig::Copied apiDatas);
+        const std::shared_ptr<TrackerConfig>& config, PendingEvents::Copied apiDatas);
 
     /// Sends the first entry of the retry cache, if there is one. Threads: any.
     static void sendRetryData(const std::shared_ptr<TrackerConfig>& config);

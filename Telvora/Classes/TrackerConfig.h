@@ -1,6 +1,5 @@
 #pragma once
 
-#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
@@ -8,6 +7,7 @@
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/TrackerRetryCache.h>
+#include <Telvora/Classes/Utils/CommonData.h>
 
 #include <cstdint>
 #include <functional>
@@ -20,15 +20,8 @@ namespace telvora {
 
 namespace detail {
 class Delivery;
+class PendingEvents;
 }
-
-/// What all batches of a channel contain beside the events. Read and replaced as one.
-struct TrackerCommonData {
-    /// The fields beside the event list.
-    Dictionary commonDatas;
-    /// The key of the event list. It replaces a field of the same name.
-    std::string dataListKey = "data-list";
-};
 
 /// One channel: where its batches are sent, how many events it collects before it sends them at
 /// once, its common data, and the host's hooks.
@@ -55,6 +48,7 @@ public:
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
         const Array& apiDatas, bool useOstraReport = false, URLHook urlHook = {});
+    ~TrackerConfig();
 
     TrackerConfig(const TrackerConfig&) = delete;
     TrackerConfig& operator=(const TrackerConfig&) = delete;
@@ -98,45 +92,17 @@ public:
     /// ledger.
     const TrackerRetryCache& retryCache() const { return m_retryCache; }
 
-    /// A copy of the pending events.
+    /// A copy of the pending events, which are kept as text: each call reads it anew. An unsigned
+    /// integer that fits a signed one is a signed one there; the two compare equal.
     Array apiDatas() const;
 
     /// What has become of the channel's events and batches so far.
     LedgerSnapshot ledger() const;
 
 private:
-    // Intake and delivery, the only code that changes the event list.
+    // Intake and delivery, the only code that changes the pending events.
     friend class detail::Delivery;
     friend class TrackerManager;
-
-    struct Copied {
-        detail::AnyDepth<Array> events;
-        // How many of them no earlier copy contained.
-        std::uint32_t newEvents = 0;
-    };
-    struct Pending {
-        detail::AnyDepth<Array> apiDatas;
-        // How many events at the front of the list an earlier copy contained.
-        std::size_t copied = 0;
-        // The list that was taken last, until its request is sent.
-        std::shared_ptr<const Array> sending;
-    };
-
-    // In a barrier block of the manager's queue. Moves the event into the list, unless it throws.
-    // True when the list has reached the limit.
-    bool append(Dictionary& event);
-    // In the same barrier block, before the list is changed.
-    const Dictionary& lastEvent() const;
-    // In a barrier block. Moves the list into `place`, which is empty, and returns how many events
-    // no earlier copy contained. apiDatas() still shows the events until finishSending(), as it
-    // does while a copy is sent.
-    std::uint32_t takeAll(const std::shared_ptr<Array>& place);
-    // In the same barrier block, after the request is sent.
-    void finishSending();
-    // In a synchronous block. Does not change the list.
-    Copied copyAll();
-    // In a barrier block, after a copy is sent.
-    void clear();
 
     TrackerRetryCache::Taken takeRetryData();
 
@@ -146,13 +112,13 @@ private:
     const bool m_useOstraReport;
     const URLHook m_urlHook;
 
-    detail::Guarded<std::shared_ptr<const TrackerCommonData>> m_commonData;
+    // Never null.
+    detail::Guarded<std::shared_ptr<const detail::EncodedCommonData>> m_commonData;
     detail::Guarded<std::shared_ptr<const Hook>> m_startHook;
     detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { std::make_shared<const Hook>([] {}) };
     detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
-    // The queue orders the changes; the lock is for apiDatas(), which does not use the queue.
-    detail::Guarded<Pending> m_pending;
+    const std::unique_ptr<detail::PendingEvents> m_pending;
 
     detail::ChannelLedger m_ledger;
     // Declared after the ledger, on which it records lost entries until it is destroyed.

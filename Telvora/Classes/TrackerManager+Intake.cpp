@@ -1,14 +1,16 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Delivery.h>
+#include <Telvora/Classes/PendingEvents.h>
 
 namespace telvora {
 
 struct TrackerManager::IntakeBlock {
     TrackerManager& manager;
-    Dictionary event;
+    Value event;
     std::string index;
 
     void operator()() { manager.intake(event, index); }
@@ -44,52 +46,63 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
 }
 
 // In a barrier block of the queue.
-void TrackerManager::intake(Dictionary& event, const std::string& index)
+void TrackerManager::intake(Value& event, const std::string& index)
 {
     const auto channel = config(index);
-    if (!channel) {
+    std::shared_ptr<const detail::AnyDepth<Value>> whole;
+    if (channel)
+        whole = accept(event, channel);
+    else
         // The event is dropped; only the callback sees it.
         m_unknownChannels.droppedAtIntake(DropReason::unknownChannel);
-        trigger(event, index, m_unknownChannels);
-        dispose(std::move(event));
-        return;
+    if (!detail::isForkedChild()) {
+        // Otherwise the URL hook forked, and this is the child, which is inert.
+        trigger((whole ? **whole : event).get_object(), index,
+            channel ? channel->m_ledger : m_unknownChannels);
     }
+    dispose(std::move(event));
+}
 
-    bool isFull = false;
+// Puts the event into the channel's list, and sends what is due. Returns the event if the list has
+// taken it.
+std::shared_ptr<const detail::AnyDepth<Value>> TrackerManager::accept(
+    Value& event, const std::shared_ptr<TrackerConfig>& channel)
+{
+    detail::PendingEvents::Appended appended;
     try {
-        isFull = channel->append(event);
+        appended = channel->m_pending->append(std::move(event), *m_encoder);
     } catch (...) {
         // There is no memory for the event: it is dropped.
         channel->m_ledger.droppedAtIntake(DropReason::internalError);
-        trigger(event, index, channel->m_ledger);
-        dispose(std::move(event));
-        return;
+        return nullptr;
     }
-    std::shared_ptr<const Array> sent;
-    if (isFull)
-        sent = detail::Delivery::sendList(channel);
+    channel->m_ledger.appended(1);
+    if (static_cast<std::int64_t>(appended.size) >= channel->maxLimit())
+        detail::Delivery::sendList(channel);
     else
         detail::Delivery::sendRetryData(channel);
-    if (detail::isForkedChild())
-        return; // The URL hook forked, and this is the child, which cannot read the list.
-    trigger(sent ? sent->back().get_object() : channel->lastEvent(), index, channel->m_ledger);
+    return std::move(appended.whole);
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
 {
-    TrackerConfig::Copied copied;
+    detail::PendingEvents::Copied copied;
     try {
-        m_queue->sync([&] { copied = config->copyAll(); });
+        m_queue->sync([&] { copied = config->m_pending->copyAll(); });
     } catch (...) {
         // There is no memory for a copy: the next tick tries again.
         return;
     }
-    if (copied.events->empty()) {
+    if (copied.events.size() == 0) {
         detail::Delivery::sendRetryData(config);
         return;
     }
     detail::Delivery::sendNormalData(config, std::move(copied));
-    const auto clear = [config] { config->clear(); };
+    const auto clear = [config] {
+        // Events that arrived after the copy are lost; the design accepts that.
+        const auto unsent = static_cast<std::int64_t>(config->m_pending->clear());
+        config->m_ledger.droppedPending(unsent, DropReason::clearedAfterCopy);
+    };
     try {
         m_queue->barrierAsync(clear);
     } catch (...) {

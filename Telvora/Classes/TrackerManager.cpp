@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/Fatal.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
@@ -37,6 +38,8 @@ TrackerManager& TrackerManager::shared()
 
 TrackerManager::TrackerManager()
     : m_queue(platform().dispatch.makeConcurrentQueue("com.quorvex.tracker.manager"))
+    , m_encoder(
+          std::make_unique<detail::Encoder>(EncodeStyle::compact, detail::NonFinite::refuse))
     , m_configs(std::make_shared<const Configs>())
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))

@@ -26,6 +26,11 @@
 
 namespace telvora {
 
+namespace detail {
+template<typename Container> class AnyDepth;
+class Encoder;
+}
+
 // Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
 // host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
 
@@ -297,7 +302,9 @@ private:
     }
     void recordUnsubmitted(const std::string& index);
 
-    void intake(Dictionary& event, const std::string& index);
+    void intake(Value& event, const std::string& index);
+    std::shared_ptr<const detail::AnyDepth<Value>> accept(
+        Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
@@ -311,6 +318,8 @@ private:
     lockAtomic<std::shared_ptr<QVXOstraProviderProtocol>> m_ostraProvider;
     CommonTrackNetworkStatus m_networkStatus;
     std::unique_ptr<DispatchQueue> m_queue;
+    // Used in barrier blocks of the queue alone.
+    const std::unique_ptr<detail::Encoder> m_encoder;
     lockAtomic<std::shared_ptr<const Configs>> m_configs;
     lockAtomic<std::shared_ptr<const Statuses>> m_configStatus;
     std::string m_sessionId;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/SharedBytes.h>
 #include <Telvora/Base/Work.h>
 
 #include <chrono>
@@ -20,7 +21,7 @@ struct HTTPRequest {
     /// Names and values. A client may add headers that are missing, such as Content-Length.
     std::vector<std::pair<std::string, std::string>> headers;
     /// Any bytes; may be empty.
-    std::string body;
+    SharedBytes body;
     /// The longest time from when the client gives the request to a connection, which may have to
     /// be opened first, to the end of the answer. Waiting for a connection does not count.
     std::chrono::seconds timeout { 60 };

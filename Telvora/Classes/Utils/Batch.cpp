@@ -1,36 +1,159 @@
 #include <Telvora/Classes/Utils/Batch.h>
 
 #include <Telvora/Base/AnyDepth.h>
+#include <Telvora/Classes/Utils/CommonData.h>
+#include <Telvora/Classes/Utils/EventList.h>
+
+#include <atomic>
+#include <string>
+#include <vector>
 
 namespace telvora {
 
 namespace {
 
-std::shared_ptr<Dictionary> emptyBatch()
+std::shared_ptr<const Dictionary> shared(Dictionary&& dictionary)
 {
-    auto owner = std::make_shared<detail::AnyDepth<Dictionary>>();
-    return std::shared_ptr<Dictionary>(owner, &**owner);
+    const auto owner = std::make_shared<detail::AnyDepth<Dictionary>>(std::move(dictionary));
+    return { owner, &**owner };
 }
 
 } // namespace
 
+namespace detail {
+
+// Either a dictionary that was given, or text.
+struct BatchContent {
+    ~BatchContent() { delete decoded.load(std::memory_order_acquire); }
+
+    static const std::shared_ptr<const BatchContent>& of(const Batch& batch)
+    {
+        return batch.m_content;
+    }
+    static Batch batch(std::shared_ptr<const BatchContent> content)
+    {
+        Batch batch;
+        batch.m_content = std::move(content);
+        return batch;
+    }
+
+    bool isText() const { return common != nullptr; }
+    const Dictionary* dictionary() const;
+    Array events() const;
+
+    std::shared_ptr<const Dictionary> given {};
+
+    // The text is the common data's head, the events, and the common data's tail.
+    std::shared_ptr<const EncodedCommonData> common {};
+    SharedBytes text {};
+    bool isEncodable = true;
+    std::size_t eventCount = 0;
+    std::vector<WholeEvent> wholeEvents {};
+
+    // Null until somebody looks. Not behind a lock, which a forked child could inherit: of two
+    // threads that decode at the same time, one throws its result away.
+    mutable std::atomic<const AnyDepth<Dictionary>*> decoded { nullptr };
+};
+
+const Dictionary* BatchContent::dictionary() const
+{
+    if (!isText())
+        return given.get();
+    if (const auto* known = decoded.load(std::memory_order_acquire))
+        return &**known;
+
+    auto made = std::make_unique<AnyDepth<Dictionary>>(copy(common->data.commonDatas));
+    AnyDepth<Array> list(events());
+    Value& place = (**made)[common->data.dataListKey];
+    dispose(std::exchange(place, nullptr));
+    place = std::move(*list);
+
+    const AnyDepth<Dictionary>* known = nullptr;
+    // A thread that sees the pointer sees all that is behind it.
+    if (!decoded.compare_exchange_strong(
+            known, made.get(), std::memory_order_acq_rel, std::memory_order_acquire))
+        return &**known;
+    return &**made.release();
+}
+
+Array BatchContent::events() const
+{
+    const std::size_t start = common->head.size();
+    const std::size_t length = text.size() - start - common->tail.size();
+    return decodeEvents(text.view().substr(start, length), wholeEvents);
+}
+
+} // namespace detail
+
+using detail::BatchContent;
+
+Batch::Batch(std::shared_ptr<const Dictionary> dictionary)
+{
+    if (!dictionary)
+        return;
+    const auto content = std::make_shared<BatchContent>();
+    content->given = std::move(dictionary);
+    m_content = content;
+}
+
+const Dictionary* Batch::get() const
+{
+    return m_content ? m_content->dictionary() : nullptr;
+}
+
+std::optional<SharedBytes> Batch::encoded() const
+{
+    if (!m_content)
+        return std::nullopt;
+    if (m_content->isText())
+        return m_content->isEncodable ? std::optional(m_content->text) : std::nullopt;
+    auto text = encode(*m_content->given);
+    return text ? std::optional(SharedBytes(std::move(*text))) : std::nullopt;
+}
+
 Batch makeBatch(Dictionary&& dictionary)
 {
-    auto batch = emptyBatch();
-    *batch = std::move(dictionary);
-    return batch;
+    return shared(std::move(dictionary));
 }
 
 Batch makeBatch(const Dictionary& dictionary)
 {
-    return detail::makeBatchToFill(dictionary);
+    return shared(copy(dictionary));
 }
 
-std::shared_ptr<Dictionary> detail::makeBatchToFill(const Dictionary& dictionary)
+Batch detail::makeBatch(std::shared_ptr<const EncodedCommonData> common, const EventList& events)
 {
-    auto batch = emptyBatch();
-    *batch = copy(dictionary);
-    return batch;
+    std::string text;
+    text.reserve(common->head.size() + events.bytes() + common->tail.size());
+    text += common->head;
+    events.copyTextTo(text);
+    text += common->tail;
+
+    const auto content = std::make_shared<BatchContent>();
+    content->isEncodable = common->isEncodable && events.isEncodable();
+    content->text = std::move(text);
+    content->common = std::move(common);
+    content->eventCount = events.size();
+    content->wholeEvents = events.wholeEvents();
+    return BatchContent::batch(content);
+}
+
+Array detail::eventsOf(const Batch& batch)
+{
+    const auto& content = BatchContent::of(batch);
+    return content && content->isText() ? content->events() : Array();
+}
+
+std::size_t detail::eventsUnder(std::string_view key, const Batch& batch)
+{
+    const auto& content = BatchContent::of(batch);
+    if (!content)
+        return 0;
+    if (content->isText() && content->common->data.dataListKey == key)
+        return content->eventCount;
+    const Value* list = content->dictionary()->if_contains(key);
+    const Array* events = list ? list->if_array() : nullptr;
+    return events ? events->size() : 0;
 }
 
 } // namespace telvora

@@ -2,16 +2,63 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/SharedBytes.h>
 
+#include <cstddef>
 #include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
 
 namespace telvora {
 
-/// The dictionary that one request sends. Made once and never changed, so that the request, its
-/// answer and the retry cache share it without a copy.
+namespace detail {
+struct BatchContent;
+struct EncodedCommonData;
+class EventList;
+}
+
+/// The dictionary that one request sends, as a pointer: null, or to a dictionary that is never
+/// changed, so that the request, its answer and the retry cache share it without a copy.
+///
+/// A batch that the library makes is text. The first look at its dictionary reads that text and
+/// keeps the result as long as the batch; a batch that nobody looks at has no dictionary. A batch
+/// that is made of a dictionary keeps exactly that one.
 ///
 /// Threads: any may read it.
-using Batch = std::shared_ptr<const Dictionary>;
+/// Failure: the first look, and making a batch, throw std::bad_alloc where there is no memory.
+///
+/// Deliberate: in a dictionary that was read from text, an unsigned integer that fits a signed one
+/// is a signed one. The two compare equal.
+class TELVORA_EXPORT Batch {
+public:
+    /// Null.
+    Batch() = default;
+    Batch(std::nullptr_t) { }
+    /// Keeps `dictionary`, which nobody may change any more.
+    Batch(std::shared_ptr<const Dictionary> dictionary);
+    Batch(std::shared_ptr<Dictionary> dictionary)
+        : Batch(std::shared_ptr<const Dictionary>(std::move(dictionary)))
+    {
+    }
+
+    explicit operator bool() const { return m_content != nullptr; }
+    /// The dictionary, the same at each call; null if the batch is.
+    const Dictionary* get() const;
+    const Dictionary& operator*() const { return *get(); }
+    const Dictionary* operator->() const { return get(); }
+
+    /// Whether both are the same batch or null. The members are not compared.
+    friend bool operator==(const Batch&, const Batch&) = default;
+
+    /// The JSON text; absent if the batch is null or JSON cannot express a number in it.
+    std::optional<SharedBytes> encoded() const;
+
+private:
+    friend struct detail::BatchContent;
+
+    std::shared_ptr<const detail::BatchContent> m_content;
+};
 
 /// A batch with the members of `dictionary`, moved or copied. Neither copying nor destroying it
 /// recurses, however deep its events are nested.
@@ -20,8 +67,15 @@ TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 
 namespace detail {
 
-/// The same as makeBatch(), but the caller can change it before passing it on as a Batch.
-TELVORA_EXPORT std::shared_ptr<Dictionary> makeBatchToFill(const Dictionary& dictionary);
+/// A batch of the common data with the events as their list.
+TELVORA_EXPORT Batch makeBatch(
+    std::shared_ptr<const EncodedCommonData> common, const EventList& events);
+
+/// The events of a batch that the library has made, under its own list key.
+TELVORA_EXPORT Array eventsOf(const Batch& batch);
+
+/// How many elements the array under `key` has; 0 if there is no such array.
+TELVORA_EXPORT std::size_t eventsUnder(std::string_view key, const Batch& batch);
 
 } // namespace detail
 

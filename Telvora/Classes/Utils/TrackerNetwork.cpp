@@ -108,7 +108,7 @@ void TrackerNetwork::postWithEnds(
 
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
     setHeaders(request, externHeaders);
-    auto body = param ? encode(*param) : std::nullopt;
+    auto body = param.encoded();
     if (!body) {
         // JSON cannot express a number in it: the batch is lost, and the host is not told.
         handler(PostEnd::unencodable, std::move(param));

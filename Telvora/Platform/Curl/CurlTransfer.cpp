@@ -287,7 +287,7 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
 std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t count, void* self)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
-    const std::string& body = transfer.m_job.front().request.body;
+    const SharedBytes& body = transfer.m_job.front().request.body;
     std::size_t length = std::min(size * count, body.size() - transfer.m_bodyBytesRead);
     std::memcpy(room, body.data() + transfer.m_bodyBytesRead, length);
     transfer.m_bodyBytesRead += length;

@@ -1,0 +1,79 @@
+#include <Telvora/Classes/PendingEvents.h>
+
+#include <Telvora/Base/Encoder.h>
+
+#include <utility>
+
+namespace telvora::detail {
+
+PendingEvents::PendingEvents(Array&& first)
+{
+    AnyDepth<Array> events(std::move(first));
+    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    for (Value& event : *events)
+        append(std::move(event), encoder);
+}
+
+PendingEvents::Appended PendingEvents::append(Value&& event, Encoder& encoder)
+{
+    return m_state.with([&](State& state) -> Appended {
+        auto whole = state.events.append(std::move(event), encoder);
+        return { state.events.size(), std::move(whole) };
+    });
+}
+
+Batch PendingEvents::batch(std::shared_ptr<const EncodedCommonData> common) const
+{
+    return m_state.with(
+        [&](const State& state) { return makeBatch(std::move(common), state.events); });
+}
+
+std::uint32_t PendingEvents::beginSending(const Batch& batch)
+{
+    EventList sent;
+    return m_state.with([&](State& state) {
+        std::swap(state.events, sent);
+        state.sending = batch;
+        return static_cast<std::uint32_t>(sent.size() - std::exchange(state.copied, 0));
+    });
+}
+
+void PendingEvents::finishSending()
+{
+    // It may be the last reference to the batch, which is then destroyed after the lock is
+    // released.
+    const Batch sent
+        = m_state.with([](State& state) { return std::exchange(state.sending, nullptr); });
+}
+
+PendingEvents::Copied PendingEvents::copyAll()
+{
+    return m_state.with([](State& state) {
+        Copied copied { state.events,
+            static_cast<std::uint32_t>(state.events.size() - state.copied) };
+        state.copied = state.events.size();
+        return copied;
+    });
+}
+
+std::size_t PendingEvents::clear()
+{
+    const State cleared = m_state.exchange({});
+    return cleared.events.size() - cleared.copied;
+}
+
+std::size_t PendingEvents::size() const
+{
+    return m_state.with([](const State& state) { return state.events.size(); });
+}
+
+Array PendingEvents::shown() const
+{
+    const auto [events, sending] = m_state.with([](const State& state) {
+        return state.sending ? std::pair(EventList(), state.sending)
+                             : std::pair(state.events, Batch());
+    });
+    return sending ? eventsOf(sending) : events.decoded();
+}
+
+} // namespace telvora::detail

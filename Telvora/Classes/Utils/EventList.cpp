@@ -1,0 +1,111 @@
+#include <Telvora/Classes/Utils/EventList.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+// Each chunk is as long as all before it, from a few events up to what malloc gives back alone.
+constexpr std::size_t shortestChunk = 1024;
+constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
+
+// Boost's parser recurses, so an event that is nested deeper is not read from its text.
+constexpr std::size_t deepestDecoded = 256;
+
+} // namespace
+
+std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder& encoder)
+{
+    encoder.clear();
+    const bool isEncodable = encoder.write(event);
+    const bool isWhole
+        = !isEncodable || encoder.hasRepaired() || encoder.depth() > deepestDecoded;
+    const std::string_view text = isEncodable ? encoder.view() : "null";
+
+    // Everything that can throw is done before anything changes.
+    makeRoom(1 + text.size());
+    if (isWhole && m_wholeEvents.size() == m_wholeEvents.capacity())
+        m_wholeEvents.reserve(2 * m_wholeEvents.size() + 1);
+    auto whole = isWhole ? std::make_shared<const AnyDepth<Value>>(std::move(event)) : nullptr;
+
+    m_isEncodable = m_isEncodable && isEncodable;
+    if (m_size > 0)
+        add(",");
+    if (isWhole)
+        m_wholeEvents.push_back({ m_size, m_bytes, text.size(), whole });
+    add(text);
+    ++m_size;
+    return whole;
+}
+
+void EventList::makeRoom(std::size_t bytes)
+{
+    std::size_t room = m_chunks.empty() ? 0 : m_chunks[m_current].capacity - m_used;
+    for (std::size_t next = m_current + 1; next < m_chunks.size(); ++next)
+        room += m_chunks[next].capacity;
+    while (room < bytes) {
+        const std::size_t capacity = std::clamp(m_bytes, shortestChunk, longestChunk);
+        m_chunks.push_back({ std::make_shared_for_overwrite<char[]>(capacity), capacity });
+        room += capacity;
+    }
+}
+
+void EventList::add(std::string_view text) noexcept
+{
+    m_bytes += text.size();
+    while (!text.empty()) {
+        if (m_used == m_chunks[m_current].capacity) {
+            ++m_current;
+            m_used = 0;
+        }
+        const Chunk& chunk = m_chunks[m_current];
+        const std::size_t length = std::min(text.size(), chunk.capacity - m_used);
+        std::memcpy(chunk.bytes.get() + m_used, text.data(), length);
+        m_used += length;
+        text.remove_prefix(length);
+    }
+}
+
+void EventList::copyTextTo(std::string& text) const
+{
+    std::size_t rest = m_bytes;
+    for (const Chunk& chunk : m_chunks) {
+        const std::size_t length = std::min(rest, chunk.capacity);
+        text.append(chunk.bytes.get(), length);
+        rest -= length;
+    }
+}
+
+Array EventList::decoded() const
+{
+    std::string text;
+    text.reserve(m_bytes);
+    copyTextTo(text);
+    return decodeEvents(text, m_wholeEvents);
+}
+
+Array decodeEvents(std::string_view text, const std::vector<WholeEvent>& wholeEvents)
+{
+    // The text without that of the whole events, which may be nested too deeply.
+    std::string readable = "[";
+    readable.reserve(text.size() + 2);
+    std::size_t offset = 0;
+    for (const WholeEvent& whole : wholeEvents) {
+        readable += text.substr(offset, whole.offset - offset);
+        readable += "null";
+        offset = whole.offset + whole.length;
+    }
+    readable += text.substr(offset);
+    readable += ']';
+
+    Decoded decoded = decode(readable);
+    AnyDepth<Array> events(std::move(decoded.value.value().get_array()));
+    for (const WholeEvent& whole : wholeEvents)
+        (*events)[whole.position] = copy(**whole.event);
+    return std::move(*events);
+}
+
+} // namespace telvora::detail

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <Telvora/Base/AnyDepth.h>
+#include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Encoder.h>
+#include <Telvora/Base/Export.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace telvora::detail {
+
+/// An event that a list keeps as a tree beside its text, because the text does not say all.
+struct WholeEvent {
+    /// How many events are in front of it.
+    std::size_t position = 0;
+    /// Where its text stands in that of the list.
+    std::size_t offset = 0;
+    std::size_t length = 0;
+    std::shared_ptr<const AnyDepth<Value>> event;
+};
+
+/// Events as text: what a batch contains between the brackets of its event list. An event needs a
+/// quarter of the memory of its tree, and a batch is made without encoding anything again.
+///
+/// An event is also kept as a tree if its text would be read as something else: if it contains text
+/// that is not UTF-8, or a number that JSON cannot express, or is nested so deeply that decode()
+/// would recurse too far. For one with such a number the text is null, and the list is not
+/// encodable.
+///
+/// Life: empty, filled by append(), and emptied as a whole. A copy shares the text and does not see
+/// what is appended later.
+/// Threads: a value without a lock. A copy may be read while events are appended to the original.
+/// Only one copy may be appended to.
+/// Failure: append() and the functions that return text or values throw std::bad_alloc.
+class TELVORA_EXPORT EventList {
+public:
+    std::size_t size() const { return m_size; }
+    /// The length of the text in bytes.
+    std::size_t bytes() const { return m_bytes; }
+    /// Whether JSON can express all events.
+    bool isEncodable() const { return m_isEncodable; }
+    const std::vector<WholeEvent>& wholeEvents() const { return m_wholeEvents; }
+
+    /// Appends an event, which it encodes with `encoder`. If the list keeps the event as a tree, the
+    /// event is moved there and that place is returned; otherwise null. If it throws, nothing has
+    /// changed.
+    std::shared_ptr<const AnyDepth<Value>> append(Value&& event, Encoder& encoder);
+
+    /// Appends the text of the events, with commas between them, to `text`.
+    void copyTextTo(std::string& text) const;
+
+    /// The events as they were appended.
+    Array decoded() const;
+
+private:
+    // The text in pieces, so that a long list does not move, and a short one needs little memory.
+    struct Chunk {
+        std::shared_ptr<char[]> bytes;
+        std::size_t capacity = 0;
+    };
+
+    void makeRoom(std::size_t bytes);
+    void add(std::string_view text) noexcept;
+
+    std::vector<Chunk> m_chunks;
+    // The first chunk with room, and how much of it is used. All before it are full.
+    std::size_t m_current = 0;
+    std::size_t m_used = 0;
+    std::size_t m_size = 0;
+    std::size_t m_bytes = 0;
+    std::vector<WholeEvent> m_wholeEvents;
+    bool m_isEncodable = true;
+};
+
+/// The events of a list with this text and these whole events. Throws std::bad_alloc.
+TELVORA_EXPORT Array decodeEvents(
+    std::string_view text, const std::vector<WholeEvent>& wholeEvents);
+
+} // namespace telvora::detail
