@@ -1,0 +1,54 @@
+#include <Telvora/Base/Encoder.h>
+#include <Telvora/Classes/Utils/Batch.h>
+#include <Telvora/Classes/Utils/CommonData.h>
+#include <Telvora/Classes/Utils/EventList.h>
+#include <tests/InThreads.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <vector>
+
+namespace telvora {
+namespace {
+
+std::shared_ptr<const detail::EncodedCommonData> commonData()
+{
+    return std::make_shared<const detail::EncodedCommonData>(TrackerCommonData());
+}
+
+TEST(BatchStressTest, ThreadsThatLookAtTheSameTimeSeeTheSameDictionary)
+{
+    detail::Encoder encoder(EncodeStyle::compact, detail::NonFinite::refuse);
+    detail::EventList list;
+    list.append({ { "n", 1 } }, encoder);
+    for (int round = 0; round < 100; ++round) {
+        const Batch batch = detail::makeBatch(commonData(), list);
+        std::vector<const Dictionary*> seen(4);
+        inThreads(4, [&](int thread) { seen[static_cast<std::size_t>(thread)] = batch.get(); });
+
+        EXPECT_EQ(seen, std::vector<const Dictionary*>(4, batch.get()));
+    }
+}
+
+TEST(BatchStressTest, ACopyOfAListIsReadWhileTheListGrows)
+{
+    detail::Encoder encoder(EncodeStyle::compact, detail::NonFinite::refuse);
+    detail::EventList list;
+    for (int count = 0; count < 20; ++count)
+        list.append({ { "n", count } }, encoder);
+    const detail::EventList copied = list;
+    inThreads(2, [&](int thread) {
+        for (int count = 0; count < 1000; ++count) {
+            if (thread == 0)
+                list.append({ { "n", count } }, encoder);
+            else if (count % 50 == 0)
+                EXPECT_EQ(copied.decoded().size(), 20u);
+        }
+    });
+
+    EXPECT_EQ(list.size(), 1020u);
+}
+
+} // namespace
+} // namespace telvora
