@@ -21,7 +21,7 @@ namespace telvora {
 namespace detail {
 class Delivery;
 class PendingEvents;
-}
+} // namespace detail
 
 /// One channel: where its batches are sent, how many events it collects before it sends them at
 /// once, its common data, and the host's hooks.

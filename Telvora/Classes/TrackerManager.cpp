@@ -38,8 +38,7 @@ TrackerManager& TrackerManager::shared()
 
 TrackerManager::TrackerManager()
     : m_queue(platform().dispatch.makeConcurrentQueue("com.quorvex.tracker.manager"))
-    , m_encoder(
-          std::make_unique<detail::Encoder>(EncodeStyle::compact, detail::NonFinite::refuse))
+    , m_encoder(std::make_unique<detail::Encoder>(EncodeStyle::compact, detail::NonFinite::refuse))
     , m_configs(std::make_shared<const Configs>())
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))

@@ -29,7 +29,7 @@ namespace telvora {
 namespace detail {
 template<typename Container> class AnyDepth;
 class Encoder;
-}
+} // namespace detail
 
 // Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
 // host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.

@@ -123,7 +123,8 @@ TEST_F(TrackerIntakeTextTest, AFailedBatchIsSeenInTheRetryCacheAsItWasMade)
 
     const auto entries = config->retryCache().entries();
     ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(*entries[0]->data, (Dictionary { { "bad\xFF", 1 }, { "data", { event(1), broken } } }));
+    EXPECT_EQ(
+        *entries[0]->data, (Dictionary { { "bad\xFF", 1 }, { "data", { event(1), broken } } }));
     EXPECT_EQ(entries[0]->data, config->popRetryData()->data);
 }
 

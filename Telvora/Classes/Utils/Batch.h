@@ -16,7 +16,7 @@ namespace detail {
 struct BatchContent;
 struct EncodedCommonData;
 class EventList;
-}
+} // namespace detail
 
 /// The dictionary that one request sends, as a pointer: null, or to a dictionary that is never
 /// changed, so that the request, its answer and the retry cache share it without a copy.

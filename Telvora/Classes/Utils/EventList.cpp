@@ -21,8 +21,7 @@ std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder&
 {
     encoder.clear();
     const bool isEncodable = encoder.write(event);
-    const bool isWhole
-        = !isEncodable || encoder.hasRepaired() || encoder.depth() > deepestDecoded;
+    const bool isWhole = !isEncodable || encoder.hasRepaired() || encoder.depth() > deepestDecoded;
     const std::string_view text = isEncodable ? encoder.view() : "null";
 
     // Everything that can throw is done before anything changes.

@@ -45,9 +45,9 @@ public:
     bool isEncodable() const { return m_isEncodable; }
     const std::vector<WholeEvent>& wholeEvents() const { return m_wholeEvents; }
 
-    /// Appends an event, which it encodes with `encoder`. If the list keeps the event as a tree, the
-    /// event is moved there and that place is returned; otherwise null. If it throws, nothing has
-    /// changed.
+    /// Appends an event, which it encodes with `encoder`. If the list keeps the event as a tree,
+    /// the event is moved there and that place is returned; otherwise null. If it throws, nothing
+    /// has changed.
     std::shared_ptr<const AnyDepth<Value>> append(Value&& event, Encoder& encoder);
 
     /// Appends the text of the events, with commas between them, to `text`.

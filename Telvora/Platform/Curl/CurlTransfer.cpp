@@ -4,8 +4,6 @@
 #include <Telvora/Platform/Curl/CurlLibrary.h>
 #include <Telvora/Platform/Curl/CurlReport.h>
 
-#include <algorithm>
-#include <cstring>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -88,8 +86,6 @@ void CurlTransfer::setCallbacks()
     set(CURLOPT_VERBOSE, 1L);
     set(CURLOPT_DEBUGFUNCTION, &takeInfo);
     set(CURLOPT_DEBUGDATA, self);
-    set(CURLOPT_READFUNCTION, &readBody);
-    set(CURLOPT_READDATA, self);
     set(CURLOPT_WRITEFUNCTION, &takeData);
     set(CURLOPT_WRITEDATA, self);
     set(CURLOPT_HEADERFUNCTION, &takeHeader);
@@ -124,6 +120,8 @@ void CurlTransfer::setMethod(const HTTPRequest& request)
     if (isWithBody) {
         set(CURLOPT_POST, 1L);
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+        // Not copied: the job keeps the body until the transfer is finished.
+        set(CURLOPT_POSTFIELDS, request.body.data());
     } else {
         set(CURLOPT_HTTPGET, 1L);
         set(CURLOPT_NOBODY, isHead ? 1L : 0L);
@@ -142,7 +140,6 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlServer& server) noexcept
     m_isConnectionOwn = false;
     m_isRefused = false;
     m_answer.clear();
-    m_bodyBytesRead = 0;
     m_errorText[0] = '\0';
 
     const HTTPRequest& request = job.front().request;
@@ -201,7 +198,8 @@ bool CurlTransfer::isRefusedByServer() const
 {
     if (!m_isUnanswered)
         return false;
-    if (m_isRefused)
+    // libcurl noticed only when it sent the first byte that a kept connection was closed.
+    if (m_isRefused || !m_isAnySent)
         return true;
     if (!m_connection || !m_connection->lastStream)
         return false;
@@ -251,6 +249,7 @@ int CurlTransfer::beforeRequest(
     if (transfer.m_isUnanswered)
         return CURL_PREREQFUNC_ABORT;
     transfer.m_isUnanswered = true;
+    transfer.m_isAnySent = false;
     transfer.m_connection = transfer.m_connections.find(localAddress, localPort, address, port);
     // libcurl does not always notice that the server has closed a kept connection.
     transfer.m_isRefused
@@ -263,6 +262,8 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
     auto& transfer = *static_cast<CurlTransfer*>(self);
     if (type == CURLINFO_DATA_IN)
         transfer.m_answer.countBody(size);
+    if (type == CURLINFO_HEADER_OUT)
+        transfer.m_isAnySent = true;
     // Before a connection is known, the lines are about connections that libcurl tries and gives
     // up.
     if (type != CURLINFO_TEXT || !transfer.m_connection)
@@ -282,16 +283,6 @@ int CurlTransfer::takeInfo(CURL*, curl_infotype type, char* data, std::size_t si
         && transfer.m_connection->isOpen();
     transfer.m_isRefused = transfer.m_isRefused || report.isRefused || isRefused;
     return 0;
-}
-
-std::size_t CurlTransfer::readBody(char* room, std::size_t size, std::size_t count, void* self)
-{
-    auto& transfer = *static_cast<CurlTransfer*>(self);
-    const SharedBytes& body = transfer.m_job.front().request.body;
-    std::size_t length = std::min(size * count, body.size() - transfer.m_bodyBytesRead);
-    std::memcpy(room, body.data() + transfer.m_bodyBytesRead, length);
-    transfer.m_bodyBytesRead += length;
-    return length;
 }
 
 // A result other than the number of bytes ends the transfer.

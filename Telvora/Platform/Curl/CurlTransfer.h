@@ -81,7 +81,6 @@ private:
     static int beforeRequest(
         void* self, char* address, char* localAddress, int port, int localPort);
     static int takeInfo(CURL*, curl_infotype type, char* data, std::size_t size, void* self);
-    static std::size_t readBody(char* room, std::size_t size, std::size_t count, void* self);
     static std::size_t takeData(char* data, std::size_t size, std::size_t count, void* self);
     static int checkProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* self);
@@ -99,6 +98,8 @@ private:
     bool m_isNew = false;
     // True from when the request is given to a connection until the first byte of an answer.
     bool m_isUnanswered = false;
+    // Whether any byte of the request was sent.
+    bool m_isAnySent = false;
     std::shared_ptr<CurlConnection> m_connection;
     std::optional<std::uint32_t> m_stream;
     // Whether the connection was opened for this request.
@@ -109,7 +110,6 @@ private:
     bool m_isReusable = false;
 
     CurlAnswer m_answer;
-    std::size_t m_bodyBytesRead = 0;
 };
 
 } // namespace telvora::detail

@@ -50,8 +50,8 @@ TEST_F(BatchTest, ADictionaryThatIsGivenIsKept)
 
 TEST_F(BatchTest, ATextIsTheCommonDataAroundTheEvents)
 {
-    const Batch batch = makeText(
-        { { "a", 1 }, { "data", 2 }, { "b", 3 } }, { { { "n", 1 } }, { { "n", 2 } } });
+    const Batch batch
+        = makeText({ { "a", 1 }, { "data", 2 }, { "b", 3 } }, { { { "n", 1 } }, { { "n", 2 } } });
 
     EXPECT_EQ(batch.encoded(), R"({"a":1,"data":[{"n":1},{"n":2}],"b":3})");
     EXPECT_EQ(*batch,
@@ -86,8 +86,8 @@ TEST_F(BatchTest, TextThatIsNotUTF8IsSeenAsItWasAndSentRepaired)
 {
     const Batch batch = makeText({ { "\xFE", 1 }, { "\xFF", 2 } }, { { { "n", "\xFF" } } }, "\xFD");
 
-    EXPECT_EQ(*batch,
-        (Dictionary { { "\xFE", 1 }, { "\xFF", 2 }, { "\xFD", { { { "n", "\xFF" } } } } }));
+    EXPECT_EQ(
+        *batch, (Dictionary { { "\xFE", 1 }, { "\xFF", 2 }, { "\xFD", { { { "n", "\xFF" } } } } }));
     const std::string replaced = "\"\xEF\xBF\xBD\"";
     EXPECT_EQ(batch.encoded(),
         "{" + replaced + ":1," + replaced + ":2," + replaced + ":[{\"n\":" + replaced + "}]}");

@@ -28,8 +28,8 @@ TEST(EncodedCommonDataTest, TheListStandsBehindTheFields)
 
 TEST(EncodedCommonDataTest, AFieldWithTheListsKeyGivesItsPlaceToTheList)
 {
-    EXPECT_EQ(textAround({ { "data", { 1, 2 } }, { "b", 1 } }, "data"),
-        R"({"data":[EVENTS],"b":1})");
+    EXPECT_EQ(
+        textAround({ { "data", { 1, 2 } }, { "b", 1 } }, "data"), R"({"data":[EVENTS],"b":1})");
     EXPECT_EQ(textAround({ { "a", 1 }, { "data", "x" }, { "b", 1 } }, "data"),
         R"({"a":1,"data":[EVENTS],"b":1})");
 }
