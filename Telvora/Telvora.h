@@ -4,6 +4,7 @@
 /// includes its platform, such as <Telvora/Platform/Linux/LinuxPlatform.h> or
 /// <Telvora/Platform/Simulated/SimulatedPlatform.h>, unless the default one suffices.
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/Version.h>
 #include <Telvora/Classes/Model/CommonTrackerModel.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>

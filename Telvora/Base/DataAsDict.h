@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace telvora {
@@ -43,69 +44,84 @@ constexpr std::string_view keyOf(std::string_view name)
     return isKeyword ? withoutUnderscore : name;
 }
 
-inline Value asValue(const std::string& text)
+// Each makes a value in the memory of `storage`.
+
+using Storage = boost::json::storage_ptr;
+
+inline Value asValue(const std::string& text, const Storage& storage)
 {
-    return Value(std::string_view(text));
+    return Value(std::string_view(text), storage);
 }
-inline Value asValue(std::string_view text)
+inline Value asValue(std::string_view text, const Storage& storage)
 {
-    return Value(text);
+    return Value(text, storage);
 }
-inline Value asValue(const char* text)
+inline Value asValue(const char* text, const Storage& storage)
 {
-    return text ? Value(std::string_view(text)) : Value(nullptr);
+    return text ? Value(std::string_view(text), storage) : Value(nullptr, storage);
 }
 
 // A template, so that a pointer is not converted to bool.
-template<std::same_as<bool> Flag> Value asValue(Flag flag)
+template<std::same_as<bool> Flag> Value asValue(Flag flag, const Storage& storage)
 {
-    return Value(flag);
+    return Value(flag, storage);
 }
-template<std::floating_point Number> Value asValue(Number number)
+template<std::floating_point Number> Value asValue(Number number, const Storage& storage)
 {
-    return Value(static_cast<double>(number));
+    return Value(static_cast<double>(number), storage);
 }
 template<std::integral Number>
-requires(!std::same_as<Number, bool> && !std::same_as<Number, char>) Value asValue(Number number)
+requires(!std::same_as<Number, bool> && !std::same_as<Number, char>) Value
+    asValue(Number number, const Storage& storage)
 {
     if constexpr (std::signed_integral<Number>)
-        return Value(static_cast<std::int64_t>(number));
+        return Value(static_cast<std::int64_t>(number), storage);
     else
-        return Value(static_cast<std::uint64_t>(number));
+        return Value(static_cast<std::uint64_t>(number), storage);
 }
 
-inline Value asValue(const Dictionary& dictionary)
-{
-    return Value(copy(dictionary));
-}
-inline Value asValue(Dictionary&& dictionary)
-{
-    return Value(std::move(dictionary));
-}
-inline Value asValue(const Array& array)
-{
-    return Value(copy(array));
-}
-inline Value asValue(Array&& array)
-{
-    return Value(std::move(array));
-}
+// What is given up is moved if it has the same memory, otherwise copied and destroyed. Neither
+// recurses.
+TELVORA_EXPORT Value asValue(const Dictionary& dictionary, const Storage& storage);
+TELVORA_EXPORT Value asValue(Dictionary&& dictionary, const Storage& storage);
+TELVORA_EXPORT Value asValue(const Array& array, const Storage& storage);
+TELVORA_EXPORT Value asValue(Array&& array, const Storage& storage);
 
-inline Value asValue(const StringDictionary& strings)
+inline Value asValue(const StringDictionary& strings, const Storage& storage)
 {
-    Dictionary dictionary;
+    Dictionary dictionary(strings.size(), storage);
     for (const auto& [key, text] : strings)
         dictionary.emplace(key, std::string_view(text));
     return Value(std::move(dictionary));
 }
 
-template<typename T> Value asValue(const std::optional<T>& maybe)
+template<typename T> Value asValue(const std::optional<T>& maybe, const Storage& storage)
 {
-    return maybe ? asValue(*maybe) : Value(nullptr);
+    return maybe ? asValue(*maybe, storage) : Value(nullptr, storage);
 }
-template<typename T> Value asValue(std::optional<T>&& maybe)
+template<typename T> Value asValue(std::optional<T>&& maybe, const Storage& storage)
 {
-    return maybe ? asValue(*std::move(maybe)) : Value(nullptr);
+    return maybe ? asValue(*std::move(maybe), storage) : Value(nullptr, storage);
+}
+
+// How many properties a record has.
+template<typename Record>
+inline constexpr std::size_t propertyCount = boost::mp11::mp_size<
+    boost::describe::describe_members<Record, boost::describe::mod_public>>::value;
+
+// Puts the properties of a record into an empty dictionary.
+template<typename AnyRecord> void putProperties(AnyRecord&& record, Dictionary& dictionary)
+{
+    using Members = boost::describe::describe_members<std::remove_cvref_t<AnyRecord>,
+        boost::describe::mod_public>;
+    dictionary.reserve(propertyCount<std::remove_cvref_t<AnyRecord>>);
+    boost::mp11::mp_for_each<Members>([&](auto member) {
+        const std::string_view key = keyOf(member.name);
+        Value value
+            = asValue(std::forward<AnyRecord>(record).*member.pointer, dictionary.storage());
+        if (!dictionary.emplace(key, std::move(value)).second)
+            fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
+    });
 }
 
 } // namespace detail
@@ -139,15 +155,8 @@ protected:
 private:
     template<typename AnyRecord> static Dictionary dictionaryOf(AnyRecord&& record)
     {
-        using Members = boost::describe::describe_members<Record, boost::describe::mod_public>;
         Dictionary dictionary;
-        dictionary.reserve(boost::mp11::mp_size<Members>::value);
-        boost::mp11::mp_for_each<Members>([&](auto member) {
-            const std::string_view key = detail::keyOf(member.name);
-            Value value = detail::asValue(std::forward<AnyRecord>(record).*member.pointer);
-            if (!dictionary.emplace(key, std::move(value)).second)
-                detail::fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
-        });
+        detail::putProperties(std::forward<AnyRecord>(record), dictionary);
         return dictionary;
     }
 };

@@ -1,6 +1,7 @@
 #include <Telvora/Base/Dictionary.h>
 
 #include <Telvora/Base/AnyDepth.h>
+#include <Telvora/Base/CopyInto.h>
 #include <Telvora/Base/Encoder.h>
 
 #include <vector>
@@ -39,7 +40,7 @@ void copyShallow(const Value& from, Value& to, std::vector<CopyJob>& jobs)
 void copyMembers(const Dictionary& from, Dictionary& to, std::vector<CopyJob>& jobs)
 {
     // With room for all members, `to` does not move the values that jobs point to.
-    to.reserve(from.size());
+    to.reserve(to.size() + from.size());
     for (const auto& member : from)
         copyShallow(member.value(), to.emplace(member.key(), nullptr).first->value(), jobs);
 }
@@ -113,35 +114,61 @@ std::string repairedUTF8(std::string_view text)
     return encoder.text();
 }
 
+void detail::copyInto(const Dictionary& from, Dictionary& to)
+{
+    std::vector<CopyJob> jobs;
+    copyMembers(from, to, jobs);
+    runCopyJobs(jobs);
+}
+
+void detail::copyInto(const Dictionary& from, Value& to)
+{
+    copyInto(from, to.emplace_object());
+}
+
+void detail::copyInto(const Array& from, Value& to)
+{
+    std::vector<CopyJob> jobs;
+    copyElements(from, to.emplace_array(), jobs);
+    runCopyJobs(jobs);
+}
+
+void detail::copyInto(const Value& from, Value& to)
+{
+    if (const Dictionary* dictionary = from.if_object())
+        copyInto(*dictionary, to);
+    else if (const Array* array = from.if_array())
+        copyInto(*array, to);
+    else
+        to = from;
+}
+
 Dictionary copy(const Dictionary& dictionary)
 {
     detail::AnyDepth<Dictionary> result;
-    std::vector<CopyJob> jobs;
-    copyMembers(dictionary, *result, jobs);
-    runCopyJobs(jobs);
+    detail::copyInto(dictionary, *result);
     return std::move(*result);
-}
-
-Value copy(const Value& value)
-{
-    if (value.is_object())
-        return copy(value.get_object());
-    if (value.is_array())
-        return copy(value.get_array());
-    return value;
 }
 
 Array copy(const Array& array)
 {
-    detail::AnyDepth<Array> result;
-    std::vector<CopyJob> jobs;
-    copyElements(array, *result, jobs);
-    runCopyJobs(jobs);
+    detail::AnyDepth<Value> result;
+    detail::copyInto(array, *result);
+    return std::move(result->get_array());
+}
+
+Value copy(const Value& value)
+{
+    detail::AnyDepth<Value> result;
+    detail::copyInto(value, *result);
     return std::move(*result);
 }
 
 void dispose(Value&& value) noexcept
 {
+    // The memory is given back as a whole.
+    if (value.storage().is_not_shared_and_deallocate_is_trivial())
+        return;
     Value current = std::move(value);
     try {
         std::vector<Value> containers;

@@ -30,7 +30,7 @@ public:
 
     std::string_view view() const { return m_bytes ? std::string_view(*m_bytes) : ""; }
     operator std::string_view() const { return view(); }
-    explicit operator std::string() const { return std::string(view()); }
+    operator std::string() const { return std::string(view()); }
 
     const char* data() const { return view().data(); }
     std::size_t size() const { return view().size(); }

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Model/PageParameters.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
@@ -20,11 +21,17 @@ using detail::ReportContext;
 constexpr const char* reportName = "vendel-app";
 
 // Sets a member. The old value may be of any depth.
-void put(Dictionary& dictionary, std::string_view key, Value value)
+void put(Dictionary& dictionary, std::string_view key, Value&& value)
 {
     Value& place = dictionary[key];
     dispose(std::move(place));
     place = std::move(value);
+}
+
+// The same for a flag, a number or text, which is made in the dictionary's memory.
+template<typename Plain> void put(Dictionary& dictionary, std::string_view key, const Plain& plain)
+{
+    put(dictionary, key, Value(plain, dictionary.storage()));
 }
 
 std::string_view textOf(const Dictionary& dictionary, std::string_view key)
@@ -45,7 +52,7 @@ void printToConsole(const std::string& line)
 // "" when it cannot be encoded.
 std::string textWithCS(Dictionary object, std::string_view cs)
 {
-    put(object, "cs", Value(cs));
+    put(object, "cs", cs);
     return encode(object).value_or(std::string());
 }
 
@@ -73,12 +80,12 @@ void putCSIntoExtra(Dictionary& dict)
 
     if (const Value* extra = dict.if_contains("extra"); extra && extra->is_object()) {
         if (auto text = encode(extra->get_object()))
-            put(dict, "extra", Value(std::string_view(*text)));
+            put(dict, "extra", std::string_view(*text));
     }
     const std::string_view extra = textOf(dict, "extra");
     const auto changed = extra.empty() ? textWithCS({}, cs) : extraWithCS(extra, cs);
     if (changed)
-        put(dict, "extra", Value(std::string_view(*changed)));
+        put(dict, "extra", std::string_view(*changed));
 }
 
 // Both dictionaries merged, the members of `over` winning, as text for a log line.
@@ -133,25 +140,25 @@ void reportToProvider(
 void complete(Dictionary& dict)
 {
     const double now = platform().clock.secondsSince1970();
-    put(dict, "d", Value(now));
+    put(dict, "d", now);
     // Only a missing key is filled in; a null of the host stays.
     if (!dict.contains("p")) {
         if (const auto name = ReportContext::page())
-            put(dict, "p", Value(std::string_view(*name)));
+            put(dict, "p", std::string_view(*name));
     }
     if (!dict.contains("wifi"))
-        put(dict, "wifi", Value(ReportContext::isOnWiFi()));
+        put(dict, "wifi", ReportContext::isOnWiFi());
     if (!dict.contains("si")) {
         const double sinceStart = now - TrackerDataExcavator::startTimestamp();
-        put(dict, "si", Value(sinceStart > 0 ? sinceStart : 0.0));
+        put(dict, "si", sinceStart > 0 ? sinceStart : 0.0);
     }
     if (!dict.contains("pageExpend")) {
         if (const auto parameters = ReportContext::pageParameters())
-            put(dict, "pageExpend", detail::asValue(*parameters));
+            put(dict, "pageExpend", detail::asValue(*parameters, dict.storage()));
     }
-    put(dict, "ipaMode", Value(TrackerConfiguration::ipaMode()));
+    put(dict, "ipaMode", TrackerConfiguration::ipaMode());
     if (textOf(dict, "t") == "FPS")
-        put(dict, "fpt", Value(TrackerDataExcavator::isTransitioning() ? 1 : 0));
+        put(dict, "fpt", TrackerDataExcavator::isTransitioning() ? 1 : 0);
     putCSIntoExtra(dict);
 }
 
@@ -177,9 +184,14 @@ std::optional<StringDictionary> detail::ReportContext::pageParameters()
     return detail::pageParameters(TrackerDataExcavator::topViewControllerParams);
 }
 
-void TrackerManager::reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra)
+void TrackerManager::reportRecord(std::size_t propertyCount, PutProperties putProperties)
 {
-    submit(apm(), [&] { wrapAppendTracker(makeDictionary(), useOstra); });
+    submit(apm(), [&] {
+        EventBuilder event(propertyCount);
+        putProperties(detail::fieldsOf(event));
+        if (!offerToProvider(detail::fieldsOf(event)))
+            appendTracker(std::move(event), apm());
+    });
 }
 
 void TrackerManager::reportAPMDict(const Dictionary& dict, bool immediately, bool useOstra)
@@ -205,16 +217,23 @@ void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
     submit(apm(), dict, [&] {
-        const auto provider = m_ostraProvider.getValue();
-        const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
-        if (channel) {
-            reportToProvider(*provider, channel->commonData()->commonDatas, dict);
-            return;
-        }
-        QuorvexLog::log(QuorvexLog::Category::trackerData(),
-            [&] { return "Telvora report data: " + describe(dict); });
-        appendTracker(std::move(dict), apm());
+        if (!offerToProvider(dict))
+            appendTracker(std::move(dict), apm());
     });
+}
+
+// False if there is no provider or no APM channel; the report is logged then.
+bool TrackerManager::offerToProvider(const Dictionary& report)
+{
+    const auto provider = m_ostraProvider.getValue();
+    const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
+    if (channel) {
+        reportToProvider(*provider, channel->commonData()->commonDatas, report);
+        return true;
+    }
+    QuorvexLog::log(QuorvexLog::Category::trackerData(),
+        [&] { return "Telvora report data: " + describe(report); });
+    return false;
 }
 
 } // namespace telvora

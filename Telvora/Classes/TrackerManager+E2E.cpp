@@ -1,5 +1,7 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/EventBuilder.h>
+
 namespace telvora {
 
 namespace {
@@ -13,6 +15,11 @@ std::string e2e()
     return std::string(rawValue(DefaultIndex::E2E));
 }
 
+std::string mp()
+{
+    return std::string(rawValue(DefaultIndex::MP));
+}
+
 std::string apmOrSentry(bool byAPM)
 {
     return std::string(rawValue(byAPM ? DefaultIndex::APM : DefaultIndex::Sentry));
@@ -22,38 +29,34 @@ std::string apmOrSentry(bool byAPM)
 
 void TrackerManager::enrollE2ETrack(const Dictionary& event)
 {
-    submit(e2e(), [&] { enrollE2ETrack(copy(event)); });
+    submit(e2e(), [&] { enqueue(EventBuilder(event), e2e(), getCurrentNetWorkStatus()); });
 }
 
 void TrackerManager::enrollE2ETrack(Dictionary&& event)
 {
-    submit(e2e(), event, [&] {
-        stampNetwork(event);
-        appendTracker(std::move(event), e2e());
-    });
+    submit(e2e(), event, [&] { enqueue(std::move(event), e2e(), getCurrentNetWorkStatus()); });
 }
 
 void TrackerManager::enrollMPTrack(const Dictionary& event)
 {
-    appendTracker(event, std::string(rawValue(DefaultIndex::MP)));
+    appendTracker(event, mp());
 }
 
 void TrackerManager::enrollMPTrack(Dictionary&& event)
 {
-    appendTracker(std::move(event), std::string(rawValue(DefaultIndex::MP)));
+    appendTracker(std::move(event), mp());
 }
 
 void TrackerManager::enrollSentryTrack(const Dictionary& event, bool byAPM)
 {
-    submit(apmOrSentry(byAPM), [&] { enrollSentryTrack(copy(event), byAPM); });
+    submit(apmOrSentry(byAPM),
+        [&] { enqueue(EventBuilder(event), apmOrSentry(byAPM), getCurrentNetWorkStatus()); });
 }
 
 void TrackerManager::enrollSentryTrack(Dictionary&& event, bool byAPM)
 {
-    submit(apmOrSentry(byAPM), event, [&] {
-        stampNetwork(event);
-        appendTracker(std::move(event), apmOrSentry(byAPM));
-    });
+    submit(apmOrSentry(byAPM), event,
+        [&] { enqueue(std::move(event), apmOrSentry(byAPM), getCurrentNetWorkStatus()); });
 }
 
 Dictionary TrackerManager::getCommonE2EDatas()

@@ -31,15 +31,14 @@ Dictionary TrackerManager::standardCommonData()
     return dictionary;
 }
 
-void TrackerManager::stampNetwork(Dictionary& event)
+void TrackerManager::stampNetwork(Dictionary& event, std::string_view status)
 {
-    const std::string_view status = getCurrentNetWorkStatus();
     const auto [network, isNew] = event.emplace("network", status);
     if (isNew)
         return;
     // The host's own value may be of any depth.
     dispose(std::move(network->value()));
-    network->value() = status;
+    network->value() = Value(status, event.storage());
 }
 
 } // namespace telvora

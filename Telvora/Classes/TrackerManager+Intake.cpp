@@ -1,36 +1,62 @@
 #include <Telvora/Classes/TrackerManager.h>
 
 #include <Telvora/Base/Encoder.h>
+#include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/PendingEvents.h>
 
+#include <new>
+
 namespace telvora {
 
-struct TrackerManager::IntakeBlock {
+// The block of the queue that takes in one event, a Value or an EventBuilder. `network` is set in
+// it unless it is empty.
+template<typename Event> struct TrackerManager::IntakeBlock {
     TrackerManager& manager;
-    Value event;
+    Event event;
     std::string index;
+    std::string_view network;
 
-    void operator()() { manager.intake(event, index); }
+    void operator()() { manager.intake(valueOf(event), index, network); }
+
+    static Value& valueOf(Value& event) { return event; }
+    static Value& valueOf(EventBuilder& event) { return detail::eventOf(event); }
 };
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
     submit(for_, [&] {
         // Before the index is moved, because it can throw.
-        Dictionary copied = copy(event);
-        appendTracker(std::move(copied), std::move(for_));
+        EventBuilder copied(event);
+        enqueue(std::move(copied), std::move(for_));
     });
 }
 
 void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 {
-    // Made in the queue's own memory: each further move of the event would cost the host's thread
-    // time.
-    submit(for_, event,
-        [&] { m_queue->emplaceBarrier<IntakeBlock>(*this, std::move(event), std::move(for_)); });
+    submit(for_, event, [&] { enqueue(std::move(event), std::move(for_)); });
+}
+
+void TrackerManager::appendBuilt(EventBuilder& event, std::string index, Network network)
+{
+    submit(index, [&] {
+        enqueue(std::move(event), std::move(index),
+            network == Network::stamped ? getCurrentNetWorkStatus() : std::string_view());
+    });
+}
+
+// Made in the queue's own memory: each further move of the event would cost the host's thread time.
+void TrackerManager::enqueue(Dictionary&& event, std::string&& index, std::string_view network)
+{
+    m_queue->emplaceBarrier<IntakeBlock<Value>>(*this, std::move(event), std::move(index), network);
+}
+
+void TrackerManager::enqueue(EventBuilder&& event, std::string&& index, std::string_view network)
+{
+    m_queue->emplaceBarrier<IntakeBlock<EventBuilder>>(
+        *this, std::move(event), std::move(index), network);
 }
 
 void TrackerManager::recordUnsubmitted(const std::string& index)
@@ -46,42 +72,41 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
 }
 
 // In a barrier block of the queue.
-void TrackerManager::intake(Value& event, const std::string& index)
+void TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
 {
     const auto channel = config(index);
+    detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
     std::shared_ptr<const detail::AnyDepth<Value>> whole;
-    if (channel)
-        whole = accept(event, channel);
-    else
-        // The event is dropped; only the callback sees it.
-        m_unknownChannels.droppedAtIntake(DropReason::unknownChannel);
-    if (!detail::isForkedChild()) {
-        // Otherwise the URL hook forked, and this is the child, which is inert.
-        trigger((whole ? **whole : event).get_object(), index,
-            channel ? channel->m_ledger : m_unknownChannels);
+    try {
+        if (!network.empty())
+            stampNetwork(event.get_object(), network);
+        if (channel)
+            whole = accept(event, channel);
+        else
+            // Only the callback sees it.
+            ledger.droppedAtIntake(DropReason::unknownChannel);
+    } catch (...) {
+        // There is no memory for the event.
+        ledger.droppedAtIntake(DropReason::internalError);
     }
+    // In a child that the URL hook forked, the library is inert.
+    if (!detail::isForkedChild())
+        trigger((whole ? **whole : event).get_object(), index, ledger);
     dispose(std::move(event));
 }
 
 // Puts the event into the channel's list, and sends what is due. Returns the event if the list has
-// taken it.
+// taken it. Throws, having changed nothing, where there is no memory for the event.
 std::shared_ptr<const detail::AnyDepth<Value>> TrackerManager::accept(
     Value& event, const std::shared_ptr<TrackerConfig>& channel)
 {
-    detail::PendingEvents::Appended appended;
-    try {
-        appended = channel->m_pending->append(std::move(event), *m_encoder);
-    } catch (...) {
-        // There is no memory for the event: it is dropped.
-        channel->m_ledger.droppedAtIntake(DropReason::internalError);
-        return nullptr;
-    }
+    auto [size, whole] = channel->m_pending->append(std::move(event), *m_encoder);
     channel->m_ledger.appended(1);
-    if (static_cast<std::int64_t>(appended.size) >= channel->maxLimit())
+    if (static_cast<std::int64_t>(size) >= channel->maxLimit())
         detail::Delivery::sendList(channel);
     else
         detail::Delivery::sendRetryData(channel);
-    return std::move(appended.whole);
+    return std::move(whole);
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
@@ -115,9 +140,19 @@ void TrackerManager::trigger(
     const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger)
 {
     const auto callback = m_triggerCallback.getValue();
-    if (callback && *callback
-        && detail::callHost([&] { (*callback)(event, index); }) == detail::HostCall::threw)
-        ledger.hostThrew();
+    if (!callback || !*callback)
+        return;
+    try {
+        // A host may keep copies of the event, and they use its memory, so it gets one in memory
+        // that is not given back with the event.
+        const bool isLasting = *event.storage() == *boost::json::storage_ptr();
+        const detail::AnyDepth<Dictionary> lasting(isLasting ? Dictionary() : copy(event));
+        const Dictionary& seen = isLasting ? event : *lasting;
+        if (detail::callHost([&] { (*callback)(seen, index); }) == detail::HostCall::threw)
+            ledger.hostThrew();
+    } catch (const std::bad_alloc&) {
+        // There is no memory for the copy: the callback does not see this event.
+    }
 }
 
 std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) const

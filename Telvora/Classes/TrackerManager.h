@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Work.h>
@@ -15,6 +16,8 @@
 #include <Telvora/Classes/Utils/TrackerTimer.h>
 #include <Telvora/Platform/DispatchQueue.h>
 
+#include <concepts>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -30,6 +33,10 @@ namespace detail {
 template<typename Container> class AnyDepth;
 class Encoder;
 } // namespace detail
+
+/// An EventBuilder that is handed over with std::move().
+template<typename Event>
+concept BuiltEvent = std::same_as<Event, EventBuilder>;
 
 // Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
 // host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
@@ -112,6 +119,10 @@ public:
 
     /// Hands an event to the channel `for_`: moves it into a block of the queue, which appends it.
     void appendTracker(Dictionary&& event, std::string for_);
+    template<BuiltEvent Event> void appendTracker(Event&& event, std::string for_)
+    {
+        appendBuilt(event, std::move(for_), Network::notStamped);
+    }
     void appendTracker(const Dictionary& event, std::string for_);
 
     /// Installs the closure that is called with every event after its intake, also for unknown
@@ -140,13 +151,18 @@ public:
     /// reported again, it names the same page. `Record` is TrackerMeta, or another record that
     /// derives from DataAsDict.
     /// Deliberate, here and below: useOstra and immediately change nothing.
-    template<DataAsDictRecord Record> void enrollAPMReport(Record& record, bool useOstra = false)
+    template<DataAsDictRecord Record>
+    void enrollAPMReport(Record& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord([&] { return detail::completed(record).asDictionary(); }, useOstra);
+        reportRecord(detail::propertyCount<Record>,
+            [&](Dictionary& event) { detail::putProperties(detail::completed(record), event); });
     }
-    template<DataAsDictRecord Record> void enrollAPMReport(Record&& record, bool useOstra = false)
+    template<DataAsDictRecord Record>
+    void enrollAPMReport(Record&& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord([&] { return std::move(detail::completed(record)).asDictionary(); }, useOstra);
+        reportRecord(detail::propertyCount<Record>, [&](Dictionary& event) {
+            detail::putProperties(std::move(detail::completed(record)), event);
+        });
     }
 
     /// Completes a dictionary of the host and reports it; an empty one is dropped without a log
@@ -208,12 +224,25 @@ public:
 
     /// Sets "network" and hands the event to "E2E".
     void enrollE2ETrack(Dictionary&& event);
+    template<BuiltEvent Event> void enrollE2ETrack(Event&& event)
+    {
+        appendBuilt(event, std::string(rawValue(DefaultIndex::E2E)), Network::stamped);
+    }
     void enrollE2ETrack(const Dictionary& event);
     /// Hands the event to "MP" unchanged.
     void enrollMPTrack(Dictionary&& event);
+    template<BuiltEvent Event> void enrollMPTrack(Event&& event)
+    {
+        appendBuilt(event, std::string(rawValue(DefaultIndex::MP)), Network::notStamped);
+    }
     void enrollMPTrack(const Dictionary& event);
     /// Sets "network" and hands the event to "APM" if `byAPM`, otherwise to "Sentry".
     void enrollSentryTrack(Dictionary&& event, bool byAPM);
+    template<BuiltEvent Event> void enrollSentryTrack(Event&& event, bool byAPM)
+    {
+        const DefaultIndex index = byAPM ? DefaultIndex::APM : DefaultIndex::Sentry;
+        appendBuilt(event, std::string(rawValue(index)), Network::stamped);
+    }
     void enrollSentryTrack(const Dictionary& event, bool byAPM);
 
     /// The standard common data: those of CommonTrackerModel, "buid" (the identifier, if the host
@@ -277,8 +306,13 @@ private:
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
 
-    // The block of the queue that takes in one event.
-    struct IntakeBlock;
+    template<typename Event> struct IntakeBlock;
+
+    enum class Network {
+        stamped,
+        notStamped,
+    };
+    void appendBuilt(EventBuilder& event, std::string index, Network network);
 
     // Calls `step`, which puts an event for the channel `index` into the queue. If it throws, the
     // event counts as an internal error of that channel.
@@ -302,15 +336,19 @@ private:
     }
     void recordUnsubmitted(const std::string& index);
 
-    void intake(Value& event, const std::string& index);
+    void enqueue(Dictionary&& event, std::string&& index, std::string_view network = {});
+    void enqueue(EventBuilder&& event, std::string&& index, std::string_view network = {});
+    void intake(Value& event, const std::string& index, std::string_view network);
     std::shared_ptr<const detail::AnyDepth<Value>> accept(
         Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
-    void reportRecord(FunctionRef<Dictionary()> makeDictionary, bool useOstra);
+    using PutProperties = FunctionRef<void(Dictionary&)>;
+    void reportRecord(std::size_t propertyCount, PutProperties putProperties);
+    bool offerToProvider(const Dictionary& report);
     // Both in +Info.cpp.
     Dictionary standardCommonData();
-    void stampNetwork(Dictionary& event);
+    static void stampNetwork(Dictionary& event, std::string_view status);
     // In +Vendel.cpp: installs the common data of the front-end monitor on "Sentry".
     void setupFEMonitor();
 

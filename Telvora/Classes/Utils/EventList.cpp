@@ -15,6 +15,14 @@ constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
 // Boost's parser recurses, so an event that is nested deeper is not read from its text.
 constexpr std::size_t deepestDecoded = 256;
 
+// An event in other memory than usual is copied: that memory may be given back with the event.
+std::shared_ptr<const AnyDepth<Value>> keep(Value&& event)
+{
+    if (*event.storage() == *boost::json::storage_ptr())
+        return std::make_shared<const AnyDepth<Value>>(std::move(event));
+    return std::make_shared<const AnyDepth<Value>>(copy(event));
+}
+
 } // namespace
 
 std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder& encoder)
@@ -28,7 +36,7 @@ std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder&
     makeRoom(1 + text.size());
     if (isWhole && m_wholeEvents.size() == m_wholeEvents.capacity())
         m_wholeEvents.reserve(2 * m_wholeEvents.size() + 1);
-    auto whole = isWhole ? std::make_shared<const AnyDepth<Value>>(std::move(event)) : nullptr;
+    auto whole = isWhole ? keep(std::move(event)) : nullptr;
 
     m_isEncodable = m_isEncodable && isEncodable;
     if (m_size > 0)

@@ -1,0 +1,81 @@
+#include <Telvora/Base/EventMemory.h>
+
+#include <Telvora/Base/EventBuilder.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+// glibc sorts all blocks that were freed on other threads before it takes one of 1,024 bytes or
+// more. Its own header has eight bytes.
+constexpr std::size_t usualBlock = 1000;
+
+// A table entry, a short key and half a longer text.
+constexpr std::size_t bytesForField = 72;
+
+} // namespace
+
+EventMemory* EventMemory::make(std::size_t fieldCount)
+{
+    const std::size_t size = std::max(usualBlock, sizeof(EventMemory) + fieldCount * bytesForField);
+    auto* const block = static_cast<std::byte*>(::operator new(size));
+    auto* const memory = ::new (block) EventMemory(block + sizeof(EventMemory), block + size);
+    std::unique_ptr<EventMemory, EventMemoryDeleter> owner(memory);
+    memory->m_event.get_object().reserve(fieldCount);
+    return owner.release();
+}
+
+void EventMemory::free(EventMemory* memory) noexcept
+{
+    memory->~EventMemory();
+    ::operator delete(memory);
+}
+
+EventMemory::EventMemory(std::byte* room, std::byte* end)
+    : m_room(room)
+    , m_end(end)
+    , m_event(boost::json::object_kind, boost::json::storage_ptr(this))
+{
+}
+
+EventMemory::~EventMemory()
+{
+    while (m_blocks)
+        ::operator delete(std::exchange(m_blocks, m_blocks->next));
+}
+
+void* EventMemory::do_allocate(std::size_t bytes, std::size_t alignment)
+{
+    void* place = m_room;
+    auto room = static_cast<std::size_t>(m_end - m_room);
+    if (!std::align(alignment, bytes, place, room)) {
+        const std::size_t size = std::max(usualBlock, sizeof(Block) + alignment + bytes);
+        auto* const block = static_cast<std::byte*>(::operator new(size));
+        m_blocks = ::new (block) Block { m_blocks };
+        m_end = block + size;
+        place = block + sizeof(Block);
+        room = size - sizeof(Block);
+        std::align(alignment, bytes, place, room);
+    }
+    m_room = static_cast<std::byte*>(place) + bytes;
+    return place;
+}
+
+void EventMemory::do_deallocate(void* memory, std::size_t bytes, std::size_t)
+{
+    // The last piece can be used again.
+    if (static_cast<std::byte*>(memory) + bytes == m_room)
+        m_room = static_cast<std::byte*>(memory);
+}
+
+void EventMemoryDeleter::operator()(EventMemory* memory) const noexcept
+{
+    EventMemory::free(memory);
+}
+
+} // namespace telvora::detail
