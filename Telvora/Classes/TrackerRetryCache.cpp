@@ -48,7 +48,8 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
             // entry.
             taken.share = taken.entry->takeShare();
         });
-        m_lock.write([state] { state->removeFirst(); });
+        // Not write(): each tick of an idle process would need a second thread.
+        m_lock.writeNowOrLater([state] { state->removeFirst(); });
     } catch (...) {
         if (!taken.share.isEmpty())
             taken.entry->giveShare(taken.share);

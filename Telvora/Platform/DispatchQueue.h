@@ -38,6 +38,10 @@ public:
 
     /// Submits a barrier and returns at once.
     virtual void barrierAsync(Work block) = 0;
+    /// The same, but an implementation may run the block on the calling thread before it returns,
+    /// if nothing else is queued or running on the queue: that wakes no thread. For short blocks
+    /// that wait for nothing.
+    virtual void barrierNowOrLater(Work block) { barrierAsync(std::move(block)); }
     /// Runs `block`, which may run in parallel with other sync() blocks.
     virtual void sync(FunctionRef<void()> block) = 0;
     /// Runs `block` as a barrier.

@@ -75,6 +75,43 @@ TYPED_TEST_P(DispatchContract, SyncOnAQueueAtRestRunsBeforeItReturns)
     EXPECT_EQ(this->ran, 1);
 }
 
+TYPED_TEST_P(DispatchContract, ABarrierNowOrLaterRunsBehindWhatWasSubmittedBefore)
+{
+    for (int i = 0; i < 1000; i += 2) {
+        this->queue->barrierAsync([this, i] { this->order.push_back(i); });
+        this->queue->barrierNowOrLater([this, i] { this->order.push_back(i + 1); });
+    }
+    this->subject.settle();
+
+    ASSERT_EQ(this->order.size(), 1000u);
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(this->order[static_cast<std::size_t>(i)], i);
+}
+
+TYPED_TEST_P(DispatchContract, ABlockMaySubmitABarrierNowOrLaterToItsOwnQueue)
+{
+    this->queue->barrierAsync([this] {
+        this->queue->barrierNowOrLater([this] { this->order.push_back(2); });
+        this->order.push_back(1);
+    });
+    this->subject.settle();
+    this->queue->sync([this] {
+        this->queue->barrierNowOrLater([this] { this->order.push_back(4); });
+        this->order.push_back(3);
+    });
+    this->subject.settle();
+
+    EXPECT_EQ(this->order, (std::vector<int> { 1, 2, 3, 4 }));
+}
+
+TYPED_TEST_P(DispatchContract, AnExceptionOfABarrierNowOrLaterIsDropped)
+{
+    this->queue->barrierNowOrLater([] { throw std::runtime_error("no"); });
+    this->queue->barrierSync([this] { ++this->ran; });
+
+    EXPECT_EQ(this->ran, 1);
+}
+
 TYPED_TEST_P(DispatchContract, BarrierSyncWaitsForAllThatWasSubmittedBefore)
 {
     int seen = -1;
@@ -242,6 +279,8 @@ TYPED_TEST_P(DispatchContract, ABlockForTheMainThreadRuns)
 REGISTER_TYPED_TEST_SUITE_P(DispatchContract, BarriersRunInTheOrderOfSubmission,
     ABarrierMadeInPlaceRunsInItsTurn, ABarrierThatCannotBeMadeIsNotSubmitted,
     SyncSeesTheBarriersBeforeIt, SyncOnAQueueAtRestRunsBeforeItReturns,
+    ABarrierNowOrLaterRunsBehindWhatWasSubmittedBefore,
+    ABlockMaySubmitABarrierNowOrLaterToItsOwnQueue, AnExceptionOfABarrierNowOrLaterIsDropped,
     BarrierSyncWaitsForAllThatWasSubmittedBefore, ABlockMaySubmitToItsOwnQueue,
     ABlockMaySyncWithAnotherQueue, ReadersOfTwoQueuesMayNest,
     ASyncMayRunAnotherQueuesBlockThatSyncsWithTheFirstQueue,

@@ -39,6 +39,10 @@ public:
     /// Queues `block` to run alone, after every read and write submitted before it.
     void write(Work block) { m_queue->barrierAsync(std::move(block)); }
 
+    /// The same, but `block` may run before this returns, if nobody reads or writes. For short
+    /// blocks that wait for nothing.
+    void writeNowOrLater(Work block) { m_queue->barrierNowOrLater(std::move(block)); }
+
 private:
     std::unique_ptr<DispatchQueue> m_queue;
 };

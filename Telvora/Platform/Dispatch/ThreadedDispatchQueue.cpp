@@ -63,6 +63,20 @@ void QueueCore::runAlone(FunctionRef<void()> block)
     block();
 }
 
+// Another thread may append a block meanwhile. It was not submitted before this one, so it may run
+// after it.
+bool QueueCore::runIfIdle(Work& block)
+{
+    if (!m_list.isEmpty() || !m_turn.tryTakeAlone())
+        return false;
+    const AloneTurn turn(m_turn, AloneTurn::Taken::already);
+    if (!m_list.isEmpty())
+        return false;
+    const AsynchronousBlocks scope;
+    runBlock(block);
+    return true;
+}
+
 void QueueCore::finish()
 {
     if (m_turn.isOwn())
@@ -149,6 +163,13 @@ ThreadedDispatchQueue::~ThreadedDispatchQueue()
 void ThreadedDispatchQueue::barrierAsync(Work block)
 {
     makeBarrier([&](Work& work) { work = std::move(block); });
+}
+
+void ThreadedDispatchQueue::barrierNowOrLater(Work block)
+{
+    noteUse();
+    if (!isForkedChild() && !m_core->runIfIdle(block))
+        barrierAsync(std::move(block));
 }
 
 void ThreadedDispatchQueue::makeBarrier(FunctionRef<void(Work&)> make)

@@ -49,6 +49,10 @@ public:
     void runShared(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
     void runAlone(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
 
+    /// Runs `block` alone on the calling thread if no other block waits or runs; otherwise returns
+    /// false.
+    bool runIfIdle(Work& block) TELVORA_EXCLUDES(m_lock, m_turn);
+
     /// Waits until all blocks have run. Called from a block of this queue, it returns at once.
     void finish() TELVORA_EXCLUDES(m_lock, m_turn);
 
@@ -84,6 +88,7 @@ public:
     ThreadedDispatchQueue& operator=(const ThreadedDispatchQueue&) = delete;
 
     void barrierAsync(Work block) override;
+    void barrierNowOrLater(Work block) override;
     void sync(FunctionRef<void()> block) override;
     void barrierSync(FunctionRef<void()> block) override;
 

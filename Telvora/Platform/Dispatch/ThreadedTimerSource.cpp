@@ -20,8 +20,10 @@ constexpr nanoseconds shortestInterval = std::chrono::milliseconds(1);
 
 } // namespace
 
-// The state of the next tick: none (suspended, or without a schedule), armed in the timer thread,
-// or under way on the pool until the handler has returned.
+// The next deadline is armed in the timer thread unless the source is suspended or has no schedule.
+// A tick is under way on the pool until the handler has returned; a deadline that passes meanwhile
+// is one missed tick. The next deadline is armed when one has passed, on the timer thread itself,
+// which then need not be woken.
 class ThreadedTimerSource::State final : public Deadline,
                                          public Job,
                                          public std::enable_shared_from_this<State> {
@@ -36,12 +38,16 @@ public:
 
     void schedule(nanoseconds interval) TELVORA_EXCLUDES(m_lock)
     {
-        const MutexLock lock(m_lock);
-        m_interval = std::max(interval, shortestInterval);
-        m_next = steadyTimeAfter(m_interval);
-        m_isTickMissed = false;
-        ++m_schedule;
-        rearm();
+        bool isTickDue = false;
+        {
+            const MutexLock lock(m_lock);
+            m_interval = std::max(interval, shortestInterval);
+            m_next = steadyTimeAfter(m_interval);
+            m_isTickMissed = false;
+            ++m_schedule;
+            isTickDue = rearm();
+        }
+        postTick(isTickDue);
     }
 
     void setHandler(std::function<void()> handler) TELVORA_EXCLUDES(m_lock)
@@ -61,11 +67,14 @@ public:
 
     void resume() TELVORA_EXCLUDES(m_lock)
     {
-        const MutexLock lock(m_lock);
-        if (m_suspensions == 0)
-            return;
-        --m_suspensions;
-        rearm();
+        bool isTickDue = false;
+        {
+            const MutexLock lock(m_lock);
+            if (m_suspensions > 0)
+                --m_suspensions;
+            isTickDue = rearm();
+        }
+        postTick(isTickDue);
     }
 
     /// Waits for a running handler, unless that handler calls it. No tick begins afterwards.
@@ -86,13 +95,15 @@ public:
     /// The deadline.
     void expire() noexcept override TELVORA_EXCLUDES(m_lock)
     {
-        const MutexLock lock(m_lock);
-        const SteadyTime now = std::chrono::steady_clock::now();
-        // Happens when disarm() came after the timer thread had taken the deadline.
-        if (!m_isArmed || m_next > now)
-            return;
-        m_isArmed = false;
-        sendTick(now);
+        bool isTickDue = false;
+        {
+            const MutexLock lock(m_lock);
+            // Otherwise disarm() came after the timer thread had taken the deadline. It may have
+            // been armed again since, so rearm() disarms it.
+            if (m_isArmed && m_next <= std::chrono::steady_clock::now())
+                isTickDue = rearm();
+        }
+        postTick(isTickDue);
     }
 
     /// The tick.
@@ -106,41 +117,64 @@ public:
         if (isForkedChild())
             return;
         // Here a handler that was replaced meanwhile is already destroyed, before cancel() returns.
-        const MutexLock lock(m_lock);
-        m_runner = std::thread::id();
-        if (m_isAwaited)
-            m_handlerEnd.notify_all();
-        m_isUnderWay = false;
-        rearm();
+        bool isTickDue = false;
+        {
+            const MutexLock lock(m_lock);
+            m_runner = std::thread::id();
+            if (m_isAwaited)
+                m_handlerEnd.notify_all();
+            m_isUnderWay = false;
+            isTickDue = beginMissedTick();
+        }
+        postTick(isTickDue);
     }
 
 private:
-    /// Brings the deadline in line with everything else.
-    void rearm() TELVORA_REQUIRES(m_lock)
+    // Without the lock held, which the worker that runs the tick takes first.
+    void postTick(bool isTickDue) TELVORA_EXCLUDES(m_lock)
+    {
+        if (isTickDue)
+            m_pool->post(*this);
+    }
+
+    bool isActive() const TELVORA_REQUIRES(m_lock)
+    {
+        return !m_isCancelled && m_suspensions == 0 && m_schedule > 0;
+    }
+
+    // Brings the deadline in line with everything else. True when the caller must post a tick.
+    bool rearm() TELVORA_REQUIRES(m_lock)
     {
         if (std::exchange(m_isArmed, false))
             m_timers->disarm(*this);
-        if (m_isUnderWay || m_isCancelled || m_suspensions > 0 || m_schedule == 0)
-            return;
-        const SteadyTime now = std::chrono::steady_clock::now();
-        if (m_isTickMissed || m_next <= now) {
-            sendTick(now);
-        } else {
-            m_isArmed = true;
-            m_timers->arm(shared_from_this(), m_next);
-        }
+        if (!isActive())
+            return false;
+        passDeadlines();
+        m_isArmed = true;
+        m_timers->arm(shared_from_this(), m_next);
+        return beginMissedTick();
     }
 
-    // One tick for all deadlines up to now. The next deadline is a whole number of intervals later.
-    void sendTick(SteadyTime now) TELVORA_REQUIRES(m_lock)
+    // All deadlines up to now are one tick. The next deadline is a whole number of intervals later.
+    void passDeadlines() TELVORA_REQUIRES(m_lock)
     {
+        const SteadyTime now = std::chrono::steady_clock::now();
+        if (m_next > now)
+            return;
+        m_next += ((now - m_next) / m_interval + 1) * m_interval;
+        m_isTickMissed = true;
+    }
+
+    // True when the caller must post the tick.
+    bool beginMissedTick() TELVORA_REQUIRES(m_lock)
+    {
+        if (!m_isTickMissed || m_isUnderWay || !isActive())
+            return false;
         m_isTickMissed = false;
-        if (m_next <= now)
-            m_next += ((now - m_next) / m_interval + 1) * m_interval;
         m_isUnderWay = true;
         m_scheduleOfTick = m_schedule;
         m_tick = shared_from_this();
-        m_pool->post(*this);
+        return true;
     }
 
     std::shared_ptr<State> takeTick() TELVORA_EXCLUDES(m_lock)
@@ -179,7 +213,8 @@ private:
     // Keeps the timer alive while the tick waits in the pool.
     std::shared_ptr<State> m_tick TELVORA_GUARDED_BY(m_lock);
     std::uint64_t m_scheduleOfTick TELVORA_GUARDED_BY(m_lock) = 0;
-    // A tick found the source suspended; it is sent after resume().
+    // A deadline has passed whose tick is not under way: it comes after resume(), or after the
+    // handler that runs now.
     bool m_isTickMissed TELVORA_GUARDED_BY(m_lock) = false;
     bool m_isCancelled TELVORA_GUARDED_BY(m_lock) = false;
     // cancel() waits for the end of the handler.

@@ -61,6 +61,15 @@ void Turn::takeAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
     m_owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
 }
 
+bool Turn::tryTakeAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
+{
+    // A mutex must not be asked again by a thread that has it.
+    if (isOwn() || SharedTurn::isHeld(*this, nullptr) || !m_mutex.try_lock())
+        return false;
+    m_owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    return true;
+}
+
 void Turn::leaveAlone() TELVORA_NO_THREAD_SAFETY_ANALYSIS
 {
     m_owner.store(std::thread::id(), std::memory_order_relaxed);
@@ -86,6 +95,11 @@ AloneTurn::AloneTurn(Turn& turn)
     : m_turn(turn)
 {
     m_turn.takeAlone();
+}
+
+AloneTurn::AloneTurn(Turn& turn, Taken)
+    : m_turn(turn)
+{
 }
 
 AloneTurn::~AloneTurn()

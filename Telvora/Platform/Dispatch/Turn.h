@@ -25,6 +25,8 @@ public:
     Turn(WorkerPool& pool, std::string label);
 
     void takeAlone() TELVORA_ACQUIRE();
+    /// False if another thread holds the turn, or the calling thread itself.
+    bool tryTakeAlone() TELVORA_TRY_ACQUIRE(true);
     void leaveAlone() TELVORA_RELEASE();
 
     void takeShared() TELVORA_ACQUIRE_SHARED();
@@ -59,6 +61,9 @@ private:
 class TELVORA_SCOPED_CAPABILITY AloneTurn {
 public:
     explicit AloneTurn(Turn& turn) TELVORA_ACQUIRE(turn);
+    /// For a thread that has taken the turn already.
+    enum class Taken { already };
+    AloneTurn(Turn& turn, Taken) TELVORA_REQUIRES(turn);
     ~AloneTurn() TELVORA_RELEASE();
 
     AloneTurn(const AloneTurn&) = delete;

@@ -220,16 +220,19 @@ bool WorkerPool::sleepUntilNotified()
         return true;
     }
     --m_available;
+    // One sleeping worker stays. It sleeps without a limit, so that an idle process has no wakeups.
+    bool mayStay = m_asleep == 0;
     ++m_asleep;
     const auto end = std::chrono::steady_clock::now() + m_times.longestSleep;
-    bool hasSleptLong = false;
     while (m_notified == 0 && !m_isRetired) {
-        if (m_workers == 1)
+        if (mayStay)
             m_wakeup.wait(m_lock);
-        else if (hasSleptLong)
+        else if (m_wakeup.wait_until(m_lock, end) == std::cv_status::no_timeout)
+            continue;
+        else if (m_asleep > 1)
             break;
         else
-            hasSleptLong = m_wakeup.wait_until(m_lock, end) == std::cv_status::timeout;
+            mayStay = true;
     }
     if (m_notified > 0) {
         --m_notified;

@@ -16,7 +16,7 @@ namespace telvora::detail {
 struct WorkerTimes {
     /// A job that is posted during this wait wakes no thread.
     std::chrono::nanoseconds shortWait = std::chrono::microseconds(250);
-    /// After this sleep a worker ends, unless it is the last one.
+    /// After this sleep a worker ends, unless no other one sleeps.
     std::chrono::nanoseconds longestSleep = std::chrono::seconds(5);
 };
 
@@ -32,8 +32,8 @@ struct WorkerTimes {
 /// no worker is available wakes one or starts one.
 ///
 /// Life: shared by the dispatch, its queues and timers, and each worker. Starts no thread before
-/// the first job. A worker that has slept for five seconds ends. The last worker does not: it
-/// sleeps until retire().
+/// the first job. A worker that has slept for five seconds ends. One sleeping worker does not: it
+/// sleeps until there is a job, or retire().
 ///
 /// Threads: every operation from any thread. In a forked child jobs are dropped.
 ///

@@ -46,6 +46,31 @@ TEST_F(ThreadedDispatchQueueTest, ABarrierSyncRunsOnItsCallersThreadUnderContent
     EXPECT_EQ(foreign, 0);
 }
 
+TEST_F(ThreadedDispatchQueueTest, ABarrierNowOrLaterOfAQueueAtRestRunsAtOnceOnItsCallersThread)
+{
+    std::thread::id runner;
+    queue->barrierNowOrLater([&] { runner = std::this_thread::get_id(); });
+
+    EXPECT_EQ(runner, std::this_thread::get_id());
+}
+
+TEST_F(ThreadedDispatchQueueTest, ABarrierNowOrLaterDoesNotWaitForAReader)
+{
+    std::thread reader([this] {
+        queue->sync([this] {
+            isInside.set_value();
+            mayEnd.get_future().wait();
+        });
+    });
+    isInside.get_future().wait();
+    queue->barrierNowOrLater([this] { ++ran; });
+    mayEnd.set_value();
+    reader.join();
+    queue->sync([] { });
+
+    EXPECT_EQ(ran, 1);
+}
+
 TEST_F(ThreadedDispatchQueueTest, ReadersRunInParallel)
 {
     inThreads(2, [this](int) { queue->sync([this] { met.arrive_and_wait(); }); });

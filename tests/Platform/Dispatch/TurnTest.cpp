@@ -86,6 +86,19 @@ TEST_F(TurnTest, TellsThatAThreadWaitsForIt)
     EXPECT_FALSE(turn.isAwaited());
 }
 
+TEST_F(TurnTest, IsTriedWithoutWaiting)
+{
+    ASSERT_TRUE(turn.tryTakeAlone());
+    EXPECT_TRUE(turn.isOwn());
+    EXPECT_FALSE(turn.tryTakeAlone());
+    std::thread([this] { EXPECT_FALSE(turn.tryTakeAlone()); }).join();
+    turn.leaveAlone();
+
+    const SharedTurn shared(turn);
+    EXPECT_FALSE(turn.tryTakeAlone());
+    std::thread([this] { EXPECT_FALSE(turn.tryTakeAlone()); }).join();
+}
+
 TEST_F(TurnTest, CanBeTakenAgainOnceItWasLeft)
 {
     {

@@ -23,6 +23,23 @@ protected:
     }
 };
 
+// While another one is busy.
+TEST_F(WorkerPoolSleepTest, TheFirstWorkerThatSleepsStays)
+{
+    pool->post([this] { mayEnd.get_future().wait(); });
+    pool->post([this] { ++ran; });
+    while (pool->counts().asleep != 1)
+        std::this_thread::yield();
+    const auto later = std::chrono::steady_clock::now() + 20ms;
+    while (std::chrono::steady_clock::now() < later)
+        std::this_thread::yield();
+
+    EXPECT_EQ(pool->counts().workers, 2u);
+    mayEnd.set_value();
+    while (s_threads != 1)
+        std::this_thread::yield();
+}
+
 TEST_F(WorkerPoolSleepTest, AWorkerEndsAfterItsSleepExceptTheLast)
 {
     startFourWorkers();
