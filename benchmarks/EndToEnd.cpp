@@ -30,7 +30,8 @@ double processorSeconds()
     return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
-class TelvoraContender {
+// `build` makes the event of a number.
+template<auto build> class TelvoraContender {
 public:
     explicit TelvoraContender(const std::string& url)
     {
@@ -44,10 +45,7 @@ public:
         manager.setupCommonDatas(makeSampleCommonData(), "data", "E2E");
         TrackerManager::start();
     }
-    void append(Dictionary event)
-    {
-        TrackerManager::shared().appendTracker(std::move(event), "E2E");
-    }
+    void append(int number) { TrackerManager::shared().appendTracker(build(number), "E2E"); }
     long delivered() const
     {
         const LedgerAccount account = TrackerManager::shared().ledger("E2E")->events;
@@ -59,6 +57,12 @@ public:
     }
 };
 
+class BareContender : public BareLoop {
+public:
+    using BareLoop::BareLoop;
+    void append(int number) { BareLoop::append(makeSampleEvent(number)); }
+};
+
 template<typename Contender>
 void measure(Contender& contender, const std::string& name, const SinkCollector& collector,
     long events, long mostUnderWay)
@@ -66,7 +70,7 @@ void measure(Contender& contender, const std::string& name, const SinkCollector&
     const double processorBefore = processorSeconds();
     const std::int64_t start = nanosecondsNow();
     for (long number = 0; number < events; ++number) {
-        contender.append(makeSampleEvent(static_cast<int>(number)));
+        contender.append(static_cast<int>(number));
         if (number % 1000 == 0) {
             waitUntil("the backlog to shrink",
                 [&] { return number - contender.delivered() < mostUnderWay; });
@@ -107,10 +111,13 @@ int main(int count, char** values)
     const SinkCollector collector(arguments.text("--collector"));
     const std::string url = collector.address() + "/e2e";
     if (name == "bare") {
-        BareLoop bare(url);
+        BareContender bare(url);
         measure(bare, name, collector, events, mostUnderWay);
+    } else if (name == "plain") {
+        TelvoraContender<makeSampleEvent> plain(url);
+        measure(plain, name, collector, events, mostUnderWay);
     } else {
-        TelvoraContender telvora(url);
+        TelvoraContender<buildSampleEvent> telvora(url);
         measure(telvora, name, collector, events, mostUnderWay);
     }
 }

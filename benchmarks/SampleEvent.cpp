@@ -22,6 +22,22 @@ Dictionary makeSampleEvent(int number)
     return event;
 }
 
+EventBuilder buildSampleEvent(int number)
+{
+    EventBuilder event(11);
+    event.set("name", "order.submit");
+    event.set("page", "TradeViewController");
+    event.set("symbol", "QVX-2041.XHKG");
+    event.set("side", "buy");
+    event.set("quantity", 1'000'000 + number % 1'000'000);
+    event.set("price", 104.25);
+    event.set("session", "0F3C9A52-7B1E-4D68-A0C4-5E2B9D7F1A36");
+    event.set("time", 1'760'000'000 + number);
+    event.set("confirmed", true);
+    event.set("trace", "4bf92f3577b34da6a3ce929d0e0e4736-01");
+    return event;
+}
+
 Dictionary makeSampleCommonData()
 {
     Dictionary common;
@@ -38,6 +54,11 @@ void checkSampleEvent()
         const std::size_t bytes = encode(makeSampleEvent(number)).value().size();
         if (bytes != sampleEventBytes) {
             std::cerr << "The sample event has " << bytes << " bytes\n";
+            std::exit(1);
+        }
+        EventBuilder built = buildSampleEvent(number);
+        if (detail::fieldsOf(built) != makeSampleEvent(number)) {
+            std::cerr << "The built sample event is another one\n";
             std::exit(1);
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/EventBuilder.h>
 
 #include <cstddef>
 
@@ -13,6 +14,9 @@ constexpr std::size_t sampleEventBytes = 254;
 /// An event of `sampleEventBytes` bytes of compact JSON, whatever the number. The dictionary has
 /// room for the network field, as one built field by field has.
 Dictionary makeSampleEvent(int number);
+
+/// The same event in one block of memory.
+EventBuilder buildSampleEvent(int number);
 
 /// The fields beside the event list of a batch.
 Dictionary makeSampleCommonData();

@@ -12,8 +12,7 @@
 #define TELVORA_GUARDED_BY(lock) TELVORA_THREAD_ANNOTATION(guarded_by(lock))
 #define TELVORA_REQUIRES(...) TELVORA_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define TELVORA_ACQUIRE(...) TELVORA_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
-#define TELVORA_TRY_ACQUIRE(...)                                                                   \
-    TELVORA_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
+#define TELVORA_TRY_ACQUIRE(...) TELVORA_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define TELVORA_RELEASE(...) TELVORA_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define TELVORA_ACQUIRE_SHARED(...)                                                                \
     TELVORA_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))

@@ -1,9 +1,14 @@
 // The smallest host: one channel, one event. Prints when the event was accepted (milliseconds of
 // CLOCK_MONOTONIC), how many threads there are once its upload has ended, and how often they woke
-// while the process was idle after that.
+// while the process was idle after that: the moments in which a thread ran after 10 ms in which
+// none ran, and the context switches of the moment with the most.
+//
+// Usage: minimal_host [COLLECTOR [IDLE-SECONDS [keep|drop]]]
+// keep: the batch waits for its retry, which the tick of the minute tries. drop: it does not.
 
 #include <Telvora/Telvora.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +16,7 @@
 #include <string>
 #include <time.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace telvora;
 
@@ -18,7 +24,7 @@ namespace {
 
 struct Threads {
     int count = 0;
-    long wakeups = 0;
+    long switches = 0;
 };
 
 // All threads but the main one, which wakes to take the figures.
@@ -36,7 +42,7 @@ Threads otherThreads()
         char line[256];
         while (file && std::fgets(line, sizeof line, file)) {
             if (const char* number = std::strstr(line, "ctxt_switches:"))
-                threads.wakeups += std::atol(number + std::strlen("ctxt_switches:"));
+                threads.switches += std::atol(number + std::strlen("ctxt_switches:"));
         }
         if (file)
             std::fclose(file);
@@ -51,6 +57,40 @@ void sleepFor(double seconds)
     const timespec length { whole,
         static_cast<long>((seconds - static_cast<double>(whole)) * 1e9) };
     ::nanosleep(&length, nullptr);
+}
+
+struct Wakeups {
+    int moments = 0;
+    long switches = 0;
+    long mostSwitches = 0;
+};
+
+Wakeups watch(double seconds)
+{
+    constexpr double step = 0.002;
+    constexpr int silentSteps = 5;
+    Wakeups wakeups;
+    int silent = silentSteps;
+    long inMoment = 0;
+    long before = otherThreads().switches;
+    for (double passed = 0; passed < seconds; passed += step) {
+        sleepFor(step);
+        const long now = otherThreads().switches;
+        const long more = now - std::exchange(before, now);
+        if (more == 0) {
+            ++silent;
+            continue;
+        }
+        if (silent >= silentSteps) {
+            ++wakeups.moments;
+            inMoment = 0;
+        }
+        silent = 0;
+        inMoment += more;
+        wakeups.switches += more;
+        wakeups.mostSwitches = std::max(wakeups.mostSwitches, inMoment);
+    }
+    return wakeups;
 }
 
 } // namespace
@@ -80,13 +120,14 @@ int main(int count, char** values)
     // A worker without blocks waits a moment before it sleeps, and surplus threads end after a
     // while.
     sleepFor(idleSeconds > 0 ? 3 : 0);
-    const Threads before = otherThreads();
-    sleepFor(idleSeconds / 2);
+    if (count > 3 && std::string(values[3]) == "drop")
+        manager.config("E2E")->popRetryData();
+    const Wakeups first = watch(idleSeconds / 2);
     // Not at the end, where the tick of the minute has just used a worker.
     const Threads idle = otherThreads();
-    sleepFor(idleSeconds / 2);
-    const Threads after = otherThreads();
+    const Wakeups second = watch(idleSeconds / 2);
 
-    std::printf("accepted %.3f\nthreads %d\nidleThreads %d\nwakeups %ld\n", acceptedAt, threads,
-        idle.count, after.wakeups - before.wakeups);
+    std::printf("accepted %.3f\nthreads %d\nidleThreads %d\nwakeups %d\nswitches %ld\n", acceptedAt,
+        threads, idle.count, first.moments + second.moments,
+        std::max(first.mostSwitches, second.mostSwitches));
 }

@@ -25,8 +25,8 @@ Dictionary requestEvent(std::size_t number, const HTTPRequest& request)
         { "method", request.method } };
     event["headers"] = std::move(headers);
     Decoded body = decode(request.body, deepestBody);
-    event["body"] = body.value ? std::move(*body.value) : Value(request.body);
-    event["bodyText"] = request.body;
+    event["body"] = body.value ? std::move(*body.value) : Value(request.body.view());
+    event["bodyText"] = request.body.view();
     event["timeout"] = request.timeout.count();
     return event;
 }

@@ -66,7 +66,7 @@ TEST_F(ThreadedDispatchQueueTest, ABarrierNowOrLaterDoesNotWaitForAReader)
     queue->barrierNowOrLater([this] { ++ran; });
     mayEnd.set_value();
     reader.join();
-    queue->sync([] { });
+    queue->sync([] {});
 
     EXPECT_EQ(ran, 1);
 }
