@@ -4,8 +4,9 @@
 
 namespace telvora {
 
-AnsweringHTTPClient::AnsweringHTTPClient()
-    : m_thread([this] { answer(); })
+AnsweringHTTPClient::AnsweringHTTPClient(std::string text)
+    : m_text(std::move(text))
+    , m_thread([this] { answer(); })
 {
 }
 
@@ -39,19 +40,19 @@ void AnsweringHTTPClient::answer()
         std::vector<Completion> taken = std::exchange(m_waiting, {});
         lock.unlock();
         for (Completion& completion : taken) {
-            completion(HTTPAnswer { R"({"success":true})", {}, 200 });
+            completion(HTTPAnswer { m_text, {}, 200 });
             completion.reset();
         }
         lock.lock();
     }
 }
 
-void installAnsweringPlatform(LinuxPlatformOptions options)
+void installAnsweringPlatform(LinuxPlatformOptions options, std::string text)
 {
     auto& machine = *new LinuxPlatform(std::move(options));
     const Platform& set = machine.services();
     installPlatform(*new Platform { set.application, set.bundle, set.clock, set.device,
-        set.dispatch, set.fileManager, *new AnsweringHTTPClient, set.lifeCycleChecker,
+        set.dispatch, set.fileManager, *new AnsweringHTTPClient(std::move(text)), set.lifeCycleChecker,
         set.notificationCenter, set.reachability, set.screens, set.telephony, set.uuids });
 }
 

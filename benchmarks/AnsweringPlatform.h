@@ -5,16 +5,17 @@
 #include <Telvora/Platform/Linux/LinuxPlatform.h>
 
 #include <condition_variable>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace telvora {
 
-/// An HTTPClient that answers every request with success, on a thread of its own, so that a figure
-/// contains the cost of the library and not of the network.
+/// An HTTPClient that answers every request with the same text, on a thread of its own, so that a
+/// figure contains the cost of the library and not of the network.
 class AnsweringHTTPClient final : public HTTPClient {
 public:
-    AnsweringHTTPClient();
+    explicit AnsweringHTTPClient(std::string text);
     ~AnsweringHTTPClient() override;
 
     void send(HTTPRequest request, Completion completion) override TELVORA_EXCLUDES(m_lock);
@@ -22,6 +23,7 @@ public:
 private:
     void answer() TELVORA_NO_THREAD_SAFETY_ANALYSIS;
 
+    const std::string m_text;
     detail::Mutex m_lock;
     std::condition_variable m_arrived;
     std::vector<Completion> m_waiting TELVORA_GUARDED_BY(m_lock);
@@ -30,6 +32,7 @@ private:
 };
 
 /// Installs the Linux platform with an AnsweringHTTPClient in place of its own client.
-void installAnsweringPlatform(LinuxPlatformOptions options = {});
+void installAnsweringPlatform(
+    LinuxPlatformOptions options = {}, std::string text = R"({"success":true})");
 
 } // namespace telvora

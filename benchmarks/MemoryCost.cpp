@@ -1,5 +1,5 @@
-// Heap bytes that the library needs beyond the host's data: for each event in a channel's list
-// beyond the event's own bytes, and for each batch in the retry cache beyond the batch's own.
+// Heap bytes of an event in a channel's list, and of a batch of 100 events in the retry cache. Beside
+// them the bytes of the event that the host hands over, as a Dictionary.
 
 #include <Telvora/Telvora.h>
 
@@ -14,6 +14,8 @@
 
 namespace telvora {
 namespace {
+
+constexpr int eventsOfABatch = 100;
 
 double heapBytes()
 {
@@ -33,33 +35,46 @@ double ownBytesOfAnEvent(int events)
 }
 
 // Appends in portions, so that blocks waiting on the queue do not add to the figure.
-void measurePending(int events, double own)
+void append(const std::string& index, int events)
 {
-    const std::string index = "pending-" + std::to_string(events);
     TrackerManager& manager = TrackerManager::shared();
-    manager.register_(
-        std::make_shared<TrackerConfig>(index, std::numeric_limits<std::int64_t>::max()));
-    const double before = heapBytes();
     for (int number = 0; number < events; ++number) {
-        manager.appendTracker(makeSampleEvent(number), index);
+        manager.appendTracker(buildSampleEvent(number), index);
         if (number % 1000 == 999 || number == events - 1)
-            waitUntil("the intake", [&] { return manager.ledger(index)->events.pending > number; });
+            waitUntil("the intake", [&] { return manager.ledger(index)->events.accepted > number; });
     }
-    printFigure("memory.pending." + std::to_string(events), (heapBytes() - before) / events - own);
 }
 
+void measurePending(int events)
+{
+    const std::string index = "pending-" + std::to_string(events);
+    TrackerManager::shared().register_(
+        std::make_shared<TrackerConfig>(index, std::numeric_limits<std::int64_t>::max()));
+    const double before = heapBytes();
+    append(index, events);
+    printFigure("memory.pending." + std::to_string(events), (heapBytes() - before) / events);
+}
+
+// Each event also lets one batch that waits be tried again, so the batches are more than a few.
 void measureWaiting(int batches)
 {
-    TrackerConfig channel("waiting", 100);
-    const Batch batch = makeBatch(makeSampleCommonData());
+    const std::string index = "waiting-" + std::to_string(batches);
+    TrackerManager& manager = TrackerManager::shared();
+    const auto channel = std::make_shared<TrackerConfig>(index, eventsOfABatch, StringDictionary(),
+        Array(), false, [] { return std::string("http://collector.example/"); });
+    manager.register_(channel);
+    manager.setupCommonDatas(makeSampleCommonData(), "data", index);
     const double before = heapBytes();
-    for (int number = 0; number < batches; ++number) {
-        channel.insert(std::make_shared<TrackerRetryData>(batch, 1));
-        if (number % 1000 == 999 || number == batches - 1) {
-            waitUntil("the retry cache",
-                [&] { return channel.retryCache().size() > static_cast<std::size_t>(number); });
-        }
+    std::vector<TrackerRetryEntry> entries;
+    for (int batch = 0; batch < batches; ++batch) {
+        append(index, eventsOfABatch);
+        waitUntil("the retry cache", [&] { return channel->retryCache().size() > 0; });
+        entries.push_back(channel->popRetryData());
     }
+    for (TrackerRetryEntry& entry : entries)
+        channel->insert(std::move(entry));
+    waitUntil("the retry cache",
+        [&] { return channel->retryCache().size() == static_cast<std::size_t>(batches); });
     printFigure("memory.waiting." + std::to_string(batches), (heapBytes() - before) / batches);
 }
 
@@ -73,14 +88,13 @@ int main(int count, char** values)
     const int most = static_cast<int>(arguments.number("--most", 1'000'000));
 
     checkSampleEvent();
-    installAnsweringPlatform();
+    installAnsweringPlatform({}, "{}");
     TrackerManager::shared();
-    const double own = ownBytesOfAnEvent(10'000);
-    printFigure("memory.event", own);
+    printFigure("memory.event", ownBytesOfAnEvent(10'000));
     for (const int many : { 10'000, 100'000, 1'000'000 }) {
-        if (many > most)
-            continue;
-        measurePending(many, own);
-        measureWaiting(many);
+        if (many <= most)
+            measurePending(many);
     }
+    for (const int many : { 10, 100, 1'000 })
+        measureWaiting(many);
 }
