@@ -67,7 +67,7 @@ void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
     PendingEvents& pending = *config->m_pending;
     try {
         // Everything that can throw is done before the list is emptied.
-        const Batch batch = pending.batch(config->m_commonData.get());
+        const Batch batch = pending.batch(config->m_commonData.get(), config->bodyEncoding());
         const LedgerShare share { pending.beginSending(batch), 1 };
         config->m_ledger.posted(share);
         post(Upload(config, share), batch);
@@ -84,7 +84,8 @@ void Delivery::sendNormalData(
     config->m_ledger.posted(share);
     Upload upload(config, share);
     try {
-        const Batch batch = makeBatch(config->m_commonData.get(), apiDatas.events);
+        const Batch batch = makeBatch(
+            config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
         post(std::move(upload), batch);
     } catch (...) {
         // The upload's destructor records an internal error.
@@ -119,7 +120,7 @@ void Delivery::post(Upload upload, const Batch& batch)
             return;
         }
         TrackerNetwork::shareInstance().postWithEnds(
-            url, batch, config->headers(), std::move(upload));
+            url, batch, config->headers(), std::move(upload), config->bodyEncoding());
     } catch (...) {
         // The upload's destructor records an internal error.
     }

@@ -22,10 +22,12 @@ PendingEvents::Appended PendingEvents::append(Value&& event, Encoder& encoder)
     });
 }
 
-Batch PendingEvents::batch(std::shared_ptr<const EncodedCommonData> common) const
+Batch PendingEvents::batch(
+    std::shared_ptr<const EncodedCommonData> common, BodyEncoding encoding) const
 {
-    return m_state.with(
-        [&](const State& state) { return makeBatch(std::move(common), state.events); });
+    // A copy, so that the lock is not held while the text is compressed.
+    const EventList events = m_state.with([](const State& state) { return state.events; });
+    return makeBatch(std::move(common), events, encoding);
 }
 
 std::uint32_t PendingEvents::beginSending(const Batch& batch)

@@ -37,7 +37,8 @@ public:
     Appended append(Value&& event, Encoder& encoder);
 
     /// A batch of all events, which stay in the list.
-    Batch batch(std::shared_ptr<const EncodedCommonData> common) const;
+    Batch batch(std::shared_ptr<const EncodedCommonData> common,
+        BodyEncoding encoding = BodyEncoding::plain) const;
 
     /// Empties the list. shown() returns the events of `batch` until finishSending(), as it does
     /// while a copy is sent. Returns how many events no copy contained.

@@ -52,6 +52,11 @@ void TrackerConfig::setCommonData(TrackerCommonData&& commonData)
     m_commonData.set(std::make_shared<const detail::EncodedCommonData>(std::move(commonData)));
 }
 
+void TrackerConfig::setBodyEncoding(BodyEncoding encoding)
+{
+    m_bodyEncoding.store(encoding, std::memory_order_relaxed);
+}
+
 void TrackerConfig::insert(TrackerRetryEntry retry)
 {
     if (!retry)

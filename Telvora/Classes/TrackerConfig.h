@@ -9,6 +9,7 @@
 #include <Telvora/Classes/TrackerRetryCache.h>
 #include <Telvora/Classes/Utils/CommonData.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -81,6 +82,11 @@ public:
     void setCommonData(TrackerCommonData&& commonData);
     void setCommonData(const TrackerCommonData& commonData);
 
+    /// How the channel's batches are sent from now on; plain until set. A batch is compressed when it
+    /// is made, on the thread that sends it, and waits for its retry compressed.
+    void setBodyEncoding(BodyEncoding encoding);
+    BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
+
     /// Puts an entry into the retry cache. Returns before the entry is there. It is a
     /// use of the library like an event: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
@@ -118,6 +124,7 @@ private:
     detail::Guarded<std::shared_ptr<const Hook>> m_stopHook { std::make_shared<const Hook>([] {}) };
     detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
+    std::atomic<BodyEncoding> m_bodyEncoding { BodyEncoding::plain };
     const std::unique_ptr<detail::PendingEvents> m_pending;
 
     detail::ChannelLedger m_ledger;

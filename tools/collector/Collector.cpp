@@ -1,5 +1,7 @@
 #include <tools/collector/Collector.h>
 
+#include <tools/collector/Unpack.h>
+
 #include <boost/json/serialize.hpp>
 
 #include <fstream>
@@ -46,7 +48,10 @@ Collector::Reception Collector::receive(Request request, bool keepAlive)
 
     const bool isPost = request.method == "POST";
     request.secondsSince1970 = nowInSecondsSince1970();
+    const auto wrongEncoding = unpack(request.headers, request.body, m_options.maximumBody);
     request.verdict = judge(request.headers, request.body);
+    if (wrongEncoding)
+        request.verdict.problems.insert(request.verdict.problems.begin(), *wrongEncoding);
     if (!isPost)
         request.verdict.problems.insert(
             request.verdict.problems.begin(), "method is " + request.method + ", not POST");

@@ -1,10 +1,12 @@
 #include <Telvora/Classes/Utils/Batch.h>
 
 #include <Telvora/Base/AnyDepth.h>
+#include <Telvora/Base/Gzip.h>
 #include <Telvora/Classes/Utils/CommonData.h>
 #include <Telvora/Classes/Utils/EventList.h>
 
 #include <atomic>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -46,6 +48,7 @@ struct BatchContent {
     // The text is the common data's head, the events, and the common data's tail.
     std::shared_ptr<const EncodedCommonData> common {};
     SharedBytes text {};
+    BodyEncoding encoding = BodyEncoding::plain;
     bool isEncodable = true;
     std::size_t eventCount = 0;
     std::vector<WholeEvent> wholeEvents {};
@@ -78,9 +81,13 @@ const Dictionary* BatchContent::dictionary() const
 
 Array BatchContent::events() const
 {
+    constexpr auto anyLength = std::numeric_limits<std::size_t>::max();
+    const auto unpacked
+        = encoding == BodyEncoding::gzip ? gunzipped(text, anyLength) : std::nullopt;
+    const std::string_view plain = unpacked ? std::string_view(*unpacked) : text.view();
     const std::size_t start = common->head.size();
-    const std::size_t length = text.size() - start - common->tail.size();
-    return decodeEvents(text.view().substr(start, length), wholeEvents);
+    const std::size_t length = plain.size() - start - common->tail.size();
+    return decodeEvents(plain.substr(start, length), wholeEvents);
 }
 
 } // namespace detail
@@ -101,14 +108,22 @@ const Dictionary* Batch::get() const
     return m_content ? m_content->dictionary() : nullptr;
 }
 
-std::optional<SharedBytes> Batch::encoded() const
+BodyEncoding Batch::encoding(BodyEncoding wanted) const
+{
+    return m_content && m_content->isText() ? m_content->encoding : wanted;
+}
+
+std::optional<SharedBytes> Batch::encoded(BodyEncoding wanted) const
 {
     if (!m_content)
         return std::nullopt;
     if (m_content->isText())
         return m_content->isEncodable ? std::optional(m_content->text) : std::nullopt;
     auto text = encode(*m_content->given);
-    return text ? std::optional(SharedBytes(std::move(*text))) : std::nullopt;
+    if (!text)
+        return std::nullopt;
+    return SharedBytes(
+        wanted == BodyEncoding::gzip ? detail::gzipped(*text) : std::move(*text));
 }
 
 Batch makeBatch(Dictionary&& dictionary)
@@ -121,7 +136,8 @@ Batch makeBatch(const Dictionary& dictionary)
     return shared(copy(dictionary));
 }
 
-Batch detail::makeBatch(std::shared_ptr<const EncodedCommonData> common, const EventList& events)
+Batch detail::makeBatch(std::shared_ptr<const EncodedCommonData> common, const EventList& events,
+    BodyEncoding encoding)
 {
     std::string text;
     text.reserve(common->head.size() + events.bytes() + common->tail.size());
@@ -131,7 +147,8 @@ Batch detail::makeBatch(std::shared_ptr<const EncodedCommonData> common, const E
 
     const auto content = std::make_shared<BatchContent>();
     content->isEncodable = common->isEncodable && events.isEncodable();
-    content->text = std::move(text);
+    content->encoding = encoding;
+    content->text = encoding == BodyEncoding::gzip ? gzipped(text) : std::move(text);
     content->common = std::move(common);
     content->eventCount = events.size();
     content->wholeEvents = events.wholeEvents();

@@ -12,6 +12,13 @@
 
 namespace telvora {
 
+/// How the body of a request is sent.
+enum class BodyEncoding {
+    plain,
+    /// Compressed, with the header "Content-Encoding: gzip".
+    gzip,
+};
+
 namespace detail {
 struct BatchContent;
 struct EncodedCommonData;
@@ -51,8 +58,13 @@ public:
     /// Whether both are the same batch or null. The members are not compared.
     friend bool operator==(const Batch&, const Batch&) = default;
 
-    /// The JSON text; absent if the batch is null or JSON cannot express a number in it.
-    std::optional<SharedBytes> encoded() const;
+    /// The JSON text, as it is sent: compressed if encoding() is gzip. Absent if the batch is null or
+    /// JSON cannot express a number in it.
+    std::optional<SharedBytes> encoded(BodyEncoding wanted = BodyEncoding::plain) const;
+
+    /// How encoded() returns the text: for a batch that the library made, as it was made; for one of
+    /// a dictionary, as it is wanted.
+    BodyEncoding encoding(BodyEncoding wanted) const;
 
 private:
     friend struct detail::BatchContent;
@@ -68,8 +80,8 @@ TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 namespace detail {
 
 /// A batch of the common data with the events as their list.
-TELVORA_EXPORT Batch makeBatch(
-    std::shared_ptr<const EncodedCommonData> common, const EventList& events);
+TELVORA_EXPORT Batch makeBatch(std::shared_ptr<const EncodedCommonData> common,
+    const EventList& events, BodyEncoding encoding = BodyEncoding::plain);
 
 /// The events of a batch that the library has made, under its own list key.
 TELVORA_EXPORT Array eventsOf(const Batch& batch);

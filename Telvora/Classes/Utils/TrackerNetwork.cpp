@@ -100,15 +100,15 @@ try {
     // The handler was destroyed without a call, or threw.
 }
 
-void TrackerNetwork::postWithEnds(
-    const std::string& url, Batch param, const StringDictionary& externHeaders, EndHandler handler)
+void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
+    const StringDictionary& externHeaders, EndHandler handler, BodyEncoding encoding)
 {
     if (!detail::isAddressText(url))
         detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
-    setHeaders(request, externHeaders);
-    auto body = param.encoded();
+    setHeaders(request, externHeaders, param.encoding(encoding));
+    auto body = param.encoded(encoding);
     if (!body) {
         // JSON cannot express a number in it: the batch is lost, and the host is not told.
         handler(PostEnd::unencodable, std::move(param));
@@ -121,7 +121,8 @@ void TrackerNetwork::postWithEnds(
         });
 }
 
-void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders) const
+void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
+    BodyEncoding encoding) const
 {
     HeaderList own;
     if (const auto additionHeaders = m_additionHeaders.get()) {
@@ -141,6 +142,8 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     if (identifier)
         set(fixed, identifierHeader, *identifier);
     set(fixed, "Content-Type", "application/json");
+    if (encoding == BodyEncoding::gzip)
+        set(fixed, "Content-Encoding", "gzip");
     set(fixed, "x-trace-id", uuidText(platform().uuids.next()));
 
     // A fixed header replaces the others even where it is left out.

@@ -69,9 +69,10 @@ public:
         Handler handler);
 
     /// The same, but the handler is called for every PostEnd; for the ledger. What is thrown before
-    /// the request is sent reaches the caller.
+    /// the request is sent reaches the caller. A compressed body has the header "Content-Encoding",
+    /// which replaces one of the same name like a fixed one.
     void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
-        EndHandler handler);
+        EndHandler handler, BodyEncoding encoding = BodyEncoding::plain);
 
     /// Headers for every request. A channel's header or a fixed one of the same name replaces them.
     void setAdditionHeaders(std::optional<StringDictionary> headers);
@@ -83,7 +84,8 @@ public:
 private:
     TrackerNetwork() = default;
 
-    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders) const;
+    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
+        BodyEncoding encoding) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
     detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;

@@ -1,0 +1,60 @@
+#include <Telvora/Base/Gzip.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+#include <string>
+
+namespace telvora::detail {
+namespace {
+
+constexpr std::size_t anyLength = std::numeric_limits<std::size_t>::max();
+
+std::string randomBytes(std::size_t count)
+{
+    std::mt19937 engine(5);
+    std::string bytes(count, '\0');
+    for (char& byte : bytes)
+        byte = static_cast<char>(engine());
+    return bytes;
+}
+
+TEST(GzipTest, WhatWasCompressedComesBack)
+{
+    for (const std::size_t length : { 0, 1, 1000, 1023, 1024, 1025, 100'000, 3'000'000 }) {
+        const std::string letters(length, 'x');
+        const std::string noise = randomBytes(length);
+        EXPECT_EQ(gunzipped(gzipped(letters), anyLength), letters);
+        EXPECT_EQ(gunzipped(gzipped(noise), anyLength), noise);
+    }
+}
+
+TEST(GzipTest, BytesThatRepeatBecomeFewer)
+{
+    EXPECT_LT(gzipped(std::string(100'000, 'x')).size(), 1000u);
+}
+
+TEST(GzipTest, NothingButOneWholeMemberIsRead)
+{
+    const std::string compressed = gzipped("some text");
+    for (std::size_t length = 0; length < compressed.size(); ++length)
+        EXPECT_EQ(gunzipped(compressed.substr(0, length), anyLength), std::nullopt) << length;
+    EXPECT_EQ(gunzipped(compressed + "x", anyLength), std::nullopt);
+    EXPECT_EQ(gunzipped("plain text, not compressed", anyLength), std::nullopt);
+
+    std::string changed = compressed;
+    changed[compressed.size() - 6] ^= 1; // In the checksum.
+    EXPECT_EQ(gunzipped(changed, anyLength), std::nullopt);
+}
+
+TEST(GzipTest, MoreThanTheLimitIsNotUnpacked)
+{
+    const std::string letters(5000, 'x');
+    EXPECT_EQ(gunzipped(gzipped(letters), 5000), letters);
+    EXPECT_EQ(gunzipped(gzipped(letters), 4999), std::nullopt);
+    EXPECT_EQ(gunzipped(gzipped(""), 0), "");
+}
+
+} // namespace
+} // namespace telvora::detail
