@@ -51,9 +51,10 @@ void installAnsweringPlatform(LinuxPlatformOptions options, std::string text)
 {
     auto& machine = *new LinuxPlatform(std::move(options));
     const Platform& set = machine.services();
-    installPlatform(*new Platform { set.application, set.bundle, set.clock, set.device,
-        set.dispatch, set.fileManager, *new AnsweringHTTPClient(std::move(text)), set.lifeCycleChecker,
-        set.notificationCenter, set.reachability, set.screens, set.telephony, set.uuids });
+    installPlatform(
+        *new Platform { set.application, set.bundle, set.clock, set.device, set.dispatch,
+            set.fileManager, *new AnsweringHTTPClient(std::move(text)), set.lifeCycleChecker,
+            set.notificationCenter, set.reachability, set.screens, set.telephony, set.uuids });
 }
 
 } // namespace telvora

@@ -1,5 +1,5 @@
-// Heap bytes of an event in a channel's list, and of a batch of 100 events in the retry cache. Beside
-// them the bytes of the event that the host hands over, as a Dictionary.
+// Heap bytes of an event in a channel's list, and of a batch of 100 events in the retry cache.
+// Beside them the bytes of the event that the host hands over, as a Dictionary.
 
 #include <Telvora/Telvora.h>
 
@@ -41,7 +41,8 @@ void append(const std::string& index, int events)
     for (int number = 0; number < events; ++number) {
         manager.appendTracker(buildSampleEvent(number), index);
         if (number % 1000 == 999 || number == events - 1)
-            waitUntil("the intake", [&] { return manager.ledger(index)->events.accepted > number; });
+            waitUntil(
+                "the intake", [&] { return manager.ledger(index)->events.accepted > number; });
     }
 }
 

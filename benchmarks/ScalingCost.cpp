@@ -1,5 +1,5 @@
-// Processor time an event, from handing it over to its answer, as the number of events, channels and
-// threads grows: it should stay the same. Batches of 100, answered at once, without a network.
+// Processor time an event, from handing it over to its answer, as the number of events, channels
+// and threads grows: it should stay the same. Batches of 100, answered at once, without a network.
 // Building the events is part of it.
 
 #include <Telvora/Telvora.h>
@@ -92,8 +92,7 @@ void measure(const std::string& name, long events, int channelCount, int threadC
         }
     }
     waitUntil("the last event", [&] { return channels.settled() == events; });
-    printFigure("scaling." + name,
-        (processorNanoseconds() - before) / static_cast<double>(events));
+    printFigure("scaling." + name, (processorNanoseconds() - before) / static_cast<double>(events));
 }
 
 } // namespace

@@ -68,8 +68,8 @@ std::string gzipped(std::string_view bytes)
     std::string compressed;
     try {
         run(stream, bytes, compressed, std::numeric_limits<std::size_t>::max(),
-            [](z_stream* stream, bool isLast) {
-                return deflate(stream, isLast ? Z_FINISH : Z_NO_FLUSH);
+            [](z_stream* state, bool isLast) {
+                return deflate(state, isLast ? Z_FINISH : Z_NO_FLUSH);
             });
     } catch (...) {
         deflateEnd(&stream);
@@ -91,7 +91,7 @@ std::optional<std::string> gunzipped(std::string_view compressed, std::size_t mo
         // Room for one byte more shows whether there are more, or only the end of the member.
         const std::size_t room = most == std::numeric_limits<std::size_t>::max() ? most : most + 1;
         const int result = run(stream, compressed, bytes, room,
-            [](z_stream* stream, bool) { return inflate(stream, Z_NO_FLUSH); });
+            [](z_stream* state, bool) { return inflate(state, Z_NO_FLUSH); });
         isWhole = result == Z_STREAM_END && stream.avail_in == 0 && bytes.size() <= most;
     } catch (...) {
         inflateEnd(&stream);

@@ -84,8 +84,8 @@ void Delivery::sendNormalData(
     config->m_ledger.posted(share);
     Upload upload(config, share);
     try {
-        const Batch batch = makeBatch(
-            config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
+        const Batch batch
+            = makeBatch(config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
         post(std::move(upload), batch);
     } catch (...) {
         // The upload's destructor records an internal error.

@@ -82,8 +82,8 @@ public:
     void setCommonData(TrackerCommonData&& commonData);
     void setCommonData(const TrackerCommonData& commonData);
 
-    /// How the channel's batches are sent from now on; plain until set. A batch is compressed when it
-    /// is made, on the thread that sends it, and waits for its retry compressed.
+    /// How the channel's batches are sent from now on; plain until set. A batch is compressed when
+    /// it is made, on the thread that sends it, and waits for its retry compressed.
     void setBodyEncoding(BodyEncoding encoding);
     BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
 

@@ -22,7 +22,8 @@ std::string randomBytes(std::size_t count)
 
 TEST(GzipTest, WhatWasCompressedComesBack)
 {
-    for (const std::size_t length : { 0, 1, 1000, 1023, 1024, 1025, 100'000, 3'000'000 }) {
+    for (const std::size_t length :
+        std::initializer_list<std::size_t> { 0, 1, 1000, 1023, 1024, 1025, 100'000, 3'000'000 }) {
         const std::string letters(length, 'x');
         const std::string noise = randomBytes(length);
         EXPECT_EQ(gunzipped(gzipped(letters), anyLength), letters);

@@ -7,7 +7,7 @@
 namespace telvora::collector {
 namespace {
 
-const Headers compressed { { "content-encoding", "GZIP" } };
+const Headers gzipHeader { { "content-encoding", "GZIP" } };
 constexpr std::size_t enough = 1'000'000;
 
 std::string gzipped(const std::string& text)
@@ -35,11 +35,12 @@ TEST(CollectorUnpackTest, APlainBodyStaysAsItIs)
 
 TEST(CollectorUnpackTest, ACompressedBodyIsUnpacked)
 {
-    for (const std::size_t length : { 0, 2, 65'535, 65'536, 65'537, 900'000 }) {
+    for (const std::size_t length :
+        std::initializer_list<std::size_t> { 0, 2, 65'535, 65'536, 65'537, 900'000 }) {
         const std::string text(length, 'x');
         std::string body = gzipped(text);
 
-        EXPECT_EQ(unpack(compressed, body, enough), std::nullopt);
+        EXPECT_EQ(unpack(gzipHeader, body, enough), std::nullopt);
         EXPECT_EQ(body, text);
     }
 }
@@ -47,10 +48,10 @@ TEST(CollectorUnpackTest, ACompressedBodyIsUnpacked)
 TEST(CollectorUnpackTest, ABodyThatIsNoGzipIsAProblemAndStays)
 {
     const std::string whole = gzipped("some text");
-    for (const std::string& wrong : { std::string("{}"), std::string(),
-             whole.substr(0, whole.size() - 1), whole + "x" }) {
+    for (const std::string& wrong :
+        { std::string("{}"), std::string(), whole.substr(0, whole.size() - 1), whole + "x" }) {
         std::string body = wrong;
-        EXPECT_EQ(unpack(compressed, body, enough),
+        EXPECT_EQ(unpack(gzipHeader, body, enough),
             "body is no gzip, or of more than 1000000 bytes unpacked");
         EXPECT_EQ(body, wrong);
     }
@@ -59,7 +60,7 @@ TEST(CollectorUnpackTest, ABodyThatIsNoGzipIsAProblemAndStays)
 TEST(CollectorUnpackTest, ABodyOfMoreThanTheLimitIsAProblem)
 {
     std::string body = gzipped(std::string(100'000'000, 'x'));
-    EXPECT_NE(unpack(compressed, body, enough), std::nullopt);
+    EXPECT_NE(unpack(gzipHeader, body, enough), std::nullopt);
     EXPECT_LT(body.size(), 1'000'000u);
 }
 

@@ -122,8 +122,7 @@ std::optional<SharedBytes> Batch::encoded(BodyEncoding wanted) const
     auto text = encode(*m_content->given);
     if (!text)
         return std::nullopt;
-    return SharedBytes(
-        wanted == BodyEncoding::gzip ? detail::gzipped(*text) : std::move(*text));
+    return SharedBytes(wanted == BodyEncoding::gzip ? detail::gzipped(*text) : std::move(*text));
 }
 
 Batch makeBatch(Dictionary&& dictionary)
@@ -136,8 +135,8 @@ Batch makeBatch(const Dictionary& dictionary)
     return shared(copy(dictionary));
 }
 
-Batch detail::makeBatch(std::shared_ptr<const EncodedCommonData> common, const EventList& events,
-    BodyEncoding encoding)
+Batch detail::makeBatch(
+    std::shared_ptr<const EncodedCommonData> common, const EventList& events, BodyEncoding encoding)
 {
     std::string text;
     text.reserve(common->head.size() + events.bytes() + common->tail.size());

@@ -58,12 +58,12 @@ public:
     /// Whether both are the same batch or null. The members are not compared.
     friend bool operator==(const Batch&, const Batch&) = default;
 
-    /// The JSON text, as it is sent: compressed if encoding() is gzip. Absent if the batch is null or
-    /// JSON cannot express a number in it.
+    /// The JSON text, as it is sent: compressed if encoding() is gzip. Absent if the batch is null
+    /// or JSON cannot express a number in it.
     std::optional<SharedBytes> encoded(BodyEncoding wanted = BodyEncoding::plain) const;
 
-    /// How encoded() returns the text: for a batch that the library made, as it was made; for one of
-    /// a dictionary, as it is wanted.
+    /// How encoded() returns the text: for a batch that the library made, as it was made; for one
+    /// of a dictionary, as it is wanted.
     BodyEncoding encoding(BodyEncoding wanted) const;
 
 private:

@@ -121,8 +121,8 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
         });
 }
 
-void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
-    BodyEncoding encoding) const
+void TrackerNetwork::setHeaders(
+    HTTPRequest& request, const StringDictionary& externHeaders, BodyEncoding encoding) const
 {
     HeaderList own;
     if (const auto additionHeaders = m_additionHeaders.get()) {

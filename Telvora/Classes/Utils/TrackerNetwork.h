@@ -84,8 +84,8 @@ public:
 private:
     TrackerNetwork() = default;
 
-    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
-        BodyEncoding encoding) const;
+    void setHeaders(
+        HTTPRequest& request, const StringDictionary& externHeaders, BodyEncoding encoding) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
     detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;
