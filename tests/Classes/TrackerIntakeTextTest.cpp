@@ -327,7 +327,7 @@ TEST_F(BuiltEventTest, ABuiltEventIsSentLikeAnyOther)
         Dictionary expected = plain(static_cast<std::int64_t>(request) + 1);
         if (request >= 2)
             expected["network"] = manager().getCurrentNetWorkStatus();
-        EXPECT_EQ(body(request).at("data-list"), Value({ expected }));
+        EXPECT_EQ(body(request).at("data-list").as_array(), Array { expected });
     }
 }
 
