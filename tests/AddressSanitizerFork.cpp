@@ -1,8 +1,8 @@
 #include <pthread.h>
 
 // A child that is forked while another thread allocates would find the sanitizer's locks taken for
-// ever, and hang at its next allocation. Later versions of the sanitizer take them before a fork, as
-// this does.
+// ever, and hang at its next allocation. Later versions of the sanitizer take them before a fork,
+// as this does.
 
 namespace __lsan { // NOLINT(bugprone-reserved-identifier): the sanitizer's own.
 void LockThreadRegistry();
