@@ -124,6 +124,9 @@ TEST_F(CurlHTTPClientForkTest, ChildThatReturnsFromACompletionLeavesTheConnectio
 }
 #endif
 
+// A fork copies the lock of the thread sanitizer's allocator as other threads left it: one child in
+// some thousands hangs when OpenSSL's exit handler frees memory. Nothing of ours is in that.
+#ifndef TELVORA_THREAD_SANITIZED
 /// Forks while secure uploads are under way, each time a little later in them. The children call
 /// exit(), which runs OpenSSL's exit handler too.
 class CurlHTTPClientSecureForkTest : public testing::Test {
@@ -156,6 +159,7 @@ TEST_F(CurlHTTPClientSecureForkTest, ChildrenOfAHostThatUsedOpenSSLBeforeEndClea
     useOpenSSL();
     forkDuringUploads();
 }
+#endif
 
 } // namespace
 } // namespace telvora::detail

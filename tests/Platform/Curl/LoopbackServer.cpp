@@ -145,6 +145,7 @@ LoopbackServer::LoopbackServer(Script script)
         std::abort();
     m_port = ntohs(address.sin_port);
     m_accepter = std::thread([this] { accept(); });
+    m_accepterRuns.wait();
 }
 
 LoopbackServer::~LoopbackServer()
@@ -201,6 +202,7 @@ bool LoopbackServer::waitForRequests(std::size_t count) TELVORA_NO_THREAD_SAFETY
 
 void LoopbackServer::accept()
 {
+    m_accepterRuns.count_down();
     for (;;) {
         int socket = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (socket < 0)

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <latch>
 #include <list>
 #include <string>
 #include <thread>
@@ -57,7 +58,9 @@ struct LoopbackReply {
 /// A server on the loopback that answers by a script and remembers everything. It can do what no
 /// proper server does, and a test sees what really went over the wire.
 ///
-/// Life: listens from construction; destruction cuts every connection and waits for its threads.
+/// Life: listens from construction, which returns once the accepting thread runs: a child that is
+/// forked next does not find it in the middle of its start. Destruction cuts every connection and
+/// waits for its threads.
 /// Threads: one for each connection, on which the script runs.
 class LoopbackServer {
 public:
@@ -93,6 +96,7 @@ private:
     std::vector<int> m_sockets TELVORA_GUARDED_BY(m_lock);
     std::list<std::thread> m_servers TELVORA_GUARDED_BY(m_lock);
     bool m_isGoing TELVORA_GUARDED_BY(m_lock) = false;
+    std::latch m_accepterRuns { 1 };
     std::thread m_accepter;
 };
 
