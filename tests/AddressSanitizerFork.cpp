@@ -1,14 +1,19 @@
 #include <pthread.h>
 
 // A child that is forked while another thread allocates would find the sanitizer's locks taken for
-// ever, and hang at its next allocation. Later versions of the sanitizer take them before a fork,
-// as this does.
+// ever, and hang at its next allocation. clang 19's sanitizer takes its locks before a fork; for
+// older ones this does. The functions are the sanitizer's own, and another version may lack them:
+// a weak one is then null.
 
-namespace __lsan { // NOLINT(bugprone-reserved-identifier): the sanitizer's own.
-void LockThreadRegistry();
-void UnlockThreadRegistry();
-void LockAllocator();
-void UnlockAllocator();
+namespace __asan { // NOLINT(bugprone-reserved-identifier)
+__attribute__((weak)) void InstallAtForkHandler();
+} // namespace __asan
+
+namespace __lsan { // NOLINT(bugprone-reserved-identifier)
+__attribute__((weak)) void LockThreadRegistry();
+__attribute__((weak)) void UnlockThreadRegistry();
+__attribute__((weak)) void LockAllocator();
+__attribute__((weak)) void UnlockAllocator();
 } // namespace __lsan
 
 namespace {
@@ -29,7 +34,11 @@ void unlockSanitizer()
 // called last before it and first after it.
 __attribute__((constructor(101))) void registerForkHandlers()
 {
-    pthread_atfork(lockSanitizer, unlockSanitizer, unlockSanitizer);
+    const bool takesItsLocksItself = __asan::InstallAtForkHandler != nullptr;
+    const bool isComplete = __lsan::LockThreadRegistry && __lsan::UnlockThreadRegistry
+        && __lsan::LockAllocator && __lsan::UnlockAllocator;
+    if (!takesItsLocksItself && isComplete)
+        pthread_atfork(lockSanitizer, unlockSanitizer, unlockSanitizer);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/value_stack.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <string>
@@ -125,12 +126,15 @@ private:
     std::string m_number;
 };
 
+// Boost's parser recurses. A level takes 200 bytes of stack without optimisation.
+constexpr std::size_t mostLevels = 8192;
+
 } // namespace
 
 Decoded decode(std::string_view text, std::size_t levels)
 {
     boost::json::parse_options options;
-    options.max_depth = levels;
+    options.max_depth = std::min(levels, mostLevels);
     boost::json::basic_parser<ValueBuilder> parser(options);
 
     error_code error;

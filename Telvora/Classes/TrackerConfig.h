@@ -87,11 +87,11 @@ public:
     void setBodyEncoding(BodyEncoding encoding);
     BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
 
-    /// Puts an entry into the retry cache. Returns before the entry is there. It is a
-    /// use of the library like an event: in a child that is forked later the library is inert.
+    /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this
+    /// is a use of the library: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
     /// The first entry of the retry cache, or null. It is removed in a second step. The caller owns
-    /// the entry and the library no longer counts it. A use of the library, too.
+    /// the entry and the library no longer counts it. This is a use of the library, too.
     TrackerRetryEntry popRetryData();
 
     /// The batches that failed. To change it, use insert() and popRetryData(), which keep the

@@ -20,6 +20,18 @@ std::string nested(std::size_t levels)
     return std::string(levels, '[') + std::string(levels, ']');
 }
 
+TEST(DictionaryDecodeTest, ATextThatIsNestedDeeperThanTheStackAllowsIsRefused)
+{
+    constexpr std::size_t most = 8192;
+    constexpr auto anyNumber = std::numeric_limits<std::size_t>::max();
+
+    Decoded deepest = decode(nested(most), anyNumber);
+    ASSERT_TRUE(deepest.value);
+    dispose(std::move(*deepest.value));
+    EXPECT_NE(decode(nested(most + 1), anyNumber).error, "");
+    EXPECT_NE(decode(nested(1'000'000), anyNumber).error, "");
+}
+
 TEST(DictionaryDecodeTest, ReadsEveryKind)
 {
     EXPECT_EQ(decode("null").value, Value(nullptr));

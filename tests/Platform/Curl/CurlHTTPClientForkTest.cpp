@@ -124,8 +124,9 @@ TEST_F(CurlHTTPClientForkTest, ChildThatReturnsFromACompletionLeavesTheConnectio
 }
 #endif
 
-// A fork copies the lock of the thread sanitizer's allocator as other threads left it: one child in
-// some thousands hangs when OpenSSL's exit handler frees memory. Nothing of ours is in that.
+// A fork copies the lock of the thread sanitizer's allocator as other threads left it. When
+// OpenSSL's exit handler then frees memory, one child in some thousands waits for that lock for
+// ever.
 #ifndef TELVORA_THREAD_SANITIZED
 /// Forks while secure uploads are under way, each time a little later in them. The children call
 /// exit(), which runs OpenSSL's exit handler too.

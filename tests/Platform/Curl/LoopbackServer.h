@@ -58,9 +58,9 @@ struct LoopbackReply {
 /// A server on the loopback that answers by a script and remembers everything. It can do what no
 /// proper server does, and a test sees what really went over the wire.
 ///
-/// Life: listens from construction, which returns once the accepting thread runs: a child that is
-/// forked next does not find it in the middle of its start. Destruction cuts every connection and
-/// waits for its threads.
+/// Life: listens from construction, which waits until the accepting thread runs: a test may fork
+/// next, and a thread that starts holds locks of the sanitizers. Destruction cuts every connection
+/// and waits for its threads.
 /// Threads: one for each connection, on which the script runs.
 class LoopbackServer {
 public:
