@@ -38,8 +38,6 @@ struct WorkJob final : Job {
 WorkerPool::WorkerPool(StartThread startThread, WorkerTimes times)
     : m_startThread(startThread)
     , m_times(times)
-    , m_maximumRunnable(
-          std::max<std::size_t>(maximumRunnableOnSmallMachine, std::thread::hardware_concurrency()))
 {
 }
 
@@ -110,6 +108,15 @@ bool WorkerPool::isIdle() const
     return m_jobs.isEmpty() && m_delayedJobs.isEmpty() && m_running == 0;
 }
 
+bool WorkerPool::mayStartWorker()
+{
+    if (m_runnable < maximumRunnableOnSmallMachine)
+        return true;
+    if (m_processors == 0)
+        m_processors = std::max(1u, std::thread::hardware_concurrency());
+    return m_runnable < m_processors;
+}
+
 WorkerPool::Action WorkerPool::requestWorker()
 {
     if (m_available > 0)
@@ -121,7 +128,7 @@ WorkerPool::Action WorkerPool::requestWorker()
         ++m_wakes;
         return Action::wakeWorker;
     }
-    if (m_runnable >= m_maximumRunnable)
+    if (!mayStartWorker())
         return Action::none; // A busy worker looks for more jobs after each job.
     ++m_workers;
     ++m_runnable;

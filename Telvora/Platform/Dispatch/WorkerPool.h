@@ -99,6 +99,7 @@ private:
     // False when the worker must end.
     bool sleepUntilNotified() TELVORA_REQUIRES(m_lock);
     bool isIdle() const TELVORA_REQUIRES(m_lock);
+    bool mayStartWorker() TELVORA_REQUIRES(m_lock);
 
     // Counts a worker as available if none is. The caller then calls perform() with the result,
     // after it has released the lock.
@@ -107,7 +108,6 @@ private:
 
     const StartThread m_startThread;
     const WorkerTimes m_times;
-    const std::size_t m_maximumRunnable;
 
     Mutex m_lock;
     // Each kind of waiting thread has its own condition variable, so that a notification wakes no
@@ -119,6 +119,8 @@ private:
     // All have the same delay, so the first in the list is the first to run.
     JobList m_delayedJobs TELVORA_GUARDED_BY(m_lock);
 
+    // 0 until somebody has asked the system, which reads a file for it.
+    std::size_t m_processors TELVORA_GUARDED_BY(m_lock) = 0;
     std::size_t m_workers TELVORA_GUARDED_BY(m_lock) = 0;
     // Workers that are not blocked. Includes workers that are being started.
     std::size_t m_runnable TELVORA_GUARDED_BY(m_lock) = 0;

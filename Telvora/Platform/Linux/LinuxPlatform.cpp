@@ -14,16 +14,28 @@
 
 #include <utility>
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
 namespace telvora {
 
 namespace {
 
 using detail::SystemFiles;
 
+std::optional<std::string> programName(const std::string& root)
+{
+    // It is the main thread's name, which that thread reads much faster than the file.
+    char name[16] = "";
+    if (root.empty() && ::gettid() == ::getpid() && ::prctl(PR_GET_NAME, name) == 0)
+        return detail::firstLine(name);
+    return SystemFiles(root).firstLine("/proc/self/comm");
+}
+
 HostBundle::Options bundleOptions(LinuxPlatformOptions& options)
 {
     if (!options.applicationName)
-        options.applicationName = SystemFiles(options.root).firstLine("/proc/self/comm");
+        options.applicationName = programName(options.root);
     return {
         std::move(options.applicationName),
         std::move(options.applicationVersion),

@@ -13,6 +13,9 @@
 #include <cstdlib>
 #include <future>
 #include <memory>
+#include <optional>
+#include <sys/prctl.h>
+#include <thread>
 
 namespace telvora::detail {
 namespace {
@@ -44,6 +47,19 @@ TEST(LinuxPlatformTest, AnApplicationIsCalledLikeItsProgramUntilItSaysMore)
 
     LinuxPlatform named({ .applicationName = "Host" });
     EXPECT_EQ(named.services().bundle.objectForInfoDictionaryKey("CFBundleName"), Value("Host"));
+}
+
+TEST(LinuxPlatformTest, AnApplicationIsCalledTheSameOnEachThread)
+{
+    const auto nameOn = [](const char* thread) {
+        ::prctl(PR_SET_NAME, thread);
+        return LinuxPlatform().services().bundle.objectForInfoDictionaryKey("CFBundleName");
+    };
+    // The name of the main thread is the program's.
+    EXPECT_EQ(nameOn(" host \nname"), Value("host"));
+    std::optional<Value> elsewhere;
+    std::thread([&] { elsewhere = nameOn("other"); }).join();
+    EXPECT_EQ(elsewhere, Value("host"));
 }
 
 TEST(LinuxPlatformTest, TheHostsOptionsReachTheServices)

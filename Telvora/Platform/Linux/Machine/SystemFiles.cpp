@@ -54,6 +54,12 @@ std::string_view nextLine(std::string_view& rest)
     return line;
 }
 
+std::optional<std::string> firstLine(std::string_view text)
+{
+    const auto line = trimmed(text.substr(0, text.find_first_of(std::string_view("\0\n", 2))));
+    return line.empty() ? std::nullopt : std::optional(std::string(line));
+}
+
 SystemFiles::SystemFiles(std::string root)
     : m_root(std::move(root))
 {
@@ -100,15 +106,7 @@ std::optional<std::string> SystemFiles::contents(
 std::optional<std::string> SystemFiles::firstLine(std::string_view path) const
 {
     const auto text = contents(path);
-    if (!text)
-        return std::nullopt;
-    std::string_view line = *text;
-    line = line.substr(0, line.find('\0'));
-    line = line.substr(0, line.find('\n'));
-    line = trimmed(line);
-    if (line.empty())
-        return std::nullopt;
-    return std::string(line);
+    return text ? detail::firstLine(*text) : std::nullopt;
 }
 
 std::optional<std::string> SystemFiles::assignment(

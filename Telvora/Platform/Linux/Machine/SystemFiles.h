@@ -49,4 +49,8 @@ std::string_view trimmed(std::string_view text);
 /// Removes the first line from `rest` and returns it without its line break.
 std::string_view nextLine(std::string_view& rest);
 
+/// The first line of `text`, up to a NUL, without white space at either end; absent if that leaves
+/// nothing.
+std::optional<std::string> firstLine(std::string_view text);
+
 } // namespace telvora::detail

@@ -39,10 +39,8 @@ struct LinuxNetworkWatcher::State {
         NetworkSnapshot snapshot;
         const auto add = [&](const nlmsghdr& message) { snapshot.add(message); };
         Dump outcome = Dump::whole;
-        for (const auto& [type, family] : { std::pair(RTM_GETLINK, AF_UNSPEC),
-                 std::pair(RTM_GETROUTE, AF_INET), std::pair(RTM_GETROUTE, AF_INET6) }) {
-            const Dump part = dump(
-                socket, static_cast<std::uint16_t>(type), static_cast<std::uint8_t>(family), add);
+        for (const std::uint16_t type : { RTM_GETLINK, RTM_GETROUTE }) {
+            const Dump part = dump(socket, type, add);
             if (part == Dump::failed)
                 return part;
             if (part == Dump::interrupted)

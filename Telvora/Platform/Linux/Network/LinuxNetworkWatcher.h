@@ -42,7 +42,7 @@ public:
     /// How the watcher asks the kernel. Tests give another function; the watching thread calls it
     /// too.
     using DumpFunction = std::function<NetlinkSocket::Dump(
-        NetlinkSocket&, std::uint16_t type, std::uint8_t family, NetlinkSocket::Visitor visit)>;
+        NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit)>;
 
     /// `files`: where /sys/class/net is looked up.
     explicit LinuxNetworkWatcher(SystemFiles files, DumpFunction dump = &NetlinkSocket::dump);

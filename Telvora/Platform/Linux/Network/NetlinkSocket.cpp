@@ -40,7 +40,6 @@ std::unique_ptr<NetlinkSocket> NetlinkSocket::open(std::uint32_t groups)
 
 NetlinkSocket::NetlinkSocket(Descriptor descriptor)
     : m_descriptor(std::move(descriptor))
-    , m_buffer(bufferBytes)
 {
 }
 
@@ -49,9 +48,9 @@ NetlinkSocket::Reading NetlinkSocket::read(Visitor visit)
     return receive(MSG_DONTWAIT, visit);
 }
 
-NetlinkSocket::Dump NetlinkSocket::dump(std::uint16_t type, std::uint8_t family, Visitor visit)
+NetlinkSocket::Dump NetlinkSocket::dump(std::uint16_t type, Visitor visit)
 {
-    if (!sendDumpRequest(type, family))
+    if (!sendDumpRequest(type))
         return Dump::failed;
 
     bool isDone = false;
@@ -75,36 +74,46 @@ NetlinkSocket::Dump NetlinkSocket::dump(std::uint16_t type, std::uint8_t family,
     return result;
 }
 
-bool NetlinkSocket::sendDumpRequest(std::uint16_t type, std::uint8_t family)
+bool NetlinkSocket::sendDumpRequest(std::uint16_t type)
 {
     struct Request {
         nlmsghdr header;
         // The longest of the headers that the kinds of request begin with.
         ifinfomsg body;
+        // Links are listed without their counters, which are most of the text.
+        rtattr attribute;
+        std::uint32_t filter;
     };
     static_assert(sizeof(ifinfomsg) >= sizeof(rtmsg));
 
     Request request {};
-    request.header.nlmsg_len = sizeof request;
+    const bool isForLinks = type == RTM_GETLINK;
+    request.header.nlmsg_len = isForLinks ? sizeof request : NLMSG_LENGTH(sizeof request.body);
     request.header.nlmsg_type = type;
     request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     request.header.nlmsg_seq = ++m_sequence;
-    request.body.ifi_family = family;
+    request.body.ifi_family = AF_UNSPEC;
+    request.attribute.rta_type = IFLA_EXT_MASK;
+    request.attribute.rta_len = RTA_LENGTH(sizeof request.filter);
+    request.filter = RTEXT_FILTER_SKIP_STATS;
 
     sockaddr_nl kernel {};
     kernel.nl_family = AF_NETLINK;
     ssize_t count = 0;
     do {
-        count = ::sendto(m_descriptor.number(), &request, sizeof request, MSG_NOSIGNAL,
+        count = ::sendto(m_descriptor.number(), &request, request.header.nlmsg_len, MSG_NOSIGNAL,
             reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel);
     } while (count < 0 && errno == EINTR);
-    return count == static_cast<ssize_t>(sizeof request);
+    return count == static_cast<ssize_t>(request.header.nlmsg_len);
 }
 
 NetlinkSocket::Reading NetlinkSocket::receive(int flags, Visitor visit)
 {
+    // Not filled with zeros: few answers need more than its first pages.
+    if (!m_buffer)
+        m_buffer = std::make_unique_for_overwrite<char[]>(bufferBytes);
     sockaddr_nl sender {};
-    iovec piece { m_buffer.data(), m_buffer.size() };
+    iovec piece { m_buffer.get(), bufferBytes };
     msghdr envelope {};
     envelope.msg_name = &sender;
     envelope.msg_namelen = sizeof sender;
@@ -128,7 +137,7 @@ NetlinkSocket::Reading NetlinkSocket::receive(int flags, Visitor visit)
     if (sender.nl_pid != 0)
         return Reading::messages;
 
-    visitMessages(m_buffer.data(), static_cast<std::size_t>(count), visit);
+    visitMessages(m_buffer.get(), static_cast<std::size_t>(count), visit);
     return Reading::messages;
 }
 

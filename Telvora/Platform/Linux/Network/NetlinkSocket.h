@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 struct nlmsghdr;
 
@@ -50,21 +49,22 @@ public:
         failed,
     };
 
-    /// Asks for all objects of a kind (RTM_GETLINK, RTM_GETROUTE), waits for the kernel's answer,
-    /// which takes only as long as the kernel needs to write it, and visits each object. Must not
-    /// be called on a subscribed socket.
-    Dump dump(std::uint16_t type, std::uint8_t family, Visitor visit);
+    /// Asks for all objects of a kind (RTM_GETLINK, RTM_GETROUTE) of every address family, waits
+    /// for the kernel's answer, which takes only as long as the kernel needs to write it, and
+    /// visits each object. Must not be called on a subscribed socket.
+    Dump dump(std::uint16_t type, Visitor visit);
 
     /// Visits the messages of one datagram, up to the first one that is cut off or malformed.
     static void visitMessages(const char* datagram, std::size_t size, Visitor visit);
 
 private:
-    bool sendDumpRequest(std::uint16_t type, std::uint8_t family);
+    bool sendDumpRequest(std::uint16_t type);
     Reading receive(int flags, Visitor visit);
 
     const Descriptor m_descriptor;
     std::uint32_t m_sequence = 0;
-    std::vector<char> m_buffer;
+    // Made for the first datagram.
+    std::unique_ptr<char[]> m_buffer;
 };
 
 } // namespace telvora::detail

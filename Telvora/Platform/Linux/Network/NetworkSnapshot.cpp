@@ -220,22 +220,8 @@ Reachability::Connection NetworkSnapshot::connection(const SystemFiles& files) c
     return Reachability::Connection::wifi;
 }
 
-NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const SystemFiles& files)
+NetworkSnapshot::Kind NetworkSnapshot::kindOfType(unsigned type, const SystemFiles& files)
 {
-    // The name says nothing: any link may be called wlan0.
-    const std::string folder = "/sys/class/net/" + link.name;
-    const auto deviceType = files.assignment(folder + "/uevent", "DEVTYPE");
-    if (deviceType == "wlan" || files.exists(folder + "/phy80211")
-        || files.exists(folder + "/wireless"))
-        return Kind::fixed;
-    if (deviceType == "wwan")
-        return Kind::cellular;
-    if (deviceType == "wireguard" || files.exists(folder + "/tun_flags"))
-        return Kind::tunnel;
-
-    unsigned type = link.type;
-    const std::string text = files.firstLine(folder + "/type").value_or("");
-    std::from_chars(text.data(), text.data() + text.size(), type);
     switch (type) {
     case ARPHRD_PPP:
         return hasSessionOverEthernet(files) ? Kind::fixed : Kind::cellular;
@@ -251,6 +237,28 @@ NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const Sy
     default:
         return Kind::fixed;
     }
+}
+
+NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const SystemFiles& files)
+{
+    // The name says nothing: any link may be called wlan0.
+    const std::string folder = "/sys/class/net/" + link.name;
+    const auto deviceType = files.assignment(folder + "/uevent", "DEVTYPE");
+    if (deviceType == "wlan")
+        return Kind::fixed;
+    if (deviceType == "wwan")
+        return Kind::cellular;
+    if (deviceType == "wireguard" || files.exists(folder + "/tun_flags"))
+        return Kind::tunnel;
+
+    unsigned type = link.type;
+    const std::string text = files.firstLine(folder + "/type").value_or("");
+    std::from_chars(text.data(), text.data() + text.size(), type);
+    const Kind kind = kindOfType(type, files);
+    // Asked last and seldom: each question costs some microseconds of a host's start.
+    const bool isWireless = kind != Kind::fixed
+        && (files.exists(folder + "/phy80211") || files.exists(folder + "/wireless"));
+    return isWireless ? Kind::fixed : kind;
 }
 
 NetworkSnapshot::Kind NetworkSnapshot::kind(

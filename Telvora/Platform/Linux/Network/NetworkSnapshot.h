@@ -68,6 +68,7 @@ private:
         tunnel,
     };
 
+    static Kind kindOfType(unsigned type, const SystemFiles& files);
     static Kind ownKind(const NetworkLink& link, const SystemFiles& files);
     Kind kind(const NetworkLink& link, const SystemFiles& files, int depth) const;
     const NetworkLink* usableLink(const DefaultRoute& route) const;

@@ -16,17 +16,17 @@ namespace {
 using Connection = Reachability::Connection;
 using Dump = NetlinkSocket::Dump;
 
-constexpr int dumpsPerReading = 3;
+constexpr int dumpsPerReading = 2;
 constexpr int readingsInARow = 8;
 
 /// Answers in place of the kernel. It lists a wired link with a default route.
 struct ScriptedKernel {
-    Dump dump(std::uint16_t type, std::uint8_t family, NetlinkSocket::Visitor visit)
+    Dump dump(std::uint16_t type, NetlinkSocket::Visitor visit)
     {
         const bool isImpaired = dumps++ < impairedDumps;
         if (type == RTM_GETLINK)
             give(linkMessage(2, "wire", IFF_UP | IFF_RUNNING), visit);
-        else if (family == AF_INET && !(isImpaired && isRouteMissing))
+        else if (!(isImpaired && isRouteMissing))
             give(defaultRouteMessage(2), visit);
         return isImpaired ? impairment : Dump::whole;
     }
@@ -53,8 +53,9 @@ protected:
     // Shared with the watching thread, which may outlive the case.
     std::shared_ptr<ScriptedKernel> kernel = std::make_shared<ScriptedKernel>();
     LinuxNetworkWatcher watcher { SystemFiles(tree.path()),
-        [kernel = kernel](NetlinkSocket&, std::uint16_t type, std::uint8_t family,
-            NetlinkSocket::Visitor visit) { return kernel->dump(type, family, visit); } };
+        [kernel = kernel](NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit) {
+            return kernel->dump(type, visit);
+        } };
 };
 
 TEST_F(LinuxNetworkWatcherTest, InterruptedReadingIsRepeatedAtOnce)

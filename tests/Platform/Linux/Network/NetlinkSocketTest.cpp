@@ -71,7 +71,7 @@ TEST(NetlinkSocketTest, ADumpOfTheKernelsLinksIsWhole)
     // The machine's links may change during the dump.
     NetlinkSocket::Dump dump = NetlinkSocket::Dump::interrupted;
     for (int attempt = 0; attempt < 100 && dump == NetlinkSocket::Dump::interrupted; ++attempt) {
-        dump = socket->dump(RTM_GETLINK, AF_UNSPEC,
+        dump = socket->dump(RTM_GETLINK,
             [&](const nlmsghdr& message) { links += message.nlmsg_type == RTM_NEWLINK; });
     }
 
@@ -84,7 +84,7 @@ TEST(NetlinkSocketTest, ADumpOfSomethingUnknownFails)
     const auto socket = NetlinkSocket::open(0);
     ASSERT_NE(socket, nullptr);
 
-    EXPECT_EQ(socket->dump(0x7FFF, AF_UNSPEC, [](const nlmsghdr&) {}), NetlinkSocket::Dump::failed);
+    EXPECT_EQ(socket->dump(0x7FFF, [](const nlmsghdr&) {}), NetlinkSocket::Dump::failed);
 }
 
 /// A socket at whose other end the case plays the kernel.
@@ -109,7 +109,7 @@ protected:
 
     NetlinkSocket::Dump dumpLinks()
     {
-        return socket->dump(RTM_GETLINK, AF_UNSPEC,
+        return socket->dump(RTM_GETLINK,
             [&](const nlmsghdr& message) { links += message.nlmsg_type == RTM_NEWLINK; });
     }
 
