@@ -5,8 +5,10 @@
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Delivery.h>
+#include <Telvora/Classes/FinishedEvents.h>
 #include <Telvora/Classes/PendingEvents.h>
 
+#include <limits>
 #include <new>
 
 namespace telvora {
@@ -19,7 +21,11 @@ template<typename Event> struct TrackerManager::IntakeBlock {
     std::string index;
     std::string_view network;
 
-    void operator()() { manager.intake(valueOf(event), index, network); }
+    void operator()()
+    {
+        const std::size_t bytes = manager.intake(valueOf(event), index, network);
+        manager.m_finished->add(std::move(event), bytes);
+    }
 
     static Value& valueOf(Value& event) { return event; }
     static Value& valueOf(EventBuilder& event) { return detail::eventOf(event); }
@@ -71,20 +77,24 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
     shared().m_triggerCallback.setValue(detail::keepHostClosure(std::move(callback)));
 }
 
-// In a barrier block of the queue.
-void TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
+// In a barrier block of the queue. Returns how long the event's text is; if it has none, as long as
+// a text can be.
+std::size_t TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
 {
     const auto channel = config(index);
     detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
     std::shared_ptr<const detail::AnyDepth<Value>> whole;
+    std::size_t bytes = std::numeric_limits<std::size_t>::max();
     try {
         if (!network.empty())
             stampNetwork(event.get_object(), network);
-        if (channel)
+        if (channel) {
             whole = accept(event, channel);
-        else
+            bytes = m_encoder->view().size();
+        } else {
             // Only the callback sees it.
             ledger.droppedAtIntake(DropReason::unknownChannel);
+        }
     } catch (...) {
         // There is no memory for the event.
         ledger.droppedAtIntake(DropReason::internalError);
@@ -92,7 +102,7 @@ void TrackerManager::intake(Value& event, const std::string& index, std::string_
     // In a child that the URL hook forked, the library is inert.
     if (!detail::isForkedChild())
         trigger((whole ? **whole : event).get_object(), index, ledger);
-    dispose(std::move(event));
+    return bytes;
 }
 
 // Puts the event into the channel's list, and sends what is due. Returns the event if the list has

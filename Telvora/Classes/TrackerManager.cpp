@@ -6,6 +6,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/UUIDText.h>
+#include <Telvora/Classes/FinishedEvents.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/NotificationCenter.h>
@@ -39,6 +40,7 @@ TrackerManager& TrackerManager::shared()
 TrackerManager::TrackerManager()
     : m_queue(platform().dispatch.makeConcurrentQueue("com.quorvex.tracker.manager"))
     , m_encoder(std::make_unique<detail::Encoder>(EncodeStyle::compact, detail::NonFinite::refuse))
+    , m_finished(std::make_unique<detail::FinishedEvents>())
     , m_configs(std::make_shared<const Configs>())
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))

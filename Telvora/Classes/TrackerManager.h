@@ -32,6 +32,7 @@ namespace telvora {
 namespace detail {
 template<typename Container> class AnyDepth;
 class Encoder;
+class FinishedEvents;
 } // namespace detail
 
 /// An EventBuilder that is handed over with std::move().
@@ -338,7 +339,7 @@ private:
 
     void enqueue(Dictionary&& event, std::string&& index, std::string_view network = {});
     void enqueue(EventBuilder&& event, std::string&& index, std::string_view network = {});
-    void intake(Value& event, const std::string& index, std::string_view network);
+    std::size_t intake(Value& event, const std::string& index, std::string_view network);
     std::shared_ptr<const detail::AnyDepth<Value>> accept(
         Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
@@ -358,6 +359,7 @@ private:
     std::unique_ptr<DispatchQueue> m_queue;
     // Used in barrier blocks of the queue alone.
     const std::unique_ptr<detail::Encoder> m_encoder;
+    const std::unique_ptr<detail::FinishedEvents> m_finished;
     lockAtomic<std::shared_ptr<const Configs>> m_configs;
     lockAtomic<std::shared_ptr<const Statuses>> m_configStatus;
     std::string m_sessionId;
