@@ -69,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         TrackerCommonData { copy(*commonDatas), key });
     const auto expected = encode(*whole);
     for (const BodyEncoding encoding : { BodyEncoding::plain, BodyEncoding::gzip }) {
-        const Batch batch = detail::makeBatch(encodedCommon, list, encoding);
+        const Batch batch = detail::makeTextBatch(encodedCommon, list, encoding);
         const auto body = batch.encoded();
         require(body.has_value() == expected.has_value());
         if (body && encoding == BodyEncoding::plain)

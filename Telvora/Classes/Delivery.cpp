@@ -85,7 +85,7 @@ void Delivery::sendNormalData(
     Upload upload(config, share);
     try {
         const Batch batch
-            = makeBatch(config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
+            = makeTextBatch(config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
         post(std::move(upload), batch);
     } catch (...) {
         // The upload's destructor records an internal error.

@@ -27,7 +27,7 @@ Batch PendingEvents::batch(
 {
     // A copy, so that the lock is not held while the text is compressed.
     const EventList events = m_state.with([](const State& state) { return state.events; });
-    return makeBatch(std::move(common), events, encoding);
+    return makeTextBatch(std::move(common), events, encoding);
 }
 
 std::uint32_t PendingEvents::beginSending(const Batch& batch)

@@ -23,7 +23,7 @@ TEST(BatchStressTest, ThreadsThatLookAtTheSameTimeSeeTheSameDictionary)
     detail::EventList list;
     list.append({ { "n", 1 } }, encoder);
     for (int round = 0; round < 100; ++round) {
-        const Batch batch = detail::makeBatch(commonData(), list);
+        const Batch batch = detail::makeTextBatch(commonData(), list);
         std::vector<const Dictionary*> seen(4);
         inThreads(4, [&](int thread) { seen[static_cast<std::size_t>(thread)] = batch.get(); });
 

@@ -135,7 +135,7 @@ Batch makeBatch(const Dictionary& dictionary)
     return shared(copy(dictionary));
 }
 
-Batch detail::makeBatch(
+Batch detail::makeTextBatch(
     std::shared_ptr<const EncodedCommonData> common, const EventList& events, BodyEncoding encoding)
 {
     std::string text;

@@ -80,7 +80,7 @@ TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 namespace detail {
 
 /// A batch of the common data with the events as their list.
-TELVORA_EXPORT Batch makeBatch(std::shared_ptr<const EncodedCommonData> common,
+TELVORA_EXPORT Batch makeTextBatch(std::shared_ptr<const EncodedCommonData> common,
     const EventList& events, BodyEncoding encoding = BodyEncoding::plain);
 
 /// The events of a batch that the library has made, under its own list key.

@@ -21,8 +21,8 @@ protected:
         detail::EventList list;
         for (const Value& event : events)
             list.append(Value(event), encoder);
-        return detail::makeBatch(std::make_shared<const detail::EncodedCommonData>(
-                                     TrackerCommonData { commonDatas, dataListKey }),
+        return detail::makeTextBatch(std::make_shared<const detail::EncodedCommonData>(
+                                         TrackerCommonData { commonDatas, dataListKey }),
             list);
     }
 };
