@@ -40,10 +40,11 @@ TEST(BatchStressTest, ACopyOfAListIsReadWhileTheListGrows)
     const detail::EventList copied = list;
     inThreads(2, [&](int thread) {
         for (int count = 0; count < 1000; ++count) {
-            if (thread == 0)
+            if (thread == 0) {
                 list.append({ { "n", count } }, encoder);
-            else if (count % 50 == 0)
+            } else if (count % 50 == 0) {
                 EXPECT_EQ(copied.decoded().size(), 20u);
+            }
         }
     });
 
