@@ -86,7 +86,7 @@ protected:
     /// In portions, so that the queue holds as much memory before as after.
     static void append(TrackerConfig& channel, int count)
     {
-        constexpr int portion = 500;
+        constexpr int portion = 100;
         std::int64_t accepted = channel.ledger().events.accepted;
         for (int number = 0; number < count; ++number) {
             EventBuilder event(6);
@@ -125,8 +125,9 @@ protected:
         EXPECT_LT(after, before + before / 10);
     }
 
-    static constexpr int shortOutage = 20'000;
-    static constexpr int longOutage = isSanitized ? 20'000 : 200'000;
+    // Whole batches and whole groups of finished events, so that no rest differs.
+    static constexpr int shortOutage = 3 * 6'400;
+    static constexpr int longOutage = (isSanitized ? 4 : 32) * 6'400;
 
     // Never destroyed, as threads of the library may still use it.
     OutageClient& client = *new OutageClient;
