@@ -93,6 +93,11 @@ Dictionary makeRecord(int number)
     return makeRecordByHand(0.032 + number % 7, 16.0, "TradeViewController");
 }
 
+std::string makePage(int)
+{
+    return "TradeViewController";
+}
+
 class Bench {
 public:
     Bench(int threads, int calls)
@@ -133,16 +138,6 @@ void registerChannels()
     }
 }
 
-Dictionary makeEventWithoutRoom(int number)
-{
-    const Dictionary event = makeSampleEvent(number);
-    Dictionary tight;
-    tight.reserve(event.size());
-    for (const auto& member : event)
-        tight.insert(member);
-    return tight;
-}
-
 void measureEvents(const Bench& bench)
 {
     TrackerManager& manager = TrackerManager::shared();
@@ -150,7 +145,6 @@ void measureEvents(const Bench& bench)
     const auto enroll = [&](Dictionary&& event) { manager.enrollE2ETrack(std::move(event)); };
     bench.run("append", makeSampleEvent, append);
     bench.run("enrollE2E", makeSampleEvent, enroll);
-    bench.run("enrollE2EWithoutRoom", makeEventWithoutRoom, enroll);
 }
 
 // A record built by hand is destroyed by the next assignment, while the clock runs: a reported
@@ -160,7 +154,6 @@ thread_local Dictionary t_built;
 void measureRecords(const Bench& bench)
 {
     TrackerManager& manager = TrackerManager::shared();
-    const auto makePage = [](int) { return std::string("TradeViewController"); };
     bench.run("buildByHand", makePage,
         [](std::string&& page) { t_built = makeRecordByHand(0.048, 16.0, page); });
     bench.run("slowFrame", makePage,
@@ -182,6 +175,8 @@ void measureProvider(const Bench& bench)
     manager.setupOstra(std::make_shared<LengthProvider>());
     bench.run("provider", makeRecord,
         [&](Dictionary&& record) { manager.reportAPMDict(std::move(record)); });
+    bench.run("providerRecord", makePage,
+        [&](std::string&& page) { manager.enrollSlowFrameTrack(0.048, 16.0, std::move(page)); });
     bench.run("providerWrapped", makeRecord,
         [&](Dictionary&& record) { manager.wrapAppendTracker(std::move(record)); });
     manager.setupOstra(nullptr);

@@ -24,7 +24,7 @@ Dictionary makeSampleEvent(int number)
 
 EventBuilder buildSampleEvent(int number)
 {
-    EventBuilder event(11);
+    EventBuilder event(10);
     event.set("name", "order.submit");
     event.set("page", "TradeViewController");
     event.set("symbol", "QVX-2041.XHKG");

@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Value event = dictionaryOf(std::move(drawn.value));
         events.push_back(nullptr);
         events.back() = copy(event);
-        list.append(std::move(event), encoder);
+        list.append(std::move(event), detail::encodeEvent(event, encoder));
         dispose(std::move(event));
     }
 

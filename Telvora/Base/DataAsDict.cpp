@@ -1,5 +1,6 @@
 #include <Telvora/Base/DataAsDict.h>
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/CopyInto.h>
 
 namespace telvora::detail {
@@ -8,9 +9,9 @@ namespace {
 
 template<typename Container> Value copied(const Container& container, const Storage& storage)
 {
-    Value value(storage);
-    copyInto(container, value);
-    return value;
+    AnyDepth<Value> value { Value(storage) };
+    copyInto(container, *value);
+    return std::move(*value);
 }
 
 template<typename Container> Value taken(Container&& container, const Storage& storage)

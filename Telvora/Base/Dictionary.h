@@ -81,7 +81,8 @@ TELVORA_EXPORT Dictionary copy(const Dictionary& dictionary);
 TELVORA_EXPORT Array copy(const Array& array);
 TELVORA_EXPORT Value copy(const Value& value);
 
-/// Destroys a value without recursion. Looks at each member once.
+/// Destroys a value without recursion. Looks at each member once. A value in memory that is given
+/// back as a whole (boost::json::is_deallocate_trivial) stays as it is.
 TELVORA_EXPORT void dispose(Dictionary&& dictionary) noexcept;
 TELVORA_EXPORT void dispose(Array&& array) noexcept;
 TELVORA_EXPORT void dispose(Value&& value) noexcept;

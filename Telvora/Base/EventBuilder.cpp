@@ -10,13 +10,9 @@ namespace {
 template<typename Source>
 void setCopyOf(Dictionary& fields, std::string_view key, const Source& source)
 {
-    Value& place = fields[key];
-    try {
-        detail::copyInto(source, place);
-    } catch (...) {
-        fields.erase(key);
-        throw;
-    }
+    Value copied(fields.storage());
+    detail::copyInto(source, copied);
+    fields.insert_or_assign(key, std::move(copied));
 }
 
 } // namespace
@@ -47,6 +43,11 @@ Value& detail::eventOf(EventBuilder& builder)
     if (!builder.m_memory)
         builder.m_memory.reset(EventMemory::make(builder.m_fields));
     return builder.m_memory->event();
+}
+
+std::size_t detail::bytesOf(const EventBuilder& builder)
+{
+    return builder.m_memory ? builder.m_memory->bytes() : 0;
 }
 
 } // namespace telvora

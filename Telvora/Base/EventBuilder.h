@@ -24,6 +24,8 @@ struct TELVORA_EXPORT EventMemoryDeleter {
 /// The event, made on first use. It lives as long as the builder. So does the memory of what is
 /// copied or moved out of it, unless that has a storage of its own.
 TELVORA_EXPORT Value& eventOf(EventBuilder& builder);
+/// How much memory the builder has.
+TELVORA_EXPORT std::size_t bytesOf(const EventBuilder& builder);
 inline Dictionary& fieldsOf(EventBuilder& builder)
 {
     return eventOf(builder).get_object();
@@ -41,10 +43,11 @@ inline Dictionary& fieldsOf(EventBuilder& builder)
 ///
 /// Life: empty until the first set(), and empty again once handed over.
 /// Threads: a value without a lock.
-/// Failure: set() throws std::bad_alloc and leaves the field out.
+/// Failure: set() and the constructor from a dictionary throw std::bad_alloc. set() has then
+/// changed nothing.
 class TELVORA_EXPORT EventBuilder {
 public:
-    /// `fields` is how many fields the event will have. With more it needs further blocks.
+    /// `fields` is how many fields the host will set. With more the event needs further blocks.
     explicit EventBuilder(std::size_t fields = 12)
         : m_fields(fields)
     {
@@ -72,6 +75,7 @@ public:
 
 private:
     friend Value& detail::eventOf(EventBuilder& builder);
+    friend std::size_t detail::bytesOf(const EventBuilder& builder);
 
     void setCopy(std::string_view key, const Value& value);
     void setCopy(std::string_view key, const Dictionary& dictionary);

@@ -22,9 +22,11 @@ constexpr std::size_t bytesForField = 72;
 
 EventMemory* EventMemory::make(std::size_t fieldCount)
 {
+    // "network" may be put in as well.
+    ++fieldCount;
     const std::size_t size = std::max(usualBlock, sizeof(EventMemory) + fieldCount * bytesForField);
     auto* const block = static_cast<std::byte*>(::operator new(size));
-    auto* const memory = ::new (block) EventMemory(block + sizeof(EventMemory), block + size);
+    auto* const memory = ::new (block) EventMemory(block + sizeof(EventMemory), size);
     std::unique_ptr<EventMemory, EventMemoryDeleter> owner(memory);
     memory->m_event.get_object().reserve(fieldCount);
     return owner.release();
@@ -36,9 +38,10 @@ void EventMemory::free(EventMemory* memory) noexcept
     ::operator delete(memory);
 }
 
-EventMemory::EventMemory(std::byte* room, std::byte* end)
+EventMemory::EventMemory(std::byte* room, std::size_t bytes)
     : m_room(room)
-    , m_end(end)
+    , m_end(room - sizeof(EventMemory) + bytes)
+    , m_bytes(bytes)
     , m_event(boost::json::object_kind, boost::json::storage_ptr(this))
 {
 }
@@ -57,6 +60,7 @@ void* EventMemory::do_allocate(std::size_t bytes, std::size_t alignment)
         const std::size_t size = std::max(usualBlock, sizeof(Block) + alignment + bytes);
         auto* const block = static_cast<std::byte*>(::operator new(size));
         m_blocks = ::new (block) Block { m_blocks };
+        m_bytes += size;
         m_end = block + size;
         place = block + sizeof(Block);
         room = size - sizeof(Block);

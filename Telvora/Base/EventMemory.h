@@ -25,6 +25,8 @@ public:
 
     /// A dictionary.
     Value& event() { return m_event; }
+    /// How long all blocks are together.
+    std::size_t bytes() const { return m_bytes; }
 
 private:
     // In front of the memory of each further block.
@@ -32,7 +34,7 @@ private:
         Block* next;
     };
 
-    EventMemory(std::byte* room, std::byte* end);
+    EventMemory(std::byte* room, std::size_t bytes);
     ~EventMemory() override;
 
     void* do_allocate(std::size_t bytes, std::size_t alignment) override;
@@ -44,6 +46,7 @@ private:
 
     std::byte* m_room;
     std::byte* m_end;
+    std::size_t m_bytes;
     Block* m_blocks = nullptr;
     // Never destroyed.
     union {

@@ -74,17 +74,18 @@ public:
             operations->destroy(m_storage);
     }
 
+    /// Whether such a callable is kept in place, without an allocation.
+    template<typename Stored>
+    static constexpr bool fits
+        = sizeof(Stored) <= inlineBytes && alignof(Stored) <= alignof(std::max_align_t)
+        && std::is_nothrow_move_constructible_v<Stored>;
+
 private:
     struct Operations {
         Result (*call)(std::byte*, Arguments&&...);
         void (*move)(std::byte* to, std::byte* from) noexcept;
         void (*destroy)(std::byte*) noexcept;
     };
-
-    template<typename Stored>
-    static constexpr bool fits
-        = sizeof(Stored) <= inlineBytes && alignof(Stored) <= alignof(std::max_align_t)
-        && std::is_nothrow_move_constructible_v<Stored>;
 
     template<typename Stored, typename... Initializers> void construct(Initializers&&... arguments)
     {
@@ -131,7 +132,7 @@ private:
 };
 
 /// One block of work for a queue. The size is chosen so that the block that hands an event to its
-/// channel (the manager, the dictionary and the channel's index) needs no allocation.
+/// channel (the manager, the dictionary, the channel's index and the network) needs no allocation.
 using Work = UniqueFunction<void(), 80>;
 
 /// A reference to a callable, for a function that calls it before it returns. Allocates nothing and

@@ -1,5 +1,8 @@
 #include <Telvora/Classes/FinishedEvents.h>
 
+#include <Telvora/Base/UsualMemory.h>
+
+#include <algorithm>
 #include <utility>
 
 namespace telvora::detail {
@@ -7,7 +10,10 @@ namespace telvora::detail {
 namespace {
 
 constexpr std::size_t eventsOfAGroup = 256;
-constexpr std::size_t bytesOfAGroup = std::size_t { 64 } * 1024;
+constexpr std::size_t bytesOfAGroup = std::size_t { 256 } * 1024;
+
+// A dictionary needs about four times the memory of its text.
+constexpr std::size_t bytesForTextByte = 4;
 
 } // namespace
 
@@ -17,27 +23,27 @@ FinishedEvents::FinishedEvents()
     m_built.reserve(eventsOfAGroup);
 }
 
-void FinishedEvents::add(Value&& event, std::size_t bytes) noexcept
+void FinishedEvents::add(Value&& event, std::size_t textBytes) noexcept
 {
-    // The host knows when other memory than usual must be given back.
-    if (*event.storage() != *boost::json::storage_ptr()) {
+    if (!isInUsualMemory(event)) {
         dispose(std::move(event));
         return;
     }
     m_dictionaries.push_back(std::move(event));
-    grow(bytes);
+    count(std::min(textBytes, bytesOfAGroup) * bytesForTextByte);
 }
 
-void FinishedEvents::add(EventBuilder&& event, std::size_t bytes) noexcept
+void FinishedEvents::add(EventBuilder&& event) noexcept
 {
+    const std::size_t bytes = bytesOf(event);
     m_built.push_back(std::move(event));
-    grow(bytes);
+    count(bytes);
 }
 
-void FinishedEvents::grow(std::size_t bytes) noexcept
+// Ends the group when it is full.
+void FinishedEvents::count(std::size_t bytes) noexcept
 {
-    // An event without a length ends the group.
-    m_bytes = bytes < bytesOfAGroup ? m_bytes + bytes : bytesOfAGroup;
+    m_bytes += bytes;
     if (m_bytes < bytesOfAGroup && m_dictionaries.size() + m_built.size() < eventsOfAGroup)
         return;
     for (Value& event : m_dictionaries)

@@ -14,22 +14,24 @@ namespace telvora::detail {
 /// event from end to end.
 ///
 /// Life: as long as the manager. The last group stays until further events come: less than 256
-/// events with less than 64 kB of text.
+/// events, or some 256 kB.
 /// Threads: one at a time: barrier blocks of the manager's queue.
 /// Failure: the constructor throws std::bad_alloc, nothing else throws.
 class FinishedEvents {
 public:
     FinishedEvents();
 
-    /// `bytes` is how long the event's text is.
-    void add(Value&& event, std::size_t bytes) noexcept;
-    void add(EventBuilder&& event, std::size_t bytes) noexcept;
+    /// `textBytes` is how long the event's text is. An event in a host's own memory is destroyed at
+    /// once: the host may give that memory back.
+    void add(Value&& event, std::size_t textBytes) noexcept;
+    void add(EventBuilder&& event) noexcept;
 
 private:
-    void grow(std::size_t bytes) noexcept;
+    void count(std::size_t bytes) noexcept;
 
     std::vector<Value> m_dictionaries;
     std::vector<EventBuilder> m_built;
+    // What both need, roughly.
     std::size_t m_bytes = 0;
 };
 

@@ -14,12 +14,17 @@ PendingEvents::PendingEvents(Array&& first)
         append(std::move(event), encoder);
 }
 
-PendingEvents::Appended PendingEvents::append(Value&& event, Encoder& encoder)
+AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder)
 {
-    return m_state.with([&](State& state) -> Appended {
-        auto whole = state.events.append(std::move(event), encoder);
-        return { state.events.size(), std::move(whole) };
+    // Without the lock: whoever looks at the events does not wait for the text of a long one.
+    const EncodedEvent encoded = encodeEvent(event, encoder);
+    AppendedEvent appended = m_state.with([&](State& state) -> AppendedEvent {
+        auto [bytes, whole] = state.events.append(std::move(event), encoded);
+        return { state.events.size(), bytes, std::move(whole) };
     });
+    // Gives back the memory of a long text.
+    encoder.clear();
+    return appended;
 }
 
 Batch PendingEvents::batch(

@@ -13,11 +13,22 @@
 
 namespace telvora::detail {
 
+/// What PendingEvents::append() did.
+struct AppendedEvent {
+    /// How many events the list has now.
+    std::size_t size = 0;
+    /// How long the event's text is.
+    std::size_t bytes = 0;
+    /// The event, if the list keeps it as a tree; otherwise null.
+    std::shared_ptr<const AnyDepth<Value>> whole {};
+};
+
 /// A channel's events that are not sent yet.
 ///
 /// Life: as long as the channel.
-/// Threads: shown() and copyAll() from any; everything else in barrier blocks of the manager's
-/// queue, which orders the changes. The lock is for shown(), which does not use the queue.
+/// Threads: shown() from any; copyAll() in a synchronous block of the manager's queue; everything
+/// else in barrier blocks of it. The queue orders the changes; the lock is for shown(), which does
+/// not use the queue.
 /// Failure: what returns events or a batch, and append(), throws std::bad_alloc and has then
 /// changed nothing.
 /// Fork: in a forked child it is empty, and stays so.
@@ -25,16 +36,8 @@ class TELVORA_EXPORT PendingEvents {
 public:
     explicit PendingEvents(Array&& first);
 
-    /// What append() did.
-    struct Appended {
-        /// How many events the list has now.
-        std::size_t size = 0;
-        /// The event, if the list keeps it as a tree; otherwise null.
-        std::shared_ptr<const AnyDepth<Value>> whole;
-    };
-
     /// Puts the event at the end. It is moved only if the list keeps it as a tree.
-    Appended append(Value&& event, Encoder& encoder);
+    AppendedEvent append(Value&& event, Encoder& encoder);
 
     /// A batch of all events, which stay in the list.
     Batch batch(std::shared_ptr<const EncodedCommonData> common,

@@ -31,7 +31,8 @@ class PendingEvents;
 ///
 /// Threads: any. The event list changes only in barrier blocks of the manager's queue.
 ///
-/// Failure: none. What a hook throws is caught and counted on the ledger.
+/// Failure: apiDatas(), setCommonData(), insert() and the constructors throw std::bad_alloc. What a
+/// hook throws is caught and counted on the ledger.
 class TELVORA_EXPORT TrackerConfig {
 public:
     using DefaultIndex = telvora::DefaultIndex;

@@ -4,12 +4,14 @@
 #include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/UsualMemory.h>
 #include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/FinishedEvents.h>
 #include <Telvora/Classes/PendingEvents.h>
 
 #include <limits>
 #include <new>
+#include <type_traits>
 
 namespace telvora {
 
@@ -24,7 +26,10 @@ template<typename Event> struct TrackerManager::IntakeBlock {
     void operator()()
     {
         const std::size_t bytes = manager.intake(valueOf(event), index, network);
-        manager.m_finished->add(std::move(event), bytes);
+        if constexpr (std::is_same_v<Event, Value>)
+            manager.m_finished->add(std::move(event), bytes);
+        else
+            manager.m_finished->add(std::move(event));
     }
 
     static Value& valueOf(Value& event) { return event; }
@@ -47,8 +52,12 @@ void TrackerManager::appendTracker(Dictionary&& event, std::string for_)
 
 void TrackerManager::appendBuilt(EventBuilder& event, std::string index, Network network)
 {
+    // The host's builder is empty from here on, whatever happens to the event.
+    EventBuilder built(std::move(event));
     submit(index, [&] {
-        enqueue(std::move(event), std::move(index),
+        // A builder without a field has no memory yet.
+        detail::eventOf(built);
+        enqueue(std::move(built), std::move(index),
             network == Network::stamped ? getCurrentNetWorkStatus() : std::string_view());
     });
 }
@@ -56,6 +65,13 @@ void TrackerManager::appendBuilt(EventBuilder& event, std::string index, Network
 // Made in the queue's own memory: each further move of the event would cost the host's thread time.
 void TrackerManager::enqueue(Dictionary&& event, std::string&& index, std::string_view network)
 {
+    if (!network.empty() && !detail::isInUsualMemory(event)) {
+        // The field would be put into memory that the host may be using at that moment.
+        enqueue(EventBuilder(event), std::move(index), network);
+        dispose(std::move(event));
+        return;
+    }
+    static_assert(Work::fits<IntakeBlock<Value>>, "an allocation on the host's thread");
     m_queue->emplaceBarrier<IntakeBlock<Value>>(*this, std::move(event), std::move(index), network);
 }
 
@@ -77,20 +93,18 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
     shared().m_triggerCallback.setValue(detail::keepHostClosure(std::move(callback)));
 }
 
-// In a barrier block of the queue. Returns how long the event's text is; if it has none, as long as
-// a text can be.
+// In a barrier block of the queue. Returns how long the event's text is; for an event of which that
+// says nothing, as long as a text can be.
 std::size_t TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
 {
     const auto channel = config(index);
     detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
-    std::shared_ptr<const detail::AnyDepth<Value>> whole;
-    std::size_t bytes = std::numeric_limits<std::size_t>::max();
+    detail::AppendedEvent appended { .bytes = std::numeric_limits<std::size_t>::max() };
     try {
         if (!network.empty())
             stampNetwork(event.get_object(), network);
         if (channel) {
-            whole = accept(event, channel);
-            bytes = m_encoder->view().size();
+            appended = accept(event, channel);
         } else {
             // Only the callback sees it.
             ledger.droppedAtIntake(DropReason::unknownChannel);
@@ -101,22 +115,22 @@ std::size_t TrackerManager::intake(Value& event, const std::string& index, std::
     }
     // In a child that the URL hook forked, the library is inert.
     if (!detail::isForkedChild())
-        trigger((whole ? **whole : event).get_object(), index, ledger);
-    return bytes;
+        trigger((appended.whole ? **appended.whole : event).get_object(), index, ledger);
+    return appended.bytes;
 }
 
-// Puts the event into the channel's list, and sends what is due. Returns the event if the list has
-// taken it. Throws, having changed nothing, where there is no memory for the event.
-std::shared_ptr<const detail::AnyDepth<Value>> TrackerManager::accept(
+// Puts the event into the channel's list, and sends what is due. Throws, having changed nothing,
+// where there is no memory for the event.
+detail::AppendedEvent TrackerManager::accept(
     Value& event, const std::shared_ptr<TrackerConfig>& channel)
 {
-    auto [size, whole] = channel->m_pending->append(std::move(event), *m_encoder);
+    auto appended = channel->m_pending->append(std::move(event), *m_encoder);
     channel->m_ledger.appended(1);
-    if (static_cast<std::int64_t>(size) >= channel->maxLimit())
+    if (static_cast<std::int64_t>(appended.size) >= channel->maxLimit())
         detail::Delivery::sendList(channel);
     else
         detail::Delivery::sendRetryData(channel);
-    return std::move(whole);
+    return appended;
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
@@ -155,7 +169,7 @@ void TrackerManager::trigger(
     try {
         // A host may keep copies of the event, and they use its memory, so it gets one in memory
         // that is not given back with the event.
-        const bool isLasting = *event.storage() == *boost::json::storage_ptr();
+        const bool isLasting = detail::isInUsualMemory(event);
         const detail::AnyDepth<Dictionary> lasting(isLasting ? Dictionary() : copy(event));
         const Dictionary& seen = isLasting ? event : *lasting;
         if (detail::callHost([&] { (*callback)(seen, index); }) == detail::HostCall::threw)

@@ -30,12 +30,13 @@
 namespace telvora {
 
 namespace detail {
-template<typename Container> class AnyDepth;
 class Encoder;
 class FinishedEvents;
+struct AppendedEvent;
 } // namespace detail
 
-/// An EventBuilder that is handed over with std::move().
+/// An EventBuilder that is handed over with std::move(). A template takes it, so that `{}` still
+/// means a Dictionary.
 template<typename Event>
 concept BuiltEvent = std::same_as<Event, EventBuilder>;
 
@@ -63,6 +64,9 @@ concept BuiltEvent = std::same_as<Event, EventBuilder>;
 /// ledger says what became of every event. Registering one index twice stops the process.
 ///
 /// Dictionaries: moved or copied without recursion, however deep they are.
+///
+/// Events: a Dictionary that is moved in, one that is copied, or an EventBuilder, which is empty
+/// afterwards, whatever becomes of the event. The builder costs both threads the least.
 class TELVORA_EXPORT TrackerManager {
 public:
     /// The one instance, made by the first call.
@@ -128,7 +132,8 @@ public:
 
     /// Installs the closure that is called with every event after its intake, also for unknown
     /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
-    /// flush.
+    /// flush. It does not see an event that has to be copied for it and for which there is no
+    /// memory.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
@@ -340,8 +345,7 @@ private:
     void enqueue(Dictionary&& event, std::string&& index, std::string_view network = {});
     void enqueue(EventBuilder&& event, std::string&& index, std::string_view network = {});
     std::size_t intake(Value& event, const std::string& index, std::string_view network);
-    std::shared_ptr<const detail::AnyDepth<Value>> accept(
-        Value& event, const std::shared_ptr<TrackerConfig>& channel);
+    detail::AppendedEvent accept(Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     using PutProperties = FunctionRef<void(Dictionary&)>;

@@ -86,8 +86,8 @@ public:
 /// Threads: any. insert() returns before the entry is stored; a later pop() on the same thread sees
 /// it. size() never waits and may be out of date.
 ///
-/// Deliberate: pop() reads the first entry and queues its removal as a second step, also when it
-/// found none. Two concurrent pops can return the same entry and remove another one; the ledger
+/// Deliberate: pop() reads the first entry and removes it in a second step, also when it found
+/// none. Two concurrent pops can return the same entry and remove another one; the ledger
 /// counts that one as `removedUnseen`.
 class TELVORA_EXPORT TrackerRetryCache final : public TrackerRetryStrategy {
 public:
@@ -115,8 +115,8 @@ public:
         detail::LedgerShare share;
     };
 
-    /// The same as pop(), with the share for the ledger. Where there is no memory to queue the
-    /// removal, the entry stays and null is returned.
+    /// The same as pop(), with the share for the ledger. Where there is no memory for the second
+    /// step, the entry stays and null is returned.
     Taken take();
 
     /// All entries in the order in which pop() would return them, without the effect of writes that

@@ -1,7 +1,7 @@
 // The smallest host: one channel, one event. Prints when the event was accepted (milliseconds of
-// CLOCK_MONOTONIC), how many threads there are once its upload has ended, and how often they woke
-// while the process was idle after that: the moments in which a thread ran after 10 ms in which
-// none ran, and the context switches of the moment with the most.
+// CLOCK_MONOTONIC, and of those since main began), how many threads there are once its upload has
+// ended, and how often they woke while the process was idle after that: the moments in which a
+// thread ran after 10 ms in which none ran, and the context switches of the moment with the most.
 //
 // Usage: minimal_host [COLLECTOR [IDLE-SECONDS [keep|drop]]]
 // keep: the batch waits for its retry, which the tick of the minute tries. drop: it does not.
@@ -66,6 +66,13 @@ struct Wakeups {
     long mostSwitches = 0;
 };
 
+double millisecondsNow()
+{
+    timespec now {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
 Wakeups watch(double seconds)
 {
     constexpr double step = 0.002;
@@ -74,7 +81,8 @@ Wakeups watch(double seconds)
     int silent = silentSteps;
     long inMoment = 0;
     long before = otherThreads().switches;
-    for (double passed = 0; passed < seconds; passed += step) {
+    const double end = millisecondsNow() + seconds * 1e3;
+    while (millisecondsNow() < end) {
         sleepFor(step);
         const long now = otherThreads().switches;
         const long more = now - std::exchange(before, now);
@@ -98,6 +106,7 @@ Wakeups watch(double seconds)
 
 int main(int count, char** values)
 {
+    const double mainAt = millisecondsNow();
     const std::string collector = count > 1 ? values[1] : "http://127.0.0.1:1";
     const double idleSeconds = count > 2 ? std::atof(values[2]) : 0;
 
@@ -111,10 +120,7 @@ int main(int count, char** values)
     // Not by sleeping, which takes 50 microseconds at least.
     while (account().accepted == 0)
         ::sched_yield();
-    timespec now {};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    const double acceptedAt
-        = static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+    const double acceptedAt = millisecondsNow();
 
     while (account().delivered + account().waiting == 0)
         sleepFor(0.001);
@@ -129,7 +135,8 @@ int main(int count, char** values)
     const Threads idle = otherThreads();
     const Wakeups second = watch(idleSeconds / 2);
 
-    std::printf("accepted %.3f\nthreads %d\nidleThreads %d\nwakeups %d\nswitches %ld\n", acceptedAt,
-        threads, idle.count, first.moments + second.moments,
+    std::printf("accepted %.3f\nacceptedSinceMain %.3f\nthreads %d\nidleThreads %d\nwakeups %d\n"
+                "switches %ld\n",
+        acceptedAt, acceptedAt - mainAt, threads, idle.count, first.moments + second.moments,
         std::max(first.mostSwitches, second.mostSwitches));
 }

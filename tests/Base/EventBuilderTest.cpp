@@ -82,6 +82,29 @@ TEST(EventBuilderTest, RandomEventsAreCopiedAsTheyAre)
     }
 }
 
+TEST(EventBuilderTest, AnEventIsOneBlockThatGlibcDoesNotCallLarge)
+{
+    constexpr std::size_t large = 1024;
+    Dictionary given;
+    for (int field = 0; field < 5; ++field) {
+        given["text" + std::to_string(field)] = "a text of some length";
+        given["number" + std::to_string(field)] = field;
+    }
+    EventBuilder set(10);
+    for (const auto& field : given)
+        set.set(field.key(), field.value());
+    EventBuilder copied(given);
+    const std::size_t before = detail::bytesOf(set);
+
+    // As the queue does with some events.
+    set.set("network", "WIFI");
+    copied.set("network", "WIFI");
+
+    EXPECT_EQ(detail::bytesOf(set), before);
+    EXPECT_LT(detail::bytesOf(set), large);
+    EXPECT_LT(detail::bytesOf(copied), large);
+}
+
 TEST(EventBuilderTest, AnEventThatWasHandedOverLeavesAnEmptyBuilder)
 {
     EventBuilder event;

@@ -1,5 +1,7 @@
 #include <tests/Classes/AllocationFault.h>
 
+#include <Telvora/Base/EventBuilder.h>
+#include <Telvora/Base/Gzip.h>
 #include <Telvora/Classes/TrackerManager.h>
 #include <tests/Base/JSONTesting.h>
 #include <tests/Classes/ImmediatePlatform.h>
@@ -32,10 +34,20 @@ Dictionary makeEvent()
     return { { "number", s_nextNumber++ }, { "text", "long enough to need memory of its own" } };
 }
 
+// Its text is not UTF-8, so that the list keeps the event as well.
+Dictionary makeWholeEvent()
+{
+    Dictionary event = makeEvent();
+    event["bytes"] = "\xFF";
+    return event;
+}
+
 // The arguments of an operation, made before anything fails.
 struct Given {
     Channel channel;
     Dictionary event = makeEvent();
+    Dictionary wholeEvent = makeWholeEvent();
+    EventBuilder built { event };
     std::string index = channel->index();
 };
 
@@ -86,6 +98,27 @@ void appendCopy(Given& given)
     manager().appendTracker(given.event, std::move(given.index));
 }
 
+void appendWhole(Given& given)
+{
+    manager().appendTracker(std::move(given.wholeEvent), std::move(given.index));
+}
+
+void appendBuilt(Given& given)
+{
+    manager().appendTracker(std::move(given.built), std::move(given.index));
+}
+
+void appendEmptyBuilder(Given& given)
+{
+    manager().appendTracker(EventBuilder(), std::move(given.index));
+}
+
+void compressAndAppendTwo(const Channel& channel)
+{
+    channel->setBodyEncoding(BodyEncoding::gzip);
+    appendTwo(channel);
+}
+
 void flush(Given& given)
 {
     manager().timerEventHandler(given.channel);
@@ -96,10 +129,15 @@ const std::vector<Scenario> intakes {
     { "anEventBelowTheLimit", 10, Manner::accepts, 2, letABatchFail, appendGiven },
     { "anEventThatFillsTheList", 3, Manner::accepts, 3, appendTwo, appendGiven },
     { "aFullListThatIsRefused", 3, Manner::refuses, 3, appendTwo, appendGiven },
+    { "anEventThatIsKeptWhole", 10, Manner::accepts, 1, nothing, appendWhole },
+    { "aFullListWithAnEventThatIsKeptWhole", 3, Manner::accepts, 3, appendTwo, appendWhole },
+    { "aFullListThatIsCompressed", 3, Manner::refuses, 3, compressAndAppendTwo, appendGiven },
 };
 
 const std::vector<Scenario> otherOperations {
     { "anEventOfTheHostsOwn", 10, Manner::accepts, 1, nothing, appendCopy },
+    { "aBuiltEvent", 3, Manner::accepts, 3, appendTwo, appendBuilt },
+    { "anEmptyBuilder", 10, Manner::accepts, 1, nothing, appendEmptyBuilder },
     { "aFlush", 10, Manner::accepts, 2, appendTwo, flush },
     { "aFlushThatIsRefused", 10, Manner::refuses, 2, appendTwo, flush },
     { "aRetry", 10, Manner::accepts, 1, letABatchFail, flush },
@@ -161,9 +199,11 @@ protected:
     {
         std::vector<std::int64_t> numbers;
         for (const std::string& body : immediate().client.accepted) {
-            const Decoded batch = decode(body);
-            for (const Value& event : batch.value->at("data").as_array())
-                numbers.push_back(event.at("number").as_int64());
+            const Decoded batch = decode(detail::gunzipped(body, 1'000'000).value_or(body));
+            for (const Value& event : batch.value->at("data").as_array()) {
+                if (const Value* number = event.as_object().if_contains("number"))
+                    numbers.push_back(number->as_int64());
+            }
         }
         return numbers;
     }
@@ -198,6 +238,23 @@ TEST_P(IntakeFaultTest, CallsTheTriggerForEveryEventInTheQueueWhicheverAllocatio
         ASSERT_EQ(*wholeEvents, before + 1) << "with allocation " << spared;
         if (!hasStruck)
             return;
+    }
+}
+
+// A builder that the host uses again must not have the fields of the last event.
+TEST(BuilderFaultTest, ABuilderThatWasHandedOverIsEmptyAlsoIfThereWasNoMemory)
+{
+    immediate();
+    manager();
+    bool hasStruck = true;
+    for (int spared = 0; hasStruck; ++spared) {
+        EventBuilder event(makeEvent());
+        {
+            const AllocationFault fault(spared);
+            manager().enrollE2ETrack(std::move(event));
+            hasStruck = fault.hasStruck();
+        }
+        EXPECT_EQ(detail::bytesOf(event), 0u);
     }
 }
 

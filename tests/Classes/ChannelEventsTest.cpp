@@ -38,11 +38,20 @@ TEST_F(ChannelEventsTest, TheNetworkIsStampedAtTheCallAndNotAtTheIntake)
     watchEvents();
     simulated().setHold(true);
 
+    const Dictionary kept;
     manager().enrollE2ETrack({});
+    manager().enrollE2ETrack(kept);
+    manager().enrollE2ETrack(EventBuilder());
+    manager().enrollSentryTrack({}, true);
+    manager().enrollSentryTrack(kept, false);
+    manager().enrollSentryTrack(EventBuilder(), false);
     simulated().reachability().setConnection(ScriptedReachability::Value::none);
     simulated().setHold(false);
+    simulated().runUntilIdle();
 
-    EXPECT_EQ(onlyEvent().event.at("network"), "WIFI");
+    ASSERT_EQ(seen.size(), 6u);
+    for (const auto& one : seen)
+        EXPECT_EQ(one.event.at("network"), "WIFI");
 }
 
 TEST_F(ChannelEventsTest, EveryKindOfNetworkHasItsText)

@@ -53,12 +53,11 @@ private:
 TEST_F(FinishedEventsTest, EventsAreDestroyedInGroups)
 {
     finished.add(dictionary(large), someBytes);
-    finished.add(built(large), someBytes);
-    for (int number = 2; number < group - 1; ++number)
+    for (int number = 1; number < group - 1; ++number)
         finished.add(dictionary(10), someBytes);
-    expectLarge(2);
+    expectLarge(1);
 
-    finished.add(dictionary(10), someBytes);
+    finished.add(built(10));
 
     expectLarge(0);
 }
@@ -75,10 +74,22 @@ TEST_F(FinishedEventsTest, LongEventsEndTheirGroup)
 
 TEST_F(FinishedEventsTest, AnEventWithoutALengthEndsItsGroup)
 {
-    finished.add(built(large), someBytes);
+    finished.add(dictionary(large), someBytes);
     expectLarge(1);
 
-    finished.add(built(large), std::numeric_limits<std::size_t>::max());
+    finished.add(dictionary(large), std::numeric_limits<std::size_t>::max());
+
+    expectLarge(0);
+}
+
+TEST_F(FinishedEventsTest, ABuiltEventCountsWithItsMemory)
+{
+    finished.add(dictionary(large), someBytes);
+    expectLarge(1);
+    finished.add(built(10));
+    expectLarge(1);
+
+    finished.add(built(large));
 
     expectLarge(0);
 }

@@ -12,7 +12,7 @@ class PendingEventsTest : public testing::Test {
 protected:
     static Dictionary event(int number) { return { { "n", number } }; }
 
-    PendingEvents::Appended append(Dictionary event)
+    AppendedEvent append(Dictionary event)
     {
         return pending.append(Value(std::move(event)), m_encoder);
     }

@@ -223,6 +223,20 @@ TYPED_TEST_P(DispatchContract, ABlockMayDestroyItsOwnQueue)
     EXPECT_EQ(this->ran, 2);
 }
 
+TYPED_TEST_P(DispatchContract, ABarrierNowOrLaterMayDestroyItsOwnQueue)
+{
+    DispatchQueue& itself = *this->queue;
+
+    itself.barrierNowOrLater([this, &itself] {
+        itself.barrierAsync([this] { ++this->ran; });
+        this->queue.reset();
+        ++this->ran;
+    });
+    this->subject.settle();
+
+    EXPECT_EQ(this->ran, 2);
+}
+
 TYPED_TEST_P(DispatchContract, ABlockIsDestroyedAfterItsRun)
 {
     const auto witness = std::make_shared<int>(0);
@@ -285,7 +299,8 @@ REGISTER_TYPED_TEST_SUITE_P(DispatchContract, BarriersRunInTheOrderOfSubmission,
     ABlockMaySyncWithAnotherQueue, ReadersOfTwoQueuesMayNest,
     ASyncMayRunAnotherQueuesBlockThatSyncsWithTheFirstQueue,
     AnExceptionOfASynchronousBlockReachesTheCaller, AnExceptionOfAnAsynchronousBlockIsDropped,
-    DestroyingAQueueRunsItsPendingBlocks, ABlockMayDestroyItsOwnQueue, ABlockIsDestroyedAfterItsRun,
+    DestroyingAQueueRunsItsPendingBlocks, ABlockMayDestroyItsOwnQueue,
+    ABarrierNowOrLaterMayDestroyItsOwnQueue, ABlockIsDestroyedAfterItsRun,
     BlocksOfTheGlobalQueueRun, ADelayedBlockRunsNoEarlierThanItsDelay,
     ADelayedBlockDoesNotWaitForALaterOne, ABlockForTheMainThreadRuns);
 

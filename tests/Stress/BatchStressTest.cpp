@@ -17,11 +17,17 @@ std::shared_ptr<const detail::EncodedCommonData> commonData()
     return std::make_shared<const detail::EncodedCommonData>(TrackerCommonData());
 }
 
-TEST(BatchStressTest, ThreadsThatLookAtTheSameTimeSeeTheSameDictionary)
+void append(detail::EventList& list, int number)
 {
     detail::Encoder encoder(EncodeStyle::compact, detail::NonFinite::refuse);
+    Value event { { "n", number } };
+    list.append(std::move(event), detail::encodeEvent(event, encoder));
+}
+
+TEST(BatchStressTest, ThreadsThatLookAtTheSameTimeSeeTheSameDictionary)
+{
     detail::EventList list;
-    list.append({ { "n", 1 } }, encoder);
+    append(list, 1);
     for (int round = 0; round < 100; ++round) {
         const Batch batch = detail::makeTextBatch(commonData(), list);
         std::vector<const Dictionary*> seen(4);
@@ -33,15 +39,14 @@ TEST(BatchStressTest, ThreadsThatLookAtTheSameTimeSeeTheSameDictionary)
 
 TEST(BatchStressTest, ACopyOfAListIsReadWhileTheListGrows)
 {
-    detail::Encoder encoder(EncodeStyle::compact, detail::NonFinite::refuse);
     detail::EventList list;
     for (int count = 0; count < 20; ++count)
-        list.append({ { "n", count } }, encoder);
+        append(list, count);
     const detail::EventList copied = list;
     inThreads(2, [&](int thread) {
         for (int count = 0; count < 1000; ++count) {
             if (thread == 0) {
-                list.append({ { "n", count } }, encoder);
+                append(list, count);
             } else if (count % 50 == 0) {
                 EXPECT_EQ(copied.decoded().size(), 20u);
             }

@@ -64,6 +64,15 @@ TEST(CollectorUnpackTest, ABodyOfMoreThanTheLimitIsAProblem)
     EXPECT_LT(body.size(), 1'000'000u);
 }
 
+TEST(CollectorUnpackTest, ASecondEncodingIsAProblem)
+{
+    std::string body = gzipped("text");
+    const auto problem
+        = unpack({ { "Content-Encoding", "gzip" }, { "content-encoding", "gzip" } }, body, 1000);
+
+    EXPECT_EQ(problem, "header Content-Encoding comes twice");
+}
+
 TEST(CollectorUnpackTest, AnotherEncodingIsAProblem)
 {
     std::string body = "{}";

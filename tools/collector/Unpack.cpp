@@ -42,9 +42,12 @@ std::optional<std::string> gunzip(std::string_view body, std::size_t maximumByte
 std::optional<std::string> unpack(
     const Headers& headers, std::string& body, std::size_t maximumBytes)
 {
+    bool isUnpacked = false;
     for (const auto& [name, value] : headers) {
         if (!boost::beast::iequals({ name.data(), name.size() }, "Content-Encoding"))
             continue;
+        if (isUnpacked)
+            return "header Content-Encoding comes twice";
         if (!boost::beast::iequals({ value.data(), value.size() }, "gzip"))
             return "header Content-Encoding is \"" + value + "\", not \"gzip\"";
         auto unpacked = gunzip(body, maximumBytes);
@@ -52,6 +55,7 @@ std::optional<std::string> unpack(
             return "body is no gzip, or of more than " + std::to_string(maximumBytes)
                 + " bytes unpacked";
         body = std::move(*unpacked);
+        isUnpacked = true;
     }
     return std::nullopt;
 }

@@ -9,8 +9,7 @@
 namespace telvora::collector {
 
 /// Replaces a body with "Content-Encoding: gzip" by what was compressed, of at most `maximumBytes`.
-/// Returns what is wrong with the encoding, and leaves the body as it is then. A body without that
-/// header is right.
+/// Returns what is wrong with the encoding. A body without that header is right.
 std::optional<std::string> unpack(
     const Headers& headers, std::string& body, std::size_t maximumBytes);
 

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Gzip.h>
+#include <Telvora/Base/UsualMemory.h>
 #include <Telvora/Classes/Utils/CommonData.h>
 #include <Telvora/Classes/Utils/EventList.h>
 
@@ -16,7 +17,8 @@ namespace {
 
 std::shared_ptr<const Dictionary> shared(Dictionary&& dictionary)
 {
-    const auto owner = std::make_shared<detail::AnyDepth<Dictionary>>(std::move(dictionary));
+    const auto owner = std::make_shared<detail::AnyDepth<Dictionary>>(
+        detail::takenToUsualMemory(std::move(dictionary)));
     return { owner, &**owner };
 }
 
@@ -65,11 +67,12 @@ const Dictionary* BatchContent::dictionary() const
     if (const auto* known = decoded.load(std::memory_order_acquire))
         return &**known;
 
-    auto made = std::make_unique<AnyDepth<Dictionary>>(copy(common->data.commonDatas));
+    AnyDepth<Dictionary> whole(copy(common->data.commonDatas));
     AnyDepth<Array> list(events());
-    Value& place = (**made)[common->data.dataListKey];
+    Value& place = (*whole)[common->data.dataListKey];
     dispose(std::exchange(place, nullptr));
     place = std::move(*list);
+    auto made = std::make_unique<AnyDepth<Dictionary>>(std::move(whole));
 
     const AnyDepth<Dictionary>* known = nullptr;
     // A thread that sees the pointer sees all that is behind it.
@@ -101,6 +104,18 @@ Batch::Batch(std::shared_ptr<const Dictionary> dictionary)
     const auto content = std::make_shared<BatchContent>();
     content->given = std::move(dictionary);
     m_content = content;
+}
+
+Batch::operator std::shared_ptr<const Dictionary>() const
+{
+    return { m_content, get() };
+}
+
+bool operator==(const Batch& lhs, const Batch& rhs)
+{
+    if (lhs.m_content == rhs.m_content)
+        return true;
+    return lhs && rhs && lhs.m_content->given && lhs.m_content->given == rhs.m_content->given;
 }
 
 const Dictionary* Batch::get() const

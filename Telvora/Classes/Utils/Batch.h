@@ -55,8 +55,12 @@ public:
     const Dictionary& operator*() const { return *get(); }
     const Dictionary* operator->() const { return get(); }
 
-    /// Whether both are the same batch or null. The members are not compared.
-    friend bool operator==(const Batch&, const Batch&) = default;
+    /// The dictionary; it lives as long as its last owner.
+    operator std::shared_ptr<const Dictionary>() const;
+
+    /// Whether both are the same batch, or made of the same dictionary, or null. The members are
+    /// not compared.
+    friend TELVORA_EXPORT bool operator==(const Batch& lhs, const Batch& rhs);
 
     /// The JSON text, as it is sent: compressed if encoding() is gzip. Absent if the batch is null
     /// or JSON cannot express a number in it.

@@ -1,15 +1,20 @@
 #include <Telvora/Classes/Utils/CommonData.h>
 
 #include <Telvora/Base/Encoder.h>
+#include <Telvora/Base/UsualMemory.h>
 
 #include <optional>
 #include <utility>
 
 namespace telvora::detail {
 
+// After the other constructor, so that an exception runs the destructor.
 EncodedCommonData::EncodedCommonData(TrackerCommonData&& commonData)
-    : data(std::move(commonData))
+    : EncodedCommonData()
 {
+    // Batches keep them longer than a host keeps the memory.
+    data.commonDatas = std::move(*takenToUsualMemory(std::move(commonData.commonDatas)));
+    data.dataListKey = std::move(commonData.dataListKey);
     Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
     const std::optional<std::size_t> behindBracket
         = encoder.writeAroundList(data.commonDatas, data.dataListKey);

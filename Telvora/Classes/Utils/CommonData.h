@@ -39,6 +39,9 @@ struct TELVORA_EXPORT EncodedCommonData {
     /// False if JSON cannot express a number in the common data. Batches are then never sent, and
     /// `head` and `tail` are the brackets alone.
     bool isEncodable = false;
+
+private:
+    EncodedCommonData() = default;
 };
 
 } // namespace detail

@@ -1,5 +1,7 @@
 #include <Telvora/Classes/Utils/EventList.h>
 
+#include <Telvora/Base/UsualMemory.h>
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -8,29 +10,36 @@ namespace telvora::detail {
 
 namespace {
 
-// Each chunk is as long as all before it, from a few events up to what malloc gives back alone.
+// Each chunk is as long as all before it, or as what it is made for, within these bounds.
 constexpr std::size_t shortestChunk = 1024;
 constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
 
 // Boost's parser recurses, so an event that is nested deeper is not read from its text.
 constexpr std::size_t deepestDecoded = 256;
 
-// An event in other memory than usual is copied: that memory may be given back with the event.
 std::shared_ptr<const AnyDepth<Value>> keep(Value&& event)
 {
-    if (*event.storage() == *boost::json::storage_ptr())
+    // Moves nothing before it has the memory.
+    if (isInUsualMemory(event))
         return std::make_shared<const AnyDepth<Value>>(std::move(event));
-    return std::make_shared<const AnyDepth<Value>>(copy(event));
+    AnyDepth<Value> copied(copy(event));
+    return std::make_shared<const AnyDepth<Value>>(std::move(copied));
 }
 
 } // namespace
 
-std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder& encoder)
+EncodedEvent encodeEvent(const Value& event, Encoder& encoder)
 {
     encoder.clear();
-    const bool isEncodable = encoder.write(event);
-    const bool isWhole = !isEncodable || encoder.hasRepaired() || encoder.depth() > deepestDecoded;
-    const std::string_view text = isEncodable ? encoder.view() : "null";
+    if (!encoder.write(event))
+        return { "null", false, true };
+    const bool isWhole = encoder.hasRepaired() || encoder.depth() > deepestDecoded;
+    return { encoder.view(), true, isWhole };
+}
+
+EventList::Appended EventList::append(Value&& event, const EncodedEvent& encoded)
+{
+    const auto [text, isEncodable, isWhole] = encoded;
 
     // Everything that can throw is done before anything changes.
     makeRoom(1 + text.size());
@@ -45,7 +54,7 @@ std::shared_ptr<const AnyDepth<Value>> EventList::append(Value&& event, Encoder&
         m_wholeEvents.push_back({ m_size, m_bytes, text.size(), whole });
     add(text);
     ++m_size;
-    return whole;
+    return { text.size(), std::move(whole) };
 }
 
 void EventList::makeRoom(std::size_t bytes)
@@ -54,7 +63,8 @@ void EventList::makeRoom(std::size_t bytes)
     for (std::size_t next = m_current + 1; next < m_chunks.size(); ++next)
         room += m_chunks[next].capacity;
     while (room < bytes) {
-        const std::size_t capacity = std::clamp(m_bytes, shortestChunk, longestChunk);
+        const std::size_t capacity
+            = std::clamp(std::max(m_bytes, bytes - room), shortestChunk, longestChunk);
         m_chunks.push_back({ std::make_shared_for_overwrite<char[]>(capacity), capacity });
         room += capacity;
     }

@@ -23,6 +23,19 @@ struct WholeEvent {
     std::shared_ptr<const AnyDepth<Value>> event;
 };
 
+/// An event as text, before a list takes it.
+struct EncodedEvent {
+    /// Valid until the encoder is used again.
+    std::string_view text;
+    /// Whether JSON can express the event. If not, the text is null.
+    bool isEncodable = true;
+    /// Whether the text would be read as something else, so that the event must be kept.
+    bool isWhole = false;
+};
+
+/// Throws std::bad_alloc.
+TELVORA_EXPORT EncodedEvent encodeEvent(const Value& event, Encoder& encoder);
+
 /// Events as text: what a batch contains between the brackets of its event list. An event needs a
 /// quarter of the memory of its tree, and a batch is made without encoding anything again.
 ///
@@ -45,10 +58,17 @@ public:
     bool isEncodable() const { return m_isEncodable; }
     const std::vector<WholeEvent>& wholeEvents() const { return m_wholeEvents; }
 
-    /// Appends an event, which it encodes with `encoder`. If the list keeps the event as a tree,
-    /// the event is moved there and that place is returned; otherwise null. If it throws, nothing
-    /// has changed.
-    std::shared_ptr<const AnyDepth<Value>> append(Value&& event, Encoder& encoder);
+    /// What append() did.
+    struct Appended {
+        /// How long the event's text is.
+        std::size_t bytes = 0;
+        /// The event, if the list keeps it as a tree; otherwise null.
+        std::shared_ptr<const AnyDepth<Value>> whole;
+    };
+
+    /// Appends an event that encodeEvent() has encoded. The event is moved only if the list keeps
+    /// it as a tree. If it throws, nothing has changed.
+    Appended append(Value&& event, const EncodedEvent& encoded);
 
     /// Appends the text of the events, with commas between them, to `text`.
     void copyTextTo(std::string& text) const;

@@ -74,9 +74,9 @@ struct CurlHTTPOptions {
 ///
 /// Deliberate: a request that its server may have processed is not sent again. If a kept connection
 /// closes without an answer, that is an error. Two kinds of request are sent again: those that the
-/// server says it did not process (HTTP/2: GOAWAY, REFUSED_STREAM), and those for which the client
-/// chose a kept connection that the server had already closed. They are sent unchanged and with
-/// their whole time-out, until one time-out after the first sending.
+/// server says it did not process (HTTP/2: GOAWAY, REFUSED_STREAM), and those of which nothing was
+/// sent because the kept connection that the client had chosen was closed. They are sent unchanged
+/// and with their whole time-out, until one time-out after the first sending.
 ///
 /// Deliberate: a program that the host starts inherits no connection, but may inherit a pair of
 /// sockets that libcurl makes for each lookup of a name and that exists while the lookup lasts. It

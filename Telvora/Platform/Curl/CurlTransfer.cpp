@@ -198,8 +198,8 @@ bool CurlTransfer::isRefusedByServer() const
 {
     if (!m_isUnanswered)
         return false;
-    // libcurl noticed only when it sent the first byte that a kept connection was closed.
-    if (m_isRefused || !m_isAnySent)
+    // Of a kept connection, libcurl notices only with the first byte that it was closed.
+    if (m_isRefused || (!m_isAnySent && !m_isConnectionOwn))
         return true;
     if (!m_connection || !m_connection->lastStream)
         return false;

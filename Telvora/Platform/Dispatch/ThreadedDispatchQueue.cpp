@@ -168,7 +168,9 @@ void ThreadedDispatchQueue::barrierAsync(Work block)
 void ThreadedDispatchQueue::barrierNowOrLater(Work block)
 {
     noteUse();
-    if (!isForkedChild() && !m_core->runIfIdle(block))
+    // The block may destroy this queue.
+    const auto core = m_core;
+    if (!isForkedChild() && !core->runIfIdle(block))
         barrierAsync(std::move(block));
 }
 

@@ -16,7 +16,7 @@ namespace telvora::detail {
 struct WorkerTimes {
     /// A job that is posted during this wait wakes no thread.
     std::chrono::nanoseconds shortWait = std::chrono::microseconds(250);
-    /// After this sleep a worker ends, unless no other one sleeps.
+    /// After this sleep a worker ends, if another worker sleeps too.
     std::chrono::nanoseconds longestSleep = std::chrono::seconds(5);
 };
 

@@ -1,6 +1,5 @@
 #include <Telvora/Platform/Host/HostNotificationCenter.h>
 
-#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -22,13 +21,14 @@ void HostNotificationCenter::removeObserver(const void* observer, Notification n
     // lock.
     std::vector<Registration> removed;
     m_registrations.with([&](Registrations& registrations) {
-        auto& list = registrations.list;
-        const auto end
-            = std::stable_partition(list.begin(), list.end(), [&](const Registration& one) {
-                  return one.observer != observer || one.notification != notification;
-              });
-        removed.assign(std::make_move_iterator(end), std::make_move_iterator(list.end()));
-        list.erase(end, list.end());
+        std::vector<Registration> kept;
+        kept.reserve(registrations.list.size());
+        removed.reserve(registrations.list.size());
+        for (Registration& one : registrations.list) {
+            const bool isRemoved = one.observer == observer && one.notification == notification;
+            (isRemoved ? removed : kept).push_back(std::move(one));
+        }
+        registrations.list = std::move(kept);
     });
 }
 

@@ -20,12 +20,36 @@ protected:
         detail::Encoder encoder(EncodeStyle::compact, detail::NonFinite::refuse);
         detail::EventList list;
         for (const Value& event : events)
-            list.append(Value(event), encoder);
+            list.append(Value(event), detail::encodeEvent(event, encoder));
         return detail::makeTextBatch(std::make_shared<const detail::EncodedCommonData>(
                                          TrackerCommonData { commonDatas, dataListKey }),
             list);
     }
 };
+
+TEST_F(BatchTest, BatchesOfOneDictionaryAreEqual)
+{
+    const auto given = std::make_shared<const Dictionary>(Dictionary { { "n", 1 } });
+    const Batch first = given;
+    const Batch second = given;
+    const std::shared_ptr<const Dictionary> again = first;
+
+    EXPECT_TRUE(first == second);
+    EXPECT_TRUE(first == given);
+    EXPECT_EQ(again, given);
+    EXPECT_FALSE(first == Batch(std::make_shared<const Dictionary>(*given)));
+    EXPECT_FALSE(first == nullptr);
+}
+
+TEST_F(BatchTest, ABatchOfTextIsEqualToItselfAlone)
+{
+    const Batch first = makeText({}, {});
+
+    EXPECT_TRUE(first == Batch(first));
+    EXPECT_FALSE(first == makeText({}, {}));
+    const std::shared_ptr<const Dictionary> shared = first;
+    EXPECT_EQ(shared.get(), first.get());
+}
 
 TEST_F(BatchTest, ANullBatchHasNothing)
 {

@@ -18,7 +18,8 @@ protected:
     bool append(Dictionary event)
     {
         Value value(std::move(event));
-        const bool isWhole = list.append(std::move(value), m_encoder) != nullptr;
+        const EncodedEvent encoded = encodeEvent(value, m_encoder);
+        const bool isWhole = list.append(std::move(value), encoded).whole != nullptr;
         dispose(std::move(value));
         return isWhole;
     }

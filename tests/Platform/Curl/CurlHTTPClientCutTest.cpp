@@ -1,4 +1,5 @@
 #include <tests/Platform/Curl/HTTPTesting.h>
+#include <tests/Platform/Curl/LoopbackServer.h>
 
 #include <gtest/gtest.h>
 
@@ -267,6 +268,20 @@ TEST(CurlHTTPClientUnsentTest, RequestOfWhichNoByteWasSentIsSentAgain)
 
     EXPECT_EQ(second.error, std::nullopt);
     EXPECT_EQ(server.arrived("/second"), 1);
+}
+
+// libcurl gives up before the first byte of a head that is too long. Another try would do the same.
+TEST(CurlHTTPClientUnsentTest, RequestThatFailsOnANewConnectionIsNotSentAgain)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    RealHTTPClient client;
+
+    const HTTPAnswer answer = answerTo(
+        client, { server.url(), "POST", { { "X-Long", std::string(2'000'000, 'x') } }, "{}" });
+
+    EXPECT_NE(answer.error, std::nullopt);
+    EXPECT_LE(server.connections(), 1U);
+    EXPECT_TRUE(server.received().empty());
 }
 
 } // namespace

@@ -93,6 +93,24 @@ TEST_F(EndToEndTest, FourThreadsLoseNothingAndTheCollectorFindsNoFault)
     EXPECT_EQ(collector.total().at("badVerdicts").to_number<int>(), 0);
 }
 
+TEST_F(EndToEndTest, TheCollectorUnpacksCompressedBodies)
+{
+    constexpr int count = 30;
+    const auto config = addChannel("MP", 10);
+    config->setBodyEncoding(BodyEncoding::gzip);
+    TrackerManager::start();
+    collector.installRules(R"([{"times": 1, "status": 500, "body": ""}])");
+
+    for (int number = 0; number < count; ++number)
+        TrackerManager::shared().appendTracker(event(0, number), "MP");
+    flushAll(*config, count);
+
+    EXPECT_EQ(config->ledger().events.delivered, count);
+    EXPECT_EQ(acceptedEvents("/MP"), count);
+    for (const auto& request : collector.requests())
+        EXPECT_TRUE(request.at("verdict").at("ok").as_bool()) << request;
+}
+
 TEST_F(EndToEndTest, RetryCacheDeliversAfterFaults)
 {
     constexpr int count = 200;

@@ -89,11 +89,14 @@ std::optional<PhysicalSize> sizeInEDID(std::string_view edid)
 
 std::optional<ConnectedScreen> mainScreen(const SystemFiles& files)
 {
-    auto connectors = files.namesIn(graphicsFolder);
-    std::stable_partition(connectors.begin(), connectors.end(), isBuiltIn);
-    for (const std::string& connector : connectors) {
-        if (auto screen = screenAt(files, connector))
-            return screen;
+    const auto connectors = files.namesIn(graphicsFolder);
+    for (const bool mustBeBuiltIn : { true, false }) {
+        for (const std::string& connector : connectors) {
+            if (isBuiltIn(connector) != mustBeBuiltIn)
+                continue;
+            if (auto screen = screenAt(files, connector))
+                return screen;
+        }
     }
     return std::nullopt;
 }
