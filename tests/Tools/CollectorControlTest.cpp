@@ -97,7 +97,7 @@ TEST(CollectorControlTest, AWaitEndsWhenTheCountIsReached)
 {
     const CollectorProgram program;
     Wire waiting(program.controlPort());
-    waiting.send(get("/_telvora/wait?acceptedEvents=5&timeout=30"));
+    waiting.send(get("/_telvora/wait?acceptedEvents=5&timeout=200"));
     EXPECT_EQ(waiting.read(std::chrono::milliseconds(50)).status, 0);
 
     program.post("/e2e", eventsBody(4));

@@ -56,10 +56,10 @@ TEST(CollectorLoadTest, HoldsTwoThousandUnansweredRequests)
         std::vector<Wire> wires = connections(program, 2000);
         for (Wire& wire : wires)
             wire.send(batch("/e2e", eventsBody(1)));
-        program.await("requests=2000&timeout=20");
+        program.await("requests=2000&timeout=200");
         EXPECT_EQ(program.total().at("pending").at("events"), 2000);
     }
-    program.await("settled=2000&timeout=20");
+    program.await("settled=2000&timeout=200");
 
     EXPECT_EQ(program.total().at("undelivered").at("events"), 2000);
 }

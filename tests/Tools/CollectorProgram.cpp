@@ -96,7 +96,7 @@ boost::json::object CollectorProgram::control(
 {
     Wire wire(m_controlPort);
     wire.send(request(method, target, body));
-    const Wire::Reply reply = wire.read(std::chrono::seconds(40));
+    const Wire::Reply reply = wire.read();
     EXPECT_EQ(reply.status, 200) << method << ' ' << target << ": " << reply.body;
     boost::system::error_code error;
     const auto value = boost::json::parse(reply.body, error);

@@ -24,7 +24,8 @@ public:
         End end = End::open;
     };
 
-    static constexpr std::chrono::milliseconds patience { 10000 };
+    /// For an answer that comes. The slowest takes two seconds on a machine that does nothing else.
+    static constexpr std::chrono::milliseconds patience { 200000 };
 
     /// Not connected where connecting failed; then see error().
     explicit Wire(std::uint16_t port);

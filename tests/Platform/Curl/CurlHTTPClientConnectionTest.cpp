@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <vector>
 
 namespace telvora::detail {
@@ -102,15 +103,21 @@ TEST(CurlHTTPClientConnectionTest, SlowServerDoesNotDelayAnother)
 
 TEST(CurlHTTPClientConnectionTest, EachRequestKeepsItsOwnTimeout)
 {
-    LoopbackServer server([](const LoopbackRequest& request) {
-        return LoopbackReply::answer(200, "{}").after(request.target == "/slow" ? 2s : 0s);
+    std::latch mayAnswer(1);
+    LoopbackServer server([&](const LoopbackRequest& request) {
+        if (request.target == "/never")
+            return LoopbackReply::silence();
+        mayAnswer.wait();
+        return LoopbackReply::answer(200, "{}");
     });
     RealHTTPClient client;
 
-    AnswerToCome patient(client, postTo(server.url("/slow"), "{}", 10s));
-    AnswerToCome impatient(client, postTo(server.url("/slow"), "{}", 1s));
+    AnswerToCome patient(client, postTo(server.url("/late"), "{}", 1h));
+    AnswerToCome impatient(client, postTo(server.url("/never"), "{}", 1s));
+    const bool isTimedOut = impatient.wait()->error.has_value();
+    mayAnswer.count_down();
 
-    EXPECT_TRUE(impatient.wait()->error);
+    EXPECT_TRUE(isTimedOut);
     EXPECT_EQ(patient.wait()->data, "{}");
 }
 

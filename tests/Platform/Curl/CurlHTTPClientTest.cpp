@@ -171,8 +171,8 @@ TEST(CurlHTTPClientTest, MissingAnswerTimesOut)
 TEST(CurlHTTPClientTest, TimeoutCoversTheWholeAnswer)
 {
     std::vector<LoopbackReply::Piece> drops
-        = { { "HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\n" } };
-    for (int number = 0; number < 99; ++number)
+        = { { "HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n" } };
+    for (int number = 0; number < 999; ++number)
         drops.push_back({ "x", 100ms });
     LoopbackServer server(always(raw(drops)));
     RealHTTPClient client;
