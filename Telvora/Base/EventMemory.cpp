@@ -28,7 +28,7 @@ EventMemory* EventMemory::make(std::size_t fieldCount)
     auto* const block = static_cast<std::byte*>(::operator new(size));
     auto* const memory = ::new (block) EventMemory(block + sizeof(EventMemory), size);
     std::unique_ptr<EventMemory, EventMemoryDeleter> owner(memory);
-    memory->m_event.get_object().reserve(fieldCount);
+    memory->event().get_object().reserve(fieldCount);
     return owner.release();
 }
 
@@ -42,8 +42,8 @@ EventMemory::EventMemory(std::byte* room, std::size_t bytes)
     : m_room(room)
     , m_end(room - sizeof(EventMemory) + bytes)
     , m_bytes(bytes)
-    , m_event(boost::json::object_kind, boost::json::storage_ptr(this))
 {
+    ::new (m_event) Value(boost::json::object_kind, boost::json::storage_ptr(this));
 }
 
 EventMemory::~EventMemory()

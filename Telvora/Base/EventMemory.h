@@ -5,6 +5,7 @@
 #include <boost/json/memory_resource.hpp>
 
 #include <cstddef>
+#include <new>
 #include <type_traits>
 
 namespace telvora::detail {
@@ -23,8 +24,11 @@ public:
     static EventMemory* make(std::size_t fieldCount);
     static void free(EventMemory* memory) noexcept;
 
+    /// Only free() calls it.
+    ~EventMemory() override;
+
     /// A dictionary.
-    Value& event() { return m_event; }
+    Value& event() { return *std::launder(reinterpret_cast<Value*>(m_event)); }
     /// How long all blocks are together.
     std::size_t bytes() const { return m_bytes; }
 
@@ -35,7 +39,6 @@ private:
     };
 
     EventMemory(std::byte* room, std::size_t bytes);
-    ~EventMemory() override;
 
     void* do_allocate(std::size_t bytes, std::size_t alignment) override;
     void do_deallocate(void* memory, std::size_t bytes, std::size_t alignment) override;
@@ -48,10 +51,8 @@ private:
     std::byte* m_end;
     std::size_t m_bytes;
     Block* m_blocks = nullptr;
-    // Never destroyed.
-    union {
-        Value m_event;
-    };
+    // A Value that is never destroyed: its memory is given back as a whole.
+    alignas(Value) std::byte m_event[sizeof(Value)];
 };
 
 } // namespace telvora::detail

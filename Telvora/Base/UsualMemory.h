@@ -3,6 +3,7 @@
 #include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Dictionary.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace telvora::detail {
@@ -16,12 +17,13 @@ template<typename Any> bool isInUsualMemory(const Any& value)
 
 /// Moves a value if it is in usual memory; otherwise copies it there and disposes of it. Neither
 /// recurses. Throws std::bad_alloc, and the value is then as before.
-template<typename Any> AnyDepth<Any> takenToUsualMemory(Any&& value)
+template<typename Any>
+requires(!std::is_reference_v<Any>) AnyDepth<Any> takenToUsualMemory(Any&& value)
 {
     if (isInUsualMemory(value))
-        return AnyDepth<Any>(std::move(value));
+        return AnyDepth<Any>(std::forward<Any>(value));
     AnyDepth<Any> copied(copy(value));
-    dispose(std::move(value));
+    dispose(std::forward<Any>(value));
     return copied;
 }
 

@@ -78,7 +78,7 @@ void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
 }
 
 void Delivery::sendNormalData(
-    const std::shared_ptr<TrackerConfig>& config, PendingEvents::Copied apiDatas)
+    const std::shared_ptr<TrackerConfig>& config, const PendingEvents::Copied& apiDatas)
 {
     const LedgerShare share { apiDatas.newEvents, 1 };
     config->m_ledger.posted(share);

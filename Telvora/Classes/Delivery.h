@@ -23,7 +23,7 @@ public:
 
     /// Sends a copy of the list. Threads: any.
     static void sendNormalData(
-        const std::shared_ptr<TrackerConfig>& config, PendingEvents::Copied apiDatas);
+        const std::shared_ptr<TrackerConfig>& config, const PendingEvents::Copied& apiDatas);
 
     /// Sends the first entry of the retry cache, if there is one. Threads: any.
     static void sendRetryData(const std::shared_ptr<TrackerConfig>& config);

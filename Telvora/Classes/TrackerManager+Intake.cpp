@@ -146,7 +146,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
         detail::Delivery::sendRetryData(config);
         return;
     }
-    detail::Delivery::sendNormalData(config, std::move(copied));
+    detail::Delivery::sendNormalData(config, copied);
     const auto clear = [config] {
         // Events that arrived after the copy are lost; the design accepts that.
         const auto unsent = static_cast<std::int64_t>(config->m_pending->clear());
