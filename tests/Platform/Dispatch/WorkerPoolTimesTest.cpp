@@ -26,6 +26,7 @@ protected:
 TEST_F(WorkerPoolSleepTest, AWorkerEndsAfterItsSleepExceptTheLast)
 {
     startFourWorkers();
+    settle();
     while (s_threads != 1)
         std::this_thread::yield();
 
