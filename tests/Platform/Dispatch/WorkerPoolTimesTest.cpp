@@ -43,6 +43,7 @@ TEST_F(WorkerPoolSleepTest, TheFirstWorkerThatSleepsStays)
 TEST_F(WorkerPoolSleepTest, AWorkerEndsAfterItsSleepExceptTheLast)
 {
     startFourWorkers();
+    settle();
     while (s_threads != 1)
         std::this_thread::yield();
 
