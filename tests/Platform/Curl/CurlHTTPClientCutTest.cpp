@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <future>
 #include <map>
 #include <string>
@@ -111,26 +112,19 @@ private:
             ::close(ignored);
     }
 
-    // Reads until `isEnough`; false if the client ends the connection first.
-    template<typename IsEnough>
-    static bool read(int connection, std::string& bytes, IsEnough&& isEnough)
-    {
-        char byte = 0;
-        while (!isEnough()) {
-            if (::recv(connection, &byte, 1, 0) != 1)
-                return false;
-            bytes += byte;
-        }
-        return true;
-    }
-
+    // The client sends no request before it has the answer to the last one, so none is cut here.
     bool readRequest(int connection)
     {
         std::string request;
-        const bool isWhole = read(connection, request, [&] { return request.ends_with("{body}"); });
-        if (isWhole)
-            ++m_arrived[request.substr(5, request.find(' ', 5) - 5)];
-        return isWhole;
+        std::array<char, 65'536> piece;
+        while (!request.ends_with("{body}")) {
+            const ssize_t count = ::recv(connection, piece.data(), piece.size(), 0);
+            if (count <= 0)
+                return false;
+            request.append(piece.data(), static_cast<std::size_t>(count));
+        }
+        ++m_arrived[request.substr(5, request.find(' ', 5) - 5)];
+        return true;
     }
 
     static void write(int connection, std::string_view bytes)
@@ -155,8 +149,9 @@ private:
             m_cutBehindTheEnd = m_bytes == wholeAnswer.size();
             return;
         }
-        std::string request;
-        read(connection, request, [&] { return request.size() == m_bytes; });
+        std::string request(m_bytes, '\0');
+        EXPECT_EQ(::recv(connection, request.data(), m_bytes, MSG_WAITALL),
+            static_cast<ssize_t>(m_bytes));
         if (request.ends_with("{body}")) {
             m_cutBehindTheEnd = true;
             ++m_arrived["/second"];
@@ -187,9 +182,11 @@ CurlHTTPOptions oneConnection()
     return options;
 }
 
-HTTPAnswer answerFrom(HTTPClient& client, const CuttingServer& server, const std::string& target)
+// `padding` makes the request longer.
+HTTPAnswer answerFrom(HTTPClient& client, const CuttingServer& server, const std::string& target,
+    const std::string& padding = "")
 {
-    return answerTo(client, { server.url(target), "POST", {}, "{body}" });
+    return answerTo(client, { server.url(target), "POST", {}, padding + "{body}" });
 }
 
 class CurlHTTPClientCutTest : public testing::TestWithParam<Manner> { };
@@ -234,6 +231,29 @@ TEST_P(CurlHTTPClientCutTest, NoRequestArrivesTwiceWhereverTheConnectionEnds)
         EXPECT_LE(server.arrived("/second"), 1);
         EXPECT_TRUE(!second.data || server.arrived("/second") == 1);
         isWhole = server.cutBehindTheEnd();
+    }
+}
+
+// libcurl sends a long request in several pieces, so the connection may end between two of them.
+TEST(CurlHTTPClientLongCutTest, NoLongRequestArrivesTwice)
+{
+    const std::string padding(300'000, ' ');
+    for (const Manner manner : { Manner::closeInRequest, Manner::resetInRequest }) {
+        for (const unsigned bytes : { 1u, 300u, 16'384u, 65'535u, 65'536u, 65'537u, 299'999u }) {
+            SCOPED_TRACE(bytes);
+            CuttingServer server(manner, bytes);
+            {
+                RealHTTPClient client(oneConnection());
+                EXPECT_EQ(answerFrom(client, server, "/first").error, std::nullopt);
+                EXPECT_NE(answerFrom(client, server, "/second", padding).error, std::nullopt);
+                server.waitForCut();
+                EXPECT_EQ(answerFrom(client, server, "/third", padding).error, std::nullopt);
+            }
+            server.end();
+
+            EXPECT_EQ(server.arrived("/second"), 0);
+            EXPECT_EQ(server.arrived("/third"), 1);
+        }
     }
 }
 
