@@ -1,7 +1,6 @@
 #include <Telvora/Platform/Linux/Network/NetworkSnapshot.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <tuple>
 #include <utility>
@@ -251,10 +250,7 @@ NetworkSnapshot::Kind NetworkSnapshot::ownKind(const NetworkLink& link, const Sy
     if (deviceType == "wireguard" || files.exists(folder + "/tun_flags"))
         return Kind::tunnel;
 
-    unsigned type = link.type;
-    const std::string text = files.firstLine(folder + "/type").value_or("");
-    std::from_chars(text.data(), text.data() + text.size(), type);
-    const Kind kind = kindOfType(type, files);
+    const Kind kind = kindOfType(link.type, files);
     // Asked last and seldom: each question costs some microseconds of a host's start.
     const bool isWireless = kind != Kind::fixed
         && (files.exists(folder + "/phy80211") || files.exists(folder + "/wireless"));

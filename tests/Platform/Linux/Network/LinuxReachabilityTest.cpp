@@ -191,13 +191,13 @@ TEST_F(LinuxReachabilityQuirk, TheKindOfALinkComesFromTheSystemAndNotFromItsName
     space.ip("route del default");
     EXPECT_TRUE(becomes(Connection::none));
 
-    playLink("wlan0", "type", "519\n");
+    playLink("wlan0", "uevent", "DEVTYPE=wwan\n");
     addRoute("via 10.0.1.2");
     EXPECT_TRUE(becomes(Connection::cellular));
     space.ip("route del default");
     EXPECT_TRUE(becomes(Connection::none));
 
-    playLink("wlan0", "phy80211/name", "phy0\n");
+    playLink("wlan0", "uevent", "DEVTYPE=wlan\n");
     addRoute("via 10.0.1.2");
     EXPECT_TRUE(becomes(Connection::wifi));
 }

@@ -93,6 +93,16 @@ TEST_F(NetworkSnapshotTest, APPPLinkIsAModemUnlessTheKernelListsASessionOverEthe
     EXPECT_EQ(connection(), Connection::wifi);
 }
 
+TEST_F(NetworkSnapshotTest, AWirelessLinkIsFixedWhateverItsTypeSays)
+{
+    add(linkMessage(2, "radio", usable, ARPHRD_RAWIP));
+    add(defaultRouteMessage(2));
+    EXPECT_EQ(connection(), Connection::cellular);
+
+    tree.write("/sys/class/net/radio/phy80211/name", "phy0\n");
+    EXPECT_EQ(connection(), Connection::wifi);
+}
+
 TEST_F(NetworkSnapshotTest, IPv4RouteGoesBeforeIPv6)
 {
     add(linkMessage(2, "wire", usable));
