@@ -18,13 +18,25 @@ constexpr std::size_t usualBlock = 1000;
 // A table entry, a short key and half a longer text.
 constexpr std::size_t bytesForField = 72;
 
+// The table of a dictionary. One of more than 18 fields has an index.
+constexpr std::size_t tableBytes(std::size_t fields)
+{
+    constexpr std::size_t header = 16;
+    constexpr std::size_t indexEntry = 4;
+    return header + fields * (sizeof(Dictionary::value_type) + indexEntry);
+}
+
 } // namespace
 
 EventMemory* EventMemory::make(std::size_t fieldCount)
 {
     // "network" may be put in as well.
     ++fieldCount;
-    const std::size_t size = std::max(usualBlock, sizeof(EventMemory) + fieldCount * bytesForField);
+    // Texts for which a usual block has no room get a second one. That costs less than one long
+    // block.
+    const bool isUsual = sizeof(EventMemory) + tableBytes(fieldCount) <= usualBlock;
+    const std::size_t size
+        = isUsual ? usualBlock : sizeof(EventMemory) + fieldCount * bytesForField;
     auto* const block = static_cast<std::byte*>(::operator new(size));
     auto* const memory = ::new (block) EventMemory(block + sizeof(EventMemory), size);
     std::unique_ptr<EventMemory, EventMemoryDeleter> owner(memory);

@@ -103,6 +103,13 @@ TEST(EventBuilderTest, AnEventIsOneBlockThatGlibcDoesNotCallLarge)
     EXPECT_EQ(detail::bytesOf(set), before);
     EXPECT_LT(detail::bytesOf(set), large);
     EXPECT_LT(detail::bytesOf(copied), large);
+
+    // The most fields of which the table has room in it.
+    EventBuilder most(19);
+    for (int field = 0; field < 19; ++field)
+        most.set(std::to_string(field), field);
+    most.set("network", "WIFI");
+    EXPECT_LT(detail::bytesOf(most), large);
 }
 
 TEST(EventBuilderTest, AnEventThatWasHandedOverLeavesAnEmptyBuilder)
