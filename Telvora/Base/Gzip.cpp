@@ -26,10 +26,10 @@ Bytef* asBytes(const char* bytes)
     return reinterpret_cast<Bytef*>(const_cast<char*>(bytes));
 }
 
-// Calls `step` until it returns something else than Z_OK; the output grows as needed, up to `most`
-// bytes. Returns what it returned last, or Z_BUF_ERROR if more output is left.
+// Calls `step` until it returns something else than Z_OK, and returns that. The output grows as
+// needed.
 template<typename Step>
-int run(z_stream& stream, std::string_view input, std::string& output, std::size_t most, Step step)
+int run(z_stream& stream, std::string_view input, std::string& output, Step step)
 {
     std::size_t given = 0;
     std::size_t made = 0;
@@ -39,11 +39,8 @@ int run(z_stream& stream, std::string_view input, std::string& output, std::size
             stream.avail_in = portion(input.size() - given);
             given += stream.avail_in;
         }
-        if (made == output.size()) {
-            if (made == most)
-                return Z_BUF_ERROR;
-            output.resize(std::min(most, std::max<std::size_t>(1024, 2 * output.size())));
-        }
+        if (made == output.size())
+            output.resize(std::max<std::size_t>(1024, 2 * output.size()));
         stream.next_out = asBytes(output.data() + made);
         stream.avail_out = portion(output.size() - made);
         const std::size_t room = stream.avail_out;
@@ -67,10 +64,9 @@ std::string gzipped(std::string_view bytes)
         throw std::bad_alloc();
     std::string compressed;
     try {
-        run(stream, bytes, compressed, std::numeric_limits<std::size_t>::max(),
-            [](z_stream* state, bool isLast) {
-                return deflate(state, isLast ? Z_FINISH : Z_NO_FLUSH);
-            });
+        run(stream, bytes, compressed, [](z_stream* state, bool isLast) {
+            return deflate(state, isLast ? Z_FINISH : Z_NO_FLUSH);
+        });
     } catch (...) {
         deflateEnd(&stream);
         throw;
@@ -80,7 +76,7 @@ std::string gzipped(std::string_view bytes)
     return compressed;
 }
 
-std::optional<std::string> gunzipped(std::string_view compressed, std::size_t most)
+std::optional<std::string> gunzipped(std::string_view compressed)
 {
     z_stream stream {};
     if (inflateInit2(&stream, windowBits) != Z_OK)
@@ -88,11 +84,9 @@ std::optional<std::string> gunzipped(std::string_view compressed, std::size_t mo
     std::string bytes;
     bool isWhole = false;
     try {
-        // Room for one byte more shows whether there are more, or only the end of the member.
-        const std::size_t room = most == std::numeric_limits<std::size_t>::max() ? most : most + 1;
-        const int result = run(stream, compressed, bytes, room,
+        const int result = run(stream, compressed, bytes,
             [](z_stream* state, bool) { return inflate(state, Z_NO_FLUSH); });
-        isWhole = result == Z_STREAM_END && stream.avail_in == 0 && bytes.size() <= most;
+        isWhole = result == Z_STREAM_END && stream.avail_in == 0;
     } catch (...) {
         inflateEnd(&stream);
         throw;

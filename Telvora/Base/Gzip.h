@@ -2,7 +2,6 @@
 
 #include <Telvora/Base/Export.h>
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,8 +12,8 @@ namespace telvora::detail {
 /// that makes a batch a quarter as long. Throws std::bad_alloc.
 TELVORA_EXPORT std::string gzipped(std::string_view bytes);
 
-/// The bytes that were compressed; absent if `compressed` is not one whole gzip member, or is one
-/// of more than `most` bytes. Throws std::bad_alloc.
-TELVORA_EXPORT std::optional<std::string> gunzipped(std::string_view compressed, std::size_t most);
+/// The bytes that were compressed, however many; absent if `compressed` is not one whole gzip
+/// member. Throws std::bad_alloc.
+TELVORA_EXPORT std::optional<std::string> gunzipped(std::string_view compressed);
 
 } // namespace telvora::detail

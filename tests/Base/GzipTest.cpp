@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <random>
 #include <string>
 
 namespace telvora::detail {
 namespace {
-
-constexpr std::size_t anyLength = std::numeric_limits<std::size_t>::max();
 
 std::string randomBytes(std::size_t count)
 {
@@ -26,8 +23,8 @@ TEST(GzipTest, WhatWasCompressedComesBack)
         std::initializer_list<std::size_t> { 0, 1, 1000, 1023, 1024, 1025, 100'000, 3'000'000 }) {
         const std::string letters(length, 'x');
         const std::string noise = randomBytes(length);
-        EXPECT_EQ(gunzipped(gzipped(letters), anyLength), letters);
-        EXPECT_EQ(gunzipped(gzipped(noise), anyLength), noise);
+        EXPECT_EQ(gunzipped(gzipped(letters)), letters);
+        EXPECT_EQ(gunzipped(gzipped(noise)), noise);
     }
 }
 
@@ -40,21 +37,13 @@ TEST(GzipTest, NothingButOneWholeMemberIsRead)
 {
     const std::string compressed = gzipped("some text");
     for (std::size_t length = 0; length < compressed.size(); ++length)
-        EXPECT_EQ(gunzipped(compressed.substr(0, length), anyLength), std::nullopt) << length;
-    EXPECT_EQ(gunzipped(compressed + "x", anyLength), std::nullopt);
-    EXPECT_EQ(gunzipped("plain text, not compressed", anyLength), std::nullopt);
+        EXPECT_EQ(gunzipped(compressed.substr(0, length)), std::nullopt) << length;
+    EXPECT_EQ(gunzipped(compressed + "x"), std::nullopt);
+    EXPECT_EQ(gunzipped("plain text, not compressed"), std::nullopt);
 
     std::string changed = compressed;
     changed[compressed.size() - 6] ^= 1; // In the checksum.
-    EXPECT_EQ(gunzipped(changed, anyLength), std::nullopt);
-}
-
-TEST(GzipTest, MoreThanTheLimitIsNotUnpacked)
-{
-    const std::string letters(5000, 'x');
-    EXPECT_EQ(gunzipped(gzipped(letters), 5000), letters);
-    EXPECT_EQ(gunzipped(gzipped(letters), 4999), std::nullopt);
-    EXPECT_EQ(gunzipped(gzipped(""), 0), "");
+    EXPECT_EQ(gunzipped(changed), std::nullopt);
 }
 
 } // namespace

@@ -199,7 +199,7 @@ protected:
     {
         std::vector<std::int64_t> numbers;
         for (const std::string& body : immediate().client.accepted) {
-            const Decoded batch = decode(detail::gunzipped(body, 1'000'000).value_or(body));
+            const Decoded batch = decode(detail::gunzipped(body).value_or(body));
             for (const Value& event : batch.value->at("data").as_array()) {
                 if (const Value* number = event.as_object().if_contains("number"))
                     numbers.push_back(number->as_int64());

@@ -7,7 +7,6 @@
 #include <Telvora/Classes/Utils/EventList.h>
 
 #include <atomic>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -84,9 +83,7 @@ const Dictionary* BatchContent::dictionary() const
 
 Array BatchContent::events() const
 {
-    constexpr auto anyLength = std::numeric_limits<std::size_t>::max();
-    const auto unpacked
-        = encoding == BodyEncoding::gzip ? gunzipped(text, anyLength) : std::nullopt;
+    const auto unpacked = encoding == BodyEncoding::gzip ? gunzipped(text) : std::nullopt;
     const std::string_view plain = unpacked ? std::string_view(*unpacked) : text.view();
     const std::size_t start = common->head.size();
     const std::size_t length = plain.size() - start - common->tail.size();
