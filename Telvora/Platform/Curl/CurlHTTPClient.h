@@ -75,7 +75,8 @@ struct CurlHTTPOptions {
 /// Deliberate: a request that its server may have processed is not sent again. If a kept connection
 /// closes without an answer, that is an error. Two kinds of request are sent again: those that the
 /// server says it did not process (HTTP/2: GOAWAY, REFUSED_STREAM), and those of which nothing was
-/// sent because the kept connection that the client had chosen was closed. They are sent unchanged
+/// sent because the kept connection that the client had chosen was closed (over TLS: of which not
+/// even the head and the first part of the body were sent whole). They are sent unchanged
 /// and with their whole time-out, until one time-out after the first sending.
 ///
 /// Deliberate: a program that the host starts inherits no connection, but may inherit a pair of

@@ -165,7 +165,7 @@ CurlJobs CurlTransfer::finish(CURLcode code) noexcept
     curl_easy_getinfo(m_handle, CURLINFO_RESPONSE_CODE, &status);
     noteHTTPVersion();
     m_isReusable = code == CURLE_OK;
-    m_wasRefused = code != CURLE_OK && isRefusedByServer();
+    m_wasRefused = code != CURLE_OK && isRefusedByServer(code);
     job.answer.status = static_cast<int>(status);
     try {
         job.answer.error = errorFor(code);
@@ -194,9 +194,10 @@ void CurlTransfer::noteHTTPVersion()
         m_connection->isHTTP2 = true;
 }
 
-bool CurlTransfer::isRefusedByServer() const
+bool CurlTransfer::isRefusedByServer(CURLcode code) const
 {
-    if (!m_isUnanswered)
+    // libcurl also says that it has no memory when a head is too long.
+    if (!m_isUnanswered || code == CURLE_OUT_OF_MEMORY)
         return false;
     // Of a kept connection, libcurl notices only with the first byte that it was closed.
     if (m_isRefused || (!m_isAnySent && !m_isConnectionOwn))

@@ -74,7 +74,7 @@ private:
     void setTrust();
     void setMethod(const HTTPRequest& request);
     void noteHTTPVersion();
-    bool isRefusedByServer() const;
+    bool isRefusedByServer(CURLcode code) const;
     std::optional<std::string> errorFor(CURLcode code) const;
 
     static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);

@@ -304,5 +304,19 @@ TEST(CurlHTTPClientUnsentTest, RequestThatFailsOnANewConnectionIsNotSentAgain)
     EXPECT_TRUE(server.received().empty());
 }
 
+TEST(CurlHTTPClientUnsentTest, RequestWhoseHeadIsTooLongForAKeptConnectionIsNotSentAgain)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    RealHTTPClient client(oneConnection());
+    answerTo(client, { server.url(), "POST", {}, "{}" });
+
+    const HTTPAnswer answer = answerTo(
+        client, { server.url(), "POST", { { "X-Long", std::string(2'000'000, 'x') } }, "{}" });
+
+    EXPECT_NE(answer.error, std::nullopt);
+    EXPECT_NE(answer.error, "Refused by the server");
+    EXPECT_EQ(server.received().size(), 1U);
+}
+
 } // namespace
 } // namespace telvora::detail
