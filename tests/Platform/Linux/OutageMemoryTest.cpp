@@ -136,6 +136,7 @@ protected:
 
     /// `outage` returns how many bytes were in use during it. What is in use afterwards may be more
     /// than before by a tenth of the memory of the whole process: the queues keep up to a megabyte.
+    /// How much of what is free glibc gives back to the system depends on thresholds of its own.
     template<typename Outage> void expectMemoryReturns(Outage outage)
     {
         const std::size_t before = heapBytes();
