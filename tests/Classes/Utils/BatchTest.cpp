@@ -3,9 +3,12 @@
 #include <Telvora/Classes/Utils/CommonData.h>
 #include <Telvora/Classes/Utils/EventList.h>
 
+#include <tests/Base/JSONTesting.h>
+
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
 
 namespace telvora {
 namespace {
@@ -115,6 +118,27 @@ TEST_F(BatchTest, TextThatIsNotUTF8IsSeenAsItWasAndSentRepaired)
     const std::string replaced = "\"\xEF\xBF\xBD\"";
     EXPECT_EQ(batch.encoded(),
         "{" + replaced + ":1," + replaced + ":2," + replaced + ":[{\"n\":" + replaced + "}]}");
+}
+
+TEST_F(BatchTest, ARandomBatchIsTheTextOfItsDictionary)
+{
+    RandomJSON random(11);
+    for (int round = 0; round < 300; ++round) {
+        const Dictionary commonDatas = random.dictionary(2);
+        // Sometimes a key of the common data.
+        const std::string key = commonDatas.empty() || random.below(2) == 0
+            ? random.text()
+            : std::string(commonDatas.begin()->key());
+        Array events;
+        for (std::uint64_t left = random.below(5); left > 0; --left)
+            events.push_back(random.dictionary(3));
+        Dictionary whole = commonDatas;
+        whole[key] = events;
+
+        const Batch batch = makeText(commonDatas, events, key);
+        EXPECT_EQ(batch.encoded()->view(), encode(whole));
+        EXPECT_EQ(*batch, whole);
+    }
 }
 
 TEST_F(BatchTest, EventsAreCountedUnderAnyKey)
