@@ -70,8 +70,9 @@ public:
         bool isTickDue = false;
         {
             const MutexLock lock(m_lock);
-            if (m_suspensions > 0)
-                --m_suspensions;
+            if (m_suspensions == 0)
+                return;
+            --m_suspensions;
             isTickDue = rearm();
         }
         postTick(isTickDue);
