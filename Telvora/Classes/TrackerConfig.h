@@ -84,7 +84,9 @@ public:
     void setCommonData(const TrackerCommonData& commonData);
 
     /// How the channel's batches are sent from now on; plain until set. A batch is compressed when
-    /// it is made, on the thread that sends it, and waits for its retry compressed.
+    /// it is made, on the thread that sends it, and waits for its retry compressed. If a full list
+    /// made it, that is inside the manager's barrier, and other events wait meanwhile. A retry
+    /// entry of the host's is compressed for each try.
     void setBodyEncoding(BodyEncoding encoding);
     BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
 

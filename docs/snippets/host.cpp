@@ -36,6 +36,15 @@ void submitOrder()
 }
 // [host]
 
+// [builder]
+void showQuote(double price)
+{
+    EventBuilder event(2);
+    event.set("name", "quote.shown").set("price", price);
+    TrackerManager::shared().enrollMPTrack(std::move(event));
+}
+// [builder]
+
 #include <chrono>
 #include <iostream>
 #include <thread>
@@ -46,12 +55,13 @@ int main()
 {
     startTelemetry("http://127.0.0.1:1");
     submitOrder();
+    showQuote(104.25);
 
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     const auto hasArrived = [](const char* index) {
         return TrackerManager::shared().ledger(index)->events.accepted == 1;
     };
-    while (!hasArrived("E2E") || !hasArrived("APM")) {
+    while (!hasArrived("E2E") || !hasArrived("MP") || !hasArrived("APM")) {
         if (std::chrono::steady_clock::now() > deadline)
             return 1;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
