@@ -105,7 +105,7 @@ void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
     post(Upload(config, share, entry->retryCount, entry->maxRetryCount), entry->data);
 }
 
-void Delivery::post(Upload upload, const Batch& batch)
+void Delivery::post(Upload upload, const Batch& batch) noexcept
 {
     const std::shared_ptr<TrackerConfig> config = upload.config();
     try {

@@ -31,7 +31,7 @@ public:
 private:
     class Upload;
 
-    static void post(Upload upload, const Batch& batch);
+    static void post(Upload upload, const Batch& batch) noexcept;
 };
 
 } // namespace telvora::detail

@@ -14,7 +14,7 @@ namespace telvora::detail {
 /// event from end to end.
 ///
 /// Life: as long as the manager. The last group stays until further events come: less than 256
-/// events, or some 256 kB.
+/// events, usually of less than 256 kB. A dictionary's memory is guessed by its text.
 /// Threads: one at a time: barrier blocks of the manager's queue.
 /// Failure: the constructor throws std::bad_alloc, nothing else throws.
 class FinishedEvents {

@@ -123,10 +123,12 @@ public:
     // ---- TrackerManager+Intake.cpp: intake of events ----
 
     /// Hands an event to the channel `for_`: moves it into a block of the queue, which appends it.
+    /// A Dictionary in memory of the host's own uses that memory until its block has ended, for
+    /// which timerEventHandler() waits.
     void appendTracker(Dictionary&& event, std::string for_);
     template<BuiltEvent Event> void appendTracker(Event&& event, std::string for_)
     {
-        appendBuilt(static_cast<EventBuilder&>(event), std::move(for_), Network::notStamped);
+        appendBuilt(event, std::move(for_), Network::notStamped);
     }
     void appendTracker(const Dictionary& event, std::string for_);
 

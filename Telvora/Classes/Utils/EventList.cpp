@@ -33,24 +33,24 @@ EncodedEvent encodeEvent(const Value& event, Encoder& encoder)
     encoder.clear();
     if (!encoder.write(event))
         return { "null", false, true };
-    const bool isWhole = encoder.hasRepaired() || encoder.depth() > deepestDecoded;
-    return { encoder.view(), true, isWhole };
+    const bool mustBeKept = encoder.hasRepaired() || encoder.depth() > deepestDecoded;
+    return { encoder.view(), true, mustBeKept };
 }
 
 EventList::Appended EventList::append(Value&& event, const EncodedEvent& encoded)
 {
-    const auto [text, isEncodable, isWhole] = encoded;
+    const auto [text, isEncodable, mustBeKept] = encoded;
 
     // Everything that can throw is done before anything changes.
     makeRoom(1 + text.size());
-    if (isWhole && m_wholeEvents.size() == m_wholeEvents.capacity())
+    if (mustBeKept && m_wholeEvents.size() == m_wholeEvents.capacity())
         m_wholeEvents.reserve(2 * m_wholeEvents.size() + 1);
-    auto whole = isWhole ? keep(std::move(event)) : nullptr;
+    auto whole = mustBeKept ? keep(std::move(event)) : nullptr;
 
     m_isEncodable = m_isEncodable && isEncodable;
     if (m_size > 0)
         add(",");
-    if (isWhole)
+    if (mustBeKept)
         m_wholeEvents.push_back({ m_size, m_bytes, text.size(), whole });
     add(text);
     ++m_size;

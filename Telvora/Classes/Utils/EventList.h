@@ -29,8 +29,8 @@ struct EncodedEvent {
     std::string_view text;
     /// Whether JSON can express the event. If not, the text is null.
     bool isEncodable = true;
-    /// Whether the text would be read as something else, so that the event must be kept.
-    bool isWhole = false;
+    /// Whether the event must be kept beside its text, which would be read as something else.
+    bool mustBeKept = false;
 };
 
 /// Throws std::bad_alloc.

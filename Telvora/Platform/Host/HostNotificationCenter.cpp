@@ -1,6 +1,5 @@
 #include <Telvora/Platform/Host/HostNotificationCenter.h>
 
-#include <iterator>
 #include <utility>
 
 namespace telvora {
