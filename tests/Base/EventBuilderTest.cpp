@@ -103,13 +103,22 @@ TEST(EventBuilderTest, AnEventIsOneBlockThatGlibcDoesNotCallLarge)
     EXPECT_EQ(detail::bytesOf(set), before);
     EXPECT_LT(detail::bytesOf(set), large);
     EXPECT_LT(detail::bytesOf(copied), large);
+}
 
-    // The most fields of which the table has room in it.
-    EventBuilder most(19);
-    for (int field = 0; field < 19; ++field)
-        most.set(std::to_string(field), field);
-    most.set("network", "WIFI");
-    EXPECT_LT(detail::bytesOf(most), large);
+TEST(EventBuilderTest, AnEventOfManyFieldsHasTwoBlocksThatGlibcDoesNotCallLarge)
+{
+    constexpr std::size_t usual = 1000;
+    const auto bytesFor = [](std::size_t fields) {
+        EventBuilder event(fields);
+        for (std::size_t field = 0; field < fields; ++field)
+            event.set("key " + std::to_string(field), field);
+        event.set("network", "WIFI");
+        return detail::bytesOf(event);
+    };
+
+    EXPECT_EQ(bytesFor(17), usual);
+    EXPECT_EQ(bytesFor(18), 2 * usual);
+    EXPECT_EQ(bytesFor(19), 2 * usual);
 }
 
 TEST(EventBuilderTest, AnEventThatWasHandedOverLeavesAnEmptyBuilder)
