@@ -128,7 +128,7 @@ public:
     void appendTracker(Dictionary&& event, std::string for_);
     template<BuiltEvent Event> void appendTracker(Event&& event, std::string for_)
     {
-        appendBuilt(event, std::move(for_), Network::notStamped);
+        appendBuilt(static_cast<EventBuilder&>(event), std::move(for_), Network::notStamped);
     }
     void appendTracker(const Dictionary& event, std::string for_);
 
