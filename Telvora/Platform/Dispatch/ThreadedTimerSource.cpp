@@ -91,6 +91,8 @@ public:
         // Happens when disarm() came after the timer thread had taken the deadline.
         if (!m_isArmed || m_next > now)
             return;
+        // It may have been armed again since, and the tick will arm it.
+        m_timers->disarm(*this);
         m_isArmed = false;
         sendTick(now);
     }
