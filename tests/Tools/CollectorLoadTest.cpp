@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
+#include <sstream>
+#include <string>
 #include <sys/resource.h>
 #include <vector>
 
@@ -87,6 +90,35 @@ TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
     EXPECT_LT(program.residentBytes(), before + slack);
 }
 
+// Waits until nothing is on its way to the port of this machine, and all that has arrived there was
+// read.
+void waitUntilAllIsRead(int port)
+{
+    const auto portOf = [](const std::string& address) {
+        return std::stoi(address.substr(address.find(':') + 1), nullptr, 16);
+    };
+    std::size_t waiting = 1;
+    while (waiting > 0) {
+        waiting = 0;
+        std::ifstream table("/proc/net/tcp");
+        std::string line;
+        std::getline(table, line);
+        while (std::getline(table, line)) {
+            std::string number;
+            std::string local;
+            std::string remote;
+            std::string state;
+            std::string queues;
+            std::istringstream(line) >> number >> local >> remote >> state >> queues;
+            // What is to be sent, and what is to be read.
+            if (portOf(remote) == port)
+                waiting += std::stoul(queues, nullptr, 16);
+            if (portOf(local) == port && state == "01")
+                waiting += std::stoul(queues.substr(queues.find(':') + 1), nullptr, 16);
+        }
+    }
+}
+
 TEST(CollectorLoadTest, ArrivingBodiesShareOneLimit)
 {
     CollectorProgram program({ "--max-memory", "4", "--max-body", "4" });
@@ -98,6 +130,7 @@ TEST(CollectorLoadTest, ArrivingBodiesShareOneLimit)
     first.send(begun);
     second.send(begun);
     third.send(begun);
+    waitUntilAllIsRead(program.port());
 
     // One of the three bodies exceeds the limit; once it is dropped, the others fit.
     std::vector<int> statuses;

@@ -92,7 +92,7 @@ TEST_P(HAProxyTest, SlowBackendFailsNoRequestThatWaitsBehindOthers)
     LoopbackServer backend(always(LoopbackReply::answer(200, "{}").after(400ms)));
     serve("127.0.0.1:" + backend.port());
 
-    load->send(url("/slow"), 200, 500, 10s);
+    load->send(url("/slow"), 200);
 
     EXPECT_EQ(load->outcome(), allAnswered(200));
 }
