@@ -93,12 +93,12 @@ TEST_F(CurlHTTPClientRefusalQuirk, ServerThatRefusesForEverIsAskedLessAndLessAnd
 {
     serve(Manner::refuse, 1, 1'000'000);
 
-    const HTTPAnswer refused = answer(std::chrono::seconds(1));
+    const HTTPAnswer refused = answer(std::chrono::seconds(5));
 
     EXPECT_EQ(refused.error, "Refused by the server");
-    // With pauses of 10, 20, 40 ms and so on: 8 in the first second.
-    EXPECT_GE(server->requests(), 2U);
-    EXPECT_LE(server->requests(), 8U);
+    // With pauses of 10, 20, 40 ms and so on, up to a second: 12 in 5 seconds. On a busy machine
+    // fewer.
+    EXPECT_LE(server->requests(), 12U);
 }
 
 TEST_F(CurlHTTPClientRefusalTest, ManyRequestsAtOnceAreAllAnsweredDespiteRefusals)

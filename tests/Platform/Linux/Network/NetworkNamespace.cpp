@@ -70,7 +70,7 @@ void NetworkNamespace::ip(const std::string& commands) const
 
 bool eventually(const std::function<bool()>& condition)
 {
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    const auto deadline = std::chrono::steady_clock::now() + 200s;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
