@@ -91,7 +91,8 @@ public:
         // Happens when disarm() came after the timer thread had taken the deadline.
         if (!m_isArmed || m_next > now)
             return;
-        // It may have been armed again since, and the tick will arm it.
+        // It may have been armed again since. The end of the tick arms it, which is allowed only
+        // once.
         m_timers->disarm(*this);
         m_isArmed = false;
         sendTick(now);
