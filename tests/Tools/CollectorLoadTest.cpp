@@ -90,8 +90,7 @@ TEST(CollectorLoadTest, MemoryStaysBoundedAndTheCountsExact)
     EXPECT_LT(program.residentBytes(), before + slack);
 }
 
-// Waits until nothing is on its way to the port of this machine, and all that has arrived there was
-// read.
+// Waits until the program that listens on the port has read all that was sent to it.
 void waitUntilAllIsRead(int port)
 {
     const auto portOf = [](const std::string& address) {

@@ -89,10 +89,11 @@ TEST_P(HAProxyTest, ConnectionThatEndsWhileItIsIdleIsReplaced)
 
 TEST_P(HAProxyTest, SlowBackendFailsNoRequestThatWaitsBehindOthers)
 {
-    LoopbackServer backend(always(LoopbackReply::answer(200, "{}").after(400ms)));
+    LoopbackServer backend(always(LoopbackReply::answer(200, "{}").after(1500ms)));
     serve("127.0.0.1:" + backend.port());
 
-    load->send(url("/slow"), 200);
+    // Six at a time would take 50 s.
+    load->send(url("/slow"), 200, 500, 45s);
 
     EXPECT_EQ(load->outcome(), allAnswered(200));
 }

@@ -97,10 +97,11 @@ TEST_P(NginxProtocolTest, RestartUnderLoadHasNoRequestAnsweredTwice)
 
 TEST_P(NginxProtocolTest, SlowBackendFailsNoRequestThatWaitsBehindOthers)
 {
-    LoopbackServer backend(always(LoopbackReply::answer(200, "{}").after(400ms)));
+    LoopbackServer backend(always(LoopbackReply::answer(200, "{}").after(1500ms)));
     serve({ .locations = "location /slow { proxy_pass " + backend.url() + "; }" });
 
-    load->send(url("/slow"), 200);
+    // Six at a time would take 50 s.
+    load->send(url("/slow"), 200, 500, 45s);
 
     EXPECT_EQ(load->outcome(), allAnswered(200));
 }
