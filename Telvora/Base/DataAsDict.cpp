@@ -3,6 +3,8 @@
 #include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/CopyInto.h>
 
+#include <utility>
+
 namespace telvora::detail {
 
 namespace {
@@ -14,12 +16,13 @@ template<typename Container> Value copied(const Container& container, const Stor
     return std::move(*value);
 }
 
+// Never called with an lvalue.
 template<typename Container> Value taken(Container&& container, const Storage& storage)
 {
     if (*container.storage() == *storage)
-        return Value(std::move(container));
+        return Value(std::forward<Container>(container));
     Value value = copied(container, storage);
-    dispose(std::move(container));
+    dispose(std::forward<Container>(container));
     return value;
 }
 
