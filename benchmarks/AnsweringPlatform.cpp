@@ -42,19 +42,21 @@ void AnsweringHTTPClient::answer()
         for (Completion& completion : taken) {
             completion(HTTPAnswer { m_text, {}, 200 });
             completion.reset();
+            m_answered.fetch_add(1, std::memory_order_relaxed);
         }
         lock.lock();
     }
 }
 
-void installAnsweringPlatform(LinuxPlatformOptions options, std::string text)
+AnsweringHTTPClient& installAnsweringPlatform(LinuxPlatformOptions options, std::string text)
 {
     auto& machine = *new LinuxPlatform(std::move(options));
     const Platform& set = machine.services();
-    installPlatform(
-        *new Platform { set.application, set.bundle, set.clock, set.device, set.dispatch,
-            set.fileManager, *new AnsweringHTTPClient(std::move(text)), set.lifeCycleChecker,
-            set.notificationCenter, set.reachability, set.screens, set.telephony, set.uuids });
+    auto& client = *new AnsweringHTTPClient(std::move(text));
+    installPlatform(*new Platform { set.application, set.bundle, set.clock, set.device,
+        set.dispatch, set.fileManager, client, set.lifeCycleChecker, set.notificationCenter,
+        set.reachability, set.screens, set.telephony, set.uuids });
+    return client;
 }
 
 } // namespace telvora
