@@ -169,6 +169,10 @@ void dispose(Value&& value) noexcept
     // The memory is given back as a whole.
     if (value.storage().is_not_shared_and_deallocate_is_trivial())
         return;
+    if (!value.is_structured()) {
+        value = nullptr;
+        return;
+    }
     Value current = std::move(value);
     try {
         std::vector<Value> containers;
