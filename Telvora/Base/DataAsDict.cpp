@@ -2,7 +2,9 @@
 
 #include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/CopyInto.h>
+#include <Telvora/Base/Encoder.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace telvora::detail {
@@ -46,6 +48,37 @@ Value asValue(const Array& array, const Storage& storage)
 Value asValue(Array&& array, const Storage& storage)
 {
     return taken(std::move(array), storage);
+}
+
+void putProperties(PropertyKeys keys, PassProperties pass, Dictionary& dictionary)
+{
+    dictionary.reserve(keys.size());
+    pass(dictionary.storage(),
+        [&](std::string_view key, Value&& value) { dictionary.emplace(key, std::move(value)); });
+}
+
+std::optional<std::string> encodeMerged(
+    const Dictionary& under, PropertyKeys keys, PassProperties pass)
+{
+    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    bool isEncodable = true;
+    for (const auto& member : under) {
+        const std::string_view key = member.key();
+        const bool isReplaced = std::find(keys.begin(), keys.end(), key) != keys.end();
+        isEncodable = isEncodable && (isReplaced || encoder.writeMember(key, member.value()));
+    }
+    pass({}, [&](std::string_view key, Value&& value) {
+        isEncodable = isEncodable && encoder.writeMember(key, value);
+        dispose(std::move(value));
+    });
+    if (!isEncodable)
+        return std::nullopt;
+
+    std::string text = encoder.text();
+    // In place of the first comma.
+    text.replace(0, text.empty() ? 0 : 1, "{");
+    text += '}';
+    return text;
 }
 
 } // namespace telvora::detail

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/Work.h>
 
 #include <boost/describe/members.hpp>
 #include <boost/mp11/algorithm.hpp>
@@ -11,6 +12,7 @@
 #include <concepts>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -104,25 +106,58 @@ template<typename T> Value asValue(std::optional<T>&& maybe, const Storage& stor
     return maybe ? asValue(*std::move(maybe), storage) : Value(nullptr, storage);
 }
 
-// How many properties a record has.
 template<typename Record>
-inline constexpr std::size_t propertyCount = boost::mp11::mp_size<
-    boost::describe::describe_members<Record, boost::describe::mod_public>>::value;
+using Properties = boost::describe::describe_members<Record, boost::describe::mod_public>;
 
-// Puts the properties of a record into an empty dictionary.
-template<typename AnyRecord> void putProperties(AnyRecord&& record, Dictionary& dictionary)
+// The keys of a record's properties, in their order.
+template<typename Record>
+inline constexpr auto propertyKeys = [] {
+    std::array<std::string_view, boost::mp11::mp_size<Properties<Record>>::value> keys;
+    std::size_t count = 0;
+    boost::mp11::mp_for_each<Properties<Record>>(
+        [&](auto property) { keys[count++] = keyOf(property.name); });
+    return keys;
+}();
+
+using PropertyKeys = std::span<const std::string_view>;
+
+// The first key that two properties have; empty if all differ.
+constexpr std::string_view repeatedKey(PropertyKeys keys)
 {
-    using Members = boost::describe::describe_members<std::remove_cvref_t<AnyRecord>,
-        boost::describe::mod_public>;
-    dictionary.reserve(propertyCount<std::remove_cvref_t<AnyRecord>>);
-    boost::mp11::mp_for_each<Members>([&](auto member) {
-        const std::string_view key = keyOf(member.name);
-        Value value
-            = asValue(std::forward<AnyRecord>(record).*member.pointer, dictionary.storage());
-        if (!dictionary.emplace(key, std::move(value)).second)
-            fatal("Duplicate values for key: '" + std::string(key) + "'", "DataAsDict");
+    for (auto key = keys.begin(); key != keys.end(); ++key) {
+        if (std::find(keys.begin(), key, *key) != key)
+            return *key;
+    }
+    return {};
+}
+
+// Takes one property. The key is a constant.
+using TakeProperty = FunctionRef<void(std::string_view key, Value&& value)>;
+
+// Passes on the properties of one record, in their order, with values in the memory of a storage.
+// Of a record that is given up the values are moved, so it is called once.
+using PassProperties = FunctionRef<void(const Storage& storage, TakeProperty take)>;
+
+template<typename AnyRecord>
+void passProperties(AnyRecord&& record, const Storage& storage, TakeProperty take)
+{
+    using Record = std::remove_cvref_t<AnyRecord>;
+    if constexpr (constexpr std::string_view repeated = repeatedKey(propertyKeys<Record>);
+                  !repeated.empty())
+        fatal("Duplicate values for key: '" + std::string(repeated) + "'", "DataAsDict");
+    boost::mp11::mp_for_each<Properties<Record>>([&](auto property) {
+        constexpr std::string_view key = keyOf(property.name);
+        take(key, asValue(std::forward<AnyRecord>(record).*property.pointer, storage));
     });
 }
+
+// Puts the properties of a record, which has these keys, into an empty dictionary.
+TELVORA_EXPORT void putProperties(PropertyKeys keys, PassProperties pass, Dictionary& dictionary);
+
+// Compact JSON text of an object: the members of `under` whose keys the record does not have, then
+// the record's properties. Absent where encode() gives no text.
+TELVORA_EXPORT std::optional<std::string> encodeMerged(
+    const Dictionary& under, PropertyKeys keys, PassProperties pass);
 
 } // namespace detail
 
@@ -156,7 +191,10 @@ private:
     template<typename AnyRecord> static Dictionary dictionaryOf(AnyRecord&& record)
     {
         Dictionary dictionary;
-        detail::putProperties(std::forward<AnyRecord>(record), dictionary);
+        const auto pass = [&](const detail::Storage& storage, detail::TakeProperty take) {
+            detail::passProperties(std::forward<AnyRecord>(record), storage, take);
+        };
+        detail::putProperties(detail::propertyKeys<Record>, pass, dictionary);
         return dictionary;
     }
 };

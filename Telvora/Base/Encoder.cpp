@@ -96,6 +96,12 @@ bool Encoder::write(const Dictionary& dictionary)
     return finish();
 }
 
+bool Encoder::writeMember(std::string_view key, const Value& value)
+{
+    writeKey(key, false);
+    return write(value);
+}
+
 bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
 {
     bool isFirst = true;

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/DataAsDict.h>
 #include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Model/PageParameters.h>
@@ -119,14 +120,22 @@ std::optional<std::string> reportFailure(
     return failure;
 }
 
-void reportToProvider(
-    QVXOstraProviderProtocol& provider, const Dictionary& commonDatas, const Dictionary& dict)
+void logOffered(const Dictionary& commonDatas, const Dictionary& report)
+{
+    QuorvexLog::log(QuorvexLog::Category::trackerData(),
+        [&] { return "Ostra report data: " + describeMerged(commonDatas, report); });
+}
+
+void logAppended(const Dictionary& report)
+{
+    QuorvexLog::log(QuorvexLog::Category::trackerData(),
+        [&] { return "Telvora report data: " + describe(report); });
+}
+
+// `content` is absent if JSON cannot express a number in the report.
+void offer(QVXOstraProviderProtocol& provider, const std::optional<std::string>& content)
 {
     const auto& category = QuorvexLog::Category::trackerData();
-    QuorvexLog::log(
-        category, [&] { return "Ostra report data: " + describeMerged(commonDatas, dict); });
-
-    const auto content = encodeMerged(commonDatas, dict);
     const auto failure = content ? reportFailure(provider, *content)
                                  : std::optional<std::string>("A number in it is not finite");
     if (failure) {
@@ -184,13 +193,44 @@ std::optional<StringDictionary> detail::ReportContext::pageParameters()
     return detail::pageParameters(TrackerDataExcavator::topViewControllerParams);
 }
 
-void TrackerManager::reportRecord(std::size_t propertyCount, PutProperties putProperties)
+// Who gets a report in place of the channel's list, and the common data to merge it with.
+struct TrackerManager::Provider {
+    std::shared_ptr<QVXOstraProviderProtocol> object;
+    std::shared_ptr<const TrackerCommonData> commonData;
+};
+
+// Absent if there is no provider or no APM channel.
+std::optional<TrackerManager::Provider> TrackerManager::provider() const
+{
+    auto object = m_ostraProvider.getValue();
+    const auto channel = object ? config(rawValue(DefaultIndex::APM)) : nullptr;
+    if (!channel)
+        return std::nullopt;
+    return Provider { std::move(object), channel->commonData() };
+}
+
+void TrackerManager::reportRecord(detail::PropertyKeys keys, detail::PassProperties pass)
 {
     submit(apm(), [&] {
-        EventBuilder event(propertyCount);
-        putProperties(detail::fieldsOf(event));
-        if (!offerToProvider(detail::fieldsOf(event)))
+        const auto provider = this->provider();
+        if (!provider) {
+            EventBuilder event(keys.size());
+            detail::putProperties(keys, pass, detail::fieldsOf(event));
+            logAppended(detail::fieldsOf(event));
             appendTracker(std::move(event), apm());
+            return;
+        }
+        const Dictionary& commonDatas = provider->commonData->commonDatas;
+        // Text without a dictionary is made in half the time.
+        if (!detail::isLogging()) {
+            offer(*provider->object, detail::encodeMerged(commonDatas, keys, pass));
+            return;
+        }
+        EventBuilder event(keys.size());
+        const Dictionary& report = detail::fieldsOf(event);
+        detail::putProperties(keys, pass, detail::fieldsOf(event));
+        logOffered(commonDatas, report);
+        offer(*provider->object, encodeMerged(commonDatas, report));
     });
 }
 
@@ -217,23 +257,15 @@ void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
     submit(apm(), dict, [&] {
-        if (!offerToProvider(dict))
-            appendTracker(std::move(dict), apm());
+        if (const auto provider = this->provider()) {
+            const Dictionary& commonDatas = provider->commonData->commonDatas;
+            logOffered(commonDatas, dict);
+            offer(*provider->object, encodeMerged(commonDatas, dict));
+            return;
+        }
+        logAppended(dict);
+        appendTracker(std::move(dict), apm());
     });
-}
-
-// False if there is no provider or no APM channel; the report is logged then.
-bool TrackerManager::offerToProvider(const Dictionary& report)
-{
-    const auto provider = m_ostraProvider.getValue();
-    const auto channel = provider ? config(rawValue(DefaultIndex::APM)) : nullptr;
-    if (channel) {
-        reportToProvider(*provider, channel->commonData()->commonDatas, report);
-        return true;
-    }
-    QuorvexLog::log(QuorvexLog::Category::trackerData(),
-        [&] { return "Telvora report data: " + describe(report); });
-    return false;
 }
 
 } // namespace telvora

@@ -162,15 +162,18 @@ public:
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord(detail::propertyCount<Record>,
-            [&](Dictionary& event) { detail::putProperties(detail::completed(record), event); });
+        reportRecord(detail::propertyKeys<Record>,
+            [&](const detail::Storage& storage, detail::TakeProperty take) {
+                detail::passProperties(detail::completed(record), storage, take);
+            });
     }
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record&& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord(detail::propertyCount<Record>, [&](Dictionary& event) {
-            detail::putProperties(std::move(detail::completed(record)), event);
-        });
+        reportRecord(detail::propertyKeys<Record>,
+            [&](const detail::Storage& storage, detail::TakeProperty take) {
+                detail::passProperties(std::move(detail::completed(record)), storage, take);
+            });
     }
 
     /// Completes a dictionary of the host and reports it; an empty one is dropped without a log
@@ -350,9 +353,9 @@ private:
     detail::AppendedEvent accept(Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
-    using PutProperties = FunctionRef<void(Dictionary&)>;
-    void reportRecord(std::size_t propertyCount, PutProperties putProperties);
-    bool offerToProvider(const Dictionary& report);
+    void reportRecord(detail::PropertyKeys keys, detail::PassProperties pass);
+    struct Provider;
+    std::optional<Provider> provider() const;
     // Both in +Info.cpp.
     Dictionary standardCommonData();
     static void stampNetwork(Dictionary& event, std::string_view status);

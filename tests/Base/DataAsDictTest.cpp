@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <limits>
 
 namespace telvora {
 namespace {
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 struct Record : DataAsDict<Record> {
     std::string text = "a";
@@ -106,6 +109,60 @@ TEST(DataAsDictTest, EveryKindOfPropertyKeepsItsKind)
     EXPECT_EQ(encode(Kinds().asDictionary()),
         R"({"text":"a","noText":null,"view":"b","whole":-1,"large":18446744073709551615,)"
         R"("fraction":0.5,"array":[1,"x"],"absent":null})");
+}
+
+template<typename AnyRecord>
+std::optional<std::string> encodeMergedWith(const Dictionary& under, AnyRecord&& record)
+{
+    return detail::encodeMerged(under, detail::propertyKeys<std::remove_cvref_t<AnyRecord>>,
+        [&](const detail::Storage& storage, detail::TakeProperty take) {
+            detail::passProperties(std::forward<AnyRecord>(record), storage, take);
+        });
+}
+
+TEST(DataAsDictTest, TheTextOfARecordIsThatOfItsDictionary)
+{
+    const Dictionary under { { "os", "A" }, { "default", 1 }, { "default_", 2 }, { "\xFF", 3 } };
+    Record record;
+    record.text = "a \xFF \n";
+    record.strings = StringDictionary { { "b", "2" } };
+    record.dictionary = Dictionary { { "k", Array { 1, "x" } } };
+
+    for (const Dictionary& common : { under, Dictionary() }) {
+        EXPECT_EQ(encodeMergedWith(common, record), encodeMerged(common, record.asDictionary()));
+        EXPECT_EQ(encodeMergedWith(common, Kinds()), encodeMerged(common, Kinds().asDictionary()));
+    }
+}
+
+TEST(DataAsDictTest, ANumberThatIsNotFiniteLeavesNoTextUnlessItIsReplaced)
+{
+    Record record;
+    record.number = notANumber;
+
+    EXPECT_EQ(encodeMergedWith({}, record), std::nullopt);
+    EXPECT_EQ(encodeMergedWith({ { "other", notANumber } }, Record()), std::nullopt);
+    EXPECT_EQ(
+        encodeMergedWith({ { "number", notANumber } }, Record()), encode(Record().asDictionary()));
+}
+
+struct Empty : DataAsDict<Empty> { };
+BOOST_DESCRIBE_STRUCT(Empty, (), ())
+
+TEST(DataAsDictTest, ARecordWithoutPropertiesLeavesTheRest)
+{
+    EXPECT_EQ(encodeMergedWith({}, Empty()), "{}");
+    EXPECT_EQ(encodeMergedWith({ { "os", "A" } }, Empty()), R"({"os":"A"})");
+}
+
+TEST(DataAsDictTest, ARecordOfAnyDepthBecomesTextAndIsGivenUp)
+{
+    Record record;
+    record.dictionary = deepDictionary(200'000);
+
+    const auto text = encodeMergedWith({}, std::move(record));
+
+    ASSERT_TRUE(text);
+    EXPECT_GT(text->size(), 200'000u);
 }
 
 struct Repeated : DataAsDict<Repeated> {

@@ -11,6 +11,7 @@ namespace telvora {
 namespace {
 
 using testing::ElementsAre;
+using testing::StartsWith;
 using namespace std::string_view_literals;
 
 class APMProviderTest : public SimulatedHost {
@@ -166,6 +167,30 @@ TEST_F(APMProviderTest, TheReportAndTheCallOfTheProviderAreLogged)
         ElementsAre(R"([TrackerData] Ostra report data: {"os":"B","n":null})",
             "[TrackerData] Ostra report succeed!"));
     EXPECT_THAT(log->levels, ElementsAre(3u, 3u));
+}
+
+TEST_F(APMProviderTest, ARecordIsTheSameTextWithoutAndWithALogService)
+{
+    addChannel("APM");
+    manager().setupCommonDatas({ { "os", "A" }, { "p", "B" }, { "ct", 1 } }, "data", "APM");
+    const auto provider = installProvider();
+    const auto reportRecord = [] {
+        TrackerMeta record(TrackerMeta::T("x"));
+        record.p = "Page";
+        record.pageExpend = StringDictionary { { "id", "7" } };
+        manager().enrollAPMReport(std::move(record));
+    };
+
+    reportRecord();
+    const auto log = listen();
+    reportRecord();
+
+    ASSERT_EQ(provider->contents.size(), 2u);
+    EXPECT_EQ(provider->contents[0], provider->contents[1]);
+    EXPECT_THAT(provider->contents[0], StartsWith(R"({"os":"A","t":"x",)"));
+    EXPECT_THAT(log->lines,
+        ElementsAre(StartsWith(R"([TrackerData] Ostra report data: {"os":"A","p":"Page",)"),
+            "[TrackerData] Ostra report succeed!"));
 }
 
 TEST_F(APMProviderQuirk, AReportWithANumberThatIsNotFiniteIsLostWithALogLine)

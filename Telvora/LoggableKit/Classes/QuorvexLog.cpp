@@ -66,12 +66,6 @@ detail::ArrivalOrder& arrivals()
 std::atomic<bool> s_hasService { false };
 std::atomic<bool> s_hasInitTessel { false };
 
-bool isDelivering()
-{
-    return s_hasInitTessel.load(std::memory_order_acquire)
-        && s_hasService.load(std::memory_order_relaxed) && !detail::isForkedChild();
-}
-
 QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
 {
     if (category == QuorvexLogCategory::http())
@@ -103,6 +97,12 @@ void deliver(const QuorvexLogCategory& category, QuorvexLogLevel level,
 }
 
 } // namespace
+
+bool detail::isLogging()
+{
+    return s_hasInitTessel.load(std::memory_order_acquire)
+        && s_hasService.load(std::memory_order_relaxed) && !isForkedChild();
+}
 
 std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
 {
@@ -143,13 +143,13 @@ void QuorvexLog::configLogger()
 
 void QuorvexLog::log(const Category& category, std::string_view message)
 {
-    if (isDelivering())
+    if (detail::isLogging())
         withoutThrowing([&] { deliver(category, configLogType(category), { message }); });
 }
 
 void QuorvexLog::log(const Category& category, FunctionRef<std::string()> makeMessage)
 {
-    if (isDelivering())
+    if (detail::isLogging())
         withoutThrowing([&] { deliver(category, configLogType(category), { makeMessage() }); });
 }
 
@@ -160,7 +160,7 @@ void QuorvexLog::log(const Category& category, const Dictionary& event)
 
 void QuorvexLog::log(const Category& category, std::string_view message, std::string_view error)
 {
-    if (isDelivering()) {
+    if (detail::isLogging()) {
         withoutThrowing([&] {
             deliver(category, QuorvexLogLevel::warning, { message, ", ", error });
         });
@@ -169,7 +169,7 @@ void QuorvexLog::log(const Category& category, std::string_view message, std::st
 
 void QuorvexLog::safeLog(unsigned level, const std::string& message)
 {
-    if (!isDelivering())
+    if (!detail::isLogging())
         return;
     withoutThrowing([&] {
         const auto service = s_service->get();

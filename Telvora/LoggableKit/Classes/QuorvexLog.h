@@ -91,6 +91,14 @@ TELVORA_EXPORT void log(const QuorvexLogCategory& category, std::string_view mes
 TELVORA_EXPORT void log(
     const QuorvexLogCategory& category, std::string_view message, std::string_view error);
 
+namespace detail {
+
+/// Whether a line would be delivered now. For a caller that has work to do for a line beside its
+/// text.
+TELVORA_EXPORT bool isLogging();
+
+} // namespace detail
+
 } // namespace telvora
 
 /// telvora::QuorvexLog::safeLog for C. `message` is UTF-8 and ends with a zero; NULL is an empty
