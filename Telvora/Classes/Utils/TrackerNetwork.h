@@ -21,9 +21,9 @@ struct HTTPRequest;
 ///
 /// Life: one shared instance, made on first use, never destroyed.
 ///
-/// Threads: post() from any thread. It encodes on that thread, does not wait for the network, and
-/// holds no lock while it calls other code. The handler is called on the HTTP client's thread, at
-/// most once.
+/// Threads: post() from any thread. It does not wait for the network, and holds no lock while it
+/// calls other code. A batch of a dictionary is encoded on that thread. The handler is called on
+/// the HTTP client's thread, at most once.
 ///
 /// Failure: see PostEnd. An address that isAddressText() refuses is a programming error of the host
 /// and stops the process. White space and line breaks around a header's value are removed; a header
