@@ -68,14 +68,14 @@ std::optional<std::string> encodeMerged(
         isEncodable = isEncodable && (isReplaced || encoder.writeMember(key, member.value()));
     }
     pass({}, [&](std::string_view key, Value&& value) {
-        isEncodable = isEncodable && encoder.writeMember(key, value);
-        dispose(std::move(value));
+        const AnyDepth<Value> owned(std::move(value));
+        isEncodable = isEncodable && encoder.writeMember(key, *owned);
     });
     if (!isEncodable)
         return std::nullopt;
 
+    // Each member was written with a comma in front of it.
     std::string text = encoder.text();
-    // In place of the first comma.
     text.replace(0, text.empty() ? 0 : 1, "{");
     text += '}';
     return text;

@@ -131,7 +131,7 @@ constexpr std::string_view repeatedKey(PropertyKeys keys)
     return {};
 }
 
-// Takes one property. The key is a constant.
+// Takes one property. The text of the key lasts as long as the program.
 using TakeProperty = FunctionRef<void(std::string_view key, Value&& value)>;
 
 // Passes on the properties of one record, in their order, with values in the memory of a storage.

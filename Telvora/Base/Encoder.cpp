@@ -105,17 +105,17 @@ bool Encoder::writeMember(std::string_view key, const Value& value)
 bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
 {
     bool isFirst = true;
-    const auto writeMember = [&](const auto& member) {
+    const auto writeNext = [&](const auto& member) {
         writeKey(member.key(), std::exchange(isFirst, false));
         return write(member.value());
     };
 
     for (const auto& member : under) {
-        if (!over.contains(member.key()) && !writeMember(member))
+        if (!over.contains(member.key()) && !writeNext(member))
             return false;
     }
     for (const auto& member : over) {
-        if (!writeMember(member))
+        if (!writeNext(member))
             return false;
     }
     append(isFirst ? std::string_view("{}") : "}");

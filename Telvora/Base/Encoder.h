@@ -33,7 +33,8 @@ public:
     bool write(const Value& value);
     bool write(const Dictionary& dictionary);
 
-    /// Appends a comma, the key and the value: one member of an object. False as for write().
+    /// Appends a comma, the key and the value: one member of an object. Compact only. False as for
+    /// write().
     bool writeMember(std::string_view key, const Value& value);
 
     /// Appends one object: the members of `under` whose keys `over` does not have, then those of

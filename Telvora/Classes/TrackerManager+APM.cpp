@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/DataAsDict.h>
 #include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/HostCall.h>
@@ -92,13 +93,11 @@ void putCSIntoExtra(Dictionary& dict)
 // Both dictionaries merged, the members of `over` winning, as text for a log line.
 std::string describeMerged(const Dictionary& under, const Dictionary& over)
 {
-    Dictionary merged = copy(under);
-    Dictionary copied = copy(over);
-    for (auto& member : copied)
-        put(merged, member.key(), std::move(member.value()));
-    std::string text = describe(merged);
-    dispose(std::move(merged));
-    return text;
+    detail::AnyDepth<Dictionary> merged(copy(under));
+    detail::AnyDepth<Dictionary> copied(copy(over));
+    for (auto& member : *copied)
+        put(*merged, member.key(), std::move(member.value()));
+    return describe(*merged);
 }
 
 // Hands the report to the provider. Returns what it threw, as text; absent when it threw nothing.
@@ -209,9 +208,12 @@ std::optional<TrackerManager::Provider> TrackerManager::provider() const
     return Provider { std::move(object), channel->commonData() };
 }
 
-void TrackerManager::reportRecord(detail::PropertyKeys keys, detail::PassProperties pass)
+void TrackerManager::reportRecord(
+    detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass)
 {
     submit(apm(), [&] {
+        // First, because it asks the host's screens, which may install a provider.
+        complete();
         const auto provider = this->provider();
         if (!provider) {
             EventBuilder event(keys.size());

@@ -162,17 +162,19 @@ public:
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord(detail::propertyKeys<Record>,
+        reportRecord(
+            detail::propertyKeys<Record>, [&] { detail::completed(record); },
             [&](const detail::Storage& storage, detail::TakeProperty take) {
-                detail::passProperties(detail::completed(record), storage, take);
+                detail::passProperties(record, storage, take);
             });
     }
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record&& record, [[maybe_unused]] bool useOstra = false)
     {
-        reportRecord(detail::propertyKeys<Record>,
+        reportRecord(
+            detail::propertyKeys<Record>, [&] { detail::completed(record); },
             [&](const detail::Storage& storage, detail::TakeProperty take) {
-                detail::passProperties(std::move(detail::completed(record)), storage, take);
+                detail::passProperties(std::forward<Record>(record), storage, take);
             });
     }
 
@@ -353,7 +355,8 @@ private:
     detail::AppendedEvent accept(Value& event, const std::shared_ptr<TrackerConfig>& channel);
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
-    void reportRecord(detail::PropertyKeys keys, detail::PassProperties pass);
+    void reportRecord(
+        detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass);
     struct Provider;
     std::optional<Provider> provider() const;
     // Both in +Info.cpp.

@@ -208,6 +208,51 @@ TEST_F(APMProviderQuirk, AReportWithANumberThatIsNotFiniteIsLostWithALogLine)
     EXPECT_EQ(eventCount(), 0u);
 }
 
+TEST_F(APMProviderTest, ARecordWithANumberThatIsNotFiniteIsLost)
+{
+    addChannel("APM");
+    const auto provider = installProvider();
+    TrackerMeta record(TrackerMeta::T("x"));
+    record.ct = std::numeric_limits<double>::infinity();
+    record.extra = deepDictionary(200'000);
+
+    manager().enrollAPMReport(std::move(record));
+
+    EXPECT_TRUE(provider->contents.empty());
+    EXPECT_EQ(eventCount(), 0u);
+}
+
+class InstallingScreen : public UIViewController {
+public:
+    explicit InstallingScreen(std::function<void()> install)
+        : m_install(std::move(install))
+    {
+    }
+    std::string className() const override
+    {
+        m_install();
+        return "Page";
+    }
+    std::string sceneName() const override { return "Host.Page"; }
+
+private:
+    std::function<void()> m_install;
+};
+
+TEST_F(APMProviderTest, AProviderThatTheTopScreenInstallsGetsTheRecord)
+{
+    addChannel("APM");
+    std::shared_ptr<RecordingProvider> provider;
+    const auto screen = std::make_shared<InstallingScreen>([&] { provider = installProvider(); });
+    TrackerDataExcavator::setTopViewControllerInfo(ViewControllerInfo { screen, {} });
+
+    manager().enrollAPMReport(TrackerMeta(TrackerMeta::T("x")));
+
+    ASSERT_TRUE(provider);
+    EXPECT_EQ(provider->contents.size(), 1u);
+    EXPECT_EQ(eventCount(), 0u);
+}
+
 TEST_F(APMProviderTest, CommonDataWithANumberThatIsNotFiniteLoseReportsThatDoNotReplaceIt)
 {
     addChannel("APM");

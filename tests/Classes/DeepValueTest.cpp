@@ -88,6 +88,17 @@ TEST_F(DeepValueTest, AReportOfAnyDepthReachesAProvider)
     EXPECT_TRUE(deep->contains("in"));
 }
 
+TEST_F(DeepValueTest, ARecordOfAnyDepthReachesAProvider)
+{
+    addChannel("APM");
+    const auto provider = installProvider();
+    const detail::AnyDepth<Dictionary> deep = deepValue();
+
+    enrollRecord(*deep);
+
+    ASSERT_EQ(provider->contents.size(), 1u);
+}
+
 TEST_F(DeepValueTest, TheManagerCopiesCommonDataOfAnyDepth)
 {
     const auto config = addChannel("APM");

@@ -89,5 +89,39 @@ TEST_P(OperationFaultTest, ThrowsNothingAndCountsTheEventWhicheverAllocationFail
     }
 }
 
+class CountingProvider : public QVXOstraProviderProtocol {
+public:
+    void report(const std::string&, const std::string&) override { ++count; }
+
+    int count = 0;
+};
+
+TEST(ProviderFaultTest, ARecordIsHandedOverOrCountedWhicheverAllocationFails)
+{
+    immediate();
+    manager().register_(std::make_shared<TrackerConfig>("APM", 1'000'000));
+    const auto provider = std::make_shared<CountingProvider>();
+    manager().setupOstra(provider);
+    enrollRecord({});
+    ASSERT_EQ(provider->count, 1);
+
+    for (int spared = 0;; ++spared) {
+        const auto counted = [&] {
+            return provider->count + manager().ledger("APM")->events.dropped.internalError;
+        };
+        const auto before = counted();
+        bool hasStruck = false;
+        {
+            const AllocationFault fault(spared);
+            enrollRecord({});
+            hasStruck = fault.hasStruck();
+        }
+
+        ASSERT_EQ(counted(), before + 1) << "with allocation " << spared;
+        if (!hasStruck)
+            return;
+    }
+}
+
 } // namespace
 } // namespace telvora
