@@ -223,7 +223,7 @@ void TrackerManager::reportRecord(
             return;
         }
         const Dictionary& commonDatas = provider->commonData->commonDatas;
-        // Text without a dictionary is made in half the time.
+        // Without a dictionary the whole report takes two thirds of the time.
         if (!detail::isLogging()) {
             offer(*provider->object, detail::encodeMerged(commonDatas, keys, pass));
             return;
