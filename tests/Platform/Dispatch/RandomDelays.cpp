@@ -1,6 +1,5 @@
 // Preloaded into a program (LD_PRELOAD), this starts threads late and delays them at their mutexes,
-// both at random. A fault that needs an unlikely order of two threads then shows in one of a few
-// hundred runs instead of one of many thousands.
+// both at random, so that faults that need an unlikely order of two threads show more often.
 //
 // The sanitizers call these functions from within their own, so nothing here may come back to
 // them: time and sleep are plain system calls, and statics need no guard.
