@@ -5,6 +5,7 @@
 #include <Telvora/Base/Encoder.h>
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 namespace telvora::detail {
@@ -18,8 +19,8 @@ template<typename Container> Value copied(const Container& container, const Stor
     return std::move(*value);
 }
 
-// Never called with an lvalue.
-template<typename Container> Value taken(Container&& container, const Storage& storage)
+template<typename Container>
+requires(!std::is_reference_v<Container>) Value taken(Container&& container, const Storage& storage)
 {
     if (*container.storage() == *storage)
         return Value(std::forward<Container>(container));
@@ -67,6 +68,8 @@ std::optional<std::string> encodeMerged(
         const bool isReplaced = std::find(keys.begin(), keys.end(), key) != keys.end();
         isEncodable = isEncodable && (isReplaced || encoder.writeMember(key, member.value()));
     }
+    // Even if there will be no text: this takes deep values out of a record that is given up, whose
+    // destructor would recurse.
     pass({}, [&](std::string_view key, Value&& value) {
         const AnyDepth<Value> owned(std::move(value));
         isEncodable = isEncodable && encoder.writeMember(key, *owned);

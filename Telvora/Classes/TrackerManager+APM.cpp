@@ -223,7 +223,7 @@ void TrackerManager::reportRecord(
             return;
         }
         const Dictionary& commonDatas = provider->commonData->commonDatas;
-        // Without a dictionary the whole report takes two thirds of the time.
+        // Only the log line needs a dictionary.
         if (!detail::isLogging()) {
             offer(*provider->object, detail::encodeMerged(commonDatas, keys, pass));
             return;
