@@ -217,8 +217,10 @@ TEST_F(APMProviderTest, ARecordWithANumberThatIsNotFiniteIsLost)
     record.extra = deepDictionary(200'000);
 
     manager().enrollAPMReport(std::move(record));
-
     EXPECT_TRUE(provider->contents.empty());
+    manager().enrollAPMReport(TrackerMeta(TrackerMeta::T("next")));
+
+    EXPECT_EQ(provider->only().at("t"), "next");
     EXPECT_EQ(eventCount(), 0u);
 }
 
