@@ -25,9 +25,12 @@ constexpr const char* reportName = "vendel-app";
 // Sets a member. The old value may be of any depth.
 void put(Dictionary& dictionary, std::string_view key, Value&& value)
 {
-    Value& place = dictionary[key];
-    dispose(std::move(place));
-    place = std::move(value);
+    // operator[] would move a full dictionary to a larger table even if it has the key.
+    Value* place = dictionary.if_contains(key);
+    if (!place)
+        place = &dictionary[key];
+    dispose(std::move(*place));
+    *place = std::move(value);
 }
 
 // The same for a flag, a number or text, which is made in the dictionary's memory.
