@@ -29,59 +29,121 @@ requires(!std::is_reference_v<Container>) Value taken(Container&& container, con
     return value;
 }
 
+template<typename... Visitors> struct Overloaded : Visitors... {
+    using Visitors::operator()...;
+};
+template<typename... Visitors> Overloaded(Visitors...) -> Overloaded<Visitors...>;
+
+bool write(const Property& property, Encoder& encoder)
+{
+    return std::visit(Overloaded {
+                          [&](const StringDictionary* strings) {
+                              encoder.openObject();
+                              for (const auto& [key, text] : *strings) {
+                                  encoder.writeKey(key);
+                                  encoder.writeString(text);
+                              }
+                              encoder.closeObject();
+                              return true;
+                          },
+                          [&](auto* container) { return encoder.write(*container); },
+                          [&](auto plain) { return encoder.write(plain); },
+                      },
+        property);
+}
+
+// Whether decode() makes the same value of the property's text. A number without a sign would
+// become one with a sign, and a container may hold one, or be nested too deeply.
+bool isReadAsItIs(const Property& property)
+{
+    return std::visit(Overloaded {
+                          [](const StringDictionary*) { return true; },
+                          [](auto*) { return false; },
+                          [](std::uint64_t) { return false; },
+                          [](auto) { return true; },
+                      },
+        property);
+}
+
 } // namespace
 
-Value asValue(const Dictionary& dictionary, const Storage& storage)
+Value valueOf(const Property& property, const Storage& storage)
 {
-    return copied(dictionary, storage);
-}
-
-Value asValue(Dictionary&& dictionary, const Storage& storage)
-{
-    return taken(std::move(dictionary), storage);
-}
-
-Value asValue(const Array& array, const Storage& storage)
-{
-    return copied(array, storage);
-}
-
-Value asValue(Array&& array, const Storage& storage)
-{
-    return taken(std::move(array), storage);
+    return std::visit(
+        Overloaded {
+            [&](const StringDictionary* strings) {
+                Dictionary dictionary(strings->size(), storage);
+                for (const auto& [key, text] : *strings)
+                    dictionary.emplace(key, std::string_view(text));
+                return Value(std::move(dictionary));
+            },
+            [&](const Dictionary* dictionary) { return copied(*dictionary, storage); },
+            [&](Dictionary* dictionary) { return taken(std::move(*dictionary), storage); },
+            [&](const Array* array) { return copied(*array, storage); },
+            [&](Array* array) { return taken(std::move(*array), storage); },
+            [&](auto plain) { return Value(plain, storage); },
+        },
+        property);
 }
 
 void putProperties(PropertyKeys keys, PassProperties pass, Dictionary& dictionary)
 {
     dictionary.reserve(keys.size());
-    pass(dictionary.storage(),
-        [&](std::string_view key, Value&& value) { dictionary.emplace(key, std::move(value)); });
+    pass([&](std::string_view key, const Property& property) {
+        dictionary.emplace(key, valueOf(property, dictionary.storage()));
+    });
+}
+
+void disposeOfProperties(PassProperties pass)
+{
+    pass([](std::string_view, const Property& property) {
+        if (auto* const* dictionary = std::get_if<Dictionary*>(&property))
+            dispose(std::move(**dictionary));
+        else if (auto* const* array = std::get_if<Array*>(&property))
+            dispose(std::move(**array));
+    });
+}
+
+std::optional<std::string> encodePlain(PassProperties pass)
+{
+    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    encoder.openObject();
+    bool isPlain = true;
+    pass([&](std::string_view key, const Property& property) {
+        isPlain = isPlain && isReadAsItIs(property);
+        if (!isPlain)
+            return;
+        encoder.writeKey(key);
+        isPlain = write(property, encoder);
+    });
+    if (!isPlain || encoder.hasRepaired())
+        return std::nullopt;
+    encoder.closeObject();
+    return encoder.text();
 }
 
 std::optional<std::string> encodeMerged(
     const Dictionary& under, PropertyKeys keys, PassProperties pass)
 {
     Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
-    bool isEncodable = true;
+    encoder.openObject();
     for (const auto& member : under) {
         const std::string_view key = member.key();
-        const bool isReplaced = std::find(keys.begin(), keys.end(), key) != keys.end();
-        isEncodable = isEncodable && (isReplaced || encoder.writeMember(key, member.value()));
+        if (std::find(keys.begin(), keys.end(), key) != keys.end())
+            continue;
+        encoder.writeKey(key);
+        if (!encoder.write(member.value()))
+            return std::nullopt;
     }
-    // Even if there will be no text: this takes deep values out of a record that is given up, whose
-    // destructor would recurse.
-    pass({}, [&](std::string_view key, Value&& value) {
-        const AnyDepth<Value> owned(std::move(value));
-        isEncodable = isEncodable && encoder.writeMember(key, *owned);
+    bool isEncodable = true;
+    pass([&](std::string_view key, const Property& property) {
+        encoder.writeKey(key);
+        isEncodable = isEncodable && write(property, encoder);
     });
     if (!isEncodable)
         return std::nullopt;
-
-    // Each member was written with a comma in front of it.
-    std::string text = encoder.text();
-    text.replace(0, text.empty() ? 0 : 1, "{");
-    text += '}';
-    return text;
+    encoder.closeObject();
+    return encoder.text();
 }
 
 } // namespace telvora::detail

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -17,6 +18,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace telvora {
 
@@ -46,65 +48,78 @@ constexpr std::string_view keyOf(std::string_view name)
     return isKeyword ? withoutUnderscore : name;
 }
 
-// Each makes a value in the memory of `storage`.
-
 using Storage = boost::json::storage_ptr;
 
-inline Value asValue(const std::string& text, const Storage& storage)
+// A property where it is in its record. What a container that is not const holds may be moved out.
+using Property
+    = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string_view,
+        const StringDictionary*, const Dictionary*, Dictionary*, const Array*, Array*>;
+
+inline Property asProperty(const std::string& text)
 {
-    return Value(std::string_view(text), storage);
+    return std::string_view(text);
 }
-inline Value asValue(std::string_view text, const Storage& storage)
+inline Property asProperty(std::string_view text)
 {
-    return Value(text, storage);
+    return text;
 }
-inline Value asValue(const char* text, const Storage& storage)
+inline Property asProperty(const char* text)
 {
-    return text ? Value(std::string_view(text), storage) : Value(nullptr, storage);
+    return text ? Property(std::string_view(text)) : Property();
 }
 
 // A template, so that a pointer is not converted to bool.
-template<std::same_as<bool> Flag> Value asValue(Flag flag, const Storage& storage)
+template<std::same_as<bool> Flag> Property asProperty(Flag flag)
 {
-    return Value(flag, storage);
+    return flag;
 }
-template<std::floating_point Number> Value asValue(Number number, const Storage& storage)
+template<std::floating_point Number> Property asProperty(Number number)
 {
-    return Value(static_cast<double>(number), storage);
+    return static_cast<double>(number);
 }
 template<std::integral Number>
-requires(!std::same_as<Number, bool> && !std::same_as<Number, char>) Value
-    asValue(Number number, const Storage& storage)
+requires(!std::same_as<Number, bool> && !std::same_as<Number, char>) Property
+    asProperty(Number number)
 {
     if constexpr (std::signed_integral<Number>)
-        return Value(static_cast<std::int64_t>(number), storage);
+        return static_cast<std::int64_t>(number);
     else
-        return Value(static_cast<std::uint64_t>(number), storage);
+        return static_cast<std::uint64_t>(number);
 }
 
-// What is given up is moved if it has the same memory, otherwise copied and destroyed. Neither
-// recurses.
-TELVORA_EXPORT Value asValue(const Dictionary& dictionary, const Storage& storage);
-TELVORA_EXPORT Value asValue(Dictionary&& dictionary, const Storage& storage);
-TELVORA_EXPORT Value asValue(const Array& array, const Storage& storage);
-TELVORA_EXPORT Value asValue(Array&& array, const Storage& storage);
-
-inline Value asValue(const StringDictionary& strings, const Storage& storage)
+inline Property asProperty(const StringDictionary& strings)
 {
-    Dictionary dictionary(strings.size(), storage);
-    for (const auto& [key, text] : strings)
-        dictionary.emplace(key, std::string_view(text));
-    return Value(std::move(dictionary));
+    return &strings;
+}
+inline Property asProperty(const Dictionary& dictionary)
+{
+    return &dictionary;
+}
+inline Property asProperty(Dictionary&& dictionary)
+{
+    return &dictionary;
+}
+inline Property asProperty(const Array& array)
+{
+    return &array;
+}
+inline Property asProperty(Array&& array)
+{
+    return &array;
 }
 
-template<typename T> Value asValue(const std::optional<T>& maybe, const Storage& storage)
+template<typename T> Property asProperty(const std::optional<T>& maybe)
 {
-    return maybe ? asValue(*maybe, storage) : Value(nullptr, storage);
+    return maybe ? asProperty(*maybe) : Property();
 }
-template<typename T> Value asValue(std::optional<T>&& maybe, const Storage& storage)
+template<typename T> Property asProperty(std::optional<T>&& maybe)
 {
-    return maybe ? asValue(*std::move(maybe), storage) : Value(nullptr, storage);
+    return maybe ? asProperty(*std::move(maybe)) : Property();
 }
+
+// The value of a property, in the memory of `storage`. A container that may be moved out is, if it
+// has the same memory, and otherwise copied and destroyed. Neither recurses.
+TELVORA_EXPORT Value valueOf(const Property& property, const Storage& storage);
 
 template<typename Record>
 using Properties = boost::describe::describe_members<Record, boost::describe::mod_public>;
@@ -132,14 +147,12 @@ constexpr std::string_view repeatedKey(PropertyKeys keys)
 }
 
 // Takes one property. The text of the key lasts as long as the program.
-using TakeProperty = FunctionRef<void(std::string_view key, Value&& value)>;
+using TakeProperty = FunctionRef<void(std::string_view key, const Property& property)>;
 
-// Passes on the properties of one record, in their order, with values in the memory of a storage.
-// Of a record that is given up the values are moved, so it is called once.
-using PassProperties = FunctionRef<void(const Storage& storage, TakeProperty take)>;
+// Passes on the properties of one record, in their order.
+using PassProperties = FunctionRef<void(TakeProperty take)>;
 
-template<typename AnyRecord>
-void passProperties(AnyRecord&& record, const Storage& storage, TakeProperty take)
+template<typename AnyRecord> void passProperties(AnyRecord&& record, TakeProperty take)
 {
     using Record = std::remove_cvref_t<AnyRecord>;
     if constexpr (constexpr std::string_view repeated = repeatedKey(propertyKeys<Record>);
@@ -147,12 +160,21 @@ void passProperties(AnyRecord&& record, const Storage& storage, TakeProperty tak
         fatal("Duplicate values for key: '" + std::string(repeated) + "'", "DataAsDict");
     boost::mp11::mp_for_each<Properties<Record>>([&](auto property) {
         constexpr std::string_view key = keyOf(property.name);
-        take(key, asValue(std::forward<AnyRecord>(record).*property.pointer, storage));
+        take(key, asProperty(std::forward<AnyRecord>(record).*property.pointer));
     });
 }
 
-// Puts the properties of a record, which has these keys, into an empty dictionary.
+// Puts the properties of a record, which has these keys, into an empty dictionary. What may be
+// moved out of the record is.
 TELVORA_EXPORT void putProperties(PropertyKeys keys, PassProperties pass, Dictionary& dictionary);
+
+// Empties the containers that may be moved out of the record. The record's own destructor would
+// recurse through them.
+TELVORA_EXPORT void disposeOfProperties(PassProperties pass);
+
+// Compact JSON text of a record, from which decode() makes the very dictionary that
+// putProperties() makes. Absent if no text does that: some properties have to be kept as values.
+TELVORA_EXPORT std::optional<std::string> encodePlain(PassProperties pass);
 
 // Compact JSON text of an object: the members of `under` whose keys the record does not have, then
 // the record's properties. Absent where encode() gives no text.
@@ -191,8 +213,8 @@ private:
     template<typename AnyRecord> static Dictionary dictionaryOf(AnyRecord&& record)
     {
         Dictionary dictionary;
-        const auto pass = [&](const detail::Storage& storage, detail::TakeProperty take) {
-            detail::passProperties(std::forward<AnyRecord>(record), storage, take);
+        const auto pass = [&](detail::TakeProperty take) {
+            detail::passProperties(std::forward<AnyRecord>(record), take);
         };
         detail::putProperties(detail::propertyKeys<Record>, pass, dictionary);
         return dictionary;

@@ -62,13 +62,14 @@ std::size_t copyPlain(char* out, std::string_view text)
 constexpr std::size_t mostKeptBytes = std::size_t { 64 } * 1024;
 constexpr std::size_t mostKeptLevels = 64;
 
+constexpr std::size_t usualLevels = 8;
+
 } // namespace
 
 Encoder::Encoder(EncodeStyle style, NonFinite nonFinite)
     : m_style(style)
     , m_nonFinite(nonFinite)
 {
-    m_levels.reserve(8);
 }
 
 void Encoder::clear()
@@ -96,62 +97,115 @@ bool Encoder::write(const Dictionary& dictionary)
     return finish();
 }
 
-bool Encoder::writeMember(std::string_view key, const Value& value)
+bool Encoder::write(const Array& array)
 {
-    writeKey(key, false);
-    return write(value);
+    open(array);
+    return finish();
+}
+
+bool Encoder::write(std::nullptr_t)
+{
+    append("null");
+    return true;
+}
+
+bool Encoder::write(std::int64_t number)
+{
+    writeWhole(number);
+    return true;
+}
+
+bool Encoder::write(std::uint64_t number)
+{
+    writeWhole(number);
+    return true;
+}
+
+bool Encoder::write(double number)
+{
+    if (!std::isfinite(number) && m_nonFinite == NonFinite::refuse)
+        return false;
+    char* start = room(longestNumberText);
+    m_size += writeNumberText(start, number);
+    return true;
+}
+
+bool Encoder::write(std::string_view text)
+{
+    writeString(text);
+    return true;
+}
+
+template<typename Number> void Encoder::writeWhole(Number number)
+{
+    constexpr std::size_t longest = 20;
+    char* start = room(longest);
+    m_size += static_cast<std::size_t>(std::to_chars(start, start + longest, number).ptr - start);
+}
+
+void Encoder::openObject()
+{
+    append('{');
+}
+
+void Encoder::writeKey(std::string_view key)
+{
+    // Only an object that has no member yet ends with a bracket that opens.
+    if (m_text[m_size - 1] != '{')
+        append(',');
+    writeString(key);
+    append(':');
+}
+
+void Encoder::closeObject()
+{
+    append('}');
 }
 
 bool Encoder::writeMerged(const Dictionary& under, const Dictionary& over)
 {
-    bool isFirst = true;
-    const auto writeNext = [&](const auto& member) {
-        writeKey(member.key(), std::exchange(isFirst, false));
+    const auto writeMember = [&](const auto& member) {
+        writeKey(member.key());
         return write(member.value());
     };
 
+    openObject();
     for (const auto& member : under) {
-        if (!over.contains(member.key()) && !writeNext(member))
+        if (!over.contains(member.key()) && !writeMember(member))
             return false;
     }
     for (const auto& member : over) {
-        if (!writeNext(member))
+        if (!writeMember(member))
             return false;
     }
-    append(isFirst ? std::string_view("{}") : "}");
+    closeObject();
     return true;
 }
 
 std::optional<std::size_t> Encoder::writeAroundList(
     const Dictionary& dictionary, std::string_view key)
 {
-    bool isFirst = true;
     std::optional<std::size_t> behindBracket;
     const auto writeList = [&] {
-        writeKey(key, std::exchange(isFirst, false));
+        writeKey(key);
         append("[]");
         behindBracket = m_size - 1;
     };
+
+    openObject();
     for (const auto& member : dictionary) {
         if (member.key() == key) {
             writeList();
             continue;
         }
-        writeKey(member.key(), std::exchange(isFirst, false));
+        writeKey(member.key());
         if (!write(member.value()))
             return std::nullopt;
     }
     if (!behindBracket)
         writeList();
-    append('}');
+    closeObject();
     return behindBracket;
-}
-
-void Encoder::writeKey(std::string_view key, bool isFirst)
-{
-    append(isFirst ? '{' : ',');
-    writeString(key);
-    append(':');
 }
 
 // Writes the rest of the open containers, innermost first.
@@ -193,28 +247,17 @@ bool Encoder::writeValue(const Value& value)
 {
     switch (value.kind()) {
     case boost::json::kind::null:
-        append("null");
-        return true;
+        return write(nullptr);
     case boost::json::kind::bool_:
-        append(value.get_bool() ? std::string_view("true") : "false");
-        return true;
-    case boost::json::kind::int64: {
-        char* start = room(20);
-        m_size += static_cast<std::size_t>(
-            std::to_chars(start, start + 20, value.get_int64()).ptr - start);
-        return true;
-    }
-    case boost::json::kind::uint64: {
-        char* start = room(20);
-        m_size += static_cast<std::size_t>(
-            std::to_chars(start, start + 20, value.get_uint64()).ptr - start);
-        return true;
-    }
+        return write(value.get_bool());
+    case boost::json::kind::int64:
+        return write(value.get_int64());
+    case boost::json::kind::uint64:
+        return write(value.get_uint64());
     case boost::json::kind::double_:
-        return writeDouble(value.get_double());
+        return write(value.get_double());
     case boost::json::kind::string:
-        writeString(value.get_string());
-        return true;
+        return write(std::string_view(value.get_string()));
     case boost::json::kind::array:
         open(value.get_array());
         return true;
@@ -223,15 +266,6 @@ bool Encoder::writeValue(const Value& value)
         return true;
     }
     return false;
-}
-
-bool Encoder::writeDouble(double number)
-{
-    if (!std::isfinite(number) && m_nonFinite == NonFinite::refuse)
-        return false;
-    char* start = room(longestNumberText);
-    m_size += writeNumberText(start, number);
-    return true;
 }
 
 void Encoder::open(const Dictionary& dictionary)
@@ -256,6 +290,8 @@ void Encoder::open(const Array& array)
 
 void Encoder::push(const Level& level)
 {
+    if (m_levels.capacity() == 0)
+        m_levels.reserve(usualLevels);
     m_levels.push_back(level);
     m_depth = std::max(m_depth, m_levels.size());
 }

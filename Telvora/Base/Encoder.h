@@ -2,6 +2,9 @@
 
 #include <Telvora/Base/Dictionary.h>
 
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,10 +35,24 @@ public:
     /// Appends the value. False when it holds a number that is refused; the text is then useless.
     bool write(const Value& value);
     bool write(const Dictionary& dictionary);
+    bool write(const Array& array);
+    bool write(std::nullptr_t);
+    /// A template, so that a pointer is not converted to bool.
+    template<std::same_as<bool> Flag> bool write(Flag flag)
+    {
+        append(flag ? std::string_view("true") : "false");
+        return true;
+    }
+    bool write(std::int64_t number);
+    bool write(std::uint64_t number);
+    bool write(double number);
+    bool write(std::string_view text);
 
-    /// Appends a comma, the key and the value: one member of an object. Compact only. False as for
-    /// write().
-    bool writeMember(std::string_view key, const Value& value);
+    /// An object member by member: openObject(), then writeKey() and write() for each, then
+    /// closeObject(). Compact only.
+    void openObject();
+    void writeKey(std::string_view key);
+    void closeObject();
 
     /// Appends one object: the members of `under` whose keys `over` does not have, then those of
     /// `over`. Compact only. False as for write().
@@ -76,10 +93,9 @@ private:
     };
 
     bool finish();
-    void writeKey(std::string_view key, bool isFirst);
     void writeSequence(std::string_view& text);
     bool writeValue(const Value& value);
-    bool writeDouble(double number);
+    template<typename Number> void writeWhole(Number number);
     void open(const Dictionary& dictionary);
     void open(const Array& array);
     void push(const Level& level);

@@ -21,6 +21,7 @@ FinishedEvents::FinishedEvents()
 {
     m_dictionaries.reserve(eventsOfAGroup);
     m_built.reserve(eventsOfAGroup);
+    m_texts.reserve(eventsOfAGroup);
 }
 
 void FinishedEvents::add(Value&& event, std::size_t textBytes) noexcept
@@ -40,16 +41,25 @@ void FinishedEvents::add(EventBuilder&& event) noexcept
     count(bytes);
 }
 
+void FinishedEvents::add(std::string&& text) noexcept
+{
+    const std::size_t bytes = text.capacity();
+    m_texts.push_back(std::move(text));
+    count(bytes);
+}
+
 // Ends the group when it is full.
 void FinishedEvents::count(std::size_t bytes) noexcept
 {
     m_bytes += bytes;
-    if (m_bytes < bytesOfAGroup && m_dictionaries.size() + m_built.size() < eventsOfAGroup)
+    const std::size_t events = m_dictionaries.size() + m_built.size() + m_texts.size();
+    if (m_bytes < bytesOfAGroup && events < eventsOfAGroup)
         return;
     for (Value& event : m_dictionaries)
         dispose(std::move(event));
     m_dictionaries.clear();
     m_built.clear();
+    m_texts.clear();
     m_bytes = 0;
 }
 

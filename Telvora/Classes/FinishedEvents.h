@@ -4,6 +4,7 @@
 #include <Telvora/Base/EventBuilder.h>
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 namespace telvora::detail {
@@ -25,13 +26,16 @@ public:
     /// once: the host may give that memory back.
     void add(Value&& event, std::size_t textBytes) noexcept;
     void add(EventBuilder&& event) noexcept;
+    /// An event that was handed over as text.
+    void add(std::string&& text) noexcept;
 
 private:
     void count(std::size_t bytes) noexcept;
 
     std::vector<Value> m_dictionaries;
     std::vector<EventBuilder> m_built;
-    // What both need, roughly.
+    std::vector<std::string> m_texts;
+    // What all need, roughly.
     std::size_t m_bytes = 0;
 };
 

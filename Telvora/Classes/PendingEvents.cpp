@@ -27,6 +27,14 @@ AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder)
     return appended;
 }
 
+AppendedEvent PendingEvents::append(std::string_view text)
+{
+    return m_state.with([&](State& state) -> AppendedEvent {
+        const auto appended = state.events.append(text);
+        return { state.events.size(), appended.bytes };
+    });
+}
+
 Batch PendingEvents::batch(
     std::shared_ptr<const EncodedCommonData> common, BodyEncoding encoding) const
 {

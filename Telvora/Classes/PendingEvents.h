@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 namespace telvora::detail {
 
@@ -38,6 +39,8 @@ public:
 
     /// Puts the event at the end. It is moved only if the list keeps it as a tree.
     AppendedEvent append(Value&& event, Encoder& encoder);
+    /// The same for an event that need not be kept beside its text.
+    AppendedEvent append(std::string_view text);
 
     /// A batch of all events, which stay in the list.
     Batch batch(std::shared_ptr<const EncodedCommonData> common,

@@ -165,7 +165,7 @@ void complete(Dictionary& dict)
     }
     if (!dict.contains("pageExpend")) {
         if (const auto parameters = ReportContext::pageParameters())
-            put(dict, "pageExpend", detail::asValue(*parameters, dict.storage()));
+            put(dict, "pageExpend", detail::valueOf(&*parameters, dict.storage()));
     }
     put(dict, "ipaMode", TrackerConfiguration::ipaMode());
     if (textOf(dict, "t") == "FPS")
@@ -217,25 +217,18 @@ void TrackerManager::reportRecord(
     submit(apm(), [&] {
         // First, because it asks the host's screens, which may install a provider.
         complete();
-        const auto provider = this->provider();
-        if (!provider) {
-            EventBuilder event(keys.size());
-            detail::putProperties(keys, pass, detail::fieldsOf(event));
-            logAppended(detail::fieldsOf(event));
-            appendTracker(std::move(event), apm());
+        if (detail::isLogging()) {
+            // The log line shows a dictionary.
+            detail::AnyDepth<Dictionary> report;
+            detail::putProperties(keys, pass, *report);
+            wrapAppendTracker(std::move(*report));
             return;
         }
-        const Dictionary& commonDatas = provider->commonData->commonDatas;
-        // Only the log line needs a dictionary.
-        if (!detail::isLogging()) {
-            offer(*provider->object, detail::encodeMerged(commonDatas, keys, pass));
-            return;
-        }
-        EventBuilder event(keys.size());
-        const Dictionary& report = detail::fieldsOf(event);
-        detail::putProperties(keys, pass, detail::fieldsOf(event));
-        logOffered(commonDatas, report);
-        offer(*provider->object, encodeMerged(commonDatas, report));
+        if (const auto provider = this->provider())
+            offer(*provider->object,
+                detail::encodeMerged(provider->commonData->commonDatas, keys, pass));
+        else
+            enqueueRecord(keys, pass);
     });
 }
 

@@ -36,6 +36,31 @@ template<typename Event> struct TrackerManager::IntakeBlock {
     static Value& valueOf(EventBuilder& event) { return detail::eventOf(event); }
 };
 
+// The block of the queue that takes in a record, which is text already.
+struct TrackerManager::RecordBlock {
+    TrackerManager& manager;
+    std::string text;
+
+    void operator()()
+    {
+        manager.intakeRecord(text);
+        manager.m_finished->add(std::move(text));
+    }
+};
+
+// Where the events for an index go: `channel` is null where none is registered.
+struct TrackerManager::Destination {
+    std::shared_ptr<TrackerConfig> channel;
+    detail::ChannelLedger& ledger;
+};
+
+TrackerManager::Destination TrackerManager::destination(std::string_view index)
+{
+    auto channel = config(index);
+    detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
+    return { std::move(channel), ledger };
+}
+
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
 {
     submit(for_, [&] {
@@ -81,11 +106,22 @@ void TrackerManager::enqueue(EventBuilder&& event, std::string&& index, std::str
         *this, std::move(event), std::move(index), network);
 }
 
+// As text, which costs the caller less than a dictionary of all properties and takes one short
+// block of memory, if it can be read back as that dictionary.
+void TrackerManager::enqueueRecord(detail::PropertyKeys keys, detail::PassProperties pass)
+{
+    if (auto text = detail::encodePlain(pass)) {
+        m_queue->emplaceBarrier<RecordBlock>(*this, *std::move(text));
+        return;
+    }
+    EventBuilder event(keys.size());
+    detail::putProperties(keys, pass, detail::fieldsOf(event));
+    enqueue(std::move(event), std::string(rawValue(DefaultIndex::APM)));
+}
+
 void TrackerManager::recordUnsubmitted(const std::string& index)
 {
-    const auto channel = config(index);
-    detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
-    ledger.droppedAtIntake(DropReason::internalError);
+    destination(index).ledger.droppedAtIntake(DropReason::internalError);
 }
 
 void TrackerManager::setTriggerCallback(TriggerCallback callback)
@@ -97,40 +133,57 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
 // says nothing, as long as a text can be.
 std::size_t TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
 {
-    const auto channel = config(index);
-    detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
+    const Destination to = destination(index);
     detail::AppendedEvent appended { .bytes = std::numeric_limits<std::size_t>::max() };
-    try {
+    accept(to, [&] {
         if (!network.empty())
             stampNetwork(event.get_object(), network);
-        if (channel) {
-            appended = accept(event, channel);
-        } else {
-            // Only the callback sees it.
-            ledger.droppedAtIntake(DropReason::unknownChannel);
-        }
-    } catch (...) {
-        // There is no memory for the event.
-        ledger.droppedAtIntake(DropReason::internalError);
-    }
+        if (to.channel)
+            appended = to.channel->m_pending->append(std::move(event), *m_encoder);
+        return appended.size;
+    });
     // In a child that the URL hook forked, the library is inert.
     if (!detail::isForkedChild())
-        trigger((appended.whole ? **appended.whole : event).get_object(), index, ledger);
+        trigger((appended.whole ? **appended.whole : event).get_object(), index, to.ledger);
     return appended.bytes;
 }
 
-// Puts the event into the channel's list, and sends what is due. Throws, having changed nothing,
-// where there is no memory for the event.
-detail::AppendedEvent TrackerManager::accept(
-    Value& event, const std::shared_ptr<TrackerConfig>& channel)
+// The same for a record, which goes to "APM".
+void TrackerManager::intakeRecord(const std::string& text)
 {
-    auto appended = channel->m_pending->append(std::move(event), *m_encoder);
-    channel->m_ledger.appended(1);
-    if (static_cast<std::int64_t>(appended.size) >= channel->maxLimit())
-        detail::Delivery::sendList(channel);
-    else
-        detail::Delivery::sendRetryData(channel);
-    return appended;
+    const std::string_view index = rawValue(DefaultIndex::APM);
+    const Destination to = destination(index);
+    accept(to, [&] { return to.channel ? to.channel->m_pending->append(text).size : 0; });
+    if (detail::isForkedChild() || !hasTriggerCallback())
+        return;
+    try {
+        const detail::AnyDepth<Value> event(decode(text).value.value());
+        trigger(event->get_object(), std::string(index), to.ledger);
+    } catch (const std::bad_alloc&) {
+        // There is no memory for the dictionary: the callback does not see this record.
+    }
+}
+
+// Calls `append`, which puts an event into the channel's list and returns the list's size, and
+// sends what is due. If `append` throws, it has changed nothing: there is no memory for the event.
+template<typename Append>
+void TrackerManager::accept(const Destination& to, const Append& append) noexcept
+{
+    try {
+        const std::size_t size = append();
+        if (!to.channel) {
+            // Only the callback sees it.
+            to.ledger.droppedAtIntake(DropReason::unknownChannel);
+            return;
+        }
+        to.ledger.appended(1);
+        if (static_cast<std::int64_t>(size) >= to.channel->maxLimit())
+            detail::Delivery::sendList(to.channel);
+        else
+            detail::Delivery::sendRetryData(to.channel);
+    } catch (...) {
+        to.ledger.droppedAtIntake(DropReason::internalError);
+    }
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
@@ -158,6 +211,12 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
         // There is no memory for the block. The events are sent and must not be sent again.
         m_queue->barrierSync(clear);
     }
+}
+
+bool TrackerManager::hasTriggerCallback() const
+{
+    const auto callback = m_triggerCallback.getValue();
+    return callback && *callback;
 }
 
 void TrackerManager::trigger(

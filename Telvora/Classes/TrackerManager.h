@@ -164,18 +164,17 @@ public:
     {
         reportRecord(
             detail::propertyKeys<Record>, [&] { detail::completed(record); },
-            [&](const detail::Storage& storage, detail::TakeProperty take) {
-                detail::passProperties(record, storage, take);
-            });
+            [&](detail::TakeProperty take) { detail::passProperties(record, take); });
     }
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record&& record, [[maybe_unused]] bool useOstra = false)
     {
+        const auto pass = [&](detail::TakeProperty take) {
+            detail::passProperties(std::forward<Record>(record), take);
+        };
         reportRecord(
-            detail::propertyKeys<Record>, [&] { detail::completed(record); },
-            [&](const detail::Storage& storage, detail::TakeProperty take) {
-                detail::passProperties(std::forward<Record>(record), storage, take);
-            });
+            detail::propertyKeys<Record>, [&] { detail::completed(record); }, pass);
+        detail::disposeOfProperties(pass);
     }
 
     /// Completes a dictionary of the host and reports it; an empty one is dropped without a log
@@ -320,6 +319,7 @@ private:
     void applicationBackgroundEnterFront();
 
     template<typename Event> struct IntakeBlock;
+    struct RecordBlock;
 
     enum class Network {
         stamped,
@@ -351,8 +351,13 @@ private:
 
     void enqueue(Dictionary&& event, std::string&& index, std::string_view network = {});
     void enqueue(EventBuilder&& event, std::string&& index, std::string_view network = {});
+    void enqueueRecord(detail::PropertyKeys keys, detail::PassProperties pass);
     std::size_t intake(Value& event, const std::string& index, std::string_view network);
-    detail::AppendedEvent accept(Value& event, const std::shared_ptr<TrackerConfig>& channel);
+    void intakeRecord(const std::string& text);
+    struct Destination;
+    Destination destination(std::string_view index);
+    template<typename Append> void accept(const Destination& to, const Append& append) noexcept;
+    bool hasTriggerCallback() const;
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     void reportRecord(

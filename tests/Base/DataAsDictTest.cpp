@@ -115,8 +115,8 @@ template<typename AnyRecord>
 std::optional<std::string> encodeMergedWith(const Dictionary& under, AnyRecord&& record)
 {
     return detail::encodeMerged(under, detail::propertyKeys<std::remove_cvref_t<AnyRecord>>,
-        [&](const detail::Storage& storage, detail::TakeProperty take) {
-            detail::passProperties(std::forward<AnyRecord>(record), storage, take);
+        [&](detail::TakeProperty take) {
+            detail::passProperties(std::forward<AnyRecord>(record), take);
         });
 }
 
@@ -145,24 +145,95 @@ TEST(DataAsDictTest, ANumberThatIsNotFiniteLeavesNoTextUnlessItIsReplaced)
         encodeMergedWith({ { "number", notANumber } }, Record()), encode(Record().asDictionary()));
 }
 
+template<typename AnyRecord> std::optional<std::string> encodePlain(AnyRecord&& record)
+{
+    return detail::encodePlain([&](detail::TakeProperty take) {
+        detail::passProperties(std::forward<AnyRecord>(record), take);
+    });
+}
+
+TEST(DataAsDictTest, ThePlainTextOfARecordIsReadBackAsItsDictionary)
+{
+    Record record;
+    record.text = "\"a\" \n \xC3\xA9";
+    record.number = -0.0;
+    record.present = 5e-324;
+    record.whole = std::numeric_limits<std::int64_t>::max();
+    record.strings = StringDictionary { { "b", "2" }, { "a", "" } };
+
+    const auto text = encodePlain(record);
+
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text, encode(record.asDictionary()));
+    EXPECT_TRUE(isSame(decode(*text).value.value(), record.asDictionary()));
+}
+
+struct Unsigned : DataAsDict<Unsigned> {
+    std::optional<std::uint64_t> number;
+};
+BOOST_DESCRIBE_STRUCT(Unsigned, (), (number))
+
+TEST(DataAsDictTest, ARecordThatNoTextIsReadBackAsHasNoPlainText)
+{
+    Unsigned unsignedNumber;
+    EXPECT_EQ(encodePlain(unsignedNumber), R"({"number":null})");
+    unsignedNumber.number = 1;
+    EXPECT_EQ(encodePlain(unsignedNumber), std::nullopt);
+
+    Record notFinite;
+    notFinite.number = notANumber;
+    EXPECT_EQ(encodePlain(notFinite), std::nullopt);
+    Record notUTF8;
+    notUTF8.text = "\xFF";
+    EXPECT_EQ(encodePlain(notUTF8), std::nullopt);
+    Record keyNotUTF8;
+    keyNotUTF8.strings = StringDictionary { { "\xFF", "1" } };
+    EXPECT_EQ(encodePlain(keyNotUTF8), std::nullopt);
+    Record nested;
+    nested.dictionary = Dictionary();
+    EXPECT_EQ(encodePlain(nested), std::nullopt);
+    EXPECT_EQ(encodePlain(Kinds()), std::nullopt);
+}
+
 struct Empty : DataAsDict<Empty> { };
 BOOST_DESCRIBE_STRUCT(Empty, (), ())
 
 TEST(DataAsDictTest, ARecordWithoutPropertiesLeavesTheRest)
 {
     EXPECT_EQ(encodeMergedWith({}, Empty()), "{}");
+    EXPECT_EQ(encodePlain(Empty()), "{}");
     EXPECT_EQ(encodeMergedWith({ { "os", "A" } }, Empty()), R"({"os":"A"})");
 }
 
-TEST(DataAsDictTest, ARecordOfAnyDepthBecomesTextAndIsGivenUp)
+TEST(DataAsDictTest, ARecordOfAnyDepthBecomesTextAndIsEmptied)
 {
     Record record;
     record.dictionary = deepDictionary(200'000);
+    Kinds kinds;
+    kinds.absent = Array { deepDictionary(200'000) };
 
     const auto text = encodeMergedWith({}, std::move(record));
-
     ASSERT_TRUE(text);
     EXPECT_GT(text->size(), 200'000u);
+    EXPECT_FALSE(record.dictionary->empty());
+
+    detail::disposeOfProperties(
+        [&](detail::TakeProperty take) { detail::passProperties(std::move(record), take); });
+    detail::disposeOfProperties(
+        [&](detail::TakeProperty take) { detail::passProperties(std::move(kinds), take); });
+    EXPECT_TRUE(record.dictionary->empty());
+    EXPECT_TRUE(kinds.absent->empty());
+    EXPECT_TRUE(kinds.array.empty());
+}
+
+TEST(DataAsDictTest, ARecordThatIsKeptIsNotEmptied)
+{
+    Kinds kinds;
+
+    detail::disposeOfProperties(
+        [&](detail::TakeProperty take) { detail::passProperties(kinds, take); });
+
+    EXPECT_EQ(kinds.array.size(), 2u);
 }
 
 struct Repeated : DataAsDict<Repeated> {

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Dictionary.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -33,6 +34,27 @@ inline Dictionary deepDictionary(std::size_t levels)
         dictionary = std::move(around);
     }
     return dictionary;
+}
+
+/// Whether two values are equal, also in the kinds of their numbers, the sign of zero and the order
+/// of their keys. Not for deep values.
+inline bool isSame(const Value& left, const Value& right)
+{
+    if (left.kind() != right.kind())
+        return false;
+    if (left.is_double())
+        return left == right && std::signbit(left.get_double()) == std::signbit(right.get_double());
+    if (left.is_array())
+        return std::equal(left.get_array().begin(), left.get_array().end(),
+            right.get_array().begin(), right.get_array().end(), isSame);
+    if (left.is_object()) {
+        return std::equal(left.get_object().begin(), left.get_object().end(),
+            right.get_object().begin(), right.get_object().end(),
+            [](const auto& first, const auto& second) {
+                return first.key() == second.key() && isSame(first.value(), second.value());
+            });
+    }
+    return left == right;
 }
 
 /// Random JSON values of every kind; the same for the same seed.

@@ -168,6 +168,88 @@ TEST_F(APMRecordTest, ExtraOfAnyDepthIsReported)
     simulated().runUntilIdle();
 }
 
+TEST_F(APMRecordTest, ARecordOfTheLibraryTakesOneBlockThatGlibcServesFast)
+{
+    showPage("App.SomeModule.SomeLongTradingPageViewController", { { "symbol", "BTCUSDT" } });
+    TrackerMeta record = makeRecord();
+    record.ct = record.at = record.fcp = record.pt = record.reqt = record.ft = 1234.567890123;
+    record.fpt = record.fp = record.dcl = record.ht = 1234.567890123;
+    detail::completed(record);
+
+    const auto text = detail::encodePlain(
+        [&](detail::TakeProperty take) { detail::passProperties(record, take); });
+
+    ASSERT_TRUE(text);
+    EXPECT_LT(text->capacity(), 1000u);
+}
+
+TEST_F(APMRecordTest, AClosureThatIsInstalledAfterTheReportSeesIt)
+{
+    TrackerManager::setTriggerCallback({});
+    manager().enrollAPMReport(makeRecord());
+    watchEvents();
+
+    const auto [index, event] = onlyEvent();
+
+    EXPECT_EQ(index, "APM");
+    EXPECT_EQ(event.size(), 33u);
+    EXPECT_TRUE(event.at("ct").is_double());
+}
+
+struct OddRecord : DataAsDict<OddRecord> {
+    std::string t = "ODD";
+    std::string text = "\xFF";
+    std::uint64_t count = 1;
+    double number = 1;
+    std::optional<Dictionary> dictionary;
+};
+BOOST_DESCRIBE_STRUCT(OddRecord, (), (t, text, count, number, dictionary))
+
+TEST_F(APMRecordTest, ARecordIsSeenAsItWas)
+{
+    const auto config = addChannel("APM");
+    OddRecord record;
+    record.dictionary = Dictionary { { "n", std::uint64_t { 2 } } };
+
+    manager().enrollAPMReport(record);
+
+    EXPECT_TRUE(isSame(onlyEvent().event, record.asDictionary()));
+    EXPECT_EQ(config->apiDatas(), (Array { record.asDictionary() }));
+}
+
+TEST_F(APMRecordTest, ARecordWithANumberThatIsNotFiniteMakesItsBatchUndeliverable)
+{
+    const auto config = addChannel("APM", 2);
+    OddRecord record;
+    record.number = std::numeric_limits<double>::infinity();
+
+    manager().enrollAPMReport(record);
+    simulated().runUntilIdle();
+    EXPECT_EQ(config->apiDatas(), (Array { record.asDictionary() }));
+    manager().enrollAPMReport(makeRecord());
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(requestCount(), 0u);
+    EXPECT_EQ(ledgerOf("APM").events.dropped.unencodable, 2);
+}
+
+TEST_F(APMRecordTest, ARecordStandsInItsBatchLikeItsDictionary)
+{
+    addChannel("APM", 3);
+    TrackerMeta record = makeRecord();
+    detail::completed(record);
+
+    manager().enrollAPMReport(record);
+    manager().wrapAppendTracker(record.asDictionary());
+    manager().enrollAPMReport(OddRecord());
+    simulated().runUntilIdle();
+
+    const std::string text = encode(record.asDictionary()).value();
+    const std::string odd = encode(OddRecord().asDictionary()).value();
+    EXPECT_EQ(simulated().httpClient().requests().at(0).body,
+        R"({"data-list":[)" + text + "," + text + "," + odd + "]}");
+}
+
 struct OwnRecord : DataAsDict<OwnRecord> {
     std::string t = "OWN";
     std::optional<std::string> p;

@@ -53,11 +53,12 @@ private:
 TEST_F(FinishedEventsTest, EventsAreDestroyedInGroups)
 {
     finished.add(dictionary(large), someBytes);
-    for (int number = 1; number < group - 1; ++number)
+    for (int number = 1; number < group - 2; ++number)
         finished.add(dictionary(10), someBytes);
+    finished.add(built(10));
     expectLarge(1);
 
-    finished.add(built(10));
+    finished.add(std::string("{}"));
 
     expectLarge(0);
 }
@@ -90,6 +91,17 @@ TEST_F(FinishedEventsTest, ABuiltEventCountsWithItsMemory)
     expectLarge(1);
 
     finished.add(built(large));
+
+    expectLarge(0);
+}
+
+TEST_F(FinishedEventsTest, ATextCountsWithItsLength)
+{
+    finished.add(std::string(large / 8, 'x'));
+    finished.add(dictionary(large), someBytes);
+    expectLarge(1);
+
+    finished.add(std::string(large, 'x'));
 
     expectLarge(0);
 }

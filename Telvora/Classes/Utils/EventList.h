@@ -69,6 +69,8 @@ public:
     /// Appends an event that encodeEvent() has encoded. The event is moved only if the list keeps
     /// it as a tree. If it throws, nothing has changed.
     Appended append(Value&& event, const EncodedEvent& encoded);
+    /// Appends an event that need not be kept beside its text.
+    Appended append(std::string_view text) { return append(Value(), { .text = text }); }
 
     /// Appends the text of the events, with commas between them, to `text`.
     void copyTextTo(std::string& text) const;
