@@ -78,7 +78,9 @@ struct Values {
     Guarded<std::optional<Page>> page;
     Guarded<bool> isTransitioning { false };
     Guarded<bool> isTransitioningControl { false };
-    Guarded<Excavator::WhiteList> whiteList { defaultWhiteList() };
+    OnceValue<Excavator::WhiteList> defaultWhiteList;
+    // Null until a host replaces the default.
+    Guarded<Excavator::WhiteList> whiteList;
 };
 
 Values& values()
@@ -383,6 +385,8 @@ void TrackerDataExcavator::setMonitorViewControllerWhiteList(std::vector<std::st
 TrackerDataExcavator::WhiteList TrackerDataExcavator::whiteList()
 {
     auto list = values().whiteList.get();
+    if (!list)
+        list = values().defaultWhiteList.get(defaultWhiteList);
     // Null in a forked child.
     return list ? list : std::make_shared<const std::vector<std::string>>();
 }

@@ -35,7 +35,8 @@ public:
 
 private:
     TemporaryTree m_tree;
-    LinuxApplication m_application { SystemFiles(m_tree.path()), { {}, { "/usr/share" }, {} } };
+    LinuxApplication m_application { SystemFiles(m_tree.path()),
+        LinuxApplication::Folders { {}, { "/usr/share" }, {} } };
 };
 
 class HostBundleSubject {

@@ -70,6 +70,23 @@ Entries entriesFor(std::string_view type, std::string_view text)
     return entries;
 }
 
+std::vector<std::string> associationFiles(const LinuxApplication::Folders& folders)
+{
+    std::vector<std::string> paths;
+    const auto addLists = [&](const std::string& folder) {
+        for (const std::string& desktop : folders.desktops)
+            paths.push_back(folder + "/" + desktop + "-mimeapps.list");
+        paths.push_back(folder + "/mimeapps.list");
+    };
+    for (const std::string& folder : folders.config)
+        addLists(folder);
+    for (const std::string& folder : folders.data) {
+        addLists(folder + "/applications");
+        paths.push_back(folder + "/applications/mimeinfo.cache");
+    }
+    return paths;
+}
+
 } // namespace
 
 LinuxApplication::Folders LinuxApplication::foldersOfEnvironment()
@@ -86,7 +103,7 @@ LinuxApplication::Folders LinuxApplication::foldersOfEnvironment()
     return folders;
 }
 
-LinuxApplication::LinuxApplication(SystemFiles files, Folders folders)
+LinuxApplication::LinuxApplication(SystemFiles files, std::optional<Folders> folders)
     : m_files(std::move(files))
     , m_folders(std::move(folders))
 {
@@ -98,16 +115,17 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     if (scheme.empty())
         return false;
 
+    const Folders folders = m_folders ? *m_folders : foldersOfEnvironment();
     // A file may remove an entry that a less important file adds, not the reverse.
     const std::string type = "x-scheme-handler/" + scheme;
     std::set<std::string> removed;
-    for (const std::string& path : associationFiles()) {
+    for (const std::string& path : associationFiles(folders)) {
         const auto text = m_files.contents(path, fileLimitBytes);
         if (!text)
             continue;
         const Entries entries = entriesFor(type, *text);
         for (const std::string& name : entries.added) {
-            if (!removed.contains(name) && isInstalled(name))
+            if (!removed.contains(name) && isInstalled(name, folders))
                 return true;
         }
         removed.insert(entries.removed.begin(), entries.removed.end());
@@ -115,24 +133,7 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     return false;
 }
 
-std::vector<std::string> LinuxApplication::associationFiles() const
-{
-    std::vector<std::string> paths;
-    const auto addLists = [&](const std::string& folder) {
-        for (const std::string& desktop : m_folders.desktops)
-            paths.push_back(folder + "/" + desktop + "-mimeapps.list");
-        paths.push_back(folder + "/mimeapps.list");
-    };
-    for (const std::string& folder : m_folders.config)
-        addLists(folder);
-    for (const std::string& folder : m_folders.data) {
-        addLists(folder + "/applications");
-        paths.push_back(folder + "/applications/mimeinfo.cache");
-    }
-    return paths;
-}
-
-bool LinuxApplication::isInstalled(const std::string& desktopEntry) const
+bool LinuxApplication::isInstalled(const std::string& desktopEntry, const Folders& folders) const
 {
     if (desktopEntry.find('/') != std::string::npos)
         return false;
@@ -140,7 +141,7 @@ bool LinuxApplication::isInstalled(const std::string& desktopEntry) const
     // The entry "kde-mail.desktop" may lie in applications/kde/mail.desktop.
     std::string name = desktopEntry;
     for (;;) {
-        for (const std::string& folder : m_folders.data) {
+        for (const std::string& folder : folders.data) {
             const std::string path = folder + "/applications/" + name;
             if (m_files.exists(path))
                 return m_files.assignment(path, "Hidden").value_or("false") != "true";

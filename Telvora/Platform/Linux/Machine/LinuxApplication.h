@@ -3,6 +3,7 @@
 #include <Telvora/Platform/Application.h>
 #include <Telvora/Platform/Linux/Machine/SystemFiles.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@ namespace telvora::detail {
 /// applications" and "desktop entries"), without running anything. A scheme is handled when such a
 /// file names a desktop entry for it and that entry is installed.
 ///
-/// Threads: any. The folders are read from the environment once, by the constructor.
+/// Threads: any, while no other thread changes the environment, which each call reads.
 class LinuxApplication final : public Application {
 public:
     /// The folders to search, the most important first.
@@ -26,16 +27,16 @@ public:
     /// From XDG_CONFIG_HOME, XDG_DATA_DIRS and so on, with their standard defaults.
     static Folders foldersOfEnvironment();
 
-    explicit LinuxApplication(SystemFiles files, Folders folders = foldersOfEnvironment());
+    /// Without `folders`, those of the environment.
+    explicit LinuxApplication(SystemFiles files, std::optional<Folders> folders = {});
 
     bool canOpenURL(const std::string& url) const override;
 
 private:
-    std::vector<std::string> associationFiles() const;
-    bool isInstalled(const std::string& desktopEntry) const;
+    bool isInstalled(const std::string& desktopEntry, const Folders& folders) const;
 
     SystemFiles m_files;
-    Folders m_folders;
+    std::optional<Folders> m_folders;
 };
 
 } // namespace telvora::detail
