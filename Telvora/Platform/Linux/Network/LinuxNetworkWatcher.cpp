@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <exception>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,19 @@ struct LinuxNetworkWatcher::State {
     Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
 };
 
+// Both ends live as long as the watcher or the thread: writing to a pipe that nobody can read would
+// send the host a signal.
+struct LinuxNetworkWatcher::StopPipe {
+    explicit StopPipe(const int (&ends)[2])
+        : reading(ends[0])
+        , writing(ends[1])
+    {
+    }
+
+    Descriptor reading;
+    Descriptor writing;
+};
+
 // One run of the watching thread: its sockets, and the pipe that ends it.
 class LinuxNetworkWatcher::Session {
 public:
@@ -82,13 +96,18 @@ public:
         if (!session->m_events || !session->m_requests
             || ::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
             return nullptr;
-        session->m_stopped = Descriptor(ends[0]);
-        session->m_stop = Descriptor(ends[1]);
+        session->m_stop = std::make_shared<const StopPipe>(ends);
         session->read();
+        session->m_state->isWatching = true;
         return session;
     }
 
-    Descriptor takeStop() { return std::move(m_stop); }
+    ~Session() { m_state->isWatching = false; }
+
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    std::shared_ptr<const StopPipe> stop() const { return m_stop; }
 
     // Returns when the watcher is destroyed, a descriptor no longer works or there is no memory.
     // After the last two the next reading begins to watch again.
@@ -104,7 +123,6 @@ public:
         } catch (const std::exception&) {
             // There is no memory.
         }
-        m_state->isWatching = false;
     }
 
 private:
@@ -133,7 +151,7 @@ private:
         const int limitMilliseconds = m_isStale ? 1000 : -1;
 
         pollfd waiting[] {
-            { m_stopped.number(), POLLIN, 0 },
+            { m_stop->reading.number(), POLLIN, 0 },
             { m_events->descriptor().number(), POLLIN, 0 },
         };
         while (::poll(waiting, 2, limitMilliseconds) < 0) {
@@ -168,14 +186,14 @@ private:
     const std::shared_ptr<State> m_state;
     std::unique_ptr<NetlinkSocket> m_events;
     std::unique_ptr<NetlinkSocket> m_requests;
-    Descriptor m_stopped;
-    Descriptor m_stop;
+    std::shared_ptr<const StopPipe> m_stop;
     // The published connection may be out of date.
     bool m_isStale = false;
 };
 
-LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files, DumpFunction dump)
-    : m_state(std::make_shared<State>(std::move(files), std::move(dump)))
+LinuxNetworkWatcher::LinuxNetworkWatcher(SystemFiles files, RunSoon runSoon, DumpFunction dump)
+    : m_runSoon(std::move(runSoon))
+    , m_state(std::make_shared<State>(std::move(files), std::move(dump)))
 {
 }
 
@@ -185,8 +203,8 @@ LinuxNetworkWatcher::~LinuxNetworkWatcher()
     if (isForkedChild())
         return;
     const MutexLock lock(m_lock);
-    if (m_stop.isOurs())
-        static_cast<void>(::write(m_stop.number(), "", 1) == 1);
+    if (m_stop && m_stop->writing.isOurs())
+        static_cast<void>(::write(m_stop->writing.number(), "", 1) == 1);
 }
 
 bool LinuxNetworkWatcher::isAvailable()
@@ -201,16 +219,19 @@ bool LinuxNetworkWatcher::start()
     const MutexLock lock(m_lock);
     if (m_state->isWatching)
         return true;
-    auto session = Session::open(m_state);
-    if (!session)
+    try {
+        auto session = Session::open(m_state);
+        if (!session)
+            return false;
+        m_stop = session->stop();
+        m_runSoon([session = std::move(session)]() mutable {
+            startDetachedThread(
+                "telvora-netlink", [session = std::move(session)] { session->watch(); });
+        });
+        return true;
+    } catch (const std::bad_alloc&) {
         return false;
-    m_stop = session->takeStop();
-    m_state->isWatching = true;
-    const bool isStarted = startDetachedThread(
-        "telvora-netlink", [session = std::move(session)] { session->watch(); });
-    if (!isStarted)
-        m_state->isWatching = false;
-    return isStarted;
+    }
 }
 
 Connection LinuxNetworkWatcher::connection()

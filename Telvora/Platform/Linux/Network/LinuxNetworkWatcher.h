@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/OnceValue.h>
+#include <Telvora/Base/Work.h>
 #include <Telvora/Platform/Linux/Machine/SystemFiles.h>
 #include <Telvora/Platform/Linux/Network/NetlinkSocket.h>
 #include <Telvora/Platform/Linux/Process/Descriptor.h>
@@ -20,12 +21,15 @@ namespace telvora::detail {
 /// that, each connection() asks the kernel and no thread is started. The destructor ends the thread
 /// without waiting for it; later changes are not reported.
 ///
-/// Threads: every operation from any thread. While the thread watches, connection() is an atomic
-/// load.
+/// Deliberate: start() takes the first reading and leaves it to a block to start the thread. A
+/// thread costs as much as the rest of the start, and the first event of a process need not wait
+/// for this one: until it runs, the messages of the kernel wait in the socket.
 ///
-/// Failure: isAvailable() is false when the kernel refuses its messages. A thread that loses its
-/// descriptors (some programs close every descriptor that they did not open) ends; the next
-/// connection() starts another.
+/// Threads: every operation from any thread. After start() connection() is an atomic load.
+///
+/// Failure: isAvailable() is false when the kernel refuses its messages. If the system refuses the
+/// thread, or the thread loses its descriptors (some programs close every descriptor that they did
+/// not open), the next connection() starts another.
 ///
 /// Fork: a child that is forked after the thread has started keeps the reading of that moment.
 class LinuxNetworkWatcher {
@@ -44,8 +48,12 @@ public:
     using DumpFunction = std::function<NetlinkSocket::Dump(
         NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit)>;
 
+    /// Runs a block soon, on a thread of the library's.
+    using RunSoon = std::function<void(Work)>;
+
     /// `files`: where /sys/class/net is looked up.
-    explicit LinuxNetworkWatcher(SystemFiles files, DumpFunction dump = &NetlinkSocket::dump);
+    LinuxNetworkWatcher(
+        SystemFiles files, RunSoon runSoon, DumpFunction dump = &NetlinkSocket::dump);
     ~LinuxNetworkWatcher();
 
     LinuxNetworkWatcher(const LinuxNetworkWatcher&) = delete;
@@ -54,8 +62,8 @@ public:
     /// Whether the kernel gives this process its messages. Tried once.
     bool isAvailable();
 
-    /// Takes a first reading and starts the thread, in the network namespace of the calling thread.
-    /// False when that fails.
+    /// Takes a first reading and begins to watch, in the network namespace of the calling thread.
+    /// False when the kernel refuses its messages or there is no memory.
     bool start() TELVORA_EXCLUDES(m_lock);
 
     /// The connection now; none when the kernel does not answer.
@@ -66,11 +74,13 @@ public:
 
 private:
     struct State;
+    struct StopPipe;
     class Session;
 
+    const RunSoon m_runSoon;
     Mutex m_lock;
-    // Writing to it ends the thread.
-    Descriptor m_stop TELVORA_GUARDED_BY(m_lock);
+    // Writing to it ends the thread. Null before start().
+    std::shared_ptr<const StopPipe> m_stop TELVORA_GUARDED_BY(m_lock);
     OnceValue<bool> m_isAvailable;
     // Shared with the thread, which may outlive the watcher briefly.
     const std::shared_ptr<State> m_state;

@@ -7,6 +7,7 @@
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Linux/Network/LinuxNetworkWatcher.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <optional>
 #include <thread>
@@ -170,11 +171,19 @@ private:
     const std::shared_ptr<Notifier> m_notifier;
 };
 
+// Not at once: the worker that runs the block would compete with the host's thread at its start.
+constexpr auto soon = std::chrono::milliseconds(1);
+
+LinuxNetworkWatcher::RunSoon runSoonOn(Dispatch& dispatch)
+{
+    return [&dispatch](Work block) { dispatch.globalAsyncAfter(soon, std::move(block)); };
+}
+
 } // namespace
 
 LinuxReachability::LinuxReachability(Dispatch& dispatch, SystemFiles files)
     : m_dispatch(dispatch)
-    , m_watcher(std::make_shared<LinuxNetworkWatcher>(std::move(files)))
+    , m_watcher(std::make_shared<LinuxNetworkWatcher>(std::move(files), runSoonOn(dispatch)))
 {
 }
 

@@ -34,8 +34,9 @@ using Connection = Reachability::Connection;
 class LinuxNetworkThreadTest : public testing::Test, protected NetworkFixture {
 protected:
     /// The folder of the watching thread in /proc; absent if there is no such thread.
-    static std::optional<std::string> threadFolder()
+    std::optional<std::string> threadFolder()
     {
+        runMain();
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
             std::string name;
             std::getline(std::ifstream(entry.path() / "comm"), name);
@@ -79,7 +80,7 @@ TEST_F(LinuxNetworkThreadTest, TheFirstQuestionStartsOneThreadForAllObjects)
     EXPECT_EQ(threadFolder(), std::nullopt);
 
     first->connection();
-    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
     const auto folder = threadFolder();
     const auto second = make();
     second->connection();
@@ -158,7 +159,7 @@ TEST_F(LinuxNetworkThreadTest, TheThreadTakesNoSignals)
 {
     const auto object = make();
     object->connection();
-    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
 
     // All except those that cannot be blocked.
     const unsigned long long blocked
@@ -176,7 +177,7 @@ TEST_F(LinuxNetworkThreadTest, AQuietNetworkWakesNobody)
         return;
     const auto object = make();
     object->startNotifier();
-    ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+    ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
     const std::string folder = *threadFolder();
 
     // The links of the fixture get their IPv6 addresses during the first seconds.
@@ -199,13 +200,14 @@ TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
         LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
         object = own.makeReachability(ReachabilityService::Use::held);
         object->connection();
-        ASSERT_TRUE(eventually([] { return threadFolder().has_value(); }));
+        ownDispatch.advance(1ms);
+        ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
     }
     object->connection();
 
     object.reset();
 
-    EXPECT_TRUE(eventually([] { return !threadFolder(); }));
+    EXPECT_TRUE(eventually([&] { return !threadFolder(); }));
 }
 
 TEST_F(LinuxNetworkThreadTest, ASandboxWithoutRoutingMessagesGetsNoObject)

@@ -51,8 +51,19 @@ protected:
     NetworkNamespace space;
     TemporaryTree tree;
     // Shared with the watching thread, which may outlive the case.
+    // Starts to watch, and then the thread.
+    void start()
+    {
+        ASSERT_TRUE(watcher.start());
+        ASSERT_TRUE(block);
+        block();
+    }
+
+    // Starts the thread.
+    Work block;
     std::shared_ptr<ScriptedKernel> kernel = std::make_shared<ScriptedKernel>();
     LinuxNetworkWatcher watcher { SystemFiles(tree.path()),
+        [this](Work given) { block = std::move(given); },
         [kernel = kernel](NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit) {
             return kernel->dump(type, visit);
         } };
@@ -81,7 +92,7 @@ TEST_F(LinuxNetworkWatcherTest, EightInterruptedReadingsAtTheStartAreRepeatedLat
 {
     kernel->impairedDumps = readingsInARow * dumpsPerReading;
 
-    ASSERT_TRUE(watcher.start());
+    start();
 
     EXPECT_TRUE(eventually([&] { return watcher.connection() == Connection::wifi; }));
 }
@@ -91,9 +102,37 @@ TEST_F(LinuxNetworkWatcherTest, FailedReadingAtTheStartIsRepeatedLater)
     kernel->impairedDumps = 1;
     kernel->impairment = Dump::failed;
 
-    ASSERT_TRUE(watcher.start());
+    start();
 
     EXPECT_TRUE(eventually([&] { return watcher.connection() == Connection::wifi; }));
+}
+
+TEST_F(LinuxNetworkWatcherTest, TheReadingStandsBeforeTheThreadRuns)
+{
+    ASSERT_TRUE(watcher.start());
+    EXPECT_EQ(watcher.connection(), Connection::wifi);
+    ASSERT_TRUE(watcher.start());
+
+    EXPECT_EQ(kernel->dumps, dumpsPerReading);
+}
+
+TEST_F(LinuxNetworkWatcherTest, AThreadThatNeverStartedIsStartedByTheNextReading)
+{
+    detail::noteUse();
+    ASSERT_TRUE(watcher.start());
+    block = {};
+
+    EXPECT_EQ(watcher.connection(), Connection::wifi);
+
+    EXPECT_EQ(kernel->dumps, 2 * dumpsPerReading);
+    EXPECT_TRUE(block);
+}
+
+TEST_F(LinuxNetworkWatcherTest, AWatcherMayEndAfterItsThreadWithoutASignal)
+{
+    ASSERT_TRUE(watcher.start());
+
+    block = {};
 }
 
 } // namespace

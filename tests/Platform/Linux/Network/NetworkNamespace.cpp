@@ -151,7 +151,10 @@ std::unique_ptr<Reachability> NetworkFixture::make()
 bool NetworkFixture::becomes(Connection connection)
 {
     const auto object = make();
-    return eventually([&] { return object->connection() == connection; });
+    return eventually([&] {
+        runMain();
+        return object->connection() == connection;
+    });
 }
 
 void NetworkFixture::playLink(

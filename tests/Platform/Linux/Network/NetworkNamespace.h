@@ -5,6 +5,7 @@
 
 #include <tests/Platform/Linux/Machine/TemporaryTree.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -52,8 +53,9 @@ public:
     /// Sets a default route over one of the two links, or removes it. Returns when every listener
     /// was called.
     void change(Connection connection);
-    /// Runs the blocks that the watching thread has put on the main queue.
-    void runMain() { dispatch.runUntilIdle(); }
+    /// Runs the blocks that the watching thread has put on the main queue, and the one that starts
+    /// this thread.
+    void runMain() { dispatch.advance(std::chrono::milliseconds(1)); }
 
     std::unique_ptr<Reachability> make();
 
