@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <new>
 #include <utility>
@@ -24,6 +25,9 @@ namespace {
 
 using Connection = Reachability::Connection;
 using Dump = NetlinkSocket::Dump;
+
+// If the thread does not run after that time, the system has refused a thread that should start it.
+constexpr auto longestStart = std::chrono::seconds(1);
 
 } // namespace
 
@@ -63,8 +67,19 @@ struct LinuxNetworkWatcher::State {
 
     const SystemFiles files;
     const DumpFunction dump;
+    // Whether the snapshot is up to date, or soon will be.
+    bool isFresh() const
+    {
+        if (isThreadRunning)
+            return true;
+        return isWatching && std::chrono::steady_clock::now() - openedAt.load() < longestStart;
+    }
+
     std::atomic<Connection> connection { Connection::none };
+    // A session is open. Its thread runs, or a block that starts it is under way.
     std::atomic<bool> isWatching { false };
+    std::atomic<bool> isThreadRunning { false };
+    std::atomic<std::chrono::steady_clock::time_point> openedAt {};
     Guarded<std::vector<std::weak_ptr<Listener>>> listeners;
 };
 
@@ -98,11 +113,16 @@ public:
             return nullptr;
         session->m_stop = std::make_shared<const StopPipe>(ends);
         session->read();
+        session->m_state->openedAt = std::chrono::steady_clock::now();
         session->m_state->isWatching = true;
         return session;
     }
 
-    ~Session() { m_state->isWatching = false; }
+    ~Session()
+    {
+        m_state->isThreadRunning = false;
+        m_state->isWatching = false;
+    }
 
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -113,6 +133,7 @@ public:
     // After the last two the next reading begins to watch again.
     void watch() noexcept
     {
+        m_state->isThreadRunning = true;
         try {
             while (waitForEvents() && readEvents()) {
                 // One reading for all waiting messages, since changes come in groups. It reads
@@ -236,8 +257,9 @@ bool LinuxNetworkWatcher::start()
 
 Connection LinuxNetworkWatcher::connection()
 {
-    const bool isFresh = m_state->isWatching || isForkedChild() || (isInUse() && start());
-    if (!isFresh) {
+    const bool isKnown
+        = m_state->isFresh() || isForkedChild() || (!m_state->isWatching && isInUse() && start());
+    if (!isKnown) {
         Connection connection = Connection::none;
         if (const auto socket = NetlinkSocket::open(0))
             m_state->readConnection(*socket, connection);

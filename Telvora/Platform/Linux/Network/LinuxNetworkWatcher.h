@@ -25,13 +25,15 @@ namespace telvora::detail {
 /// thread costs as much as the rest of the start, and the first event of a process need not wait
 /// for this one: until it runs, the messages of the kernel wait in the socket.
 ///
-/// Threads: every operation from any thread. After start() connection() is an atomic load.
+/// Threads: every operation from any thread. While the thread watches, connection() is an atomic
+/// load.
 ///
-/// Failure: isAvailable() is false when the kernel refuses its messages. If the system refuses the
-/// thread, or the thread loses its descriptors (some programs close every descriptor that they did
-/// not open), the next connection() starts another.
+/// Failure: isAvailable() is false when the kernel refuses its messages. A thread that loses its
+/// descriptors (some programs close every descriptor that they did not open) ends; the next
+/// connection() starts another. As long as no thread could be started, connection() asks the
+/// kernel.
 ///
-/// Fork: a child that is forked after the thread has started keeps the reading of that moment.
+/// Fork: a child that is forked after start() keeps the reading of that moment.
 class LinuxNetworkWatcher {
 public:
     using Connection = Reachability::Connection;

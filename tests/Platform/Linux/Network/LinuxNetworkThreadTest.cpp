@@ -2,6 +2,9 @@
 
 #include <Telvora/Base/ForkedChild.h>
 
+#include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
+#include <Telvora/Platform/Linux/Process/LinuxThread.h>
+
 #include <tests/ChildProcess.h>
 #include <tests/Platform/Linux/Network/NetworkNamespace.h>
 
@@ -37,6 +40,12 @@ protected:
     std::optional<std::string> threadFolder()
     {
         runMain();
+        return runningThread();
+    }
+
+    /// The same, without running the block that starts it.
+    static std::optional<std::string> runningThread()
+    {
         for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
             std::string name;
             std::getline(std::ifstream(entry.path() / "comm"), name);
@@ -80,6 +89,9 @@ TEST_F(LinuxNetworkThreadTest, TheFirstQuestionStartsOneThreadForAllObjects)
     EXPECT_EQ(threadFolder(), std::nullopt);
 
     first->connection();
+    // Later, so that it does not delay the first event of a process.
+    dispatch.runUntilIdle();
+    EXPECT_EQ(runningThread(), std::nullopt);
     ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
     const auto folder = threadFolder();
     const auto second = make();
@@ -208,6 +220,29 @@ TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
     object.reset();
 
     EXPECT_TRUE(eventually([&] { return !threadFolder(); }));
+}
+
+TEST_F(LinuxNetworkThreadTest, AServiceThatIsGoneBeforeItsThreadStartsLeavesNone)
+{
+    ManualDispatch ownDispatch(clock);
+    {
+        LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
+        own.makeReachability(ReachabilityService::Use::held)->connection();
+    }
+
+    ownDispatch.advance(1ms);
+
+    EXPECT_TRUE(eventually([] { return !runningThread(); }));
+}
+
+TEST_F(LinuxNetworkThreadTest, TheThreadStartsOnARealDispatch)
+{
+    ThreadedDispatch ownDispatch(startDetachedThread);
+    LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
+
+    own.makeReachability(ReachabilityService::Use::held)->connection();
+
+    EXPECT_TRUE(eventually([] { return runningThread().has_value(); }));
 }
 
 TEST_F(LinuxNetworkThreadTest, ASandboxWithoutRoutingMessagesGetsNoObject)

@@ -50,7 +50,16 @@ protected:
     // No link of the machine's changes here, so the kernel sends no message.
     NetworkNamespace space;
     TemporaryTree tree;
+    // Starts the thread.
+    Work block;
     // Shared with the watching thread, which may outlive the case.
+    std::shared_ptr<ScriptedKernel> kernel = std::make_shared<ScriptedKernel>();
+    LinuxNetworkWatcher watcher { SystemFiles(tree.path()),
+        [this](Work given) { block = std::move(given); },
+        [kernel = kernel](NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit) {
+            return kernel->dump(type, visit);
+        } };
+
     // Starts to watch, and then the thread.
     void start()
     {
@@ -58,15 +67,6 @@ protected:
         ASSERT_TRUE(block);
         block();
     }
-
-    // Starts the thread.
-    Work block;
-    std::shared_ptr<ScriptedKernel> kernel = std::make_shared<ScriptedKernel>();
-    LinuxNetworkWatcher watcher { SystemFiles(tree.path()),
-        [this](Work given) { block = std::move(given); },
-        [kernel = kernel](NetlinkSocket&, std::uint16_t type, NetlinkSocket::Visitor visit) {
-            return kernel->dump(type, visit);
-        } };
 };
 
 TEST_F(LinuxNetworkWatcherTest, InterruptedReadingIsRepeatedAtOnce)
@@ -126,6 +126,19 @@ TEST_F(LinuxNetworkWatcherTest, AThreadThatNeverStartedIsStartedByTheNextReading
 
     EXPECT_EQ(kernel->dumps, 2 * dumpsPerReading);
     EXPECT_TRUE(block);
+}
+
+TEST_F(LinuxNetworkWatcherTest, WithoutAThreadTheKernelIsAsked)
+{
+    detail::noteUse();
+    ASSERT_TRUE(watcher.start());
+    ASSERT_TRUE(block);
+
+    EXPECT_TRUE(eventually([&] {
+        watcher.connection();
+        return kernel->dumps > dumpsPerReading;
+    }));
+    EXPECT_EQ(watcher.connection(), Connection::wifi);
 }
 
 TEST_F(LinuxNetworkWatcherTest, AWatcherMayEndAfterItsThreadWithoutASignal)
