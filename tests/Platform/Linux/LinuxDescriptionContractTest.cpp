@@ -35,8 +35,7 @@ public:
 
 private:
     TemporaryTree m_tree;
-    LinuxApplication m_application { SystemFiles(m_tree.path()),
-        LinuxApplication::Folders { {}, { "/usr/share" }, {} } };
+    LinuxApplication m_application { SystemFiles(m_tree.path()), { "", "/usr/share", "" } };
 };
 
 class HostBundleSubject {

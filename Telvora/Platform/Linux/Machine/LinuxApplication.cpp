@@ -72,15 +72,17 @@ Entries entriesFor(std::string_view type, std::string_view text)
 
 std::vector<std::string> associationFiles(const LinuxApplication::Folders& folders)
 {
+    // Desktops name their files in lower case.
+    const std::vector<std::string> desktops = parts(lowered(folders.desktops), ':');
     std::vector<std::string> paths;
     const auto addLists = [&](const std::string& folder) {
-        for (const std::string& desktop : folders.desktops)
+        for (const std::string& desktop : desktops)
             paths.push_back(folder + "/" + desktop + "-mimeapps.list");
         paths.push_back(folder + "/mimeapps.list");
     };
-    for (const std::string& folder : folders.config)
+    for (const std::string& folder : parts(folders.config, ':'))
         addLists(folder);
-    for (const std::string& folder : folders.data) {
+    for (const std::string& folder : parts(folders.data, ':')) {
         addLists(folder + "/applications");
         paths.push_back(folder + "/applications/mimeinfo.cache");
     }
@@ -92,18 +94,16 @@ std::vector<std::string> associationFiles(const LinuxApplication::Folders& folde
 LinuxApplication::Folders LinuxApplication::foldersOfEnvironment()
 {
     const std::string home = environment("HOME", "/nonexistent");
-    Folders folders;
-    folders.config = parts(environment("XDG_CONFIG_HOME", home + "/.config") + ":"
+    return {
+        environment("XDG_CONFIG_HOME", home + "/.config") + ":"
             + environment("XDG_CONFIG_DIRS", "/etc/xdg"),
-        ':');
-    folders.data = parts(environment("XDG_DATA_HOME", home + "/.local/share") + ":"
+        environment("XDG_DATA_HOME", home + "/.local/share") + ":"
             + environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"),
-        ':');
-    folders.desktops = parts(lowered(environment("XDG_CURRENT_DESKTOP", "")), ':');
-    return folders;
+        environment("XDG_CURRENT_DESKTOP", ""),
+    };
 }
 
-LinuxApplication::LinuxApplication(SystemFiles files, std::optional<Folders> folders)
+LinuxApplication::LinuxApplication(SystemFiles files, Folders folders)
     : m_files(std::move(files))
     , m_folders(std::move(folders))
 {
@@ -115,17 +115,17 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     if (scheme.empty())
         return false;
 
-    const Folders folders = m_folders ? *m_folders : foldersOfEnvironment();
+    const std::vector<std::string> dataFolders = parts(m_folders.data, ':');
     // A file may remove an entry that a less important file adds, not the reverse.
     const std::string type = "x-scheme-handler/" + scheme;
     std::set<std::string> removed;
-    for (const std::string& path : associationFiles(folders)) {
+    for (const std::string& path : associationFiles(m_folders)) {
         const auto text = m_files.contents(path, fileLimitBytes);
         if (!text)
             continue;
         const Entries entries = entriesFor(type, *text);
         for (const std::string& name : entries.added) {
-            if (!removed.contains(name) && isInstalled(name, folders))
+            if (!removed.contains(name) && isInstalled(name, dataFolders))
                 return true;
         }
         removed.insert(entries.removed.begin(), entries.removed.end());
@@ -133,7 +133,8 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     return false;
 }
 
-bool LinuxApplication::isInstalled(const std::string& desktopEntry, const Folders& folders) const
+bool LinuxApplication::isInstalled(
+    const std::string& desktopEntry, const std::vector<std::string>& dataFolders) const
 {
     if (desktopEntry.find('/') != std::string::npos)
         return false;
@@ -141,7 +142,7 @@ bool LinuxApplication::isInstalled(const std::string& desktopEntry, const Folder
     // The entry "kde-mail.desktop" may lie in applications/kde/mail.desktop.
     std::string name = desktopEntry;
     for (;;) {
-        for (const std::string& folder : folders.data) {
+        for (const std::string& folder : dataFolders) {
             const std::string path = folder + "/applications/" + name;
             if (m_files.exists(path))
                 return m_files.assignment(path, "Hidden").value_or("false") != "true";

@@ -3,7 +3,6 @@
 #include <Telvora/Platform/Application.h>
 #include <Telvora/Platform/Linux/Machine/SystemFiles.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,30 +12,30 @@ namespace telvora::detail {
 /// applications" and "desktop entries"), without running anything. A scheme is handled when such a
 /// file names a desktop entry for it and that entry is installed.
 ///
-/// Threads: any, while no other thread changes the environment, which each call reads.
+/// Threads: any. The environment is read by the constructor.
 class LinuxApplication final : public Application {
 public:
-    /// The folders to search, the most important first.
+    /// The folders to search, the most important first: lists with colons, as in the environment.
     struct Folders {
-        std::vector<std::string> config;
-        std::vector<std::string> data;
-        /// Names of desktops in lower case. Their files are read before the common ones.
-        std::vector<std::string> desktops;
+        std::string config;
+        std::string data;
+        /// Names of desktops. Their files are read before the common ones.
+        std::string desktops;
     };
 
     /// From XDG_CONFIG_HOME, XDG_DATA_DIRS and so on, with their standard defaults.
     static Folders foldersOfEnvironment();
 
-    /// Without `folders`, those of the environment.
-    explicit LinuxApplication(SystemFiles files, std::optional<Folders> folders = {});
+    explicit LinuxApplication(SystemFiles files, Folders folders = foldersOfEnvironment());
 
     bool canOpenURL(const std::string& url) const override;
 
 private:
-    bool isInstalled(const std::string& desktopEntry, const Folders& folders) const;
+    bool isInstalled(
+        const std::string& desktopEntry, const std::vector<std::string>& dataFolders) const;
 
     SystemFiles m_files;
-    std::optional<Folders> m_folders;
+    Folders m_folders;
 };
 
 } // namespace telvora::detail

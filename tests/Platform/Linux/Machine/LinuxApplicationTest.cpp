@@ -15,8 +15,7 @@ class LinuxApplicationTest : public testing::Test {
 protected:
     static LinuxApplication::Folders folders()
     {
-        return { { "/home/u/.config", "/etc/xdg" }, { "/home/u/.local/share", "/usr/share" },
-            { "gnome" } };
+        return { "/home/u/.config:/etc/xdg", "/home/u/.local/share::/usr/share:", "GNOME" };
     }
 
     void install(const std::string& entry, const std::string& more = {})
@@ -124,9 +123,9 @@ TEST_F(LinuxApplicationTest, TheEnvironmentSaysWhereToLook)
 
     const auto folders = LinuxApplication::foldersOfEnvironment();
 
-    EXPECT_EQ(folders.config, (std::vector<std::string> { "/c", "/c1", "/c2" }));
-    EXPECT_EQ(folders.data, (std::vector<std::string> { "/d", "/d1", "/d2" }));
-    EXPECT_EQ(folders.desktops, (std::vector<std::string> { "ubuntu", "gnome" }));
+    EXPECT_EQ(folders.config, "/c:/c1:/c2");
+    EXPECT_EQ(folders.data, "/d:/d1::/d2");
+    EXPECT_EQ(folders.desktops, "ubuntu:GNOME");
 }
 
 } // namespace
