@@ -384,11 +384,10 @@ void TrackerDataExcavator::setMonitorViewControllerWhiteList(std::vector<std::st
 
 TrackerDataExcavator::WhiteList TrackerDataExcavator::whiteList()
 {
-    auto list = values().whiteList.get();
-    if (!list)
-        list = values().defaultWhiteList.get(defaultWhiteList);
-    // Null in a forked child.
-    return list ? list : std::make_shared<const std::vector<std::string>>();
+    if (detail::isForkedChild())
+        return std::make_shared<const std::vector<std::string>>();
+    const auto list = values().whiteList.get();
+    return list ? list : values().defaultWhiteList.get(defaultWhiteList);
 }
 
 } // namespace telvora
