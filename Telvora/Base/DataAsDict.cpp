@@ -90,7 +90,10 @@ void putProperties(PropertyKeys keys, PassProperties pass, Dictionary& dictionar
 {
     dictionary.reserve(keys.size());
     pass([&](std::string_view key, const Property& property) {
-        dictionary.emplace(key, valueOf(property, dictionary.storage()));
+        // The value is put in last: where there is no memory for the key, it would be destroyed
+        // with recursion.
+        Value& place = dictionary.emplace(key, nullptr).first->value();
+        place = valueOf(property, dictionary.storage());
     });
 }
 

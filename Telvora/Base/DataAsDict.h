@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Fatal.h>
 #include <Telvora/Base/Work.h>
@@ -50,7 +51,8 @@ constexpr std::string_view keyOf(std::string_view name)
 
 using Storage = boost::json::storage_ptr;
 
-// A property where it is in its record. What a container that is not const holds may be moved out.
+// One property: its value, or a pointer to its container, which may be moved from if it is not
+// const.
 using Property
     = std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string_view,
         const StringDictionary*, const Dictionary*, Dictionary*, const Array*, Array*>;
@@ -212,12 +214,12 @@ protected:
 private:
     template<typename AnyRecord> static Dictionary dictionaryOf(AnyRecord&& record)
     {
-        Dictionary dictionary;
+        detail::AnyDepth<Dictionary> dictionary;
         const auto pass = [&](detail::TakeProperty take) {
             detail::passProperties(std::forward<AnyRecord>(record), take);
         };
-        detail::putProperties(detail::propertyKeys<Record>, pass, dictionary);
-        return dictionary;
+        detail::putProperties(detail::propertyKeys<Record>, pass, *dictionary);
+        return std::move(*dictionary);
     }
 };
 

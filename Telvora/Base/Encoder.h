@@ -66,7 +66,7 @@ public:
     /// Whether U+FFFD was written in place of a sequence that is not UTF-8.
     bool hasRepaired() const { return m_hasRepaired; }
 
-    /// How many containers are nested in the text.
+    /// How many containers are nested in the values of the text.
     std::size_t depth() const { return m_depth; }
 
     /// The text so far. The view is valid until the next change.

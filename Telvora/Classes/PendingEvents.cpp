@@ -27,11 +27,11 @@ AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder)
     return appended;
 }
 
-AppendedEvent PendingEvents::append(std::string_view text)
+std::size_t PendingEvents::append(std::string_view text)
 {
-    return m_state.with([&](State& state) -> AppendedEvent {
-        const auto appended = state.events.append(text);
-        return { state.events.size(), appended.bytes };
+    return m_state.with([&](State& state) {
+        state.events.append(text);
+        return state.events.size();
     });
 }
 

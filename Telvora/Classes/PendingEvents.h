@@ -39,8 +39,9 @@ public:
 
     /// Puts the event at the end. It is moved only if the list keeps it as a tree.
     AppendedEvent append(Value&& event, Encoder& encoder);
-    /// The same for an event that need not be kept beside its text.
-    AppendedEvent append(std::string_view text);
+    /// The same for an event that need not be kept beside its text. Returns how many events the
+    /// list has now.
+    std::size_t append(std::string_view text);
 
     /// A batch of all events, which stay in the list.
     Batch batch(std::shared_ptr<const EncodedCommonData> common,

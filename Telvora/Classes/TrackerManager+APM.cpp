@@ -217,18 +217,27 @@ void TrackerManager::reportRecord(
     submit(apm(), [&] {
         // First, because it asks the host's screens, which may install a provider.
         complete();
-        if (detail::isLogging()) {
-            // The log line shows a dictionary.
-            detail::AnyDepth<Dictionary> report;
-            detail::putProperties(keys, pass, *report);
-            wrapAppendTracker(std::move(*report));
+        const auto provider = this->provider();
+        if (!detail::isLogging()) {
+            if (provider)
+                offer(*provider->object,
+                    detail::encodeMerged(provider->commonData->commonDatas, keys, pass));
+            else
+                enqueueRecord(keys, pass);
             return;
         }
-        if (const auto provider = this->provider())
-            offer(*provider->object,
-                detail::encodeMerged(provider->commonData->commonDatas, keys, pass));
-        else
-            enqueueRecord(keys, pass);
+        // The log line shows a dictionary.
+        EventBuilder event(keys.size());
+        const Dictionary& report = detail::fieldsOf(event);
+        detail::putProperties(keys, pass, detail::fieldsOf(event));
+        if (provider) {
+            const Dictionary& commonDatas = provider->commonData->commonDatas;
+            logOffered(commonDatas, report);
+            offer(*provider->object, encodeMerged(commonDatas, report));
+        } else {
+            logAppended(report);
+            appendTracker(std::move(event), apm());
+        }
     });
 }
 

@@ -111,6 +111,7 @@ void TrackerManager::enqueue(EventBuilder&& event, std::string&& index, std::str
 void TrackerManager::enqueueRecord(detail::PropertyKeys keys, detail::PassProperties pass)
 {
     if (auto text = detail::encodePlain(pass)) {
+        static_assert(Work::fits<RecordBlock>, "an allocation on the host's thread");
         m_queue->emplaceBarrier<RecordBlock>(*this, *std::move(text));
         return;
     }
@@ -153,7 +154,7 @@ void TrackerManager::intakeRecord(const std::string& text)
 {
     const std::string_view index = rawValue(DefaultIndex::APM);
     const Destination to = destination(index);
-    accept(to, [&] { return to.channel ? to.channel->m_pending->append(text).size : 0; });
+    accept(to, [&] { return to.channel ? to.channel->m_pending->append(text) : 0; });
     if (detail::isForkedChild() || !hasTriggerCallback())
         return;
     try {

@@ -134,8 +134,8 @@ public:
 
     /// Installs the closure that is called with every event after its intake, also for unknown
     /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
-    /// flush. It does not see an event that has to be copied for it and for which there is no
-    /// memory.
+    /// flush. It does not see an event that has to be copied or read from text for it, if there is
+    /// no memory for that.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
@@ -156,8 +156,8 @@ public:
 
     /// Fills in the page, the network and the page's parameters where the record has such
     /// properties and they are absent, and reports the record. An lvalue is changed itself:
-    /// reported again, it names the same page. `Record` is TrackerMeta, or another record that
-    /// derives from DataAsDict.
+    /// reported again, it names the same page. The dictionaries and arrays of an rvalue are empty
+    /// afterwards. `Record` is TrackerMeta, or another record that derives from DataAsDict.
     /// Deliberate, here and below: useOstra and immediately change nothing.
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record& record, [[maybe_unused]] bool useOstra = false)

@@ -26,6 +26,24 @@ protected:
 };
 using APMDictQuirk = APMDictTest;
 
+TEST_F(APMDictTest, ACompleteDictionaryKeepsItsTable)
+{
+    std::size_t capacity = 0;
+    TrackerManager::setTriggerCallback(
+        [&](const Dictionary& event, const std::string&) { capacity = event.capacity(); });
+    Dictionary dict;
+    dict.reserve(6);
+    for (const char* key : { "d", "p", "wifi", "si", "pageExpend", "ipaMode" })
+        dict[key] = nullptr;
+    ASSERT_EQ(dict.capacity(), dict.size());
+
+    manager().reportAPMDict(std::move(dict));
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(capacity, 6u);
+    TrackerManager::setTriggerCallback({});
+}
+
 TEST_F(APMDictTest, AnEmptyDictionaryIsNeitherSentNorLogged)
 {
     const auto log = listen();

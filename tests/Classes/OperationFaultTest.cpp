@@ -1,6 +1,8 @@
 #include <tests/Classes/AllocationFault.h>
 
+#include <Telvora/Base/AnyDepth.h>
 #include <Telvora/Classes/TrackerManager.h>
+#include <tests/Base/JSONTesting.h>
 #include <tests/Classes/ImmediatePlatform.h>
 
 #include <gtest/gtest.h>
@@ -84,6 +86,59 @@ TEST_P(OperationFaultTest, ThrowsNothingAndCountsTheEventWhicheverAllocationFail
         ASSERT_EQ(after.accepted, before.accepted + 1) << "with allocation " << spared;
         ASSERT_EQ(after.pending + after.dropped.internalError,
             before.pending + before.dropped.internalError + 1);
+        if (!hasStruck)
+            return;
+    }
+}
+
+// The dictionary that the closure sees is read from text.
+TEST(TriggerFaultTest, ARecordCountsAlsoIfTheClosureCannotSeeIt)
+{
+    immediate();
+    manager().register_(std::make_shared<TrackerConfig>("APM", 1'000'000));
+    int seen = 0;
+    TrackerManager::setTriggerCallback([&](const Dictionary&, const std::string&) { ++seen; });
+    enrollRecord({});
+    ASSERT_EQ(seen, 1);
+
+    bool wasMissed = false;
+    for (int spared = 0;; ++spared) {
+        const LedgerAccount before = manager().ledger("APM")->events;
+        const int seenBefore = seen;
+        bool hasStruck = false;
+        {
+            const AllocationFault fault(spared);
+            enrollRecord({});
+            hasStruck = fault.hasStruck();
+        }
+
+        const LedgerAccount after = manager().ledger("APM")->events;
+        ASSERT_EQ(after.accepted, before.accepted + 1) << "with allocation " << spared;
+        wasMissed = wasMissed || (seen == seenBefore && after.pending > before.pending);
+        if (!hasStruck)
+            break;
+    }
+    EXPECT_TRUE(wasMissed);
+    TrackerManager::setTriggerCallback({});
+}
+
+// A deep value that is destroyed because there is no memory for its key must not recurse.
+TEST(RecordFaultTest, ADeepRecordMayFailToBecomeADictionary)
+{
+    immediate();
+    for (int spared = 0;; ++spared) {
+        TrackerMeta record(TrackerMeta::T("a type that needs memory"));
+        record.extra = deepDictionary(100'000);
+        bool hasStruck = false;
+        try {
+            const AllocationFault fault(spared);
+            detail::AnyDepth<Dictionary> dictionary(std::move(record).asDictionary());
+            hasStruck = fault.hasStruck();
+        } catch (const std::bad_alloc&) {
+            hasStruck = true;
+        }
+
+        dispose(std::move(*record.extra));
         if (!hasStruck)
             return;
     }
