@@ -171,8 +171,9 @@ private:
     const std::shared_ptr<Notifier> m_notifier;
 };
 
-// Not at once: the worker that runs the block would compete with the host's thread at its start.
-constexpr auto soon = std::chrono::milliseconds(1);
+// When the first events of a process are on their way: before that the worker that runs the block
+// would compete with the host's thread, or the pool would start a second worker for it.
+constexpr auto soon = std::chrono::milliseconds(10);
 
 LinuxNetworkWatcher::RunSoon runSoonOn(Dispatch& dispatch)
 {

@@ -212,7 +212,7 @@ TEST_F(LinuxNetworkThreadTest, TheThreadEndsWithTheServiceAndItsObjects)
         LinuxReachability own(ownDispatch, SystemFiles(tree.path()));
         object = own.makeReachability(ReachabilityService::Use::held);
         object->connection();
-        ownDispatch.advance(1ms);
+        ownDispatch.advance(10ms);
         ASSERT_TRUE(eventually([&] { return threadFolder().has_value(); }));
     }
     object->connection();
@@ -230,7 +230,7 @@ TEST_F(LinuxNetworkThreadTest, AServiceThatIsGoneBeforeItsThreadStartsLeavesNone
         own.makeReachability(ReachabilityService::Use::held)->connection();
     }
 
-    ownDispatch.advance(1ms);
+    ownDispatch.advance(10ms);
 
     EXPECT_TRUE(eventually([] { return !runningThread(); }));
 }

@@ -55,7 +55,7 @@ public:
     void change(Connection connection);
     /// Runs the blocks that the watching thread has put on the main queue, and the one that starts
     /// this thread.
-    void runMain() { dispatch.advance(std::chrono::milliseconds(1)); }
+    void runMain() { dispatch.advance(std::chrono::milliseconds(10)); }
 
     std::unique_ptr<Reachability> make();
 
