@@ -58,14 +58,13 @@ struct CurlHTTPOptions {
 /// affected.
 ///
 /// Threads: as HTTPClient says. An exception that leaves a completion is dropped. The client's
-/// thread initializes libcurl with the first request. If libcurl does not lock its initialization
-/// (CURL_VERSION_THREADSAFE), the constructor initializes it instead; no other thread may
-/// initialize libcurl at the same time then.
+/// thread initializes libcurl with the first request.
 ///
-/// Failure: as HTTPClient says. These end with an error before anything is sent: a method or a
-/// header name that is no token, and CR, LF or NUL in a header value. When the system refuses a
-/// thread or memory, the request is completed with an error before send() returns, on the caller's
-/// thread.
+/// Failure: as HTTPClient says. Without a libcurl that locks its initialization, as each does since
+/// 7.84 (CURL_VERSION_THREADSAFE), every request ends with an error. These end with an error before
+/// anything is sent: a method or a header name that is no token, and CR, LF or NUL in a header
+/// value. When the system refuses a thread or memory, the request is completed with an error before
+/// send() returns, on the caller's thread.
 ///
 /// Deliberate: a request's time-out begins when the request is given to a connection, which may
 /// have to be opened first. The wait for a connection has no limit, and the time that completions

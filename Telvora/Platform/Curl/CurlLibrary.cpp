@@ -55,19 +55,10 @@ void registerExitHandlerOfOpenSSL()
         static_cast<void>(setUp(smallestPiece, nullptr));
 }
 
-void setUpLibcurlUnlessThreadSafe()
-{
-    if (curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_THREADSAFE || isForkedChild())
-        return;
-    // Not a CurlScope: while the process ends, this thread must return.
-    const ExitGate::Pass pass;
-    const NoForkScope noFork;
-    if (pass)
-        setUpLibcurl();
-}
-
 bool setUpLibcurl()
 {
+    if (!(curl_version_info(CURLVERSION_NOW)->features & CURL_VERSION_THREADSAFE))
+        return false;
     static auto& mutex = *new Mutex;
     static bool isSetUp = false;
     MutexLock lock(mutex);

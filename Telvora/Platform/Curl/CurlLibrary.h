@@ -16,13 +16,10 @@ void registerExitHandlerOfOpenSSL();
 /// Initializes libcurl, once for the process. Never undone, because the host or another library may
 /// use libcurl too. False when libcurl fails; the next call tries again.
 ///
-/// Our lock does not keep the host from initializing libcurl on another thread at the same time;
-/// only libcurl's own lock does (CURL_VERSION_THREADSAFE). Requires a CurlScope.
+/// Also false for a libcurl that does not lock its initialization (CURL_VERSION_THREADSAFE): the
+/// host may initialize it on another thread at the same time. Every libcurl since 7.84 locks it,
+/// unless it was built without threads and atomics. Requires a CurlScope.
 bool setUpLibcurl();
-
-/// Initializes a libcurl that has no such lock. Call it on a thread of the host's, which knows what
-/// its other threads do. Does nothing otherwise, because the call takes milliseconds.
-void setUpLibcurlUnlessThreadSafe();
 
 /// For CURLOPT_SSL_CTX_FUNCTION: keeps libcurl from writing the keys of a connection to the file
 /// that SSLKEYLOGFILE names. With these keys, anyone who can set the host's environment could read

@@ -36,7 +36,6 @@ CurlWorker::CurlWorker(StartThread startThread, const Clock& clock, CurlHTTPOpti
     , m_options(std::move(options))
 {
     registerExitHandlerOfOpenSSL();
-    setUpLibcurlUnlessThreadSafe();
 }
 
 CurlWorker::~CurlWorker()

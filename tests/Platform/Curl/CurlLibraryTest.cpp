@@ -57,19 +57,8 @@ TEST(CurlLibraryTest, ClientsThreadInitializesAThreadSafeLibcurl)
     EXPECT_NE(s_initializer.load(), std::this_thread::get_id());
 }
 
-TEST(CurlLibraryTest, ConstructorOfTheClientInitializesALibcurlThatIsNotThreadSafe)
+TEST(CurlLibraryTest, LibcurlIsInitializedOnceForAllClients)
 {
-    s_isThreadSafe = false;
-
-    RealHTTPClient client;
-
-    EXPECT_EQ(s_initializations, 1);
-    EXPECT_EQ(s_initializer.load(), std::this_thread::get_id());
-}
-
-TEST(CurlLibraryTest, LibcurlThatIsNotThreadSafeIsInitializedOnce)
-{
-    s_isThreadSafe = false;
     LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
     RealHTTPClient first;
     RealHTTPClient second;
@@ -78,6 +67,19 @@ TEST(CurlLibraryTest, LibcurlThatIsNotThreadSafeIsInitializedOnce)
     EXPECT_EQ(answerTo(second, postTo(server.url())).data, "{}");
 
     EXPECT_EQ(s_initializations, 1);
+}
+
+TEST(CurlLibraryTest, LibcurlThatIsNotThreadSafeIsNotUsed)
+{
+    s_isThreadSafe = false;
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    RealHTTPClient client;
+
+    const HTTPAnswer answer = answerTo(client, postTo(server.url()));
+
+    EXPECT_EQ(answer.data, std::nullopt);
+    EXPECT_NE(answer.error, std::nullopt);
+    EXPECT_EQ(s_initializations, 0);
 }
 
 } // namespace
