@@ -12,14 +12,17 @@
 
 namespace telvora {
 
+/// Names and values.
+using HTTPHeaders = std::vector<std::pair<std::string, std::string>>;
+
 /// One request. Header names are unique, regardless of case, and are sent in this order.
 struct HTTPRequest {
     /// Absolute, http or https.
     std::string url;
     /// "POST" or any other token.
     std::string method;
-    /// Names and values. A client may add headers that are missing, such as Content-Length.
-    std::vector<std::pair<std::string, std::string>> headers;
+    /// A client may add headers that are missing, such as Content-Length.
+    HTTPHeaders headers;
     /// Any bytes; may be empty.
     SharedBytes body;
     /// The longest time from when the client gives the request to a connection, which may have to
@@ -35,8 +38,11 @@ struct HTTPRequest {
 struct HTTPAnswer {
     std::optional<std::string> data;
     std::optional<std::string> error;
-    /// The HTTP status; 0 if there was no answer. The library itself does not read it.
+    /// The HTTP status; 0 if there was no answer.
     int status = 0;
+    /// Names and values as they came, in their order; without interim answers and trailers. Empty
+    /// if `error` is set.
+    HTTPHeaders headers {};
 };
 
 /// Sends requests, several at a time, and calls a completion for each.

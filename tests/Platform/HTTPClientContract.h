@@ -21,7 +21,8 @@ namespace telvora {
 ///
 ///     HTTPClient& client();
 ///     std::string url();                              // an address that the server answers
-///     void answerNext(int status, std::string body);  // the answers, in the order of the calls
+///     void answerNext(int status, std::string body, HTTPHeaders headers = {});
+///                                                     // the answers, in the order of the calls
 ///     void failNext();                                // the next request gets no answer
 ///     void settle();                                  // waits until every completion has returned
 ///     std::vector<HTTPRequest> received();            // what was sent, in order; the headers may
@@ -83,6 +84,18 @@ TYPED_TEST_P(HTTPClientContract, AnswerIsDataAndItsStatus)
     EXPECT_EQ(answer.data, "{\"success\":true}");
     EXPECT_EQ(answer.error, std::nullopt);
     EXPECT_EQ(answer.status, 200);
+}
+
+TYPED_TEST_P(HTTPClientContract, HeadersOfTheAnswerComeInTheirOrder)
+{
+    this->subject.answerNext(429, "{}", { { "Retry-After", "7" }, { "X-a", "1" }, { "x-A", "" } });
+
+    HTTPHeaders headers = this->answerTo(this->post()).headers;
+
+    std::erase_if(headers, [](const auto& header) { return header.first == "Content-Length"; });
+    EXPECT_THAT(headers,
+        testing::ElementsAre(testing::Pair("Retry-After", "7"), testing::Pair("X-a", "1"),
+            testing::Pair("x-A", "")));
 }
 
 TYPED_TEST_P(HTTPClientContract, StatusOfAFailureIsAnAnswerToo)
@@ -253,10 +266,10 @@ TYPED_TEST_P(HTTPClientContract, CompletionIsDestroyedOnceItHasRun)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(HTTPClientContract, AnswerIsDataAndItsStatus,
-    StatusOfAFailureIsAnAnswerToo, EmptyAnswerIsEmptyData, MissingAnswerIsAnErrorWithoutData,
-    RequestArrivesAsItWasGiven, HeadersArriveInTheGivenOrder, EmptyHeaderValueIsSent,
-    LineBreakInAHeaderIsAnErrorAndNothingGoesOut, AddressThatCannotBeFetchedIsAnError,
-    CompletionDoesNotRunOnTheCallersStack, EveryOneOfManyRequestsCompletesOnce,
-    CompletionMaySendAgain, CompletionIsDestroyedOnceItHasRun);
+    HeadersOfTheAnswerComeInTheirOrder, StatusOfAFailureIsAnAnswerToo, EmptyAnswerIsEmptyData,
+    MissingAnswerIsAnErrorWithoutData, RequestArrivesAsItWasGiven, HeadersArriveInTheGivenOrder,
+    EmptyHeaderValueIsSent, LineBreakInAHeaderIsAnErrorAndNothingGoesOut,
+    AddressThatCannotBeFetchedIsAnError, CompletionDoesNotRunOnTheCallersStack,
+    EveryOneOfManyRequestsCompletesOnce, CompletionMaySendAgain, CompletionIsDestroyedOnceItHasRun);
 
 } // namespace telvora

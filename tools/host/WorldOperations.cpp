@@ -182,6 +182,10 @@ ScriptedAnswer answerIn(const Arguments& given)
     if (std::isnan(seconds) || seconds < 0)
         throw ScriptError("\"after\" wants a number that is not negative");
     answer = answer.after(nanosecondsFromSeconds(seconds));
+    if (given.given("headers")) {
+        const StringDictionary headers = given.strings("headers");
+        answer = answer.with({ headers.begin(), headers.end() });
+    }
     return given.flag("inline", false) ? answer.inlined() : answer;
 }
 

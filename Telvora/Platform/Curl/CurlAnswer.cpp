@@ -1,5 +1,6 @@
 #include <Telvora/Platform/Curl/CurlAnswer.h>
 
+#include <Telvora/Base/HeaderField.h>
 #include <Telvora/Platform/Curl/CurlRequest.h>
 
 #include <exception>
@@ -19,6 +20,7 @@ constexpr std::size_t framingPerByte = 8;
 void CurlAnswer::clear()
 {
     m_data.clear();
+    m_headers.clear();
     m_headerBytes = 0;
     m_bodyBytes = 0;
     m_isHeadWhole = false;
@@ -39,14 +41,22 @@ bool CurlAnswer::addData(std::string_view data) noexcept
     return !m_isMemoryUsedUp;
 }
 
-bool CurlAnswer::addHeader(std::string_view line)
-{
+bool CurlAnswer::addHeader(std::string_view line) noexcept
+try {
     m_headerBytes += line.size();
-    if (line.starts_with("HTTP/"))
+    if (line.starts_with("HTTP/")) {
         m_isHeadWhole = false;
-    else if (line == "\r\n" || line == "\n")
+        m_headers.clear();
+    } else if (line == "\r\n" || line == "\n") {
         m_isHeadWhole = true;
+    } else if (const std::size_t colon = line.find(':');
+               !m_isHeadWhole && colon != std::string_view::npos) {
+        m_headers.emplace_back(line.substr(0, colon), trimmedFieldValue(line.substr(colon + 1)));
+    }
     return m_headerBytes <= headerLimit;
+} catch (const std::exception&) {
+    m_isMemoryUsedUp = true;
+    return false;
 }
 
 bool CurlAnswer::isFramingWithinLimit() const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Telvora/Platform/HTTPClient.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -24,9 +26,9 @@ public:
     /// Forgets the answer, so that another one can be collected.
     void clear();
 
-    // These return false once a limit is exceeded. addData() also when memory is used up.
+    // These return false once a limit is exceeded or memory is used up.
     bool addData(std::string_view data) noexcept;
-    bool addHeader(std::string_view line);
+    bool addHeader(std::string_view line) noexcept;
     bool isFramingWithinLimit() const;
 
     /// Counts bytes of the body as they came over the network, framing included. Call it before
@@ -38,10 +40,13 @@ public:
     /// The error text for the exceeded limit; absent if none was exceeded.
     std::optional<std::string> limitError() const;
     std::string takeData() { return std::exchange(m_data, {}); }
+    HTTPHeaders takeHeaders() { return std::exchange(m_headers, {}); }
 
 private:
     const std::size_t& m_dataLimit;
     std::string m_data;
+    // Of the newest head: an interim answer has one of its own.
+    HTTPHeaders m_headers;
     std::size_t m_headerBytes = 0;
     std::size_t m_bodyBytes = 0;
     bool m_isHeadWhole = false;

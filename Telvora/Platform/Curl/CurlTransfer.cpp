@@ -169,8 +169,10 @@ CurlJobs CurlTransfer::finish(CURLcode code) noexcept
     job.answer.status = static_cast<int>(status);
     try {
         job.answer.error = errorFor(code);
-        if (!job.answer.error)
+        if (!job.answer.error) {
             job.answer.data = m_answer.takeData();
+            job.answer.headers = m_answer.takeHeaders();
+        }
     } catch (const std::exception&) {
         job.fail(outOfMemory);
     }

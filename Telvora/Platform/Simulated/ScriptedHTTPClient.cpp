@@ -53,6 +53,13 @@ ScriptedAnswer ScriptedAnswer::inlined() const
     return answer;
 }
 
+ScriptedAnswer ScriptedAnswer::with(HTTPHeaders newHeaders) const
+{
+    ScriptedAnswer answer = *this;
+    answer.headers = std::move(newHeaders);
+    return answer;
+}
+
 ScriptedHTTPClient::ScriptedHTTPClient(ManualDispatch& dispatch)
     : m_dispatch(dispatch)
 {
@@ -108,6 +115,7 @@ void ScriptedHTTPClient::complete(Completion completion, const ScriptedAnswer& a
     if (answer.kind == ScriptedAnswer::Kind::body) {
         result.data = answer.text;
         result.status = answer.status;
+        result.headers = answer.headers;
     } else if (answer.kind == ScriptedAnswer::Kind::error) {
         result.error = answer.text;
     }

@@ -33,12 +33,14 @@ struct TELVORA_EXPORT ScriptedAnswer {
     Kind kind = Kind::error;
     /// The body's bytes, or the error's text.
     std::string text {};
-    /// The HTTP status of a body. The library ignores it.
+    /// The HTTP status of a body.
     int status = 200;
     /// How long after it is chosen the answer arrives; with 0 or less it is a block at once.
     std::chrono::nanoseconds delay { 0 };
     /// The request completes before send() returns. Has no effect together with a delay.
     bool isInline = false;
+    /// The headers of a body.
+    HTTPHeaders headers {};
 
     // One for each kind, without a delay.
 
@@ -52,6 +54,8 @@ struct TELVORA_EXPORT ScriptedAnswer {
     ScriptedAnswer after(std::chrono::nanoseconds delay) const;
     /// A copy with isInline set.
     ScriptedAnswer inlined() const;
+    /// A copy with these headers.
+    ScriptedAnswer with(HTTPHeaders headers) const;
 };
 
 /// An HTTPClient that sends nothing, records every request and answers from lists: URLs may have

@@ -43,6 +43,21 @@ TEST_F(CurlAnswerTest, HeadersAreRefusedOnceTheyAreTooLongTogether)
     EXPECT_NE(answer.limitError(), std::nullopt);
 }
 
+TEST_F(CurlAnswerTest, HeadersAreThoseOfTheLastHead)
+{
+    for (const char* line :
+        { "HTTP/1.1 100 Continue\r\n", "Early: 1\r\n", "\r\n", "HTTP/1.1 200 OK\r\n",
+            "Name:\t value \r\n", "no colon\r\n", "Empty:\r\n", "\r\n", "Trailer: 1\r\n" })
+        EXPECT_TRUE(answer.addHeader(line));
+
+    EXPECT_EQ(answer.takeHeaders(), (HTTPHeaders { { "Name", "value" }, { "Empty", "" } }));
+
+    answer.addHeader("HTTP/1.1 200 OK\r\n");
+    answer.addHeader("Name: value\r\n");
+    answer.clear();
+    EXPECT_EQ(answer.takeHeaders(), HTTPHeaders());
+}
+
 TEST_F(CurlAnswerTest, FramingThatOutgrowsItsDataIsBeyondTheLimit)
 {
     EXPECT_TRUE(answer.isFramingWithinLimit());

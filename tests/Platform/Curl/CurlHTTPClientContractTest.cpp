@@ -14,7 +14,13 @@ public:
     HTTPClient& client() { return m_client; }
     std::string url() { return m_server.url("/batch?x=1"); }
 
-    void answerNext(int status, std::string body) { add(LoopbackReply::answer(status, body)); }
+    void answerNext(int status, const std::string& body, const HTTPHeaders& headers = {})
+    {
+        std::string lines;
+        for (const auto& [name, value] : headers)
+            lines += name + ": " + value + "\r\n";
+        add(LoopbackReply::answer(status, body, lines));
+    }
 
     void failNext() { add(LoopbackReply::close()); }
 

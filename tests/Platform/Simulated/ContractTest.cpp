@@ -64,9 +64,9 @@ public:
     HTTPClient& client() { return m_platform.httpClient(); }
     std::string url() const { return "http://127.0.0.1:9100/batch?x=1"; }
 
-    void answerNext(int status, std::string body)
+    void answerNext(int status, std::string body, HTTPHeaders headers = {})
     {
-        add(ScriptedAnswer::body(std::move(body), status));
+        add(ScriptedAnswer::body(std::move(body), status).with(std::move(headers)));
     }
     void failNext() { add(ScriptedAnswer::error("The connection was closed")); }
     void settle() { m_platform.runUntilIdle(); }
