@@ -2,7 +2,14 @@
 
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/Platform.h>
 
+#include <limits>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace telvora::detail {
@@ -22,44 +29,74 @@ public:
     Upload(Upload&&) noexcept = default;
     ~Upload()
     {
-        if (m_config)
-            m_config->m_ledger.droppedInFlight(m_share, DropReason::internalError);
+        if (!m_config)
+            return;
+        m_config->m_ledger.droppedInFlight(m_share, DropReason::internalError);
+        noteFailure(UploadFailure::Outcome::dropped, "There is no memory, or a service threw", 0);
     }
 
     const std::shared_ptr<TrackerConfig>& config() const { return m_config; }
 
-    void operator()(TrackerNetwork::PostEnd end, Batch param)
+    void setURL(std::string url) { m_url = std::move(url); }
+
+    void operator()(const TrackerNetwork::PostResult& result, Batch param)
     {
-        record(end, std::move(param));
+        record(result, std::move(param));
         m_config = nullptr;
     }
 
 private:
-    void record(TrackerNetwork::PostEnd end, Batch param)
+    void record(const TrackerNetwork::PostResult& result, Batch param)
     {
         ChannelLedger& ledger = m_config->m_ledger;
-        switch (end) {
-        case TrackerNetwork::PostEnd::accepted:
+        if (result.end == TrackerNetwork::PostEnd::accepted)
             return ledger.delivered(m_share);
-        case TrackerNetwork::PostEnd::unencodable:
-            return ledger.droppedInFlight(m_share, DropReason::unencodable);
-        case TrackerNetwork::PostEnd::answerNotObject:
-            return ledger.droppedInFlight(m_share, DropReason::answerNotObject);
-        case TrackerNetwork::PostEnd::notAccepted:
-            break;
+        if (const auto reason = dropReason(result.end)) {
+            const bool isGivenUp = reason == DropReason::retriesExhausted;
+            noteFailure(
+                isGivenUp ? UploadFailure::Outcome::givenUp : UploadFailure::Outcome::dropped,
+                result.reason, result.status);
+            return ledger.droppedInFlight(m_share, *reason);
         }
-        if (m_failures >= m_maxRetryCount)
-            return ledger.droppedInFlight(m_share, DropReason::retriesExhausted);
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
         retry->giveShare(m_share);
+        noteFailure(UploadFailure::Outcome::waiting, result.reason, result.status);
         ledger.failedIntoRetry(m_share);
         m_config->m_retryCache.insert(std::move(retry));
+    }
+
+    // Absent if the batch will be sent again.
+    std::optional<DropReason> dropReason(TrackerNetwork::PostEnd end) const
+    {
+        if (end == TrackerNetwork::PostEnd::unencodable)
+            return DropReason::unencodable;
+        if (end == TrackerNetwork::PostEnd::answerNotObject)
+            return DropReason::answerNotObject;
+        if (m_failures >= m_maxRetryCount)
+            return DropReason::retriesExhausted;
+        return std::nullopt;
+    }
+
+    void noteFailure(
+        UploadFailure::Outcome outcome, std::string_view reason, int status) const noexcept
+    try {
+        m_config->m_ledger.uploadFailed({ platform().clock.secondsSince1970(), m_url, status,
+            std::string(reason), next(m_failures), next(m_maxRetryCount), outcome });
+    } catch (const std::bad_alloc&) {
+        // The ledger keeps the failure before.
+    }
+
+    // An entry of the host's may have any count.
+    static std::int64_t next(std::int64_t count)
+    {
+        return count < std::numeric_limits<std::int64_t>::max() ? count + 1 : count;
     }
 
     std::shared_ptr<TrackerConfig> m_config;
     LedgerShare m_share;
     std::int64_t m_failures;
     std::int64_t m_maxRetryCount;
+    std::string m_url;
 };
 
 void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
@@ -116,9 +153,13 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
             config->m_ledger.hostThrew();
         if (asked != HostCall::returned) {
             // Without an address the upload fails like any other, and is tried again.
-            upload(TrackerNetwork::PostEnd::notAccepted, batch);
+            const char* reason = asked == HostCall::threw ? "The URL hook threw"
+                : urlHook                                 ? "The process is ending"
+                                                          : "The channel has no URL hook";
+            upload({ TrackerNetwork::PostEnd::notAccepted, reason }, batch);
             return;
         }
+        upload.setURL(url);
         TrackerNetwork::shareInstance().postWithEnds(
             url, batch, config->headers(), std::move(upload), config->bodyEncoding());
     } catch (...) {

@@ -1,7 +1,8 @@
 #include <Telvora/Classes/TrackerLedger.h>
 
 #include <iterator>
-#include <string_view>
+#include <new>
+#include <utility>
 
 namespace telvora {
 
@@ -89,7 +90,29 @@ Dictionary accountDictionary(const LedgerAccount& account, bool ofEvents)
     return dictionary;
 }
 
+Value failureValue(const std::optional<UploadFailure>& failure)
+{
+    if (!failure)
+        return nullptr;
+    return Dictionary { { "secondsSince1970", failure->secondsSince1970 }, { "url", failure->url },
+        { "status", failure->status }, { "reason", failure->reason },
+        { "attempt", failure->attempt }, { "outcome", rawValue(failure->outcome) } };
+}
+
 } // namespace
+
+std::string_view rawValue(UploadFailure::Outcome outcome)
+{
+    switch (outcome) {
+    case UploadFailure::Outcome::waiting:
+        return "waiting";
+    case UploadFailure::Outcome::givenUp:
+        return "givenUp";
+    case UploadFailure::Outcome::dropped:
+        return "dropped";
+    }
+    return {};
+}
 
 std::int64_t LedgerAccount::Dropped::total() const
 {
@@ -111,6 +134,7 @@ Dictionary ledgerDictionary(const LedgerSnapshot& snapshot)
     dictionary["batches"] = accountDictionary(snapshot.batches, false);
     if (snapshot.hostExceptions > 0)
         dictionary["hostExceptions"] = snapshot.hostExceptions;
+    dictionary["lastFailure"] = failureValue(snapshot.lastFailure);
     return dictionary;
 }
 
@@ -188,10 +212,20 @@ void ChannelLedger::hostThrew()
     add(m_hostExceptions, 1);
 }
 
+void ChannelLedger::uploadFailed(UploadFailure&& failure) noexcept
+try {
+    m_lastFailure.set(std::make_shared<const UploadFailure>(std::move(failure)));
+} catch (const std::bad_alloc&) {
+    // The one before stays.
+}
+
 LedgerSnapshot ChannelLedger::snapshot() const
 {
-    return { m_events.account(), m_batches.account(),
+    LedgerSnapshot snapshot { m_events.account(), m_batches.account(),
         m_hostExceptions.load(std::memory_order_relaxed) };
+    if (const auto failure = m_lastFailure.get())
+        snapshot.lastFailure = *failure;
+    return snapshot;
 }
 
 void ChannelLedger::move(Count Counts::*from, Count Counts::*to, LedgerShare share)

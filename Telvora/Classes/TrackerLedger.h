@@ -2,10 +2,15 @@
 
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/Guarded.h>
 
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace telvora {
 
@@ -67,6 +72,38 @@ struct TELVORA_EXPORT LedgerAccount {
     bool operator==(const LedgerAccount&) const = default;
 };
 
+/// An upload that failed.
+struct TELVORA_EXPORT UploadFailure {
+    /// What becomes of the batch.
+    enum class Outcome {
+        /// It is in the retry cache.
+        waiting,
+        /// That was its last try.
+        givenUp,
+        /// It is dropped, whatever tries are left: JSON cannot express it, or the answer was no
+        /// object.
+        dropped,
+    };
+
+    /// Calendar time of the failure, in seconds.
+    double secondsSince1970 = 0;
+    /// The address as the URL hook returned it; empty if it returned none.
+    std::string url;
+    /// The HTTP status of the answer; 0 without one.
+    int status = 0;
+    /// Why it failed, for a person.
+    std::string reason;
+    /// Which try of the batch it was, from 1, and how many there are.
+    std::int64_t attempt = 0;
+    std::int64_t attempts = 0;
+    Outcome outcome = Outcome::waiting;
+
+    bool operator==(const UploadFailure&) const = default;
+};
+
+/// "waiting", "givenUp" or "dropped".
+TELVORA_EXPORT std::string_view rawValue(UploadFailure::Outcome outcome);
+
 /// A channel's accounts: one counts events, one counts batches.
 /// Deliberate: the documented gaps of flush and retry can send an event twice. The second copy is
 /// not counted, so that `accepted` is what the host handed over.
@@ -76,13 +113,15 @@ struct LedgerSnapshot {
     /// How often a closure of the host threw while it was called for this channel: a hook, the URL
     /// hook, or the trigger callback for one of its events.
     std::int64_t hostExceptions = 0;
+    /// The last upload that failed; a later success does not remove it.
+    std::optional<UploadFailure> lastFailure {};
 
     bool operator==(const LedgerSnapshot&) const = default;
 };
 
 /// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount. Members that are
 /// always 0 for batches are left out there. "hostExceptions" and "internalError" are left out while
-/// they are 0.
+/// they are 0. "lastFailure" has the members of UploadFailure without "attempts", or is null.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
 namespace detail {
@@ -122,6 +161,9 @@ public:
     /// A closure of the host threw.
     void hostThrew();
 
+    /// An upload failed. Without memory the one before stays.
+    void uploadFailed(UploadFailure&& failure) noexcept;
+
     LedgerSnapshot snapshot() const;
 
 private:
@@ -147,6 +189,7 @@ private:
     Counts m_events;
     Counts m_batches;
     Count m_hostExceptions { 0 };
+    Guarded<std::shared_ptr<const UploadFailure>> m_lastFailure;
 };
 
 } // namespace detail

@@ -28,6 +28,111 @@ protected:
 };
 
 using TrackerLedgerQuirk = TrackerLedgerTest;
+using Outcome = UploadFailure::Outcome;
+
+TEST_F(TrackerLedgerTest, KeepsTheLastFailureAlsoAfterASuccess)
+{
+    addChannel("APM", 1);
+    EXPECT_EQ(ledgerOf("APM").lastFailure, std::nullopt);
+    EXPECT_TRUE(ledgerDictionary(ledgerOf("APM")).at("lastFailure").is_null());
+
+    answerAll(ScriptedAnswer::error("Could not resolve host"));
+    append("APM", 1);
+    const UploadFailure failed { simulated().clock().secondsSince1970(),
+        "http://collector.example/APM", 0, "Could not resolve host", 1, 4, Outcome::waiting };
+    EXPECT_EQ(ledgerOf("APM").lastFailure, failed);
+
+    answerAll(success());
+    append("APM", 2);
+    EXPECT_EQ(ledgerOf("APM").batches.delivered, 1);
+    EXPECT_EQ(ledgerOf("APM").lastFailure, failed);
+    EXPECT_EQ(ledgerDictionary(ledgerOf("APM")).at("lastFailure"),
+        (Value { { "secondsSince1970", failed.secondsSince1970 }, { "url", failed.url },
+            { "status", 0 }, { "reason", failed.reason }, { "attempt", 1 },
+            { "outcome", "waiting" } }));
+}
+
+TEST_F(TrackerLedgerTest, ALastFailureSaysWhyAndWhatBecomesOfTheBatch)
+{
+    struct Row {
+        ScriptedAnswer answer;
+        int status;
+        std::string reason;
+        Outcome outcome;
+    };
+    const std::vector<Row> table {
+        { ScriptedAnswer::noData(), 0, "There is no answer", Outcome::waiting },
+        { ScriptedAnswer::body("<html>", 401), 401, "The answer is not JSON: syntax error",
+            Outcome::waiting },
+        { ScriptedAnswer::body("{}", 503), 503, "The answer does not say \"success\"",
+            Outcome::waiting },
+        { ScriptedAnswer::body("[]"), 200, "The answer is JSON, but no object", Outcome::dropped },
+    };
+    int number = 0;
+    for (const Row& row : table) {
+        const std::string index = "channel" + std::to_string(++number);
+        addChannel(index, 1);
+        answerAll(row.answer);
+
+        append(index, 1);
+
+        const auto failure = ledgerOf(index).lastFailure;
+        ASSERT_TRUE(failure) << row.reason;
+        EXPECT_EQ(failure->status, row.status);
+        EXPECT_EQ(failure->reason, row.reason);
+        EXPECT_EQ(failure->outcome, row.outcome);
+        EXPECT_EQ(failure->attempt, 1);
+    }
+}
+
+TEST_F(TrackerLedgerTest, ALastFailureCountsTheTriesOfItsBatch)
+{
+    const auto config = addChannel("APM");
+    answerAll(failure());
+    config->insert(std::make_shared<TrackerRetryData>(makeBatch({ { "n", 1 } }), 3));
+
+    append("APM", 1);
+
+    const auto failure = ledgerOf("APM").lastFailure;
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->attempt, 4);
+    EXPECT_EQ(failure->attempts, 4);
+    EXPECT_EQ(failure->outcome, Outcome::givenUp);
+}
+
+TEST_F(TrackerLedgerTest, ALastFailureOfABatchThatWasNeverSentSaysSo)
+{
+    manager().register_(std::make_shared<TrackerConfig>("APM", 1));
+    append("APM", 1);
+    EXPECT_EQ(ledgerOf("APM").lastFailure.value().reason, "The channel has no URL hook");
+    EXPECT_EQ(ledgerOf("APM").lastFailure.value().url, "");
+
+    manager().register_(std::make_shared<TrackerConfig>("MP", 1, StringDictionary(), Array(), false,
+        []() -> std::string { throw std::runtime_error("none"); }));
+    append("MP", 1);
+    EXPECT_EQ(ledgerOf("MP").lastFailure.value().reason, "The URL hook threw");
+
+    addChannel("E2E", 1);
+    manager().appendTracker({ { "n", std::numeric_limits<double>::infinity() } }, "E2E");
+    simulated().runUntilIdle();
+    EXPECT_EQ(ledgerOf("E2E").lastFailure.value().reason, "A number in it is not finite");
+    EXPECT_EQ(ledgerOf("E2E").lastFailure.value().outcome, Outcome::dropped);
+}
+
+TEST_F(TrackerLedgerTest, ARetryCountOfTheHostsIsNotCountedBeyondItsLargestValue)
+{
+    const auto config = addChannel("APM");
+    answerAll(failure());
+    constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+    auto entry = std::make_shared<TrackerRetryData>(makeBatch({ { "n", 1 } }), largest);
+    entry->maxRetryCount = largest;
+    config->insert(entry);
+
+    append("APM", 1);
+
+    EXPECT_EQ(ledgerOf("APM").lastFailure.value().attempt, largest);
+    EXPECT_EQ(ledgerOf("APM").lastFailure.value().attempts, largest);
+}
 
 TEST_F(TrackerLedgerTest, FollowsAnEventFromTheListToItsDelivery)
 {
@@ -192,7 +297,7 @@ TEST_F(TrackerLedgerTest, DictionaryLeavesOutMembersThatABatchCannotHave)
         R"("answerNotObject":0,"retriesExhausted":0,"removedUnseen":0}},)"
         R"("batches":{"accepted":1,"inFlight":0,"waiting":0,"delivered":1,)"
         R"("dropped":{"unencodable":0,"answerNotObject":0,"retriesExhausted":0,)"
-        R"("removedUnseen":0}}})");
+        R"("removedUnseen":0}},"lastFailure":null})");
     EXPECT_TRUE(dictionary.contains(""));
 }
 

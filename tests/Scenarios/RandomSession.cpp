@@ -177,7 +177,7 @@ void RandomSession::checkChannel(const Channel& channel, std::vector<std::string
         const auto ledger = *encode(ledgerDictionary(channel.config->ledger()));
         wrong.push_back(channel.index + ": " + what + " " + ledger);
     };
-    const auto [events, batches, hostExceptions] = channel.config->ledger();
+    const auto [events, batches, hostExceptions, lastFailure] = channel.config->ledger();
     if (hostExceptions != 0)
         complain("the host threw");
     if (events.accepted != channel.appended)

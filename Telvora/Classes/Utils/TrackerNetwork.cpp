@@ -27,16 +27,14 @@ namespace {
 constexpr std::chrono::seconds requestTimeout { 60 };
 constexpr std::string_view identifierHeader = "QVX-UUID";
 
-using HeaderList = std::vector<std::pair<std::string, std::string>>;
-
-void remove(HeaderList& headers, std::string_view name)
+void remove(HTTPHeaders& headers, std::string_view name)
 {
     std::erase_if(
         headers, [&](const auto& header) { return detail::isSameFieldName(header.first, name); });
 }
 
 // A header that HTTP does not allow is left out, so that the batch is sent all the same.
-void set(HeaderList& headers, std::string_view name, std::string_view value)
+void set(HTTPHeaders& headers, std::string_view name, std::string_view value)
 {
     remove(headers, name);
     const std::string_view trimmed = detail::trimmedFieldValue(value);
@@ -91,10 +89,10 @@ try {
         return;
     }
     shareInstance().postWithEnds(with, std::move(param), externHeaders,
-        [handler = std::move(handler)](PostEnd end, Batch posted) {
-            const bool isReported = end == PostEnd::accepted || end == PostEnd::notAccepted;
-            if (isReported && handler)
-                detail::callHost([&] { handler(end == PostEnd::accepted, std::move(posted)); });
+        [handler = std::move(handler)](const PostResult& result, Batch posted) {
+            const bool isAccepted = result.end == PostEnd::accepted;
+            if (handler && (isAccepted || result.end == PostEnd::notAccepted))
+                detail::callHost([&] { handler(isAccepted, std::move(posted)); });
         });
 } catch (...) {
     // The handler was destroyed without a call, or threw.
@@ -111,7 +109,7 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
     auto body = param.encoded(encoding);
     if (!body) {
         // JSON cannot express a number in it: the batch is lost, and the host is not told.
-        handler(PostEnd::unencodable, std::move(param));
+        handler({ PostEnd::unencodable, "A number in it is not finite" }, std::move(param));
         return;
     }
     request.body = std::move(*body);
@@ -124,7 +122,7 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
 void TrackerNetwork::setHeaders(
     HTTPRequest& request, const StringDictionary& externHeaders, BodyEncoding encoding) const
 {
-    HeaderList own;
+    HTTPHeaders own;
     if (const auto additionHeaders = m_additionHeaders.get()) {
         for (const auto& [name, value] : *additionHeaders)
             set(own, name, value);
@@ -132,7 +130,7 @@ void TrackerNetwork::setHeaders(
     for (const auto& [name, value] : externHeaders)
         set(own, name, value);
 
-    HeaderList fixed;
+    HTTPHeaders fixed;
     set(fixed, "clienttype", "ios");
     set(fixed, "versioncode", applicationVersion());
     set(fixed, "system-version", platform().device.systemVersion());
@@ -164,28 +162,33 @@ void TrackerNetwork::setHeaders(
 // On the HTTP client's thread. The handler is called before the line is logged.
 void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
 try {
+    const int status = answer.status;
     if (!answer.data || answer.error) {
-        handler(PostEnd::notAccepted, std::move(param));
+        handler({ PostEnd::notAccepted, answer.error.value_or("There is no answer"), status },
+            std::move(param));
         return;
     }
     const Decoded decoded = detail::decodeBytes(*answer.data);
     if (!decoded.value) {
-        handler(PostEnd::notAccepted, std::move(param));
+        handler({ PostEnd::notAccepted, "The answer is not JSON: " + decoded.error, status },
+            std::move(param));
         logFailure(decoded.error);
         return;
     }
     const Dictionary* response = decoded.value->if_object();
     if (!response) {
-        // No collector of ours answers like this: the batch is lost, and the host is not told.
-        handler(PostEnd::answerNotObject, std::move(param));
+        // No collector of ours answers like this: the batch is lost.
+        handler({ PostEnd::answerNotObject, "The answer is JSON, but no object", status },
+            std::move(param));
         return;
     }
     const Value* success = response->if_contains("success");
     if (success && isConvertibleToBoolean(*success)) {
-        handler(PostEnd::accepted, std::move(param));
+        handler({ PostEnd::accepted }, std::move(param));
         return;
     }
-    handler(PostEnd::notAccepted, std::move(param));
+    handler(
+        { PostEnd::notAccepted, "The answer does not say \"success\"", status }, std::move(param));
     logFailure("resp result is `failure`");
 } catch (...) {
     // The client must not get the exception. The handler was destroyed without a call, or the log

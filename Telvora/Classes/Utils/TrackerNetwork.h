@@ -55,7 +55,15 @@ public:
         /// The answer is JSON but no object.
         answerNotObject,
     };
-    using EndHandler = UniqueFunction<void(PostEnd, Batch), 80>;
+    /// How a post ended, and why.
+    struct PostResult {
+        PostEnd end;
+        /// Why the collector did not accept the batch, for a person; empty if it did.
+        std::string reason {};
+        /// The HTTP status; 0 without an answer.
+        int status = 0;
+    };
+    using EndHandler = UniqueFunction<void(PostResult, Batch), 80>;
     using IdentifierSource = std::function<std::optional<std::string>()>;
 
     static TrackerNetwork& shareInstance();
