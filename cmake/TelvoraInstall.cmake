@@ -1,4 +1,5 @@
-# What `cmake --install` installs: headers, libraries, the CMake package and pkg-config files.
+# What `cmake --install` installs: headers, libraries, the CMake package, pkg-config files, the
+# license, and the tools if they are built.
 
 include(CMakePackageConfigHelpers)
 
@@ -17,6 +18,15 @@ install(TARGETS ${platformTargets} telvora_core telvora_simulated
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(TELVORA_BUILD_TOOLS)
+    install(TARGETS telvora-host telvora-collector RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    # So that they find shared libraries of the same tree, wherever it is moved.
+    file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(telvora-host telvora-collector PROPERTIES
+        INSTALL_RPATH "$ORIGIN/${libraries}")
+endif()
 
 # CMake: find_package(Telvora) gives Telvora::telvora, what it consists of (Telvora::core and
 # Telvora::linux), and Telvora::simulated. A host may name those three, without "Telvora::", as
