@@ -34,6 +34,13 @@ protected:
 };
 using CommonDataQuirk = CommonDataTest;
 
+TEST_F(CommonDataQuirk, AMachineWithAShellCountsAsRooted)
+{
+    simulated().fileManager().setExisting({ "/bin/bash" });
+
+    EXPECT_EQ(manager().getCommonE2EDatas().at("root"), true);
+}
+
 TEST_F(CommonDataQuirk, WithoutAnIdentifierThereAreNineKeys)
 {
     const Dictionary data = manager().getCommonE2EDatas();
