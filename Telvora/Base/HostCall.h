@@ -5,8 +5,10 @@
 #include <Telvora/Base/ForkedChild.h>
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace telvora {
@@ -17,6 +19,22 @@ TELVORA_EXPORT std::int64_t hostExceptionCount() noexcept;
 
 namespace detail {
 
+/// Which closure of the host's is called.
+struct HostClosure {
+    /// "The URL hook".
+    std::string_view name = "A closure";
+    /// The channel that it is called for; empty for none.
+    std::string_view index {};
+};
+
+/// Is told of each exception: the closure, and what it threw. Must not throw.
+using HostExceptionObserver = void (*)(const HostClosure& closure, std::string_view thrown);
+/// Null until set. There is one for the process.
+TELVORA_EXPORT void setHostExceptionObserver(HostExceptionObserver observer) noexcept;
+
+/// Counts an exception, and tells the observer.
+TELVORA_EXPORT void noteHostException(const HostClosure& closure, std::string_view thrown) noexcept;
+/// Counts an exception of the observer's own closure.
 TELVORA_EXPORT void noteHostException() noexcept;
 
 /// How a call of a host's closure ended.
@@ -31,7 +49,8 @@ enum class HostCall {
 /// Calls a closure of the host and catches what it throws: on one of our threads an exception
 /// would end the process, and on one of the host's it would leave a call that promises not to
 /// throw. exit() waits until the closure has returned before it destroys anything.
-template<typename Callable> HostCall callHost(Callable&& call) noexcept
+template<typename Callable>
+HostCall callHost(Callable&& call, const HostClosure& closure = {}) noexcept
 {
     if (isForkedChild())
         return HostCall::notCalled;
@@ -41,10 +60,12 @@ template<typename Callable> HostCall callHost(Callable&& call) noexcept
     try {
         std::forward<Callable>(call)();
         return HostCall::returned;
+    } catch (const std::exception& exception) {
+        noteHostException(closure, exception.what());
     } catch (...) {
-        noteHostException();
-        return HostCall::threw;
+        noteHostException(closure, "no std::exception");
     }
+    return HostCall::threw;
 }
 
 /// Call it for each closure or object of the host that the library will call later. exit() then

@@ -1,6 +1,7 @@
 #include <Telvora/Classes/Delivery.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -32,7 +33,7 @@ public:
         if (!m_config)
             return;
         m_config->m_ledger.droppedInFlight(m_share, DropReason::internalError);
-        noteFailure(UploadFailure::Outcome::dropped, "There is no memory, or a service threw", 0);
+        noteFailure({ TrackerNetwork::PostEnd::notAccepted }, DropReason::internalError);
     }
 
     const std::shared_ptr<TrackerConfig>& config() const { return m_config; }
@@ -45,22 +46,29 @@ public:
         m_config = nullptr;
     }
 
+    // For a batch that can never be sent.
+    void giveUp(std::string reason)
+    {
+        noteFailure({ TrackerNetwork::PostEnd::notAccepted, std::move(reason) },
+            DropReason::retriesExhausted);
+        m_config->m_ledger.droppedInFlight(m_share, DropReason::retriesExhausted);
+        m_config = nullptr;
+    }
+
 private:
     void record(const TrackerNetwork::PostResult& result, Batch param)
     {
         ChannelLedger& ledger = m_config->m_ledger;
         if (result.end == TrackerNetwork::PostEnd::accepted)
             return ledger.delivered(m_share);
-        if (const auto reason = dropReason(result.end)) {
-            const bool isGivenUp = reason == DropReason::retriesExhausted;
-            noteFailure(
-                isGivenUp ? UploadFailure::Outcome::givenUp : UploadFailure::Outcome::dropped,
-                result.reason, result.status);
+        const auto reason = dropReason(result.end);
+        if (reason) {
+            noteFailure(result, reason);
             return ledger.droppedInFlight(m_share, *reason);
         }
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
         retry->giveShare(m_share);
-        noteFailure(UploadFailure::Outcome::waiting, result.reason, result.status);
+        noteFailure(result, reason);
         ledger.failedIntoRetry(m_share);
         m_config->m_retryCache.insert(std::move(retry));
     }
@@ -77,13 +85,34 @@ private:
         return std::nullopt;
     }
 
+    // On the ledger, and for the host's diagnostics.
     void noteFailure(
-        UploadFailure::Outcome outcome, std::string_view reason, int status) const noexcept
+        const TrackerNetwork::PostResult& result, std::optional<DropReason> dropped) const noexcept
     try {
-        m_config->m_ledger.uploadFailed({ platform().clock.secondsSince1970(), m_url, status,
-            std::string(reason), next(m_failures), next(m_maxRetryCount), outcome });
+        UploadFailure failure { platform().clock.secondsSince1970(), m_url, result.status,
+            dropped == DropReason::internalError ? "There is no memory, or a service threw"
+                                                 : result.reason,
+            next(m_failures), next(m_maxRetryCount), outcomeFor(dropped) };
+        if (Diagnostics::areWanted()) {
+            Diagnostics::report({
+                .kind = dropped ? Diagnostic::Kind::batchGivenUp : Diagnostic::Kind::uploadFailed,
+                .index = m_config->index(),
+                .upload = failure,
+                .events = m_share.events,
+                .dropReason = dropped,
+            });
+        }
+        m_config->m_ledger.uploadFailed(std::move(failure));
     } catch (const std::bad_alloc&) {
         // The ledger keeps the failure before.
+    }
+
+    static UploadFailure::Outcome outcomeFor(std::optional<DropReason> dropped)
+    {
+        if (!dropped)
+            return UploadFailure::Outcome::waiting;
+        return dropped == DropReason::retriesExhausted ? UploadFailure::Outcome::givenUp
+                                                       : UploadFailure::Outcome::dropped;
     }
 
     // An entry of the host's may have any count.
@@ -134,12 +163,11 @@ void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
     const auto [entry, share] = config->takeRetryData();
     if (!entry)
         return;
-    if (!entry->data) {
-        // An entry without data can never be sent.
-        config->m_ledger.droppedInFlight(share, DropReason::retriesExhausted);
-        return;
-    }
-    post(Upload(config, share, entry->retryCount, entry->maxRetryCount), entry->data);
+    Upload upload(config, share, entry->retryCount, entry->maxRetryCount);
+    if (entry->data)
+        post(std::move(upload), entry->data);
+    else
+        upload.giveUp("The retry entry has no data");
 }
 
 void Delivery::post(Upload upload, const Batch& batch) noexcept
@@ -148,7 +176,9 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
     try {
         std::string url;
         const TrackerConfig::URLHook& urlHook = config->urlHook();
-        const HostCall asked = urlHook ? callHost([&] { url = urlHook(); }) : HostCall::notCalled;
+        const HostCall asked = urlHook
+            ? callHost([&] { url = urlHook(); }, { "The URL hook", config->index() })
+            : HostCall::notCalled;
         if (asked == HostCall::threw)
             config->m_ledger.hostThrew();
         if (asked != HostCall::returned) {
@@ -160,8 +190,10 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
             return;
         }
         upload.setURL(url);
+        const auto leftOut
+            = [&](std::string_view header) { Diagnostics::headerLeftOut(config->index(), header); };
         TrackerNetwork::shareInstance().postWithEnds(
-            url, batch, config->headers(), std::move(upload), config->bodyEncoding());
+            url, batch, config->headers(), std::move(upload), config->bodyEncoding(), leftOut);
     } catch (...) {
         // The upload's destructor records an internal error.
     }

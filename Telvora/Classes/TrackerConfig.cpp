@@ -1,6 +1,7 @@
 #include <Telvora/Classes/TrackerConfig.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/PendingEvents.h>
 
 #include <utility>
@@ -18,6 +19,7 @@ TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDic
     , m_pending(std::make_unique<detail::PendingEvents>(std::move(apiDatas)))
     , m_retryCache([this](detail::LedgerShare share, DropReason reason) {
         m_ledger.droppedWaiting(share, reason);
+        detail::Diagnostics::eventsDropped(m_index, reason, share.events);
     })
 {
     if (m_urlHook)

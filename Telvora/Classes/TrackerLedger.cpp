@@ -101,6 +101,11 @@ Value failureValue(const std::optional<UploadFailure>& failure)
 
 } // namespace
 
+std::string_view rawValue(DropReason reason)
+{
+    return reasons[static_cast<std::size_t>(reason)].key;
+}
+
 std::string_view rawValue(UploadFailure::Outcome outcome)
 {
     switch (outcome) {
@@ -125,6 +130,13 @@ std::int64_t LedgerAccount::Dropped::total() const
 std::int64_t LedgerAccount::accountedFor() const
 {
     return pending + inFlight + waiting + delivered + dropped.total();
+}
+
+void forEachReason(const LedgerAccount::Dropped& dropped,
+    FunctionRef<void(DropReason reason, std::int64_t count)> use)
+{
+    for (const ReasonEntry& entry : reasons)
+        use(entry.reason, dropped.*entry.count);
 }
 
 Dictionary ledgerDictionary(const LedgerSnapshot& snapshot)

@@ -3,6 +3,7 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
+#include <Telvora/Base/Work.h>
 
 #include <array>
 #include <atomic>
@@ -34,6 +35,9 @@ enum class DropReason {
     /// platform threw.
     internalError,
 };
+
+/// "unknownChannel", "clearedAfterCopy" and so on.
+TELVORA_EXPORT std::string_view rawValue(DropReason reason);
 
 /// Where all the events, or all the batches, of a channel are now. The sum of the other fields is
 /// `accepted`, except while another thread is between two steps.
@@ -118,6 +122,10 @@ struct LedgerSnapshot {
 
     bool operator==(const LedgerSnapshot&) const = default;
 };
+
+/// Calls `use` with each reason and its count, in the order of DropReason.
+TELVORA_EXPORT void forEachReason(const LedgerAccount::Dropped& dropped,
+    FunctionRef<void(DropReason reason, std::int64_t count)> use);
 
 /// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount. Members that are
 /// always 0 for batches are left out there. "hostExceptions" and "internalError" are left out while

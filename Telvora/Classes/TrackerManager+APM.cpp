@@ -108,7 +108,7 @@ std::optional<std::string> reportFailure(
     QVXOstraProviderProtocol& provider, const std::string& content)
 {
     std::optional<std::string> failure;
-    detail::callHost([&] {
+    const auto report = [&] {
         try {
             provider.report(reportName, content);
         } catch (const std::exception& exception) {
@@ -118,7 +118,8 @@ std::optional<std::string> reportFailure(
             failure = "The provider threw";
             throw;
         }
-    });
+    };
+    detail::callHost(report, { "The provider", rawValue(DefaultIndex::APM) });
     return failure;
 }
 

@@ -6,6 +6,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/UsualMemory.h>
 #include <Telvora/Classes/Delivery.h>
+#include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/FinishedEvents.h>
 #include <Telvora/Classes/PendingEvents.h>
 
@@ -50,15 +51,23 @@ struct TrackerManager::RecordBlock {
 
 // Where the events for an index go: `channel` is null where none is registered.
 struct TrackerManager::Destination {
+    std::string_view index;
     std::shared_ptr<TrackerConfig> channel;
     detail::ChannelLedger& ledger;
+
+    // One event is dropped before it enters a list.
+    void drop(DropReason reason) const noexcept
+    {
+        ledger.droppedAtIntake(reason);
+        detail::Diagnostics::eventsDropped(index, reason, 1);
+    }
 };
 
 TrackerManager::Destination TrackerManager::destination(std::string_view index)
 {
     auto channel = config(index);
     detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
-    return { std::move(channel), ledger };
+    return { index, std::move(channel), ledger };
 }
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
@@ -122,7 +131,7 @@ void TrackerManager::enqueueRecord(detail::PropertyKeys keys, detail::PassProper
 
 void TrackerManager::recordUnsubmitted(const std::string& index)
 {
-    destination(index).ledger.droppedAtIntake(DropReason::internalError);
+    destination(index).drop(DropReason::internalError);
 }
 
 void TrackerManager::setTriggerCallback(TriggerCallback callback)
@@ -174,7 +183,7 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
         const std::size_t size = append();
         if (!to.channel) {
             // Only the callback sees it.
-            to.ledger.droppedAtIntake(DropReason::unknownChannel);
+            to.drop(DropReason::unknownChannel);
             return;
         }
         to.ledger.appended(1);
@@ -183,7 +192,7 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
         else
             detail::Delivery::sendRetryData(to.channel);
     } catch (...) {
-        to.ledger.droppedAtIntake(DropReason::internalError);
+        to.drop(DropReason::internalError);
     }
 }
 
@@ -205,6 +214,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
         // Events that arrived after the copy are lost; the design accepts that.
         const auto unsent = static_cast<std::int64_t>(config->m_pending->clear());
         config->m_ledger.droppedPending(unsent, DropReason::clearedAfterCopy);
+        detail::Diagnostics::eventsDropped(config->index(), DropReason::clearedAfterCopy, unsent);
     };
     try {
         m_queue->barrierAsync(clear);
@@ -232,7 +242,8 @@ void TrackerManager::trigger(
         const bool isLasting = detail::isInUsualMemory(event);
         const detail::AnyDepth<Dictionary> lasting(isLasting ? Dictionary() : copy(event));
         const Dictionary& seen = isLasting ? event : *lasting;
-        if (detail::callHost([&] { (*callback)(seen, index); }) == detail::HostCall::threw)
+        const auto call = [&] { (*callback)(seen, index); };
+        if (detail::callHost(call, { "The trigger callback", index }) == detail::HostCall::threw)
             ledger.hostThrew();
     } catch (const std::bad_alloc&) {
         // There is no memory for the copy: the callback does not see this event.

@@ -54,7 +54,7 @@ std::optional<std::string> TrackerManager::uuid()
     const auto fetch = shared().m_fetchQvxUuid.getValue();
     std::optional<std::string> identifier;
     if (fetch && *fetch)
-        detail::callHost([&] { identifier = (*fetch)(); });
+        detail::callHost([&] { identifier = (*fetch)(); }, { "The identifier closure" });
     return identifier;
 }
 
@@ -220,7 +220,9 @@ void TrackerManager::setStatus(const std::string& index, ConfigStatus status)
 void TrackerManager::callHook(
     TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook)
 {
-    if (hook && *hook && detail::callHost(*hook) == detail::HostCall::threw)
+    if (!hook || !*hook)
+        return;
+    if (detail::callHost(*hook, { "A hook", config.index() }) == detail::HostCall::threw)
         config.m_ledger.hostThrew();
 }
 

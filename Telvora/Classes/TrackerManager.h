@@ -5,6 +5,7 @@
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Work.h>
+#include <Telvora/Classes/Diagnostic.h>
 #include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
 #include <Telvora/Classes/Model/TrackerMeta.h>
@@ -151,6 +152,23 @@ public:
     std::map<std::string, LedgerSnapshot> ledgers() const;
     /// The same as a dictionary.
     Dictionary ledgersDictionary() const;
+
+    // ---- TrackerManager+Diagnosis.cpp: why data do not arrive ----
+
+    /// Installs the handler that is told what goes wrong: uploads that fail, batches and events
+    /// that are dropped, headers that are left out, closures that throw. Empty takes it away; there
+    /// is none until set. It is called on a thread of the library's, for one diagnostic after the
+    /// other, ten a second at most. It may block, throw, and call the library, and it may run some
+    /// time after what it is told of; nothing waits for it.
+    static void setDiagnosticsHandler(DiagnosticsHandler handler);
+
+    /// All channels as text for a person, one line each, for a log file or a support page:
+    ///
+    ///     E2E: 1,204 waiting, last failure 3 s ago: Could not resolve host: collector.example
+    ///     (https://collector.example/e2e), 2nd of 4 attempts
+    ///
+    /// The text may change in every version; ledgers() has the same as figures.
+    std::string diagnosis() const;
 
     // ---- TrackerManager+APM.cpp: APM reports ----
 

@@ -25,13 +25,14 @@ struct ClosureName {
     bool hasIndex;
 };
 
-constexpr std::array<ClosureName, 10> closureNames { {
+constexpr std::array<ClosureName, 11> closureNames { {
     { "url", true },
     { "uuid", false },
     { "start", true },
     { "stop", true },
     { "restart", true },
     { "trigger", true },
+    { "diagnostic", true },
     { "log", false },
     { "loggerInit", false },
     { "report", false },

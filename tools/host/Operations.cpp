@@ -18,6 +18,7 @@ const OperationTable& operationTable()
         OperationTable operations;
         addFlowOperations(operations);
         addFacadeOperations(operations);
+        addOperatingOperations(operations);
         addReportOperations(operations);
         addChannelOperations(operations);
         addLogOperations(operations);

@@ -69,6 +69,7 @@ const OperationTable& operationTable();
 /// Each of these adds one group of operations and has a source of its own.
 void addFlowOperations(OperationTable& table);
 void addFacadeOperations(OperationTable& table);
+void addOperatingOperations(OperationTable& table);
 void addReportOperations(OperationTable& table);
 void addChannelOperations(OperationTable& table);
 void addLogOperations(OperationTable& table);

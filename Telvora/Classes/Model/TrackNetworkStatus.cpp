@@ -181,7 +181,8 @@ void CommonTrackNetworkStatus::onStatusChange(Handler handler)
     // Passes the present connection, which may be newer than the change that caused the call.
     const auto onChange = [&reachability = *m_reachability, handler = std::move(handler)](
                               Reachability::Connection) {
-        detail::callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); });
+        detail::callHost([&] { handler(TrackNetworkStatus::of(reachability.connection())); },
+            { "A network status handler" });
     };
     m_reachability->setWhenReachable(onChange);
     m_reachability->setWhenUnreachable(onChange);

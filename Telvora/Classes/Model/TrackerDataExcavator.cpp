@@ -343,12 +343,13 @@ std::optional<std::string> TrackerDataExcavator::topViewControllerClassName()
 {
     const auto page = values().page.get();
     std::optional<std::string> name;
-    detail::callHost([&] {
+    const auto ask = [&] {
         // If the host releases the screen meanwhile, its destructor runs here, so it belongs
         // inside.
         if (const auto screen = page ? page->vc.lock() : nullptr)
             name = screen->className();
-    });
+    };
+    detail::callHost(ask, { "A screen" });
     return name;
 }
 

@@ -120,7 +120,7 @@ Screen topScreen(Screen screen)
 template<typename Walk> std::optional<ViewControllerInfo> guardedWalk(Walk&& walk)
 {
     Screen top;
-    detail::callHost([&] { top = walk(); });
+    detail::callHost([&] { top = walk(); }, { "A screen" });
     return top ? std::optional(ViewControllerInfo { top }) : std::nullopt;
 }
 

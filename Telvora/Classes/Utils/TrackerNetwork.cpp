@@ -34,12 +34,14 @@ void remove(HTTPHeaders& headers, std::string_view name)
 }
 
 // A header that HTTP does not allow is left out, so that the batch is sent all the same.
-void set(HTTPHeaders& headers, std::string_view name, std::string_view value)
+bool set(HTTPHeaders& headers, std::string_view name, std::string_view value)
 {
     remove(headers, name);
     const std::string_view trimmed = detail::trimmedFieldValue(value);
-    if (detail::isFieldName(name) && detail::isFieldValue(trimmed))
-        headers.emplace_back(name, repairedUTF8(trimmed));
+    if (!detail::isFieldName(name) || !detail::isFieldValue(trimmed))
+        return false;
+    headers.emplace_back(name, repairedUTF8(trimmed));
+    return true;
 }
 
 // Deliberate: the value does not matter, only whether it can be converted to a boolean.
@@ -92,20 +94,22 @@ try {
         [handler = std::move(handler)](const PostResult& result, Batch posted) {
             const bool isAccepted = result.end == PostEnd::accepted;
             if (handler && (isAccepted || result.end == PostEnd::notAccepted))
-                detail::callHost([&] { handler(isAccepted, std::move(posted)); });
+                detail::callHost(
+                    [&] { handler(isAccepted, std::move(posted)); }, { "The handler of a post" });
         });
 } catch (...) {
     // The handler was destroyed without a call, or threw.
 }
 
 void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
-    const StringDictionary& externHeaders, EndHandler handler, BodyEncoding encoding)
+    const StringDictionary& externHeaders, EndHandler handler, BodyEncoding encoding,
+    FunctionRef<void(std::string_view header)> leftOut)
 {
     if (!detail::isAddressText(url))
         detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
-    setHeaders(request, externHeaders, param.encoding(encoding));
+    setHeaders(request, externHeaders, param.encoding(encoding), leftOut);
     auto body = param.encoded(encoding);
     if (!body) {
         // JSON cannot express a number in it: the batch is lost, and the host is not told.
@@ -119,9 +123,13 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
         });
 }
 
-void TrackerNetwork::setHeaders(
-    HTTPRequest& request, const StringDictionary& externHeaders, BodyEncoding encoding) const
+void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
+    BodyEncoding encoding, FunctionRef<void(std::string_view header)> leftOut) const
 {
+    const auto set = [&](HTTPHeaders& headers, std::string_view name, std::string_view value) {
+        if (!telvora::set(headers, name, value))
+            leftOut(name);
+    };
     HTTPHeaders own;
     if (const auto additionHeaders = m_additionHeaders.get()) {
         for (const auto& [name, value] : *additionHeaders)
@@ -136,7 +144,7 @@ void TrackerNetwork::setHeaders(
     set(fixed, "system-version", platform().device.systemVersion());
     std::optional<std::string> identifier;
     if (const auto source = m_identifierSource.get())
-        detail::callHost([&] { identifier = (*source)(); });
+        detail::callHost([&] { identifier = (*source)(); }, { "The identifier source" });
     if (identifier)
         set(fixed, identifierHeader, *identifier);
     set(fixed, "Content-Type", "application/json");

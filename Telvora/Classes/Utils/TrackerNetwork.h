@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace telvora {
 
@@ -78,9 +79,12 @@ public:
 
     /// The same, but the handler is called for every PostEnd; for the ledger. What is thrown before
     /// the request is sent reaches the caller. A compressed body has the header "Content-Encoding",
-    /// which replaces one of the same name like a fixed one.
-    void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
-        EndHandler handler, BodyEncoding encoding = BodyEncoding::plain);
+    /// which replaces one of the same name like a fixed one. `leftOut` is called with the name of
+    /// each header that HTTP cannot carry, before this returns.
+    void postWithEnds(
+        const std::string& url, Batch param, const StringDictionary& externHeaders,
+        EndHandler handler, BodyEncoding encoding = BodyEncoding::plain,
+        FunctionRef<void(std::string_view header)> leftOut = [](std::string_view) {});
 
     /// Headers for every request. A channel's header or a fixed one of the same name replaces them.
     void setAdditionHeaders(std::optional<StringDictionary> headers);
@@ -92,8 +96,8 @@ public:
 private:
     TrackerNetwork() = default;
 
-    void setHeaders(
-        HTTPRequest& request, const StringDictionary& externHeaders, BodyEncoding encoding) const;
+    void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
+        BodyEncoding encoding, FunctionRef<void(std::string_view header)> leftOut) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
     detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;

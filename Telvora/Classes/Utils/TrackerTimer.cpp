@@ -26,7 +26,7 @@ void TrackerTimer::start(std::optional<std::int64_t> timeInterval, std::function
 {
     startTicks(timeInterval, [shared = detail::keepHostClosure(std::move(handler))] {
         if (*shared)
-            detail::callHost(*shared);
+            detail::callHost(*shared, { "A timer handler" });
     });
 }
 

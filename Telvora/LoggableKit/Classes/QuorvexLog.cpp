@@ -136,7 +136,7 @@ void QuorvexLog::configLogger()
     if (!place)
         return;
     tesselQueue().barrierSync([&] {
-        detail::callHost([&] { service->loggerInit(); });
+        detail::callHost([&] { service->loggerInit(); }, { "The log service" });
         s_hasInitTessel.store(true, std::memory_order_release);
     });
 }
@@ -178,7 +178,9 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
         const detail::ArrivalOrder::Place place(arrivals());
         if (!place)
             return;
-        tesselQueue().barrierSync([&] { detail::callHost([&] { service->log(level, message); }); });
+        tesselQueue().barrierSync([&] {
+            detail::callHost([&] { service->log(level, message); }, { "The log service" });
+        });
     });
 }
 

@@ -81,7 +81,7 @@ void ThreadedDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work blo
 void ThreadedDispatch::mainAsync(Work block)
 {
     if (m_mainExecutor)
-        detail::callHost([&] { m_mainExecutor(std::move(block)); });
+        detail::callHost([&] { m_mainExecutor(std::move(block)); }, { "The main executor" });
     else
         m_share->pool->post(std::move(block));
 }

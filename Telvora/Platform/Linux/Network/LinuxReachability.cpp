@@ -96,7 +96,7 @@ private:
     {
         while (const auto callback = nextCallback()) {
             if (*callback && **callback)
-                callHost([&] { (**callback)(m_watcher->connection()); });
+                callHost([&] { (**callback)(m_watcher->connection()); }, { "A network callback" });
             if (isForkedChild())
                 return; // The callback forked, and this is the child.
         }

@@ -1,0 +1,209 @@
+#include <Telvora/Classes/Diagnostics.h>
+
+#include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Lazy.h>
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/Platform.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace telvora {
+
+std::string_view rawValue(Diagnostic::Kind kind)
+{
+    switch (kind) {
+    case Diagnostic::Kind::uploadFailed:
+        return "uploadFailed";
+    case Diagnostic::Kind::batchGivenUp:
+        return "batchGivenUp";
+    case Diagnostic::Kind::eventsDropped:
+        return "eventsDropped";
+    case Diagnostic::Kind::headerLeftOut:
+        return "headerLeftOut";
+    case Diagnostic::Kind::hostException:
+        return "hostException";
+    case Diagnostic::Kind::heldBack:
+        return "heldBack";
+    }
+    return {};
+}
+
+namespace detail {
+
+namespace {
+
+using Kind = Diagnostic::Kind;
+using namespace std::chrono_literals;
+
+constexpr int mostInSecond = 10;
+
+// Apart from the object, so that nobody makes it who has nothing to report.
+constinit std::atomic<bool> s_areWanted { false };
+
+} // namespace
+
+Diagnostics& Diagnostics::shared()
+{
+    static constinit Lazy<Diagnostics> shared;
+    return shared.get([] { return new Diagnostics; });
+}
+
+Diagnostics::Diagnostics()
+    : m_queue(platform().dispatch.makeConcurrentQueue("com.quorvex.tracker.diagnostics"))
+{
+}
+
+void Diagnostics::setHandler(DiagnosticsHandler handler)
+{
+    if (isForkedChild())
+        return;
+    const bool areWanted = handler != nullptr;
+    shared().m_handler.set(areWanted ? keepHostClosure(std::move(handler)) : nullptr);
+    setHostExceptionObserver(&hostThrew);
+    s_areWanted.store(areWanted, std::memory_order_relaxed);
+}
+
+bool Diagnostics::areWanted() noexcept
+{
+    return s_areWanted.load(std::memory_order_relaxed) && !isForkedChild();
+}
+
+void Diagnostics::report(Diagnostic&& diagnostic) noexcept
+{
+    if (areWanted())
+        shared().take(std::move(diagnostic));
+}
+
+void Diagnostics::eventsDropped(
+    std::string_view index, DropReason reason, std::int64_t events) noexcept
+try {
+    if (events > 0 && areWanted())
+        shared().gather({ std::string(index), reason }, events);
+} catch (...) {
+    // The ledger counts them all the same.
+}
+
+void Diagnostics::headerLeftOut(std::string_view index, std::string_view header) noexcept
+try {
+    if (areWanted()) {
+        report({ .kind = Kind::headerLeftOut,
+            .index = std::string(index),
+            .header = std::string(header) });
+    }
+} catch (...) {
+    // The request is sent without the header all the same.
+}
+
+void Diagnostics::hostThrew(const HostClosure& closure, std::string_view thrown) noexcept
+try {
+    if (areWanted()) {
+        report({ .kind = Kind::hostException,
+            .index = std::string(closure.index),
+            .reason = std::string(closure.name) + " threw: " + std::string(thrown) });
+    }
+} catch (...) {
+    // The ledger counts it all the same.
+}
+
+void Diagnostics::take(Diagnostic&& diagnostic) noexcept
+{
+    const Time now = platform().clock.steadyNow();
+    bool isHeldBack = false;
+    bool isFirstHeldBack = false;
+    Time end;
+    {
+        const MutexLock lock(m_lock);
+        if (m_heldBack == 0 && now >= m_secondBegan + 1s) {
+            m_secondBegan = now;
+            m_takenInSecond = 0;
+        }
+        isHeldBack = m_takenInSecond >= mostInSecond;
+        if (isHeldBack)
+            isFirstHeldBack = m_heldBack++ == 0;
+        else
+            ++m_takenInSecond;
+        end = m_secondBegan + 1s;
+    }
+    try {
+        if (!isHeldBack) {
+            submit(std::move(diagnostic));
+        } else if (isFirstHeldBack) {
+            platform().dispatch.globalAsyncAfter(
+                std::max<std::chrono::nanoseconds>(end - now, 1ns), [this] { endSecond(); });
+        }
+    } catch (...) {
+        const MutexLock lock(m_lock);
+        m_heldBack = 0;
+    }
+}
+
+void Diagnostics::endSecond() noexcept
+try {
+    const Time now = platform().clock.steadyNow();
+    Diagnostic heldBack { .kind = Kind::heldBack };
+    {
+        const MutexLock lock(m_lock);
+        heldBack.count = std::exchange(m_heldBack, 0);
+        m_secondBegan = now;
+        m_takenInSecond = 0;
+    }
+    submit(std::move(heldBack));
+} catch (...) {
+    // Nobody learns how many there were.
+}
+
+void Diagnostics::gather(Drop&& drop, std::int64_t events)
+{
+    {
+        const MutexLock lock(m_lock);
+        const auto [place, isNew] = m_gathered.try_emplace(drop, 0);
+        place->second += events;
+        if (!isNew)
+            return;
+    }
+    platform().dispatch.globalAsyncAfter(
+        1s, [this, drop = std::move(drop)] { takeGathered(drop); });
+}
+
+void Diagnostics::takeGathered(const Drop& drop) noexcept
+try {
+    std::int64_t events = 0;
+    {
+        const MutexLock lock(m_lock);
+        const auto gathered = m_gathered.find(drop);
+        events = gathered->second;
+        m_gathered.erase(gathered);
+    }
+    report({ .kind = Kind::eventsDropped,
+        .index = drop.first,
+        .events = events,
+        .dropReason = drop.second });
+} catch (...) {
+    // The ledger counts them all the same.
+}
+
+void Diagnostics::submit(Diagnostic&& diagnostic)
+{
+    m_queue->barrierAsync(
+        [this, owned = std::make_unique<Diagnostic>(std::move(diagnostic))] { deliver(*owned); });
+}
+
+void Diagnostics::deliver(const Diagnostic& diagnostic) const
+{
+    const auto handler = m_handler.get();
+    if (!handler)
+        return;
+    callHost([&] {
+        try {
+            (*handler)(diagnostic);
+        } catch (...) {
+            // Counted, but not told: a handler that always throws would be called for ever.
+            noteHostException();
+        }
+    });
+}
+
+} // namespace detail
+
+} // namespace telvora

@@ -1,0 +1,63 @@
+#include <tools/host/Operations.h>
+
+#include <Telvora/Classes/TrackerManager.h>
+
+// Operations with which a host sees and steers what the library does.
+
+namespace telvora::host {
+
+namespace {
+
+Dictionary eventOf(const Diagnostic& diagnostic)
+{
+    Dictionary event { { "event", "diagnostic" }, { "kind", rawValue(diagnostic.kind) } };
+    if (!diagnostic.index.empty() || diagnostic.kind == Diagnostic::Kind::eventsDropped)
+        event["index"] = diagnostic.index;
+    if (const auto& upload = diagnostic.upload) {
+        event["url"] = upload->url;
+        event["status"] = upload->status;
+        event["reason"] = upload->reason;
+        event["attempt"] = upload->attempt;
+        event["of"] = upload->attempts;
+        event["willRetry"] = upload->outcome == UploadFailure::Outcome::waiting;
+        event["events"] = diagnostic.events;
+    }
+    if (diagnostic.kind == Diagnostic::Kind::eventsDropped)
+        event["events"] = diagnostic.events;
+    if (diagnostic.dropReason)
+        event["dropReason"] = rawValue(*diagnostic.dropReason);
+    if (diagnostic.kind == Diagnostic::Kind::headerLeftOut)
+        event["header"] = diagnostic.header;
+    if (diagnostic.kind == Diagnostic::Kind::hostException)
+        event["reason"] = diagnostic.reason;
+    if (diagnostic.kind == Diagnostic::Kind::heldBack)
+        event["count"] = diagnostic.count;
+    return event;
+}
+
+Result diagnostics(const Call& call)
+{
+    if (!call.arguments.flag("on", true)) {
+        TrackerManager::setDiagnosticsHandler({});
+        return {};
+    }
+    TrackerManager::setDiagnosticsHandler([&host = call.host](const Diagnostic& diagnostic) {
+        host.called("diagnostic", eventOf(diagnostic), &diagnostic.index);
+    });
+    return {};
+}
+
+Result diagnosis(const Call&)
+{
+    return Value(TrackerManager::shared().diagnosis());
+}
+
+} // namespace
+
+void addOperatingOperations(OperationTable& table)
+{
+    table["diagnostics"] = { .run = diagnostics, .touchesManager = true };
+    table["diagnosis"] = { .run = diagnosis, .touchesManager = true };
+}
+
+} // namespace telvora::host
