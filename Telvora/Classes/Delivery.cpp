@@ -33,7 +33,7 @@ public:
         if (!m_config)
             return;
         m_config->m_ledger.droppedInFlight(m_share, DropReason::internalError);
-        noteFailure({ TrackerNetwork::PostEnd::notAccepted }, DropReason::internalError);
+        noteFailure("There is no memory, or a service threw", 0, DropReason::internalError);
     }
 
     const std::shared_ptr<TrackerConfig>& config() const { return m_config; }
@@ -47,10 +47,9 @@ public:
     }
 
     // For a batch that can never be sent.
-    void giveUp(std::string reason)
+    void giveUp(std::string_view reason)
     {
-        noteFailure({ TrackerNetwork::PostEnd::notAccepted, std::move(reason) },
-            DropReason::retriesExhausted);
+        noteFailure(reason, 0, DropReason::retriesExhausted);
         m_config->m_ledger.droppedInFlight(m_share, DropReason::retriesExhausted);
         m_config = nullptr;
     }
@@ -63,12 +62,12 @@ private:
             return ledger.delivered(m_share);
         const auto reason = dropReason(result.end);
         if (reason) {
-            noteFailure(result, reason);
+            noteFailure(result.reason, result.status, reason);
             return ledger.droppedInFlight(m_share, *reason);
         }
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
         retry->giveShare(m_share);
-        noteFailure(result, reason);
+        noteFailure(result.reason, result.status, reason);
         ledger.failedIntoRetry(m_share);
         m_config->m_retryCache.insert(std::move(retry));
     }
@@ -87,12 +86,10 @@ private:
 
     // On the ledger, and for the host's diagnostics.
     void noteFailure(
-        const TrackerNetwork::PostResult& result, std::optional<DropReason> dropped) const noexcept
+        std::string_view reason, int status, std::optional<DropReason> dropped) const noexcept
     try {
-        UploadFailure failure { platform().clock.secondsSince1970(), m_url, result.status,
-            dropped == DropReason::internalError ? "There is no memory, or a service threw"
-                                                 : result.reason,
-            next(m_failures), next(m_maxRetryCount), outcomeFor(dropped) };
+        UploadFailure failure { platform().clock.secondsSince1970(), m_url, status,
+            std::string(reason), next(m_failures), next(m_maxRetryCount), outcomeFor(dropped) };
         if (Diagnostics::areWanted()) {
             Diagnostics::report({
                 .kind = dropped ? Diagnostic::Kind::batchGivenUp : Diagnostic::Kind::uploadFailed,

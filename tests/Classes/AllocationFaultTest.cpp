@@ -119,6 +119,11 @@ void compressAndAppendTwo(const Channel& channel)
     appendTwo(channel);
 }
 
+void insertAnEntryWithoutData(const Channel& channel)
+{
+    channel->insert(std::make_shared<TrackerRetryData>(nullptr, 1));
+}
+
 void flush(Given& given)
 {
     manager().timerEventHandler(given.channel);
@@ -141,6 +146,7 @@ const std::vector<Scenario> otherOperations {
     { "aFlush", 10, Manner::accepts, 2, appendTwo, flush },
     { "aFlushThatIsRefused", 10, Manner::refuses, 2, appendTwo, flush },
     { "aRetry", 10, Manner::accepts, 1, letABatchFail, flush },
+    { "aRetryWithoutData", 10, Manner::accepts, 0, insertAnEntryWithoutData, flush },
     { "aRetryThatIsRefused", 10, Manner::refuses, 1, letABatchFail, flush },
 };
 
