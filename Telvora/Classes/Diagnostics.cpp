@@ -108,31 +108,47 @@ try {
 
 void Diagnostics::take(Diagnostic&& diagnostic) noexcept
 {
+    if (hasRoom()) {
+        try {
+            submit(std::move(diagnostic));
+            return;
+        } catch (...) {
+            // There is no memory for the block.
+        }
+    }
+    holdBack();
+}
+
+bool Diagnostics::hasRoom() noexcept
+{
     const Time now = platform().clock.steadyNow();
-    bool isHeldBack = false;
-    bool isFirstHeldBack = false;
+    const MutexLock lock(m_lock);
+    // While something is held back, endSecond() begins the next second.
+    if (m_heldBack == 0 && now >= m_secondBegan + 1s) {
+        m_secondBegan = now;
+        m_takenInSecond = 0;
+    }
+    if (m_takenInSecond >= mostInSecond)
+        return false;
+    ++m_takenInSecond;
+    return true;
+}
+
+void Diagnostics::holdBack() noexcept
+{
     Time end;
     {
         const MutexLock lock(m_lock);
-        if (m_heldBack == 0 && now >= m_secondBegan + 1s) {
-            m_secondBegan = now;
-            m_takenInSecond = 0;
-        }
-        isHeldBack = m_takenInSecond >= mostInSecond;
-        if (isHeldBack)
-            isFirstHeldBack = m_heldBack++ == 0;
-        else
-            ++m_takenInSecond;
+        if (m_heldBack++ > 0)
+            return; // endSecond() is under way.
         end = m_secondBegan + 1s;
     }
     try {
-        if (!isHeldBack) {
-            submit(std::move(diagnostic));
-        } else if (isFirstHeldBack) {
-            platform().dispatch.globalAsyncAfter(
-                std::max<std::chrono::nanoseconds>(end - now, 1ns), [this] { endSecond(); });
-        }
+        const auto rest = end - platform().clock.steadyNow();
+        platform().dispatch.globalAsyncAfter(
+            std::max<std::chrono::nanoseconds>(rest, 1ns), [this] { endSecond(); });
     } catch (...) {
+        // There is no memory: nobody learns how many there were.
         const MutexLock lock(m_lock);
         m_heldBack = 0;
     }
@@ -153,7 +169,7 @@ try {
     // Nobody learns how many there were.
 }
 
-void Diagnostics::gather(Drop&& drop, std::int64_t events)
+void Diagnostics::gather(const Drop& drop, std::int64_t events)
 {
     {
         const MutexLock lock(m_lock);
@@ -162,8 +178,13 @@ void Diagnostics::gather(Drop&& drop, std::int64_t events)
         if (!isNew)
             return;
     }
-    platform().dispatch.globalAsyncAfter(
-        1s, [this, drop = std::move(drop)] { takeGathered(drop); });
+    try {
+        platform().dispatch.globalAsyncAfter(1s, [this, drop] { takeGathered(drop); });
+    } catch (...) {
+        // Otherwise nobody would report it, now or later.
+        const MutexLock lock(m_lock);
+        m_gathered.erase(drop);
+    }
 }
 
 void Diagnostics::takeGathered(const Drop& drop) noexcept

@@ -23,8 +23,9 @@ namespace telvora::detail {
 ///
 /// Life: one, made on first use and never destroyed.
 /// Threads: any.
-/// Failure: nothing is thrown. A diagnostic for which there is no memory counts as held back. While
-/// no handler is installed nothing is kept.
+/// Failure: nothing is thrown, except by setHandler(), which throws std::bad_alloc. A diagnostic
+/// for which there is no memory counts as held back, or is lost. While no handler is installed
+/// nothing is kept.
 class Diagnostics {
 public:
     /// Empty takes the handler away.
@@ -50,7 +51,10 @@ private:
     static void hostThrew(const HostClosure& closure, std::string_view thrown) noexcept;
 
     void take(Diagnostic&& diagnostic) noexcept TELVORA_EXCLUDES(m_lock);
-    void gather(Drop&& drop, std::int64_t events) TELVORA_EXCLUDES(m_lock);
+    // Whether the diagnostic is among the first of its second; counts it then.
+    bool hasRoom() noexcept TELVORA_EXCLUDES(m_lock);
+    void holdBack() noexcept TELVORA_EXCLUDES(m_lock);
+    void gather(const Drop& drop, std::int64_t events) TELVORA_EXCLUDES(m_lock);
     void takeGathered(const Drop& drop) noexcept TELVORA_EXCLUDES(m_lock);
     void endSecond() noexcept TELVORA_EXCLUDES(m_lock);
     void submit(Diagnostic&& diagnostic);

@@ -1,9 +1,11 @@
 #include <tests/Classes/AllocationFault.h>
 
 #include <Telvora/Base/AnyDepth.h>
+#include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/TrackerManager.h>
 #include <tests/Base/JSONTesting.h>
 #include <tests/Classes/ImmediatePlatform.h>
+#include <tests/Classes/SimulatedHost.h>
 
 #include <gtest/gtest.h>
 
@@ -142,6 +144,31 @@ TEST(RecordFaultTest, ADeepRecordMayFailToBecomeADictionary)
         if (!hasStruck)
             return;
     }
+}
+
+// What could not be told must not keep what follows from being told.
+TEST(DiagnosticsFaultTest, ALackOfMemorySilencesNoChannelForEver)
+{
+    simulated();
+    int told = 0;
+    TrackerManager::setDiagnosticsHandler([&](const Diagnostic&) { ++told; });
+
+    for (int spared = 0;; ++spared) {
+        const std::string index = "a channel that nobody knows " + std::to_string(spared);
+        bool hasStruck = false;
+        {
+            const AllocationFault fault(spared);
+            detail::Diagnostics::eventsDropped(index, DropReason::unknownChannel, 1);
+            hasStruck = fault.hasStruck();
+        }
+        const int before = told;
+        detail::Diagnostics::eventsDropped(index, DropReason::unknownChannel, 1);
+        simulated().advance(std::chrono::seconds(2));
+        EXPECT_EQ(told, before + 1) << "with allocation " << spared;
+        if (!hasStruck)
+            break;
+    }
+    TrackerManager::setDiagnosticsHandler({});
 }
 
 class CountingProvider : public QVXOstraProviderProtocol {
