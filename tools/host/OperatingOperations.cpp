@@ -11,7 +11,7 @@ namespace {
 Dictionary eventOf(const Diagnostic& diagnostic)
 {
     Dictionary event { { "event", "diagnostic" }, { "kind", rawValue(diagnostic.kind) } };
-    if (!diagnostic.index.empty() || diagnostic.kind == Diagnostic::Kind::eventsDropped)
+    if (diagnostic.kind != Diagnostic::Kind::heldBack)
         event["index"] = diagnostic.index;
     if (const auto& upload = diagnostic.upload) {
         event["url"] = upload->url;
