@@ -1,129 +1,138 @@
 #include <Telvora/Base/Dictionary.h>
 
-#include <boost/json/basic_parser_impl.hpp>
-#include <boost/json/value_stack.hpp>
+#include <boost/json/parse.hpp>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <string>
+#include <system_error>
+#include <vector>
 
 namespace telvora {
 
 namespace {
 
-using boost::json::error_code;
-using boost::json::string_view;
+bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
 
-// Builds a value from what the parser finds. Boost 1.81's own parser converts some doubles with an
-// error of one unit in the last place. This one reads their text again with std::from_chars, so
-// that a number is encoded as the number that was decoded.
-class ValueBuilder {
-public:
-    // The parser asks for these limits under these names.
-    static constexpr std::size_t max_object_size = boost::json::object::max_size();
-    static constexpr std::size_t max_array_size = boost::json::array::max_size();
-    static constexpr std::size_t max_key_size = boost::json::string::max_size();
-    static constexpr std::size_t max_string_size = boost::json::string::max_size();
+bool isNumberCharacter(char character)
+{
+    return isDigit(character) || character == '-' || character == '+' || character == '.'
+        || character == 'e' || character == 'E';
+}
 
-    ValueBuilder() { m_stack.reset(); }
+// Whether `token` is a number and no integer of 64 bits, as the parser sees it: one of RFC 8259,
+// section 6, without the superfluous zeros that from_chars would read too.
+bool isDouble(std::string_view token)
+{
+    const char* const end = token.data() + token.size();
+    const char* at = token.data();
+    const auto skipDigits = [&] {
+        const char* const first = at;
+        while (at != end && isDigit(*at))
+            ++at;
+        return at - first;
+    };
 
-    Value release() { return m_stack.release(); }
-
-    bool on_document_begin(error_code&) { return true; }
-    bool on_document_end(error_code&) { return true; }
-    bool on_object_begin(error_code&) { return true; }
-    bool on_array_begin(error_code&) { return true; }
-    bool on_comment_part(string_view, error_code&) { return true; }
-    bool on_comment(string_view, error_code&) { return true; }
-
-    bool on_object_end(std::size_t size, error_code&)
-    {
-        m_stack.push_object(size);
-        return true;
+    at += *at == '-' ? 1 : 0;
+    const bool zeroFirst = at != end && *at == '0';
+    const auto whole = skipDigits();
+    if (whole == 0 || (zeroFirst && whole > 1))
+        return false;
+    if (at == end) {
+        std::int64_t fitting = 0;
+        std::uint64_t fittingUnsigned = 0;
+        return std::from_chars(token.data(), end, fitting).ec != std::errc()
+            && (*token.data() == '-'
+                || std::from_chars(token.data(), end, fittingUnsigned).ec != std::errc());
     }
-
-    bool on_array_end(std::size_t size, error_code&)
-    {
-        m_stack.push_array(size);
-        return true;
-    }
-
-    bool on_key_part(string_view part, std::size_t, error_code&)
-    {
-        m_stack.push_chars(part);
-        return true;
-    }
-
-    bool on_key(string_view rest, std::size_t, error_code&)
-    {
-        m_stack.push_key(rest);
-        return true;
-    }
-
-    bool on_string_part(string_view part, std::size_t, error_code&)
-    {
-        m_stack.push_chars(part);
-        return true;
-    }
-
-    bool on_string(string_view rest, std::size_t, error_code&)
-    {
-        m_stack.push_string(rest);
-        return true;
-    }
-
-    bool on_number_part(string_view part, error_code&)
-    {
-        m_number.append(part.data(), part.size());
-        return true;
-    }
-
-    bool on_int64(std::int64_t number, string_view, error_code&)
-    {
-        m_number.clear();
-        m_stack.push_int64(number);
-        return true;
-    }
-
-    bool on_uint64(std::uint64_t number, string_view, error_code&)
-    {
-        m_number.clear();
-        m_stack.push_uint64(number);
-        return true;
-    }
-
-    bool on_double(double inexact, string_view rest, error_code& error)
-    {
-        m_number.append(rest.data(), rest.size());
-        double exact = inexact;
-        const char* end = m_number.data() + m_number.size();
-        // Where the number is out of range, the parser's own result stays: zero, or infinity.
-        std::from_chars(m_number.data(), end, exact);
-        m_number.clear();
-        if (!std::isfinite(exact)) {
-            error = boost::json::error::exponent_overflow;
+    if (*at == '.') {
+        ++at;
+        if (skipDigits() == 0)
             return false;
+    }
+    if (at != end && (*at == 'e' || *at == 'E')) {
+        ++at;
+        at += at != end && (*at == '+' || *at == '-') ? 1 : 0;
+        if (skipDigits() == 0)
+            return false;
+    }
+    return at == end;
+}
+
+// Boost 1.81's parser converts some doubles with an error of one unit in the last place, and a
+// number has to be encoded as the number that was decoded. So the parser gets a text in which the
+// place in this list, counted from 1, stands for each double. Such a small number it reads exactly.
+class Doubles {
+public:
+    // The text to parse. Good for as long as `text` and this object.
+    std::string_view takeOut(std::string_view text)
+    {
+        std::size_t kept = 0;
+        bool inString = false;
+        for (std::size_t at = 0; at < text.size();) {
+            const char character = text[at];
+            if (inString && character == '\\') {
+                at += 2;
+                continue;
+            }
+            inString = inString != (character == '"');
+            if (inString || !isNumberCharacter(character)) {
+                ++at;
+                continue;
+            }
+            const std::size_t first = at;
+            while (at < text.size() && isNumberCharacter(text[at]))
+                ++at;
+            const std::string_view token = text.substr(first, at - first);
+            double number = 0;
+            // One that is out of range stays in the text: the parser makes of it zero, infinity or
+            // the number at the end of the range.
+            if (!isDouble(token)
+                || std::from_chars(token.data(), token.data() + token.size(), number).ec
+                    != std::errc())
+                continue;
+            m_exact.push_back(number);
+            m_text += text.substr(kept, first - kept);
+            m_text += std::to_string(m_exact.size()) + "e0";
+            kept = at;
         }
-        m_stack.push_double(exact);
-        return true;
+        if (m_exact.empty())
+            return text;
+        m_text += text.substr(kept);
+        return m_text;
     }
 
-    bool on_bool(bool flag, error_code&)
+    // Puts the doubles back. False where one is infinite.
+    bool putBack(Value& root) const
     {
-        m_stack.push_bool(flag);
-        return true;
-    }
-
-    bool on_null(error_code&)
-    {
-        m_stack.push_null();
+        std::vector<Value*> left { &root };
+        while (!left.empty()) {
+            Value& value = *left.back();
+            left.pop_back();
+            if (Array* array = value.if_array()) {
+                for (Value& element : *array)
+                    left.push_back(&element);
+            } else if (Dictionary* dictionary = value.if_object()) {
+                for (auto& member : *dictionary)
+                    left.push_back(&member.value());
+            } else if (double* number = value.if_double()) {
+                if (!std::isfinite(*number))
+                    return false;
+                if (*number >= 1 && *number <= static_cast<double>(m_exact.size()))
+                    *number = m_exact[static_cast<std::size_t>(*number) - 1];
+            }
+        }
         return true;
     }
 
 private:
-    boost::json::value_stack m_stack;
-    std::string m_number;
+    std::vector<double> m_exact;
+    std::string m_text;
 };
 
 // Boost's parser recurses. A level takes 200 bytes of stack without optimisation.
@@ -135,15 +144,14 @@ Decoded decode(std::string_view text, std::size_t levels)
 {
     boost::json::parse_options options;
     options.max_depth = std::min(levels, mostLevels);
-    boost::json::basic_parser<ValueBuilder> parser(options);
-
-    error_code error;
-    const std::size_t used = parser.write_some(false, text.data(), text.size(), error);
-    if (!error && used < text.size())
-        error = boost::json::error::extra_data;
+    Doubles doubles;
+    boost::json::error_code error;
+    Value value = boost::json::parse(doubles.takeOut(text), error, {}, options);
+    if (!error && !doubles.putBack(value))
+        error = boost::json::error::exponent_overflow;
     if (error)
         return { std::nullopt, error.message() };
-    return { parser.handler().release(), {} };
+    return { std::move(value), {} };
 }
 
 } // namespace telvora

@@ -2,8 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
+#include <charconv>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
 
 namespace telvora {
 namespace {
@@ -65,6 +73,52 @@ TEST(DictionaryDecodeTest, DoublesAreTheNearestOnes)
     EXPECT_TRUE(std::signbit(decode("-0.0").value->as_double()));
 }
 
+TEST(DictionaryDecodeTest, DoublesKeepTheirPlaces)
+{
+    EXPECT_EQ(decode(R"({"a":0.1,"b":[2.5,1,{"c":-1e0}],"a":-3e-7,"d":0.0})").value,
+        Value(Dictionary { { "a", -3e-7 }, { "b", Array { 2.5, 1, Dictionary { { "c", -1.0 } } } },
+            { "d", 0.0 } }));
+    EXPECT_EQ(
+        decode(R"(["1.5\"2.5\\",3.5,"4.5"])").value, Value(Array { "1.5\"2.5\\", 3.5, "4.5" }));
+}
+
+TEST(DictionaryDecodeTest, ADoubleIsTheOneThatTheStandardLibraryReads)
+{
+    std::mt19937_64 random(7);
+    std::string text = "[";
+    std::vector<double> expected;
+    for (int i = 0; i < 20'000; ++i) {
+        const double number = std::bit_cast<double>(random());
+        if (!std::isfinite(number))
+            continue;
+        std::array<char, 64> digits {};
+        const auto [end, error] = i % 2 == 0
+            ? std::to_chars(digits.begin(), digits.end(), number, std::chars_format::scientific)
+            : std::to_chars(
+                digits.begin(), digits.end(), number, std::chars_format::scientific, 20);
+        ASSERT_EQ(error, std::errc());
+        const std::string_view token(digits.begin(), end);
+        expected.push_back(number);
+        text += (expected.size() == 1 ? "" : ",") + std::string(token);
+    }
+    text += "]";
+
+    const Decoded decoded = decode(text);
+    ASSERT_TRUE(decoded.value) << decoded.error;
+    const Array& numbers = decoded.value->as_array();
+    ASSERT_EQ(numbers.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        ASSERT_EQ(numbers[i], Value(expected[i])) << i;
+}
+
+TEST(DictionaryDecodeTest, ANumberBeyondAnyDoubleIsRefusedAndOneTooNearToZeroIsZero)
+{
+    expectRefused("[0.5,1e400]");
+    expectRefused("-1e400");
+    expectRefused(std::string(400, '9'));
+    EXPECT_EQ(decode("[0.5,1e-400]").value, Value(Array { 0.5, 0.0 }));
+}
+
 TEST(DictionaryDecodeTest, OfTwoMembersWithOneNameTheLastIsKept)
 {
     EXPECT_EQ(decode(R"({"a":1,"a":2})").value, Value(Dictionary { { "a", 2 } }));
@@ -73,8 +127,9 @@ TEST(DictionaryDecodeTest, OfTwoMembersWithOneNameTheLastIsKept)
 TEST(DictionaryDecodeTest, TextThatIsNotOneValueIsRefused)
 {
     for (const char* text : { "", " ", "{", "[1,]", "{\"a\":}", "{a:1}", "01", "1.", ".5", "+1",
-             "nan", "NaN", "Infinity", "tru", "'a'", "\"a", "\"\n\"", "{} {}", "1 2", "[1] x",
-             "// c\n1", "\"\\x\"", "\"\\ud800\"" })
+             "nan", "NaN", "1.e5", "1e", "1e+", "-", "-.5", "00.5", "-01e2", "1.5.5", "1-2",
+             "1.5e3x", "[1.5 2.5]", "\"1.5", "Infinity", "tru", "'a'", "\"a", "\"\n\"", "{} {}",
+             "1 2", "[1] x", "// c\n1", "\"\\x\"", "\"\\ud800\"" })
         expectRefused(text);
 }
 
