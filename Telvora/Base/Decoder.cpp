@@ -25,6 +25,18 @@ bool isNumberCharacter(char character)
         || character == 'e' || character == 'E';
 }
 
+// The place behind the string that begins at `quote`; the end of the text where none ends it.
+std::size_t endOfString(std::string_view text, std::size_t quote)
+{
+    std::size_t end = quote;
+    while ((end = text.find('"', end + 1)) != std::string_view::npos) {
+        const std::size_t escapes = end - 1 - text.find_last_not_of('\\', end - 1);
+        if (escapes % 2 == 0)
+            return end + 1;
+    }
+    return text.size();
+}
+
 // Whether `token` is a number and no integer of 64 bits, as the parser sees it: one of RFC 8259,
 // section 6, without the superfluous zeros that from_chars would read too.
 bool isDouble(std::string_view token)
@@ -73,15 +85,12 @@ public:
     std::string_view takeOut(std::string_view text)
     {
         std::size_t kept = 0;
-        bool inString = false;
         for (std::size_t at = 0; at < text.size();) {
-            const char character = text[at];
-            if (inString && character == '\\') {
-                at += 2;
+            if (text[at] == '"') {
+                at = endOfString(text, at);
                 continue;
             }
-            inString = inString != (character == '"');
-            if (inString || !isNumberCharacter(character)) {
+            if (!isNumberCharacter(text[at])) {
                 ++at;
                 continue;
             }
@@ -89,12 +98,14 @@ public:
             while (at < text.size() && isNumberCharacter(text[at]))
                 ++at;
             const std::string_view token = text.substr(first, at - first);
+            if (!isDouble(token))
+                continue;
+            m_isAny = true;
             double number = 0;
             // One that is out of range stays in the text: the parser makes of it zero, infinity or
             // the number at the end of the range.
-            if (!isDouble(token)
-                || std::from_chars(token.data(), token.data() + token.size(), number).ec
-                    != std::errc())
+            if (std::from_chars(token.data(), token.data() + token.size(), number).ec
+                != std::errc())
                 continue;
             m_exact.push_back(number);
             m_text += text.substr(kept, first - kept);
@@ -110,7 +121,9 @@ public:
     // Puts the doubles back. False where one is infinite.
     bool putBack(Value& root) const
     {
-        std::vector<Value*> left { &root };
+        std::vector<Value*> left;
+        if (m_isAny)
+            left.push_back(&root);
         while (!left.empty()) {
             Value& value = *left.back();
             left.pop_back();
@@ -131,6 +144,7 @@ public:
     }
 
 private:
+    bool m_isAny = false;
     std::vector<double> m_exact;
     std::string m_text;
 };
