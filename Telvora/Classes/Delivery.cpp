@@ -1,7 +1,9 @@
 #include <Telvora/Classes/Delivery.h>
 
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Classes/Diagnostics.h>
+#include <Telvora/Classes/Uploads.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -123,10 +125,14 @@ private:
     std::int64_t m_failures;
     std::int64_t m_maxRetryCount;
     std::string m_url;
+    // Ends after the upload is on the ledger.
+    Uploads::UnderWay m_underWay;
 };
 
 void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
 {
+    if (!Uploads::shared().mayBegin())
+        return;
     PendingEvents& pending = *config->m_pending;
     try {
         // Everything that can throw is done before the list is emptied.
@@ -157,7 +163,14 @@ void Delivery::sendNormalData(
 
 void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
 {
-    const auto [entry, share] = config->takeRetryData();
+    if (Uploads::shared().mayBegin())
+        sendTaken(config, config->takeRetryData());
+}
+
+void Delivery::sendTaken(
+    const std::shared_ptr<TrackerConfig>& config, const TrackerRetryCache::Taken& taken)
+{
+    const auto& [entry, share] = taken;
     if (!entry)
         return;
     Upload upload(config, share, entry->retryCount, entry->maxRetryCount);
@@ -170,6 +183,7 @@ void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
 void Delivery::post(Upload upload, const Batch& batch) noexcept
 {
     const std::shared_ptr<TrackerConfig> config = upload.config();
+    const NoWaitScope inUpload;
     try {
         std::string url;
         const TrackerConfig::URLHook& urlHook = config->urlHook();

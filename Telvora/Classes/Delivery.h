@@ -12,6 +12,8 @@ namespace telvora::detail {
 ///
 /// Threads: see each function. Uploads end on the HTTP client's thread.
 ///
+/// Once Uploads says that none may begin, nothing is sent, and all stays where it is.
+///
 /// Failure: nothing is thrown. A batch that was begun and could not be made or sent, because there
 /// was no memory or a service of the platform threw, is an `internalError` on the ledger.
 class Delivery {
@@ -27,6 +29,10 @@ public:
 
     /// Sends the first entry of the retry cache, if there is one. Threads: any.
     static void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
+
+    /// Sends an entry that was taken from the retry cache. Threads: any.
+    static void sendTaken(
+        const std::shared_ptr<TrackerConfig>& config, const TrackerRetryCache::Taken& taken);
 
 private:
     class Upload;

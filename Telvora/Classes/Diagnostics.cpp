@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Lazy.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
 
@@ -215,6 +216,7 @@ void Diagnostics::deliver(const Diagnostic& diagnostic) const
     const auto handler = m_handler.get();
     if (!handler)
         return;
+    const NoWaitScope inDelivery;
     callHost([&] {
         try {
             (*handler)(diagnostic);

@@ -94,4 +94,12 @@ TrackerRetryCache::Taken TrackerConfig::takeRetryData()
     return taken;
 }
 
+std::vector<TrackerRetryCache::Taken> TrackerConfig::takeAllRetryData()
+{
+    auto taken = m_retryCache.takeAll();
+    for (const auto& [entry, share] : taken)
+        m_ledger.retried(share);
+    return taken;
+}
+
 } // namespace telvora

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace telvora {
 
@@ -45,7 +46,8 @@ public:
     /// first, each a Dictionary of any depth. `useOstraReport` is the host's note to itself:
     /// whether a provider is installed decides where APM reports go. `urlHook` returns the address
     /// and is called for every request, possibly inside the manager's barrier: other events wait
-    /// for it, and it must not flush. With an empty one every upload fails and is retried.
+    /// for it, and it must not call TrackerManager::timerEventHandler(). With an empty one every
+    /// upload fails and is retried.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
@@ -114,6 +116,7 @@ private:
     friend class TrackerManager;
 
     TrackerRetryCache::Taken takeRetryData();
+    std::vector<TrackerRetryCache::Taken> takeAllRetryData();
 
     const std::string m_index;
     const StringDictionary m_headers;

@@ -34,6 +34,8 @@ enum class DropReason {
     /// Something threw between the intake and the answer: there was no memory, or a service of the
     /// platform threw.
     internalError,
+    /// The event was handed over after shutdown().
+    afterShutdown,
 };
 
 /// "unknownChannel", "clearedAfterCopy" and so on.
@@ -51,6 +53,7 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t retriesExhausted = 0;
         std::int64_t removedUnseen = 0;
         std::int64_t internalError = 0;
+        std::int64_t afterShutdown = 0;
 
         /// The sum of all reasons.
         std::int64_t total() const;
@@ -128,8 +131,9 @@ TELVORA_EXPORT void forEachReason(const LedgerAccount::Dropped& dropped,
     FunctionRef<void(DropReason reason, std::int64_t count)> use);
 
 /// {"events": {...}, "batches": {...}}, each with the members of LedgerAccount. Members that are
-/// always 0 for batches are left out there. "hostExceptions" and "internalError" are left out while
-/// they are 0. "lastFailure" has the members of UploadFailure without "attempts", or is null.
+/// always 0 for batches are left out there. "hostExceptions", and the reasons from "internalError"
+/// on, are left out while they are 0. "lastFailure" has the members of UploadFailure without
+/// "attempts", or is null.
 TELVORA_EXPORT Dictionary ledgerDictionary(const LedgerSnapshot& snapshot);
 
 namespace detail {

@@ -202,10 +202,11 @@ struct TrackerManager::Provider {
     std::shared_ptr<const TrackerCommonData> commonData;
 };
 
-// Absent if there is no provider or no APM channel.
+// Absent if there is no provider or no APM channel. Where events are refused there is none either:
+// the channel then counts the report as dropped.
 std::optional<TrackerManager::Provider> TrackerManager::provider() const
 {
-    auto object = m_ostraProvider.getValue();
+    auto object = m_isShutDown ? nullptr : m_ostraProvider.getValue();
     const auto channel = object ? config(rawValue(DefaultIndex::APM)) : nullptr;
     if (!channel)
         return std::nullopt;

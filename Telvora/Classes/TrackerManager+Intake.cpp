@@ -4,11 +4,13 @@
 #include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Base/UsualMemory.h>
 #include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/FinishedEvents.h>
 #include <Telvora/Classes/PendingEvents.h>
+#include <Telvora/Classes/Uploads.h>
 
 #include <limits>
 #include <new>
@@ -54,6 +56,8 @@ struct TrackerManager::Destination {
     std::string_view index;
     std::shared_ptr<TrackerConfig> channel;
     detail::ChannelLedger& ledger;
+    // Why an event does not enter the list, so that only the trigger callback sees it.
+    std::optional<DropReason> refusal;
 
     // One event is dropped before it enters a list.
     void drop(DropReason reason) const noexcept
@@ -67,7 +71,12 @@ TrackerManager::Destination TrackerManager::destination(std::string_view index)
 {
     auto channel = config(index);
     detail::ChannelLedger& ledger = channel ? channel->m_ledger : m_unknownChannels;
-    return { index, std::move(channel), ledger };
+    std::optional<DropReason> refusal;
+    if (!channel)
+        refusal = DropReason::unknownChannel;
+    else if (m_refusesEvents.load(std::memory_order_relaxed))
+        refusal = DropReason::afterShutdown;
+    return { index, std::move(channel), ledger, refusal };
 }
 
 void TrackerManager::appendTracker(const Dictionary& event, std::string for_)
@@ -148,7 +157,7 @@ std::size_t TrackerManager::intake(Value& event, const std::string& index, std::
     accept(to, [&] {
         if (!network.empty())
             stampNetwork(event.get_object(), network);
-        if (to.channel)
+        if (!to.refusal)
             appended = to.channel->m_pending->append(std::move(event), *m_encoder);
         return appended.size;
     });
@@ -163,7 +172,7 @@ void TrackerManager::intakeRecord(const std::string& text)
 {
     const std::string_view index = rawValue(DefaultIndex::APM);
     const Destination to = destination(index);
-    accept(to, [&] { return to.channel ? to.channel->m_pending->append(text) : 0; });
+    accept(to, [&] { return to.refusal ? 0 : to.channel->m_pending->append(text); });
     if (detail::isForkedChild() || !hasTriggerCallback())
         return;
     try {
@@ -174,16 +183,16 @@ void TrackerManager::intakeRecord(const std::string& text)
     }
 }
 
-// Calls `append`, which puts an event into the channel's list and returns the list's size, and
-// sends what is due. If `append` throws, it has changed nothing: there is no memory for the event.
+// Calls `append`, which puts an event into the channel's list unless that refuses it and returns
+// the list's size, and sends what is due. If `append` throws, it has changed nothing: there is no
+// memory for the event.
 template<typename Append>
 void TrackerManager::accept(const Destination& to, const Append& append) noexcept
 {
     try {
         const std::size_t size = append();
-        if (!to.channel) {
-            // Only the callback sees it.
-            to.drop(DropReason::unknownChannel);
+        if (to.refusal) {
+            to.drop(*to.refusal);
             return;
         }
         to.ledger.appended(1);
@@ -198,6 +207,8 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
 {
+    if (!detail::Uploads::shared().mayBegin())
+        return;
     detail::PendingEvents::Copied copied;
     try {
         m_queue->sync([&] { copied = config->m_pending->copyAll(); });
@@ -243,6 +254,7 @@ void TrackerManager::trigger(
         const detail::AnyDepth<Dictionary> lasting(isLasting ? Dictionary() : copy(event));
         const Dictionary& seen = isLasting ? event : *lasting;
         const auto call = [&] { (*callback)(seen, index); };
+        const detail::NoWaitScope inIntake;
         if (detail::callHost(call, { "The trigger callback", index }) == detail::HostCall::threw)
             ledger.hostThrew();
     } catch (const std::bad_alloc&) {

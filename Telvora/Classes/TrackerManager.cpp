@@ -7,6 +7,7 @@
 #include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/Classes/FinishedEvents.h>
+#include <Telvora/Classes/Uploads.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/NotificationCenter.h>
@@ -45,6 +46,8 @@ TrackerManager::TrackerManager()
     , m_configStatus(std::make_shared<const Statuses>())
     , m_sessionId(uuidText(platform().uuids.next()))
 {
+    // Made now, since there may be no memory when the first upload begins.
+    detail::Uploads::shared();
     // The uploader does not know the facade, so it gets a closure that asks for the identifier.
     TrackerNetwork::shareInstance().setIdentifierSource([] { return uuid(); });
 }
@@ -82,7 +85,7 @@ void TrackerManager::setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provid
 
 void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
 {
-    if (!config || detail::isForkedChild())
+    if (!config || detail::isForkedChild() || m_isShutDown)
         return;
     const std::string& index = config->index();
     if (configs()->contains(index)) {
@@ -114,6 +117,8 @@ void TrackerManager::setupCommonDatas(
 
 void TrackerManager::start()
 {
+    if (shared().m_isShutDown)
+        return;
     QuorvexLog::log(QuorvexLog::Category::tracker(), "Tracker Manager Start");
 
     TrackerManager& manager = shared();
@@ -149,15 +154,19 @@ void TrackerManager::start()
 void TrackerManager::stop()
 {
     TrackerManager& manager = shared();
-    NotificationCenter& center = platform().notificationCenter;
-    center.removeObserver(&manager, Notification::willEnterForeground);
-    center.removeObserver(&manager, Notification::didEnterBackground);
-
+    manager.removeObservers();
     const auto registered = manager.configs();
     for (const auto& [index, config] : *registered) {
         callHook(*config, config->stopHook());
         manager.setStatus(index, ConfigStatus::idle);
     }
+}
+
+void TrackerManager::removeObservers()
+{
+    NotificationCenter& center = platform().notificationCenter;
+    center.removeObserver(this, Notification::willEnterForeground);
+    center.removeObserver(this, Notification::didEnterBackground);
 }
 
 void TrackerManager::applicationEnterBackground()
@@ -176,7 +185,8 @@ void TrackerManager::applicationEnterBackground()
 
 void TrackerManager::applicationBackgroundEnterFront()
 {
-    m_trackerTimer.resume();
+    if (!m_isShutDown)
+        m_trackerTimer.resume();
     const auto registered = configs();
     for (const auto& [index, config] : *registered) {
         callHook(*config, config->restartHook());

@@ -17,8 +17,11 @@
 #include <Telvora/Classes/Utils/TrackerTimer.h>
 #include <Telvora/Platform/DispatchQueue.h>
 
+#include <atomic>
+#include <chrono>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -43,6 +46,16 @@ concept BuiltEvent = std::same_as<Event, EventBuilder>;
 
 // Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
 // host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
+
+/// How a flush ended.
+struct FlushResult {
+    /// Whether no work is queued and no upload is under way. Batches may wait for their retry.
+    bool atRest = true;
+    /// How many events of all channels are not delivered and not dropped.
+    std::int64_t left = 0;
+
+    bool operator==(const FlushResult&) const = default;
+};
 
 /// The library's facade: register a TrackerConfig for each channel, start once, and hand over
 /// events.
@@ -80,7 +93,7 @@ public:
     /// Installs the closure that returns the identifier of the device or installation. It is called
     /// for every request ("QVX-UUID") and for each set-up of common data ("buid"), on the thread
     /// that needs it, possibly inside the manager's barrier: other events wait for it, and it must
-    /// not flush. Where it returns absent, the header or the key is left out.
+    /// not call timerEventHandler(). Where it returns absent, the header or the key is left out.
     void setQvxUuid(std::function<std::optional<std::string>()> fetch);
 
     /// A random UUID, the same for the life of the process, for the host's own use: it is never
@@ -135,8 +148,8 @@ public:
 
     /// Installs the closure that is called with every event after its intake, also for unknown
     /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
-    /// flush. It does not see an event that has to be copied or read from text for it, if there is
-    /// no memory for that.
+    /// call timerEventHandler(). It does not see an event that has to be copied or read from text
+    /// for it, if there is no memory for that.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
@@ -152,6 +165,26 @@ public:
     std::map<std::string, LedgerSnapshot> ledgers() const;
     /// The same as a dictionary.
     Dictionary ledgersDictionary() const;
+
+    // ---- TrackerManager+Flush.cpp: sending everything, and the end ----
+
+    /// Posts all events that were handed over before, and each batch that waits for its retry once,
+    /// channels by index, and waits until they and all uploads under way are answered. It never
+    /// waits longer than `deadline`, in seconds, and with 0 not at all: then the library's threads
+    /// go on posting. Absent, and nothing is done, if `deadline` is negative or not finite.
+    ///
+    /// A batch that fails counts as ever, and is not tried again by this call. Called from a
+    /// closure that the library calls in the middle of its work (trigger callback, URL hook,
+    /// identifier during a request, diagnostics handler, log service) or on a thread of its own, it
+    /// does not wait; inside a hook it does. While the process exits it posts nothing.
+    static std::optional<FlushResult> flush(std::chrono::duration<double> deadline);
+
+    /// The end, before main() returns: refuses events from now on (`afterShutdown`), flushes, stops
+    /// the flush timer, the network's notifier and the observation of background and foreground,
+    /// and begins no upload any more. What is not delivered then is lost when the process ends.
+    /// Stop hooks are not called. Afterwards start() and register_() do nothing. A second call
+    /// waits for what is under way. Deadline and result as with flush().
+    static std::optional<FlushResult> shutdown(std::chrono::duration<double> deadline);
 
     // ---- TrackerManager+Diagnosis.cpp: why data do not arrive ----
 
@@ -333,6 +366,7 @@ private:
     static void callHook(
         TrackerConfig& config, const std::shared_ptr<const TrackerConfig::Hook>& hook);
 
+    void removeObservers();
     void applicationEnterBackground();
     void applicationBackgroundEnterFront();
 
@@ -378,6 +412,15 @@ private:
     bool hasTriggerCallback() const;
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
+    enum class Afterwards {
+        goOn,
+        stop,
+    };
+    struct Flush;
+    FlushResult postAndWait(std::chrono::duration<double> deadline, Afterwards afterwards);
+    void postAll();
+    std::int64_t left() const;
+
     void reportRecord(
         detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass);
     struct Provider;
@@ -395,6 +438,10 @@ private:
     // Used in barrier blocks of the queue alone.
     const std::unique_ptr<detail::Encoder> m_encoder;
     const std::unique_ptr<detail::FinishedEvents> m_finished;
+    // True from the call of shutdown() on.
+    std::atomic<bool> m_isShutDown { false };
+    // True from the block of shutdown() on: events that were handed over before it are taken in.
+    std::atomic<bool> m_refusesEvents { false };
     lockAtomic<std::shared_ptr<const Configs>> m_configs;
     lockAtomic<std::shared_ptr<const Statuses>> m_configStatus;
     std::string m_sessionId;

@@ -4,6 +4,8 @@
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
 
+#include <new>
+
 namespace telvora {
 
 TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
@@ -58,6 +60,22 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
     return taken;
 }
 
+std::vector<TrackerRetryCache::Taken> TrackerRetryCache::takeAll()
+{
+    std::vector<Taken> taken;
+    if (detail::isForkedChild())
+        return taken;
+    try {
+        m_lock.writeSync([&] {
+            taken.reserve(m_state->priorityQueue.count());
+            m_state->takeAllTo(taken);
+        });
+    } catch (const std::bad_alloc&) {
+        // All stay.
+    }
+    return taken;
+}
+
 void TrackerRetryCache::insert(TrackerRetryEntry data)
 {
     if (!data)
@@ -92,6 +110,17 @@ void TrackerRetryCache::State::removeFirst()
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     }
     lose(*removed, DropReason::removedUnseen);
+}
+
+void TrackerRetryCache::State::takeAllTo(std::vector<Taken>& taken)
+{
+    detail::MutexLock lock(mutex);
+    while (auto entry = priorityQueue.pop()) {
+        const detail::LedgerShare share = (*entry)->takeShare();
+        if (!share.isEmpty())
+            taken.push_back({ *std::move(entry), share });
+    }
+    count.store(0, std::memory_order_relaxed);
 }
 
 // An entry whose share was taken is not lost.

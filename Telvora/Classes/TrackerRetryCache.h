@@ -119,6 +119,11 @@ public:
     /// step, the entry stays and null is returned.
     Taken take();
 
+    /// Removes all entries and returns them in the order in which pop() would, without those that a
+    /// pop has returned and is about to remove. Where there is no memory, all stay and none is
+    /// returned.
+    std::vector<Taken> takeAll();
+
     /// All entries in the order in which pop() would return them, without the effect of writes that
     /// are still queued.
     std::vector<TrackerRetryEntry> entries() const;
@@ -141,6 +146,7 @@ private:
 
         void add(const TrackerRetryEntry& entry);
         void removeFirst();
+        void takeAllTo(std::vector<Taken>& taken);
         void lose(TrackerRetryData& entry, DropReason reason) const;
     };
 

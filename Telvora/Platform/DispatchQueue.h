@@ -1,9 +1,11 @@
 #pragma once
 
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Base/Work.h>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -46,6 +48,9 @@ public:
     virtual void sync(FunctionRef<void()> block) = 0;
     /// Runs `block` as a barrier.
     virtual void barrierSync(FunctionRef<void()> block) = 0;
+
+    /// How many blocks wait behind the one that calls this, a barrier of this queue.
+    virtual std::size_t blocksBehind() const { return 0; }
 
     /// barrierAsync() of a `Block { arguments... }` that is built in the queue's memory. For
     /// callers for whom moving the block would be most of the cost of a submission.
@@ -93,6 +98,14 @@ public:
     /// Submits `block` to the host's main thread; to the global queue if the platform does not know
     /// the main thread.
     virtual void mainAsync(Work block) = 0;
+
+    /// Waits until `signal` is set; false when `longest` of steady time has passed first. Called
+    /// where the signal may depend on the caller (in a block, on a thread of the dispatch's own),
+    /// it does not wait.
+    virtual bool wait(const detail::Signal& signal, std::chrono::nanoseconds longest)
+    {
+        return signal.waitFor(longest);
+    }
 };
 
 } // namespace telvora

@@ -75,6 +75,64 @@ TEST(HostOnLinuxTest, TheEndOfTheScriptEndsTheProcessWhateverIsUnderWay)
     EXPECT_EQ(run.exitStatus(), 0) << run.diagnostics;
 }
 
+TEST(HostOnLinuxTest, AFlushWaitsForTheAnswersButNotLongerThanAsked)
+{
+    const LoopbackServer server(LoopbackServer::Behaviour::answers);
+    const LoopbackServer silent(LoopbackServer::Behaviour::staysSilent);
+
+    const HostRun run = runHost(registered(server, 100)
+        + R"({"op":"appendTracker","event":{},"for":"E2E","count":50}
+{"op":"flush","deadline":31557600}
+{"op":"setUrl","index":"E2E","url":")"
+        + silent.url() + R"("}
+{"op":"appendTracker","event":{},"for":"E2E","count":3}
+{"op":"flush","deadline":0.1}
+{"op":"shutdown","deadline":0}
+{"op":"ledger","index":"E2E"}
+)");
+
+    EXPECT_THAT(run.lines, Contains(R"({"reply":"flush","result":{"atRest":true,"left":0}})"));
+    EXPECT_THAT(run.lines, Contains(R"({"reply":"flush","result":{"atRest":false,"left":3}})"));
+    EXPECT_THAT(run.lines, Contains(R"({"reply":"shutdown","result":{"atRest":false,"left":3}})"));
+    EXPECT_THAT(run.lines.back(), HasSubstr(R"("delivered":50)"));
+    EXPECT_EQ(server.answered(), 1);
+    EXPECT_EQ(run.exitStatus(), 0) << run.diagnostics;
+}
+
+TEST(HostOnLinuxTest, AFlushFromEachClosureEnds)
+{
+    const LoopbackServer server(LoopbackServer::Behaviour::answers);
+    const std::string flush = R"(,"lines":[{"op":"flush","deadline":1000}]}
+)";
+
+    const HostRun run = runHost(R"({"op":"configLogger"}
+{"op":"setQvxUuid","value":"me"}
+{"op":"diagnostics"}
+)" + registered(server, 1)
+        + R"({"op":"setHooks","index":"E2E","hooks":["start","stop"]}
+{"op":"inside","where":"trigger")"
+        + flush + R"({"op":"inside","where":"url")" + flush + R"({"op":"inside","where":"uuid")"
+        + flush + R"({"op":"inside","where":"diagnostic")" + flush
+        + R"({"op":"inside","where":"stop")" + flush + R"({"op":"inside","where":"log")" + flush
+        + R"({"op":"start"}
+{"op":"appendTracker","event":{},"for":"E2E"}
+{"op":"settle"}
+{"op":"appendTracker","event":{},"for":"nobody"}
+{"op":"sleep","seconds":1.1}
+{"op":"applicationDidEnterBackground"}
+{"op":"shutdown","deadline":50}
+)");
+
+    for (const char* closure : { "trigger", "url", "uuid", "diagnostic", "log" }) {
+        EXPECT_THAT(run.lines,
+            Contains(HasSubstr(R"({"reply":"flush","inside":")" + std::string(closure) + '"')));
+    }
+    EXPECT_THAT(run.lines,
+        Contains(R"({"reply":"flush","inside":"stop","result":{"atRest":true,"left":0}})"));
+    EXPECT_EQ(run.lines.back(), R"({"reply":"shutdown","result":{"atRest":true,"left":0}})");
+    EXPECT_EQ(run.exitStatus(), 0) << run.diagnostics;
+}
+
 TEST(HostOnLinuxTest, ExitOnAnotherThreadEndsTheProcessToo)
 {
     const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);

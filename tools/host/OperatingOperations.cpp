@@ -1,6 +1,9 @@
 #include <tools/host/Operations.h>
 
 #include <Telvora/Classes/TrackerManager.h>
+#include <tools/host/ScriptError.h>
+
+#include <chrono>
 
 // Operations with which a host sees and steers what the library does.
 
@@ -47,6 +50,25 @@ Result diagnostics(const Call& call)
     return {};
 }
 
+// A flush or a shutdown.
+template<typename Operation> Result flushed(const Call& call, Operation&& operation)
+{
+    const auto result = operation(std::chrono::duration<double>(call.arguments.number("deadline")));
+    if (!result)
+        throw ScriptError("\"deadline\" wants a number that is not negative and has an end");
+    return Value(Dictionary { { "atRest", result->atRest }, { "left", result->left } });
+}
+
+Result flush(const Call& call)
+{
+    return flushed(call, TrackerManager::flush);
+}
+
+Result shutdown(const Call& call)
+{
+    return flushed(call, TrackerManager::shutdown);
+}
+
 Result diagnosis(const Call&)
 {
     return Value(TrackerManager::shared().diagnosis());
@@ -56,6 +78,8 @@ Result diagnosis(const Call&)
 
 void addOperatingOperations(OperationTable& table)
 {
+    table["flush"] = { .run = flush, .touchesManager = true, .letsOthersWrite = true };
+    table["shutdown"] = { .run = shutdown, .touchesManager = true, .letsOthersWrite = true };
     table["diagnostics"] = { .run = diagnostics, .touchesManager = true };
     table["diagnosis"] = { .run = diagnosis, .touchesManager = true };
 }

@@ -14,8 +14,8 @@ namespace telvora {
 ///
 /// Life: destroying it waits for the writes that have not run yet.
 ///
-/// Threads: any. A block of this lock may call write(), but not read(), which would wait for
-/// itself.
+/// Threads: any. A block of this lock may call write(), but not read() or writeSync(), which
+/// would wait for themselves.
 ///
 /// Deliberate: write() does not wait for its block. Reads and writes that are submitted later see
 /// its effect.
@@ -35,6 +35,9 @@ public:
             return std::move(*result);
         }
     }
+
+    /// Runs `block` alone before it returns, after every read and write submitted before it.
+    void writeSync(FunctionRef<void()> block) { m_queue->barrierSync(block); }
 
     /// Queues `block` to run alone, after every read and write submitted before it.
     void write(Work block) { m_queue->barrierAsync(std::move(block)); }

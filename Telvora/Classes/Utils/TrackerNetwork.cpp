@@ -7,6 +7,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/JSONBytes.h>
 #include <Telvora/Base/Lazy.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Bundle.h>
@@ -108,6 +109,7 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
     if (!detail::isAddressText(url))
         detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
+    const detail::NoWaitScope inRequest;
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
     setHeaders(request, externHeaders, param.encoding(encoding), leftOut);
     auto body = param.encoded(encoding);
@@ -170,6 +172,7 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
 // On the HTTP client's thread. The handler is called before the line is logged.
 void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
 try {
+    const detail::NoWaitScope inCompletion;
     const int status = answer.status;
     if (!answer.data || answer.error) {
         handler({ PostEnd::notAccepted, answer.error.value_or("There is no answer"), status },

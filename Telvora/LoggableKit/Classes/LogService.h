@@ -10,8 +10,8 @@ namespace telvora {
 ///
 /// Threads: called on the thread that logs, one call at a time, in the order in which the threads
 /// arrive. Each thread waits until its line has been taken, so return quickly. A service must not
-/// log through QuorvexLog inside these calls: it would wait for itself. It must not flush either,
-/// because a flush waits for closures of the host that may log.
+/// log through QuorvexLog inside these calls: it would wait for itself. It must not call
+/// TrackerManager::timerEventHandler() either, which waits for closures of the host that may log.
 /// Failure: what a service throws is caught and counted (hostExceptionCount()).
 class TELVORA_EXPORT LogService {
 public:

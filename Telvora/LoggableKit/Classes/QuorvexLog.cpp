@@ -5,6 +5,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/LoggableKit/Classes/ArrivalOrder.h>
 #include <Telvora/LoggableKit/Classes/Extension/Dictionary+Extension.h>
 #include <Telvora/Platform/DispatchQueue.h>
@@ -136,6 +137,7 @@ void QuorvexLog::configLogger()
     if (!place)
         return;
     tesselQueue().barrierSync([&] {
+        const detail::NoWaitScope inLog;
         detail::callHost([&] { service->loggerInit(); }, { "The log service" });
         s_hasInitTessel.store(true, std::memory_order_release);
     });
@@ -179,6 +181,7 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
         if (!place)
             return;
         tesselQueue().barrierSync([&] {
+            const detail::NoWaitScope inLog;
             detail::callHost([&] { service->log(level, message); }, { "The log service" });
         });
     });

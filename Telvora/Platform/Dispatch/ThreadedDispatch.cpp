@@ -86,6 +86,11 @@ void ThreadedDispatch::mainAsync(Work block)
         m_share->pool->post(std::move(block));
 }
 
+bool ThreadedDispatch::wait(const detail::Signal& signal, std::chrono::nanoseconds longest)
+{
+    return m_share->pool->isWorker() ? signal.isSet() : signal.waitFor(longest);
+}
+
 bool ThreadedDispatch::waitUntilIdle(std::chrono::steady_clock::time_point deadline)
 {
     return m_share->pool->waitUntilIdle(deadline);

@@ -48,6 +48,7 @@ public:
     std::unique_ptr<TimerSource> makeTimerSource() override;
     void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) override;
     void mainAsync(Work block) override;
+    bool wait(const detail::Signal& signal, std::chrono::nanoseconds longest) override;
 
     /// Waits until no asynchronous block waits or runs on any queue; false when `deadline` came
     /// first. Ignores delayed blocks and ticks that are not due yet, and blocks for the main

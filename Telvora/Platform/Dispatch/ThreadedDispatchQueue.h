@@ -6,6 +6,7 @@
 #include <Telvora/Platform/Dispatch/WorkerPool.h>
 #include <Telvora/Platform/DispatchQueue.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -49,6 +50,13 @@ public:
     void runShared(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
     void runAlone(FunctionRef<void()> block) TELVORA_EXCLUDES(m_lock, m_turn);
 
+    /// Called from an asynchronous block of this queue, which is the first in the list.
+    std::size_t blocksBehind() const
+    {
+        const std::uint64_t count = m_list.appendedCount() - m_list.removedCount();
+        return static_cast<std::size_t>(count) - 1;
+    }
+
     /// Runs `block` alone on the calling thread if no other block waits or runs; otherwise returns
     /// false.
     bool runIfIdle(Work& block) TELVORA_EXCLUDES(m_lock, m_turn);
@@ -91,6 +99,7 @@ public:
     void barrierNowOrLater(Work block) override;
     void sync(FunctionRef<void()> block) override;
     void barrierSync(FunctionRef<void()> block) override;
+    std::size_t blocksBehind() const override { return m_core->blocksBehind(); }
 
 protected:
     void makeBarrier(FunctionRef<void(Work&)> make) override;

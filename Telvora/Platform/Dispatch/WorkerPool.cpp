@@ -85,6 +85,11 @@ bool WorkerPool::waitUntilIdle(std::chrono::steady_clock::time_point deadline)
     return isIdle();
 }
 
+bool WorkerPool::isWorker() const
+{
+    return t_pool == this;
+}
+
 void WorkerPool::retire()
 {
     if (isForkedChild())

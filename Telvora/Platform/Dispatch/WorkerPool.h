@@ -56,6 +56,9 @@ public:
     /// not be called from a job.
     bool waitUntilIdle(std::chrono::steady_clock::time_point deadline) TELVORA_EXCLUDES(m_lock);
 
+    /// Whether the calling thread is one of the pool's.
+    bool isWorker() const;
+
     /// Workers without jobs end from now on, the last one too. Jobs may still be posted.
     void retire() TELVORA_EXCLUDES(m_lock);
 

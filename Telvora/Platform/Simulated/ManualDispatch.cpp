@@ -29,6 +29,7 @@ public:
     {
         m_core->runSynchronously(*m_queue, block, true);
     }
+    std::size_t blocksBehind() const override { return m_core->pendingCount(*m_queue); }
 
 private:
     const std::shared_ptr<Core> m_core;
@@ -65,6 +66,11 @@ void ManualDispatch::globalAsyncAfter(std::chrono::nanoseconds delay, Work block
 void ManualDispatch::mainAsync(Work block)
 {
     m_core->submit(m_core->mainQueue(), std::move(block));
+}
+
+bool ManualDispatch::wait(const detail::Signal& signal, std::chrono::nanoseconds longest)
+{
+    return m_core->wait(signal, longest);
 }
 
 void ManualDispatch::completionAsync(std::chrono::nanoseconds delay, Work block)

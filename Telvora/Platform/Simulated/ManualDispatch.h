@@ -29,11 +29,11 @@ class ManualDispatchCore;
 /// on the same queue, then its own block; no block of another queue. Destroying a queue runs its
 /// pending blocks.
 ///
-/// Only advance() moves time, which stands still while blocks run.
+/// Only advance() and wait() move time, which stands still while blocks run.
 ///
 /// Threads: asynchronous submissions, timers and readers of the state from any thread. Functions
-/// that run blocks (the run functions, advance(), synchronous submissions, destroying a queue) from
-/// one thread at a time. The thread that made the object counts as the main thread.
+/// that run blocks (the run functions, advance(), wait(), synchronous submissions, destroying a
+/// queue) from one thread at a time. The thread that made the object counts as the main thread.
 ///
 /// Failure: a synchronous submission to the queue whose block is running would wait for ever, so
 /// the process stops with a message. The same happens when a block calls one of the run functions
@@ -62,6 +62,9 @@ public:
     std::unique_ptr<TimerSource> makeTimerSource() override;
     void globalAsyncAfter(std::chrono::nanoseconds delay, Work block) override;
     void mainAsync(Work block) override;
+    /// Moves time, as advance() does, at most by `longest`, until the signal is set, no block is
+    /// ready and no answer is on its way. Blocks run also while held.
+    bool wait(const detail::Signal& signal, std::chrono::nanoseconds longest) override;
 
     /// Runs `block` outside any queue, `delay` from now. For services whose real implementation
     /// calls back on its own thread.

@@ -268,6 +268,12 @@ std::size_t ManualDispatchCore::readyBlockCount(bool onlyBarriers) const
     return count;
 }
 
+std::size_t ManualDispatchCore::pendingCount(const BlockQueue& queue) const
+{
+    MutexLock lock(m_lock);
+    return queue.pending.size();
+}
+
 bool ManualDispatchCore::isRunningBlock() const
 {
     MutexLock lock(m_lock);

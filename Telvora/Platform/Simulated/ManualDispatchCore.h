@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Platform/Simulated/ManualClock.h>
 #include <Telvora/Platform/Simulated/ManualDispatch.h>
@@ -88,12 +89,14 @@ public:
     bool runNext();
     void runUntilIdle();
     void advance(std::chrono::nanoseconds step);
+    bool wait(const Signal& signal, std::chrono::nanoseconds longest);
     /// Drops every block.
     void clear();
 
     void setHold(bool isHeld);
     bool isHeld() const;
     std::size_t readyBlockCount(bool onlyBarriers) const;
+    std::size_t pendingCount(const BlockQueue& queue) const;
     std::optional<Instant> nextInstant() const;
     bool isRunningBlock() const;
     bool isOnMainThread() const;
@@ -134,6 +137,7 @@ private:
     void run(BlockQueue& queue, Block block);
     std::optional<Block> take(BlockQueue& queue);
     bool reachNextInstant(Instant last);
+    bool isAnswerOnItsWay() const;
 
     void makeReady(const std::shared_ptr<BlockQueue>& queue, Block block) TELVORA_REQUIRES(m_lock);
     void makeTickReady(const std::shared_ptr<Timer>& timer) TELVORA_REQUIRES(m_lock);

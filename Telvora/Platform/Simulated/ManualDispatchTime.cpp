@@ -29,6 +29,27 @@ void ManualDispatchCore::advance(std::chrono::nanoseconds step)
     while (reachNextInstant(last));
 }
 
+bool ManualDispatchCore::wait(const Signal& signal, std::chrono::nanoseconds longest)
+{
+    if (isRunningBlock())
+        return signal.isSet();
+    const auto last = later(m_clock.steadyNow(), longest);
+    const bool wasHeld = isHeld();
+    setHold(false);
+    do
+        runUntilIdle();
+    while ((!signal.isSet() || isAnswerOnItsWay()) && reachNextInstant(last));
+    setHold(wasHeld);
+    return signal.isSet();
+}
+
+bool ManualDispatchCore::isAnswerOnItsWay() const
+{
+    MutexLock lock(m_lock);
+    return std::any_of(m_waiting.begin(), m_waiting.end(),
+        [this](const auto& waiting) { return waiting.second.queue == m_completionQueue; });
+}
+
 bool ManualDispatchCore::reachNextInstant(Instant last)
 {
     MutexLock lock(m_lock);

@@ -1,0 +1,52 @@
+#include <Telvora/Classes/Uploads.h>
+
+#include <Telvora/Base/Lazy.h>
+
+namespace telvora::detail {
+
+Uploads& Uploads::shared()
+{
+    static constinit Lazy<Uploads> shared;
+    return shared.get([] { return new Uploads; });
+}
+
+std::uint64_t Uploads::begin() noexcept
+{
+    const MutexLock lock(m_lock);
+    ++m_generations.back().underWay;
+    return m_removed + m_generations.size() - 1;
+}
+
+void Uploads::end(std::uint64_t generation) noexcept
+{
+    if (isForkedChild())
+        return;
+    const MutexLock lock(m_lock);
+    --m_generations[generation - m_removed].underWay;
+    removeEnded();
+}
+
+void Uploads::removeEnded() noexcept
+{
+    while (m_generations.size() > 1 && m_generations.front().underWay == 0) {
+        m_generations.front().ended->set();
+        m_generations.pop_front();
+        ++m_removed;
+    }
+}
+
+void Uploads::whenEnded(std::shared_ptr<Signal> signal)
+{
+    const MutexLock lock(m_lock);
+    m_generations.emplace_back();
+    m_generations[m_generations.size() - 2].ended = std::move(signal);
+    removeEnded();
+}
+
+bool Uploads::isNoneUnderWay() const
+{
+    const MutexLock lock(m_lock);
+    return m_generations.size() == 1 && m_generations.front().underWay == 0;
+}
+
+} // namespace telvora::detail
