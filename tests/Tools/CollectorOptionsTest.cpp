@@ -51,6 +51,13 @@ TEST(CollectorProgramTest, HelpNamesTheOptionsAndSucceeds)
     EXPECT_THAT(output, HasSubstr("--port-file"));
 }
 
+TEST(CollectorProgramTest, PrintsItsNameAndTheVersionOfTheLibrary)
+{
+    std::string output;
+    EXPECT_EQ(runCollector({ "--version" }, output), 0);
+    EXPECT_EQ(output, "telvora-collector " TELVORA_COLLECTOR_VERSION "\n");
+}
+
 TEST(CollectorProgramTest, AWrongCommandLineEndsWithStatusTwo)
 {
     std::string output;

@@ -69,6 +69,8 @@ Options readOptions(const std::vector<std::string>& arguments)
             const std::string& option = arguments[i];
             if (option == "--help" || option == "-h") {
                 options.isHelp = true;
+            } else if (option == "--version") {
+                options.isVersion = true;
             } else if (option == "--sink") {
                 options.isSink = true;
             } else if (const std::size_t equals = option.find('='); equals != std::string::npos) {
@@ -102,11 +104,17 @@ std::string usage()
   --max-body MB             refuse longer bodies (64)
   --idle SECONDS            drop a connection without a request for so long (300)
   --slow SECONDS            drop a connection whose request makes no progress for so long (30)
+  --version                 the name and the version
   --help                    this text
 
 Ends on SIGTERM or SIGINT with status 0; with 2 where the command line is wrong, with 1 where
 it cannot listen.
 )";
+}
+
+std::string versionText()
+{
+    return "telvora-collector " TELVORA_COLLECTOR_VERSION;
 }
 
 } // namespace telvora::collector

@@ -33,6 +33,7 @@ struct Options {
     /// Drop a connection whose request makes no progress for this long.
     std::chrono::seconds slow { 30 };
     bool isHelp = false;
+    bool isVersion = false;
 
     /// Why the command line cannot be used; empty where it can.
     std::string problem;
@@ -41,5 +42,8 @@ struct Options {
 Options readOptions(const std::vector<std::string>& arguments);
 
 std::string usage();
+
+/// The name of the program and its version, which is that of the library it comes with.
+std::string versionText();
 
 } // namespace telvora::collector

@@ -71,6 +71,10 @@ int main(int argumentCount, char** arguments)
         std::cout << usage();
         return 0;
     }
+    if (options.isVersion) {
+        std::cout << versionText() << '\n';
+        return 0;
+    }
     if (!options.problem.empty())
         return fail(2, options.problem + " (try --help)");
     std::signal(SIGPIPE, SIG_IGN);
