@@ -35,6 +35,22 @@ TEST(CollectorOptionsTest, TakesValuesAfterASpaceOrAnEqualsSign)
     EXPECT_EQ(options.recordFile, "a=b");
 }
 
+TEST(CollectorOptionsTest, TakesDurationsWithAUnitOrInSeconds)
+{
+    EXPECT_EQ(readOptions({ "--idle", "2min" }).idle, std::chrono::minutes(2));
+    EXPECT_EQ(readOptions({ "--slow=250ms" }).slow, std::chrono::milliseconds(250));
+    EXPECT_EQ(readOptions({ "--slow", "7" }).slow, std::chrono::seconds(7));
+    EXPECT_EQ(readOptions({}).idle, std::chrono::minutes(5));
+    EXPECT_EQ(readOptions({}).slow, std::chrono::seconds(30));
+}
+
+TEST(CollectorOptionsTest, ReportsADurationThatIsNone)
+{
+    for (const char* text : { "", "2m", "-1", "1.5", "1000001", "1000h", "3s ", "7x" })
+        EXPECT_THAT(readOptions({ "--idle", text }).problem, HasSubstr("--idle needs a duration"))
+            << text;
+}
+
 TEST(CollectorOptionsTest, ReportsWhatIsWrong)
 {
     for (const std::vector<std::string>& arguments :

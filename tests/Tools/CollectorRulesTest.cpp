@@ -2,6 +2,7 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace telvora::collector {
@@ -50,6 +51,26 @@ TEST_F(RuleListTest, ARuleEndsAfterItsSeconds)
 
     EXPECT_EQ(met("/", 1499ms), "#0");
     EXPECT_EQ(met("/", 1500ms), "-");
+}
+
+TEST_F(RuleListTest, DurationsMayHaveAUnit)
+{
+    rules.install(R"([{"seconds":"1.5s","delay":"2min","drip":{"every":"20 ms"}}])", start);
+
+    const auto rule = rules.take("/", start + 1499ms);
+    EXPECT_EQ(rule->delay, 2min);
+    EXPECT_EQ(rule->drip->every, 20ms);
+    EXPECT_EQ(met("/", 1500ms), "-");
+}
+
+TEST_F(RuleListTest, ReportsADurationThatIsNone)
+{
+    for (const char* text : { R"([{"delay":"2"}])", R"([{"delay":"2m"}])", R"([{"delay":"25h"}])",
+             R"([{"seconds":"soon"}])", R"([{"seconds":true}])", R"([{"delay":"1s\u0000"}])",
+             R"([{"drip":{"every":"-1s"}}])" })
+        EXPECT_THAT(rules.install(text, start).value_or(""),
+            testing::HasSubstr(R"(or a text such as "250ms")"))
+            << text;
 }
 
 TEST_F(RuleListTest, InstallingReplacesAllRules)

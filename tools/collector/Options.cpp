@@ -1,5 +1,7 @@
 #include <tools/collector/Options.h>
 
+#include <tools/collector/Duration.h>
+
 #include <charconv>
 #include <stdexcept>
 
@@ -15,6 +17,21 @@ std::uint64_t number(const std::string& option, const std::string& text, std::ui
         throw std::invalid_argument(
             option + " needs a whole number up to " + std::to_string(maximum));
     return value;
+}
+
+std::chrono::milliseconds duration(const std::string& option, const std::string& text)
+{
+    constexpr std::chrono::seconds longest { 1'000'000 };
+    if (const auto duration = readDuration(text, longest))
+        return *duration;
+    std::uint64_t seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seconds);
+    if (error != std::errc() || stop != end
+        || seconds > static_cast<std::uint64_t>(longest.count()))
+        throw std::invalid_argument(option + " needs a duration such as " + durationExamples
+            + ", or a whole number of seconds, up to 1000000 s");
+    return std::chrono::seconds(seconds);
 }
 
 Endpoint endpoint(const std::string& option, const std::string& text)
@@ -34,7 +51,6 @@ Endpoint endpoint(const std::string& option, const std::string& text)
 void readOption(Options& options, const std::string& option, const std::string& value)
 {
     constexpr std::uint64_t maximumMB = 1U << 20U;
-    constexpr std::uint64_t maximumSeconds = 1'000'000;
     if (option == "--listen")
         options.listen = endpoint(option, value);
     else if (option == "--control")
@@ -52,9 +68,9 @@ void readOption(Options& options, const std::string& option, const std::string& 
     else if (option == "--max-body")
         options.maximumBody = number(option, value, maximumMB) << 20U;
     else if (option == "--idle")
-        options.idle = std::chrono::seconds(number(option, value, maximumSeconds));
+        options.idle = duration(option, value);
     else if (option == "--slow")
-        options.slow = std::chrono::seconds(number(option, value, maximumSeconds));
+        options.slow = duration(option, value);
     else
         throw std::invalid_argument("unknown option " + option);
 }
@@ -102,11 +118,12 @@ std::string usage()
   --sink                    answer success at once; count requests and bytes, check nothing
   --max-memory MB           memory for kept requests (256)
   --max-body MB             refuse longer bodies (64)
-  --idle SECONDS            drop a connection without a request for so long (300)
-  --slow SECONDS            drop a connection whose request makes no progress for so long (30)
+  --idle TIME               drop a connection without a request for so long (5min)
+  --slow TIME               drop a connection whose request makes no progress for so long (30s)
   --version                 the name and the version
   --help                    this text
 
+TIME is a number with ms, s, min or h, such as 250ms; a number alone is in seconds.
 Ends on SIGTERM or SIGINT with status 0; with 2 where the command line is wrong, with 1 where
 it cannot listen.
 )";

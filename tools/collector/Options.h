@@ -29,9 +29,9 @@ struct Options {
     std::size_t maximumMemory = std::size_t { 256 } << 20U;
     std::size_t maximumBody = std::size_t { 64 } << 20U;
     /// Drop a connection without a request after this time.
-    std::chrono::seconds idle { 300 };
+    std::chrono::milliseconds idle { 300'000 };
     /// Drop a connection whose request makes no progress for this long.
-    std::chrono::seconds slow { 30 };
+    std::chrono::milliseconds slow { 30'000 };
     bool isHelp = false;
     bool isVersion = false;
 

@@ -1,8 +1,9 @@
 #include <tools/collector/Rules.h>
 
+#include <tools/collector/Duration.h>
+
 #include <boost/json/parse.hpp>
 
-#include <cmath>
 #include <stdexcept>
 
 namespace telvora::collector {
@@ -42,7 +43,7 @@ private:
         else if (key == "times")
             rule.left = count(key, value);
         else if (key == "seconds")
-            rule.lapsesAfter = seconds(key, value);
+            rule.lapsesAfter = duration(key, value);
         else if (key == "body")
             rule.body = text(key, value);
         else if (key == "status")
@@ -50,7 +51,7 @@ private:
         else if (key == "headers")
             rule.headers = headers(key, value);
         else if (key == "delay")
-            rule.delay = seconds(key, value);
+            rule.delay = duration(key, value);
         else if (key == "close")
             rule.close = close(key, value);
         else if (key == "reset")
@@ -69,7 +70,7 @@ private:
             throw bad("unknown member \"" + std::string(key) + "\"");
     }
 
-    static std::invalid_argument mustBe(std::string_view key, const char* what)
+    static std::invalid_argument mustBe(std::string_view key, const std::string& what)
     {
         return bad("\"" + std::string(key) + "\" must be " + what);
     }
@@ -102,13 +103,19 @@ private:
         return static_cast<int>(value.get_int64());
     }
 
-    static std::chrono::milliseconds seconds(std::string_view key, const json::value& value)
+    static std::chrono::milliseconds duration(std::string_view key, const json::value& value)
     {
-        constexpr double longest = 86400;
-        const double number = value.is_number() ? value.to_number<double>() : -1;
-        if (!(number >= 0 && number <= longest))
-            throw mustBe(key, "a number of seconds from 0 to 86400");
-        return std::chrono::milliseconds(std::llround(number * 1000));
+        constexpr std::chrono::hours longest { 24 };
+        std::optional<std::chrono::milliseconds> duration;
+        if (value.is_number())
+            duration = secondsDuration(value.to_number<double>(), longest);
+        else if (value.is_string())
+            duration = readDuration(std::string(value.get_string()), longest);
+        if (!duration)
+            throw mustBe(key,
+                std::string("a number of seconds from 0 to 86400, or a text such as ")
+                    + durationExamples);
+        return *duration;
     }
 
     static std::vector<std::pair<std::string, std::string>> headers(
@@ -154,7 +161,7 @@ private:
             if (name == "bytes")
                 drip.bytes = count("drip.bytes", content);
             else if (name == "every")
-                drip.every = seconds("drip.every", content);
+                drip.every = duration("drip.every", content);
             else
                 throw bad("unknown member \"drip." + std::string(name) + "\"");
         }
