@@ -1,6 +1,7 @@
 #include <tools/collector/Store.h>
 
 #include <tools/collector/JSONText.h>
+#include <tools/collector/TimeText.h>
 #include <tools/collector/UTF8.h>
 
 #include <boost/json/serialize.hpp>
@@ -50,6 +51,7 @@ json::object describe(const Request& request)
     json::object object;
     object["number"] = request.number;
     object["time"] = request.secondsSince1970;
+    object["arrived"] = isoTime(request.secondsSince1970);
     object["connection"] = request.connection;
     object["method"] = asJSON(request.method);
     object["path"] = asJSON(request.target);
