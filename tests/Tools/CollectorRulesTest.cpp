@@ -113,9 +113,10 @@ TEST_F(RuleListTest, ReportsAWrongRuleAndKeepsTheOldOnes)
     rules.install(R"([{"name":"old"}])", start);
 
     EXPECT_EQ(rules.install(R"([{},{"times":-1}])", start),
-        R"(rule 1: "times" must be a whole number from 0)");
-    EXPECT_EQ(rules.install(R"([{"statuss":1}])", start), R"(rule 0: unknown member "statuss")");
-    EXPECT_EQ(rules.install(R"([1])", start), "rule 0: a rule must be an object");
+        R"(line 1, column 14: rule 1: "times" must be a whole number from 0)");
+    EXPECT_EQ(rules.install(R"([{"statuss":1}])", start),
+        R"(line 1, column 3: rule 0: unknown member "statuss")");
+    EXPECT_EQ(rules.install(R"([1])", start), "line 1, column 2: rule 0: a rule must be an object");
     for (const char* text :
         { "", "{}", "7", R"([{"delay":-1}])", R"([{"delay":1e300}])", R"([{"status":99}])",
             R"([{"close":"later"}])", R"([{"drip":{"bytes":0}}])", R"([{"drip":{"x":0}}])",

@@ -1,177 +1,12 @@
 #include <tools/collector/Rules.h>
 
-#include <tools/collector/Duration.h>
-
-#include <boost/json/parse.hpp>
-
-#include <stdexcept>
+#include <tools/collector/JSONPlace.h>
+#include <tools/collector/RulesText.h>
 
 namespace telvora::collector {
 namespace {
 
 namespace json = boost::json;
-
-// Reads one rule. Throws std::invalid_argument where it is wrong; install() catches that.
-class RuleReader {
-public:
-    explicit RuleReader(const json::value& value)
-        : m_object(value.is_object() ? value.get_object() : throw bad("a rule must be an object"))
-    {
-    }
-
-    Rule read(std::size_t index)
-    {
-        Rule rule;
-        for (const auto& [key, value] : m_object)
-            readMember(rule, { key.data(), key.size() }, value);
-        if (rule.name.empty())
-            rule.name.append("#").append(std::to_string(index));
-        if (rule.refuse == Rule::Refuse::connect && rule.left)
-            throw bad("\"refuse\": \"connect\" cannot be counted: use \"seconds\"");
-        return rule;
-    }
-
-private:
-    static std::invalid_argument bad(const std::string& why) { return std::invalid_argument(why); }
-
-    static void readMember(Rule& rule, std::string_view key, const json::value& value)
-    {
-        if (key == "name")
-            rule.name = text(key, value);
-        else if (key == "path")
-            rule.path = text(key, value);
-        else if (key == "times")
-            rule.left = count(key, value);
-        else if (key == "seconds")
-            rule.lapsesAfter = duration(key, value);
-        else if (key == "body")
-            rule.body = text(key, value);
-        else if (key == "status")
-            rule.status = status(key, value);
-        else if (key == "headers")
-            rule.headers = headers(key, value);
-        else if (key == "delay")
-            rule.delay = duration(key, value);
-        else if (key == "close")
-            rule.close = close(key, value);
-        else if (key == "reset")
-            rule.reset = flag(key, value);
-        else if (key == "truncate")
-            rule.truncate = count(key, value);
-        else if (key == "drip")
-            rule.drip = drip(key, value);
-        else if (key == "never")
-            rule.never = flag(key, value);
-        else if (key == "nonsense")
-            rule.nonsense = flag(key, value);
-        else if (key == "refuse")
-            rule.refuse = refuse(key, value);
-        else
-            throw bad("unknown member \"" + std::string(key) + "\"");
-    }
-
-    static std::invalid_argument mustBe(std::string_view key, const std::string& what)
-    {
-        return bad("\"" + std::string(key) + "\" must be " + what);
-    }
-
-    static std::string text(std::string_view key, const json::value& value)
-    {
-        if (!value.is_string())
-            throw mustBe(key, "a text");
-        return std::string(value.get_string());
-    }
-
-    static bool flag(std::string_view key, const json::value& value)
-    {
-        if (!value.is_bool())
-            throw mustBe(key, "true or false");
-        return value.get_bool();
-    }
-
-    static std::uint64_t count(std::string_view key, const json::value& value)
-    {
-        if (!value.is_int64() || value.get_int64() < 0)
-            throw mustBe(key, "a whole number from 0");
-        return static_cast<std::uint64_t>(value.get_int64());
-    }
-
-    static int status(std::string_view key, const json::value& value)
-    {
-        if (!value.is_int64() || value.get_int64() < 200 || value.get_int64() > 999)
-            throw mustBe(key, "a whole number from 200 to 999");
-        return static_cast<int>(value.get_int64());
-    }
-
-    static std::chrono::milliseconds duration(std::string_view key, const json::value& value)
-    {
-        constexpr std::chrono::hours longest { 24 };
-        std::optional<std::chrono::milliseconds> duration;
-        if (value.is_number())
-            duration = secondsDuration(value.to_number<double>(), longest);
-        else if (value.is_string())
-            duration = readDuration(std::string(value.get_string()), longest);
-        if (!duration)
-            throw mustBe(key,
-                std::string("a number of seconds from 0 to 86400, or a text such as ")
-                    + durationExamples);
-        return *duration;
-    }
-
-    static std::vector<std::pair<std::string, std::string>> headers(
-        std::string_view key, const json::value& value)
-    {
-        if (!value.is_object())
-            throw mustBe(key, "an object of texts");
-        std::vector<std::pair<std::string, std::string>> headers;
-        for (const auto& [name, content] : value.get_object()) {
-            headers.emplace_back(std::string(name), text(key, content));
-            for (const std::string& part : { headers.back().first, headers.back().second }) {
-                if (part.find_first_of("\r\n") != std::string::npos)
-                    throw mustBe(key, "free of line breaks");
-            }
-        }
-        return headers;
-    }
-
-    static Rule::Close close(std::string_view key, const json::value& value)
-    {
-        if (value == "before")
-            return Rule::Close::before;
-        if (value == "within")
-            return Rule::Close::within;
-        throw mustBe(key, "\"before\" or \"within\"");
-    }
-
-    static Rule::Refuse refuse(std::string_view key, const json::value& value)
-    {
-        if (value == true || value == "accept")
-            return Rule::Refuse::accept;
-        if (value == "connect")
-            return Rule::Refuse::connect;
-        throw mustBe(key, "true, \"accept\" or \"connect\"");
-    }
-
-    static Rule::Drip drip(std::string_view key, const json::value& value)
-    {
-        if (!value.is_object())
-            throw mustBe(key, R"(an object of "bytes" and "every")");
-        Rule::Drip drip;
-        for (const auto& [name, content] : value.get_object()) {
-            if (name == "bytes")
-                drip.bytes = count("drip.bytes", content);
-            else if (name == "every")
-                drip.every = duration("drip.every", content);
-            else
-                throw bad("unknown member \"drip." + std::string(name) + "\"");
-        }
-        if (drip.bytes == 0)
-            throw mustBe("drip.bytes", "at least 1");
-        return drip;
-    }
-
-    const json::object& m_object;
-};
 
 double inSeconds(std::chrono::milliseconds duration)
 {
@@ -218,24 +53,15 @@ json::object describeRule(const Rule& rule)
 
 std::optional<std::string> RuleList::install(std::string_view text, Clock::time_point now)
 {
-    boost::system::error_code error;
-    const json::value value = json::parse({ text.data(), text.size() }, error);
-    if (error)
-        return "rules are no JSON: " + error.message();
-    const json::value* list = &value;
-    if (value.is_object() && value.get_object().contains("rules"))
-        list = &value.get_object().at("rules");
-    if (!list->is_array())
-        return "rules must be an array, or an object whose member \"rules\" is one";
-
-    std::vector<Rule> rules;
+    // Some editors begin a file with a byte order mark.
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark))
+        text.remove_prefix(byteOrderMark.size());
     try {
-        for (const json::value& item : list->get_array())
-            rules.push_back(RuleReader(item).read(rules.size()));
-    } catch (const std::invalid_argument& problem) {
-        return "rule " + std::to_string(rules.size()) + ": " + problem.what();
+        m_rules = readRules(text);
+    } catch (const RulesError& problem) {
+        return lineAndColumn(text, problem.byte()) + ": " + problem.what();
     }
-    m_rules = std::move(rules);
     m_installed = now;
     return std::nullopt;
 }

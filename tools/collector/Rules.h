@@ -55,7 +55,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// Replaces all rules by those in `text` (README.md has the format). Where the text is wrong,
-    /// returns an error text and changes nothing.
+    /// returns an error text with the line and column, and changes nothing.
     std::optional<std::string> install(std::string_view text, Clock::time_point now);
 
     /// The rule for a request to `path`; uses up one of its times.
