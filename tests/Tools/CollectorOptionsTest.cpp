@@ -95,6 +95,8 @@ TEST(CollectorProgramTest, RulesThatCannotBeReadEndWithStatusOne)
 {
     std::string output;
     EXPECT_EQ(runCollector({ "--rules", "/nonexistent/rules" }, output), 1);
+    EXPECT_EQ(runCollector({ "--rules", testing::TempDir() }, output), 1);
+    EXPECT_THAT(output, HasSubstr("cannot read " + testing::TempDir()));
     EXPECT_EQ(runCollector({ "--record", "/nonexistent/record" }, output), 1);
     EXPECT_EQ(runCollector({ "--port-file", "/nonexistent/port" }, output), 1);
 }

@@ -5,7 +5,6 @@
 #include <boost/json/serialize.hpp>
 
 #include <fstream>
-#include <iterator>
 
 namespace telvora::collector {
 namespace {
@@ -14,6 +13,19 @@ double nowInSecondsSince1970()
 {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
         .count();
+}
+
+// Absent where it cannot be read: a folder too, which opens as a file does.
+std::optional<std::string> readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string content;
+    char buffer[4096];
+    while (file.read(buffer, sizeof buffer) || file.gcount() > 0)
+        content.append(buffer, static_cast<std::size_t>(file.gcount()));
+    if (!file.eof())
+        return std::nullopt;
+    return content;
 }
 
 } // namespace
@@ -27,10 +39,10 @@ Collector::Collector(Options options)
 std::optional<std::string> Collector::prepare()
 {
     if (!m_options.rulesFile.empty()) {
-        std::ifstream file(m_options.rulesFile, std::ios::binary);
-        m_initialRules.assign(std::istreambuf_iterator<char>(file), {});
-        if (!file)
+        auto rules = readFile(m_options.rulesFile);
+        if (!rules)
             return "cannot read " + m_options.rulesFile;
+        m_initialRules = std::move(*rules);
         if (const auto problem = installRules(m_initialRules))
             return m_options.rulesFile + ": " + *problem;
     }
