@@ -1,9 +1,9 @@
 #include <tools/collector/Control.h>
 
-#include <boost/json/serialize.hpp>
+#include <tools/collector/Printable.h>
+#include <tools/collector/Query.h>
 
-#include <charconv>
-#include <cmath>
+#include <boost/json/serialize.hpp>
 
 namespace telvora::collector {
 namespace {
@@ -20,60 +20,27 @@ ControlReply reply(const json::object& object)
 
 ControlReply problem(int status, std::string_view why)
 {
-    const json::object object { { "error", json::string_view(why.data(), why.size()) } };
+    constexpr std::size_t longest = 1000;
+    const json::object object { { "error", printable(why, longest) } };
     return { status, json::serialize(object) + '\n', std::nullopt };
-}
-
-// The value of `name` in the query of `target`; `standard` where it is missing, absent where it is
-// not a number.
-std::optional<double> queryNumber(std::string_view target, std::string_view name, double standard)
-{
-    const std::size_t mark = target.find('?');
-    std::string_view query = mark == std::string_view::npos ? "" : target.substr(mark + 1);
-    while (!query.empty()) {
-        const std::string_view item = query.substr(0, query.find('&'));
-        query.remove_prefix(std::min(query.size(), item.size() + 1));
-        if (!item.starts_with(name) || item.substr(name.size(), 1) != "=")
-            continue;
-        const std::string_view text = item.substr(name.size() + 1);
-        double value = 0;
-        const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        constexpr double largest = 9e15;
-        if (error != std::errc() || stop != text.data() + text.size() || !(value >= 0)
-            || value > largest)
-            return std::nullopt;
-        return value;
-    }
-    return standard;
 }
 
 ControlReply serveRequests(Collector& collector, std::string_view target)
 {
-    const auto since = queryNumber(target, "since", 0);
-    if (!since)
-        return problem(400, "since must be a number");
-    return { 200,
-        collector.store().requestsSince(static_cast<std::uint64_t>(*since), maximumListing),
+    const Query query(target, { "since" });
+    return { 200, collector.store().requestsSince(query.count("since", 0), maximumListing),
         std::nullopt };
 }
 
 ControlReply serveWait(const Collector& collector, std::string_view target)
 {
-    const auto requests = queryNumber(target, "requests", 0);
-    const auto events = queryNumber(target, "events", 0);
-    const auto acceptedEvents = queryNumber(target, "acceptedEvents", 0);
-    const auto settled = queryNumber(target, "settled", 0);
-    const auto timeout = queryNumber(target, "timeout", 30);
-    constexpr double longest = 3600;
-    if (!requests || !events || !acceptedEvents || !settled || !timeout || *timeout > longest)
-        return problem(400, "requests, events, acceptedEvents, settled, timeout must be numbers");
-
+    const Query query(target, { "requests", "events", "acceptedEvents", "settled", "timeout" });
     WaitCondition condition;
-    condition.requests = static_cast<std::uint64_t>(*requests);
-    condition.events = static_cast<std::uint64_t>(*events);
-    condition.acceptedEvents = static_cast<std::uint64_t>(*acceptedEvents);
-    condition.settled = static_cast<std::uint64_t>(*settled);
-    condition.timeout = std::chrono::milliseconds(std::llround(*timeout * 1000));
+    condition.requests = query.count("requests", 0);
+    condition.events = query.count("events", 0);
+    condition.acceptedEvents = query.count("acceptedEvents", 0);
+    condition.settled = query.count("settled", 0);
+    condition.timeout = query.duration("timeout", condition.timeout, std::chrono::hours(1));
     if (condition.isMet(collector))
         return endedWait(collector, condition);
     ControlReply waiting;
@@ -117,10 +84,14 @@ ControlReply serveControl(
         return problem(404, "no such thing: " + std::string(path));
     if (method != "GET")
         return problem(405, std::string(name) + " takes GET");
-    if (name == "requests")
-        return serveRequests(collector, target);
-    if (name == "wait")
-        return serveWait(collector, target);
+    try {
+        if (name == "requests")
+            return serveRequests(collector, target);
+        if (name == "wait")
+            return serveWait(collector, target);
+    } catch (const QueryError& error) {
+        return problem(400, error.what());
+    }
     if (name == "health")
         return reply({ { "healthy", true } });
     return reply(collector.summary());
