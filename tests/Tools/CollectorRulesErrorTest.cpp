@@ -89,6 +89,12 @@ TEST(CollectorRulesErrorTest, PointsAtTheNameThatIsUnknown)
         R"(line 1, column 12: rule 0: unknown member "drip.each")");
 }
 
+TEST(CollectorRulesErrorTest, ShowsANameThatIsUnknownSafely)
+{
+    EXPECT_EQ(problemOf(R"([{"\u001b[2J\u0000é": 1}])"),
+        R"(line 1, column 3: rule 0: unknown member "\x1b[2J\x00é")");
+}
+
 TEST(CollectorRulesErrorTest, PointsAtWhatIsNoJSON)
 {
     EXPECT_EQ(problemOf(""), "line 1, column 1: rules are no JSON: empty text");

@@ -3,6 +3,7 @@
 #include <tools/collector/BatchScan.h>
 #include <tools/collector/Duration.h>
 #include <tools/collector/JSONPlace.h>
+#include <tools/collector/Printable.h>
 
 #include <boost/json/parser.hpp>
 
@@ -65,7 +66,8 @@ private:
 
     RulesError unknownMember(const std::string& name) const
     {
-        return bad("unknown member \"" + name + "\"", At::name);
+        constexpr std::size_t longest = 100;
+        return bad("unknown member \"" + printable(name, longest) + "\"", At::name);
     }
 
     void readMember(Rule& rule, std::string_view key, const json::value& value)
