@@ -7,6 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace telvora::tests {
 namespace {
 
@@ -16,7 +19,9 @@ using namespace std::string_literals;
 using collector::percentDecoded;
 using collector::Query;
 using collector::QueryError;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 // Why a query of "path", "since" and "timeout" is refused.
@@ -98,6 +103,47 @@ TEST(CollectorQueryTest, AWrongQueryGetsStatus400AndTheReason)
         "settled, timeout");
     EXPECT_EQ(problem("/_telvora/requests?since=%"), "a % without two hexadecimal digits in \"%\"");
     EXPECT_THAT(problem("/_telvora/requests?%1B%FF%00=1"), HasSubstr(R"("\x1b\xff\x00")"));
+}
+
+TEST(CollectorQueryTest, RequestsAreFilteredByPathAndVerdict)
+{
+    const CollectorProgram program;
+    program.post("/e2e", eventsBody(1));
+    program.post("/apm?x=1", eventsBody(1));
+    program.post("/apm/%C3%A4", "no JSON");
+    program.post("/e2e", "[]");
+    const auto numbers = [&](std::string_view query) {
+        std::vector<std::int64_t> listed;
+        const auto listing = program.control("GET", "/_telvora/requests?" + std::string(query));
+        for (const auto& request : listing.at("requests").as_array())
+            listed.push_back(request.at("number").as_int64());
+        return listed;
+    };
+
+    EXPECT_THAT(numbers(""), ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(numbers("path=%2Fe2e"), ElementsAre(1, 4));
+    EXPECT_THAT(numbers("path=/apm&verdict=bad"), ElementsAre(3));
+    EXPECT_THAT(numbers("path=/apm/%C3%A4"), ElementsAre(3));
+    EXPECT_THAT(numbers("path=/apm/%25C3%25A4"), ElementsAre(3));
+    EXPECT_THAT(numbers("verdict=ok"), ElementsAre(1, 2));
+    EXPECT_THAT(numbers("verdict=bad&since=3"), ElementsAre(4));
+    EXPECT_THAT(numbers("path=/e2e%00"), IsEmpty());
+    EXPECT_THAT(numbers("path=/" + std::string(60000, 'x')), IsEmpty());
+}
+
+TEST(CollectorQueryTest, AnUnknownVerdictOrParameterIsRefused)
+{
+    const CollectorProgram program;
+    Wire wire(program.controlPort());
+
+    for (const char* query : { "verdict=wrong", "verdict=", "verdict=OK", "verdict=ok%00",
+             "verdict=ok&verdict=bad", "paths=/e2e", "path=%2", "path" }) {
+        const Wire::Reply reply = wire.exchange(get("/_telvora/requests?"s + query));
+        EXPECT_EQ(reply.status, 400) << query;
+        EXPECT_TRUE(boost::json::parse(reply.body).at("error").is_string()) << query;
+    }
+    EXPECT_THAT(wire.exchange(get("/_telvora/requests?verdict=wrong")).body,
+        HasSubstr("verdict must be ok or bad"));
 }
 
 TEST(CollectorQueryTest, ALongQueryIsAnsweredAndATooLongOneRefused)

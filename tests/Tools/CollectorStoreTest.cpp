@@ -31,9 +31,9 @@ protected:
         return store.summary().at("paths").at(path).as_object();
     }
 
-    std::vector<std::uint64_t> numbersSince(std::uint64_t since)
+    std::vector<std::uint64_t> numbersSince(std::uint64_t since, const Filter& filter = {})
     {
-        const auto listing = boost::json::parse(store.requestsSince(since, plenty));
+        const auto listing = boost::json::parse(store.requestsSince(since, plenty, filter));
         std::vector<std::uint64_t> numbers;
         for (const auto& request : listing.at("requests").as_array())
             numbers.push_back(request.at("number").to_number<std::uint64_t>());
@@ -91,6 +91,49 @@ TEST_F(StoreTest, ListsInPagesThatSayWhetherThereIsMore)
     EXPECT_EQ(page.at("requests").as_array().size(), 1U);
     EXPECT_EQ(page.at("last"), 2);
     EXPECT_EQ(page.at("more"), true);
+}
+
+TEST_F(StoreTest, ListsThePathsThatBeginAsTheFilterSays)
+{
+    for (const char* path : { "/a", "/a/b?x=/c", "/c", "/a%20b", "/%61?", "*" })
+        add(path, 1);
+
+    EXPECT_THAT(numbersSince(0, { "/a", {} }), ElementsAre(1, 2, 4, 5));
+    EXPECT_THAT(numbersSince(2, { "/a", {} }), ElementsAre(4, 5));
+    EXPECT_THAT(numbersSince(0, { "/a/b?", {} }), IsEmpty());
+    EXPECT_THAT(numbersSince(0, { "/a%20b", {} }), ElementsAre(4));
+    EXPECT_THAT(numbersSince(0, { "/a b", {} }), ElementsAre(4));
+    EXPECT_THAT(numbersSince(0, { std::string("/a\0", 3), {} }), IsEmpty());
+    EXPECT_THAT(numbersSince(0, { "", {} }), ElementsAre(1, 2, 3, 4, 5, 6));
+}
+
+TEST_F(StoreTest, ListsCorrectBatchesOrTheOthers)
+{
+    add("/a", 1, "T");
+    add("/b", 1, "T");
+    add("/a", 1, "U");
+    add("/a", 1, "U");
+
+    EXPECT_THAT(numbersSince(0, { "", true }), ElementsAre(1, 3));
+    EXPECT_THAT(numbersSince(0, { "", false }), ElementsAre(2, 4));
+    EXPECT_THAT(numbersSince(0, { "/a", false }), ElementsAre(4));
+}
+
+TEST_F(StoreTest, AFilteredListingSaysHowFarItLooked)
+{
+    for (const char* path : { "/a", "/b", "/a", "/b", "/b" })
+        add(path, 1);
+
+    const auto first = boost::json::parse(store.requestsSince(0, 20, { "/a", {} }));
+    EXPECT_EQ(first.at("last"), 1);
+    EXPECT_EQ(first.at("more"), true);
+    const auto second = boost::json::parse(store.requestsSince(1, 20, { "/a", {} }));
+    EXPECT_EQ(second.at("last"), 3);
+    EXPECT_EQ(second.at("more"), true);
+    const auto third = boost::json::parse(store.requestsSince(3, 20, { "/a", {} }));
+    EXPECT_EQ(third.at("last"), 5);
+    EXPECT_EQ(third.at("more"), false);
+    EXPECT_TRUE(third.at("requests").as_array().empty());
 }
 
 TEST_F(StoreTest, ForgetsTheOldestButCountsThemAll)

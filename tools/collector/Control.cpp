@@ -25,10 +25,21 @@ ControlReply problem(int status, std::string_view why)
     return { status, json::serialize(object) + '\n', std::nullopt };
 }
 
+std::optional<bool> wantedVerdict(const Query& query)
+{
+    const auto verdict = query.text("verdict");
+    if (!verdict)
+        return std::nullopt;
+    if (*verdict != "ok" && *verdict != "bad")
+        throw QueryError("verdict must be ok or bad");
+    return *verdict == "ok";
+}
+
 ControlReply serveRequests(Collector& collector, std::string_view target)
 {
-    const Query query(target, { "since" });
-    return { 200, collector.store().requestsSince(query.count("since", 0), maximumListing),
+    const Query query(target, { "since", "path", "verdict" });
+    const Filter filter { query.text("path").value_or(""), wantedVerdict(query) };
+    return { 200, collector.store().requestsSince(query.count("since", 0), maximumListing, filter),
         std::nullopt };
 }
 

@@ -1,6 +1,7 @@
 #include <tools/collector/Store.h>
 
 #include <tools/collector/JSONText.h>
+#include <tools/collector/Query.h>
 #include <tools/collector/TimeText.h>
 #include <tools/collector/UTF8.h>
 
@@ -64,6 +65,15 @@ json::object describe(const Request& request)
     object["rule"] = request.rule.empty() ? json::value() : asJSON(request.rule);
     object["outcome"] = outcomeText(request.outcome);
     return object;
+}
+
+bool Filter::matches(const Request& request) const
+{
+    if (isOk && *isOk != request.verdict.isOk())
+        return false;
+    const std::string_view sent
+        = std::string_view(request.target).substr(0, request.target.find_first_of("?#"));
+    return sent.starts_with(path) || percentDecoded(sent).value_or("").starts_with(path);
 }
 
 Store::Store(std::size_t maximumBytes)
@@ -164,16 +174,19 @@ void Store::keep(std::shared_ptr<Request> request)
     }
 }
 
-std::string Store::requestsSince(std::uint64_t since, std::size_t maximumBytes) const
+std::string Store::requestsSince(
+    std::uint64_t since, std::size_t maximumBytes, const Filter& filter) const
 {
     std::string text = "{\"requests\":[";
     std::uint64_t last = since;
     std::size_t at = since > m_forgotten ? since - m_forgotten : 0;
     for (bool isFirst = true; at < m_kept.size() && text.size() < maximumBytes; ++at) {
+        last = m_kept[at]->number;
+        if (!filter.matches(*m_kept[at]))
+            continue;
         text += isFirst ? "\n" : ",\n";
         isFirst = false;
         text += json::serialize(collector::describe(*m_kept[at]));
-        last = m_kept[at]->number;
     }
     text += "],\"last\":" + std::to_string(last);
     text += ",\"more\":" + std::string(at < m_kept.size() ? "true" : "false");

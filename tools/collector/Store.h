@@ -11,6 +11,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,6 +39,16 @@ struct Request {
 
 boost::json::object describe(const Request& request);
 
+/// Which requests a listing has.
+struct Filter {
+    /// What the path begins with, either as it was sent or with its percent escapes decoded.
+    std::string path;
+    /// Only correct batches, or only others; absent: both.
+    std::optional<bool> isOk;
+
+    bool matches(const Request& request) const;
+};
+
 /// The most recent requests, and the counts of all requests.
 ///
 /// Requests are kept up to a limit of memory; the oldest are forgotten first. The counts stay
@@ -62,9 +73,11 @@ public:
     /// Records the outcome. Counts nothing where a reset came in between.
     void settle(const Ticket& ticket, Outcome outcome);
 
-    /// Requests with a number above `since`, oldest first, as the text of a JSON object of about
-    /// `maximumBytes` at most; its "more" says whether requests were left out.
-    std::string requestsSince(std::uint64_t since, std::size_t maximumBytes) const;
+    /// Requests with a number above `since` that match, oldest first, as the text of a JSON object
+    /// of about `maximumBytes` at most. Its "last" is the last number that was looked at, and its
+    /// "more" says whether there are later ones.
+    std::string requestsSince(
+        std::uint64_t since, std::size_t maximumBytes, const Filter& filter = {}) const;
 
     boost::json::object summary() const;
 
