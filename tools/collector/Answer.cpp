@@ -21,15 +21,16 @@ bool isRedirect(const Rule& rule)
     return hasLocation && rule.status >= 300 && rule.status < 400;
 }
 
-std::string head(int status, std::size_t length, bool keepAlive)
+std::string head(int status, std::size_t length, bool keepAlive,
+    std::string_view contentType = "application/json")
 {
     const auto reason = boost::beast::http::obsolete_reason(
         boost::beast::http::int_to_status(static_cast<unsigned>(status)));
     std::string text = "HTTP/1.1 " + std::to_string(status) + ' '
         + std::string(reason.data(), reason.size()) + "\r\n";
     if (!hasNoBody(status)) {
-        text += "Content-Type: application/json\r\nContent-Length: " + std::to_string(length)
-            + "\r\n";
+        text += "Content-Type: " + std::string(contentType)
+            + "\r\nContent-Length: " + std::to_string(length) + "\r\n";
     }
     if (!keepAlive)
         text += "Connection: close\r\n";
@@ -120,10 +121,10 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
     return answer;
 }
 
-Answer plainAnswer(int status, std::string_view body, bool keepAlive)
+Answer plainAnswer(int status, std::string_view body, bool keepAlive, std::string_view contentType)
 {
     Answer answer;
-    answer.bytes = head(status, body.size(), keepAlive) + "\r\n";
+    answer.bytes = head(status, body.size(), keepAlive, contentType) + "\r\n";
     answer.bytes += body;
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;
     answer.outcome = outcomeOf(body);

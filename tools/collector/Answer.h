@@ -49,6 +49,7 @@ struct Answer {
 Answer ruledAnswer(const Rule& rule, bool keepAlive);
 
 /// A complete answer that no rule changes.
-Answer plainAnswer(int status, std::string_view body, bool keepAlive);
+Answer plainAnswer(int status, std::string_view body, bool keepAlive,
+    std::string_view contentType = "application/json");
 
 } // namespace telvora::collector

@@ -1,9 +1,14 @@
 #include <tools/collector/Control.h>
 
+#include <tools/collector/IndexPage.h>
 #include <tools/collector/Printable.h>
 #include <tools/collector/Query.h>
 
 #include <boost/json/serialize.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
 
 namespace telvora::collector {
 namespace {
@@ -25,6 +30,20 @@ ControlReply problem(int status, std::string_view why)
     return { status, json::serialize(object) + '\n', std::nullopt };
 }
 
+// A request for something of our own.
+struct ControlRequest {
+    std::string_view method;
+    std::string_view target;
+    std::string_view body;
+};
+
+ControlReply serveIndex(Collector& collector, const ControlRequest& request);
+
+ControlReply serveHealth(Collector&, const ControlRequest&)
+{
+    return reply({ { "healthy", true } });
+}
+
 std::optional<bool> wantedVerdict(const Query& query)
 {
     const auto verdict = query.text("verdict");
@@ -35,17 +54,23 @@ std::optional<bool> wantedVerdict(const Query& query)
     return *verdict == "ok";
 }
 
-ControlReply serveRequests(Collector& collector, std::string_view target)
+ControlReply serveRequests(Collector& collector, const ControlRequest& request)
 {
-    const Query query(target, { "since", "path", "verdict" });
+    const Query query(request.target, { "since", "path", "verdict" });
     const Filter filter { query.text("path").value_or(""), wantedVerdict(query) };
     return { 200, collector.store().requestsSince(query.count("since", 0), maximumListing, filter),
         std::nullopt };
 }
 
-ControlReply serveWait(const Collector& collector, std::string_view target)
+ControlReply serveSummary(Collector& collector, const ControlRequest&)
 {
-    const Query query(target, { "requests", "events", "acceptedEvents", "settled", "timeout" });
+    return reply(collector.summary());
+}
+
+ControlReply serveWait(Collector& collector, const ControlRequest& request)
+{
+    const Query query(
+        request.target, { "requests", "events", "acceptedEvents", "settled", "timeout" });
     WaitCondition condition;
     condition.requests = query.count("requests", 0);
     condition.events = query.count("events", 0);
@@ -59,15 +84,64 @@ ControlReply serveWait(const Collector& collector, std::string_view target)
     return waiting;
 }
 
-ControlReply serveRules(Collector& collector, std::string_view method, std::string_view body)
+ControlReply serveRules(Collector& collector, const ControlRequest& request)
 {
-    if (method == "PUT") {
-        if (const auto why = collector.installRules(body))
+    if (request.method == "PUT") {
+        if (const auto why = collector.installRules(request.body))
             return problem(400, *why);
-    } else if (method != "GET") {
-        return problem(405, "rules take GET and PUT");
     }
     return reply({ { "rules", collector.rules().describe() } });
+}
+
+ControlReply serveReset(Collector& collector, const ControlRequest&)
+{
+    collector.reset();
+    return reply({ { "reset", true } });
+}
+
+struct Entry {
+    std::string_view name;
+    std::string_view method;
+    std::string_view otherMethod;
+    ControlReply (*serve)(Collector&, const ControlRequest&);
+    // For the index: an example of a query, and what the entry is for.
+    std::string_view query;
+    std::string_view purpose;
+};
+
+constexpr Entry entries[] {
+    { "", "GET", "", serveIndex, "", "this page" },
+    { "health", "GET", "", serveHealth, "", "whether the collector runs" },
+    { "requests", "GET", "", serveRequests, "?since=0&path=/&verdict=bad",
+        "the requests that were received, oldest first; since: with a greater number, path: whose "
+        "path begins so, verdict: ok or bad" },
+    { "summary", "GET", "", serveSummary, "", "counts of all requests, and by path" },
+    { "wait", "GET", "", serveWait, "?requests=1&timeout=3s",
+        "the summary, as soon as so many requests, events, acceptedEvents and settled requests "
+        "are counted, or the timeout is over" },
+    { "rules", "GET", "PUT", serveRules, "",
+        "the rules for the answers, and how often each was applied; PUT replaces them all" },
+    { "reset", "POST", "", serveReset, "",
+        "forgets requests and counts and restores the rules that were given at the start" },
+};
+
+std::string methodsOf(const Entry& entry)
+{
+    return std::string(entry.method) + (entry.otherMethod.empty() ? "" : ", ")
+        + std::string(entry.otherMethod);
+}
+
+ControlReply serveIndex(Collector& collector, const ControlRequest&)
+{
+    std::vector<IndexEntry> list;
+    for (const Entry& entry : entries) {
+        list.push_back(
+            { methodsOf(entry), std::string(controlPrefix).append(entry.name).append(entry.query),
+                entry.purpose, entry.method == "GET" });
+    }
+    ControlReply page { 200, indexPage(list, collector.summary()), std::nullopt };
+    page.contentType = "text/html; charset=utf-8";
+    return page;
 }
 
 } // namespace
@@ -83,29 +157,17 @@ ControlReply serveControl(
 {
     const std::string_view path = target.substr(0, target.find('?'));
     const std::string_view name = path.substr(controlPrefix.size());
-    if (name == "rules")
-        return serveRules(collector, method, body);
-    if (name == "reset") {
-        if (method != "POST")
-            return problem(405, "reset takes POST");
-        collector.reset();
-        return reply({ { "reset", true } });
-    }
-    if (name != "requests" && name != "summary" && name != "health" && name != "wait")
+    const auto* const entry = std::find_if(std::begin(entries), std::end(entries),
+        [&](const Entry& candidate) { return candidate.name == name; });
+    if (entry == std::end(entries))
         return problem(404, "no such thing: " + std::string(path));
-    if (method != "GET")
-        return problem(405, std::string(name) + " takes GET");
+    if (method != entry->method && (entry->otherMethod.empty() || method != entry->otherMethod))
+        return problem(405, std::string(path) + " takes " + methodsOf(*entry));
     try {
-        if (name == "requests")
-            return serveRequests(collector, target);
-        if (name == "wait")
-            return serveWait(collector, target);
+        return entry->serve(collector, { method, target, body });
     } catch (const QueryError& error) {
         return problem(400, error.what());
     }
-    if (name == "health")
-        return reply({ { "healthy", true } });
-    return reply(collector.summary());
 }
 
 ControlReply endedWait(const Collector& collector, const WaitCondition& condition)

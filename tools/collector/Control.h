@@ -29,9 +29,10 @@ struct ControlReply {
     std::string body;
     /// Where set: answer with the summary once this is met or its time is over.
     std::optional<WaitCondition> wait;
+    std::string_view contentType = "application/json";
 };
 
-/// Serves a request under /_telvora/.
+/// Serves a request under /_telvora/, where an index for people lists the rest.
 ControlReply serveControl(
     Collector& collector, std::string_view method, std::string_view target, std::string_view body);
 

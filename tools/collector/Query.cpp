@@ -119,4 +119,22 @@ std::optional<std::string> percentDecoded(std::string_view text)
     return plain;
 }
 
+std::string percentEncoded(std::string_view text)
+{
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char c : text) {
+        const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (isLetter || isDigit(c) || std::string_view("/-._~").find(c) != std::string_view::npos) {
+            encoded += c;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(c);
+        encoded += '%';
+        encoded += digits[byte >> 4U];
+        encoded += digits[byte & 0xFU];
+    }
+    return encoded;
+}
+
 } // namespace telvora::collector

@@ -42,4 +42,7 @@ private:
 /// `text` with its percent escapes decoded. Absent where one is not % and two hexadecimal digits.
 std::optional<std::string> percentDecoded(std::string_view text);
 
+/// `text` as a value within a query. Letters, digits and "/-._~" stay as they are.
+std::string percentEncoded(std::string_view text);
+
 } // namespace telvora::collector

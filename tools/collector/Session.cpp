@@ -243,7 +243,7 @@ void Session::handle()
     if (reply.wait)
         wait(*reply.wait);
     else
-        perform(plainAnswer(reply.status, reply.body, keepAlive));
+        perform(plainAnswer(reply.status, reply.body, keepAlive, reply.contentType));
 }
 
 void Session::wait(const WaitCondition& condition)
