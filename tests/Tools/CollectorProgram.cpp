@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,8 +15,8 @@
 namespace telvora::tests {
 namespace {
 
-// Starts the program with its output, and its errors where asked, in a pipe.
-pid_t startCollector(std::vector<std::string> arguments, int& output, bool withErrors)
+// Starts the program with these descriptors as its output and its errors.
+pid_t startCollector(std::vector<std::string> arguments, int output, int errors)
 {
     arguments.insert(arguments.begin(), TELVORA_COLLECTOR_PROGRAM);
     std::vector<char*> pointers;
@@ -24,21 +25,13 @@ pid_t startCollector(std::vector<std::string> arguments, int& output, bool withE
         pointers.push_back(argument.data());
     pointers.push_back(nullptr);
 
-    int ends[2];
-    if (::pipe(ends) != 0)
-        return -1;
     const pid_t process = ::fork();
     if (process == 0) {
-        ::dup2(ends[1], STDOUT_FILENO);
-        if (withErrors)
-            ::dup2(ends[1], STDERR_FILENO);
-        ::close(ends[0]);
-        ::close(ends[1]);
+        ::dup2(output, STDOUT_FILENO);
+        ::dup2(errors, STDERR_FILENO);
         ::execv(pointers.front(), pointers.data());
         ::_exit(127);
     }
-    ::close(ends[1]);
-    output = ends[0];
     return process;
 }
 
@@ -52,9 +45,19 @@ int exitStatus(pid_t process)
 } // namespace
 
 CollectorProgram::CollectorProgram(std::vector<std::string> arguments)
+    // Who runs the tests in a terminal does not want a line for each request.
+    : CollectorProgram((arguments.push_back("--quiet"), std::move(arguments)), STDERR_FILENO)
+{
+}
+
+CollectorProgram::CollectorProgram(std::vector<std::string> arguments, int errors)
 {
     arguments.insert(arguments.end(), { "--control", "127.0.0.1:0" });
-    m_process = startCollector(std::move(arguments), m_output, false);
+    int ends[2];
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    m_process = startCollector(std::move(arguments), ends[1], errors);
+    ::close(ends[1]);
+    m_output = ends[0];
     m_controlPort = readPort("control at http://127.0.0.1:");
     m_port = readPort("listening on http://127.0.0.1:");
 }
@@ -140,12 +143,14 @@ std::size_t CollectorProgram::residentBytes() const
 
 int runCollector(const std::vector<std::string>& arguments, std::string& output)
 {
-    int pipe = -1;
-    const pid_t process = startCollector(arguments, pipe, true);
+    int ends[2];
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const pid_t process = startCollector(arguments, ends[1], ends[1]);
+    ::close(ends[1]);
     char buffer[4096];
-    for (ssize_t size = 0; (size = ::read(pipe, buffer, sizeof buffer)) > 0;)
+    for (ssize_t size = 0; (size = ::read(ends[0], buffer, sizeof buffer)) > 0;)
         output.append(buffer, static_cast<std::size_t>(size));
-    ::close(pipe);
+    ::close(ends[0]);
     return exitStatus(process);
 }
 

@@ -18,6 +18,8 @@ namespace telvora::tests {
 class CollectorProgram {
 public:
     explicit CollectorProgram(std::vector<std::string> arguments = {});
+    /// With this descriptor as its standard error.
+    CollectorProgram(std::vector<std::string> arguments, int errors);
     ~CollectorProgram();
     CollectorProgram(const CollectorProgram&) = delete;
     CollectorProgram& operator=(const CollectorProgram&) = delete;

@@ -98,6 +98,7 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
     }
 
     const std::string body = hasNoBody(rule.status) ? std::string() : rule.body;
+    answer.status = rule.status;
     answer.bytes = head(rule.status, body.size(), keepAlive);
     for (const auto& [name, value] : rule.headers)
         answer.bytes += name + ": " + value + "\r\n";
@@ -124,6 +125,7 @@ Answer ruledAnswer(const Rule& rule, bool keepAlive)
 Answer plainAnswer(int status, std::string_view body, bool keepAlive, std::string_view contentType)
 {
     Answer answer;
+    answer.status = status;
     answer.bytes = head(status, body.size(), keepAlive, contentType) + "\r\n";
     answer.bytes += body;
     answer.after = keepAlive ? AfterAnswer::keepOpen : AfterAnswer::close;

@@ -36,6 +36,8 @@ struct Answer {
     /// Keep the connection open and send nothing.
     bool isNever = false;
     std::chrono::milliseconds delay { 0 };
+    /// The status in `bytes`; 0 where they are no HTTP.
+    int status = 0;
     /// The bytes to send; a fault may have cut the answer short.
     std::string bytes;
     /// Where set, the bytes are sent in pieces of this size, with this time in between.

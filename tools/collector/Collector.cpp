@@ -4,6 +4,8 @@
 
 #include <boost/json/serialize.hpp>
 
+#include <unistd.h>
+
 #include <fstream>
 
 namespace telvora::collector {
@@ -48,6 +50,9 @@ std::optional<std::string> Collector::prepare()
     }
     if (!m_record.open(m_options.recordFile))
         return "cannot write " + m_options.recordFile;
+    // A sink has too many requests to show.
+    if (!m_options.isQuiet && !m_options.isSink)
+        m_log.open(STDERR_FILENO);
     return std::nullopt;
 }
 
@@ -79,6 +84,7 @@ Collector::Reception Collector::receive(Request request, bool keepAlive)
     } else {
         answer = plainAnswer(405, R"({"error":"only POST is served here"})", keepAlive);
     }
+    request.status = answer.status;
     auto ticket = m_store.add(std::move(request));
     noteProgress();
     return { std::move(answer), std::move(ticket) };
@@ -89,7 +95,14 @@ void Collector::settle(const Store::Ticket& ticket, Outcome outcome)
     m_store.settle(ticket, outcome);
     if (m_record.isOpen())
         m_record.writeLine(boost::json::serialize(describe(*ticket.request)));
+    m_log.note(*ticket.request);
     noteProgress();
+}
+
+void Collector::noteMalformed(int status, std::string_view why)
+{
+    m_store.noteMalformed();
+    m_log.noteMalformed(nowInSecondsSince1970(), status, why);
 }
 
 void Collector::reset()

@@ -3,6 +3,7 @@
 #include <tools/collector/Answer.h>
 #include <tools/collector/Options.h>
 #include <tools/collector/RecordFile.h>
+#include <tools/collector/RequestLog.h>
 #include <tools/collector/Rules.h>
 #include <tools/collector/Store.h>
 
@@ -35,12 +36,16 @@ public:
 
     explicit Collector(Options options);
 
-    /// Reads the rules file and opens the record file. Returns an error text on failure.
+    /// Reads the rules file and opens the record file and the terminal. Returns an error text on
+    /// failure.
     std::optional<std::string> prepare();
 
     /// `request` has method, target, headers, body and connection; receive() fills in the rest.
     Reception receive(Request request, bool keepAlive);
     void settle(const Store::Ticket& ticket, Outcome outcome);
+
+    /// Counts a request that cannot be read and is answered with this status.
+    void noteMalformed(int status, std::string_view why);
 
     void countInSink(std::uint64_t bytes)
     {
@@ -85,6 +90,7 @@ private:
     RuleList m_rules;
     Store m_store;
     RecordFile m_record;
+    RequestLog m_log;
     SinkCounts m_sink;
 };
 

@@ -87,6 +87,8 @@ Options readOptions(const std::vector<std::string>& arguments)
                 options.isHelp = true;
             } else if (option == "--version") {
                 options.isVersion = true;
+            } else if (option == "--quiet") {
+                options.isQuiet = true;
             } else if (option == "--sink") {
                 options.isSink = true;
             } else if (const std::size_t equals = option.find('='); equals != std::string::npos) {
@@ -115,6 +117,7 @@ std::string usage()
   --control-port-file FILE  write that port there
   --rules FILE              answer by these rules from the start (see README.md)
   --record FILE             write every settled request there, one JSON text a line
+  --quiet                   show no line for each request where standard error is a terminal
   --sink                    answer success at once; count requests and bytes, check nothing
   --max-memory MB           memory for kept requests (256)
   --max-body MB             refuse longer bodies (64)
@@ -123,6 +126,7 @@ std::string usage()
   --version                 the name and the version
   --help                    this text
 
+An index for a browser is at /_telvora/ on either port.
 TIME is a number with ms, s, min or h, such as 250ms; a number alone is in seconds.
 Ends on SIGTERM or SIGINT with status 0; with 2 where the command line is wrong, with 1 where
 it cannot listen.

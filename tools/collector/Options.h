@@ -25,6 +25,8 @@ struct Options {
     std::string rulesFile;
     std::string recordFile;
     bool isSink = false;
+    /// Show no line for each request, even on a terminal.
+    bool isQuiet = false;
     /// Bytes of the kept requests, and of one body.
     std::size_t maximumMemory = std::size_t { 256 } << 20U;
     std::size_t maximumBody = std::size_t { 64 } << 20U;

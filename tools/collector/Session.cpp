@@ -208,7 +208,7 @@ void Session::noteProgress()
 
 void Session::refuse(int status, const char* why)
 {
-    server().collector().store().noteMalformed();
+    server().collector().noteMalformed(status, why);
     releaseHeldBytes();
     m_parser.reset();
     m_received.clear();

@@ -33,6 +33,8 @@ struct Request {
     /// Name of the rule that was applied; empty where none was.
     std::string rule;
     Outcome outcome = Outcome::pending;
+    /// Of the answer that was chosen for it; 0 where that is none or no HTTP.
+    int status = 0;
     /// Whether any byte of an answer went out.
     bool hasAnswerBegun = false;
 };
