@@ -40,6 +40,9 @@ public:
 
     const std::shared_ptr<TrackerConfig>& config() const { return m_config; }
 
+    // Set once the host withdraws the consent that it gave when the upload began.
+    const Uploads::Withdrawn& withdrawn() const { return m_withdrawn; }
+
     void setURL(std::string url) { m_url = std::move(url); }
 
     void operator()(const TrackerNetwork::PostResult& result, Batch param)
@@ -62,7 +65,8 @@ private:
         ChannelLedger& ledger = m_config->m_ledger;
         if (result.end == TrackerNetwork::PostEnd::accepted)
             return ledger.delivered(m_share);
-        const auto reason = dropReason(result.end);
+        const auto reason
+            = m_withdrawn->load() ? std::optional(DropReason::disabled) : dropReason(result.end);
         if (reason) {
             noteFailure(result.reason, result.status, reason);
             return ledger.droppedInFlight(m_share, *reason);
@@ -125,6 +129,7 @@ private:
     std::int64_t m_failures;
     std::int64_t m_maxRetryCount;
     std::string m_url;
+    Uploads::Withdrawn m_withdrawn = Uploads::shared().consent();
     // Ends after the upload is on the ledger.
     Uploads::UnderWay m_underWay;
 };
@@ -185,6 +190,9 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
     const std::shared_ptr<TrackerConfig> config = upload.config();
     const NoWaitScope inUpload;
     try {
+        if (upload.withdrawn()->load())
+            return upload(
+                { TrackerNetwork::PostEnd::notAccepted, "The library is disabled" }, batch);
         std::string url;
         const TrackerConfig::URLHook& urlHook = config->urlHook();
         const HostCall asked = urlHook
@@ -203,8 +211,10 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
         upload.setURL(url);
         const auto leftOut
             = [&](std::string_view header) { Diagnostics::headerLeftOut(config->index(), header); };
-        TrackerNetwork::shareInstance().postWithEnds(
-            url, batch, config->headers(), std::move(upload), config->bodyEncoding(), leftOut);
+        const auto withdrawn = upload.withdrawn();
+        TrackerNetwork::shareInstance().postWithEnds(url, batch, config->headers(),
+            std::move(upload),
+            { .encoding = config->bodyEncoding(), .withdrawn = withdrawn, .leftOut = leftOut });
     } catch (...) {
         // The upload's destructor records an internal error.
     }

@@ -35,6 +35,7 @@ constexpr ReasonEntry reasons[] = {
     { DropReason::retriesExhausted, &Dropped::retriesExhausted, "retriesExhausted", Shown::always },
     { DropReason::removedUnseen, &Dropped::removedUnseen, "removedUnseen", Shown::always },
     { DropReason::internalError, &Dropped::internalError, "internalError", Shown::onceCounted },
+    { DropReason::disabled, &Dropped::disabled, "disabled", Shown::onceCounted },
     { DropReason::afterShutdown, &Dropped::afterShutdown, "afterShutdown", Shown::onceCounted },
 };
 

@@ -34,6 +34,8 @@ enum class DropReason {
     /// Something threw between the intake and the answer: there was no memory, or a service of the
     /// platform threw.
     internalError,
+    /// The host has switched the library off with setEnabled().
+    disabled,
     /// The event was handed over after shutdown().
     afterShutdown,
 };
@@ -53,6 +55,7 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t retriesExhausted = 0;
         std::int64_t removedUnseen = 0;
         std::int64_t internalError = 0;
+        std::int64_t disabled = 0;
         std::int64_t afterShutdown = 0;
 
         /// The sum of all reasons.

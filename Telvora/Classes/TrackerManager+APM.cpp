@@ -6,6 +6,7 @@
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Classes/Model/PageParameters.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
+#include <Telvora/Classes/Uploads.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -206,9 +207,9 @@ struct TrackerManager::Provider {
 // the channel then counts the report as dropped.
 std::optional<TrackerManager::Provider> TrackerManager::provider() const
 {
-    auto object = m_isShutDown ? nullptr : m_ostraProvider.getValue();
+    auto object = m_ostraProvider.getValue();
     const auto channel = object ? config(rawValue(DefaultIndex::APM)) : nullptr;
-    if (!channel)
+    if (!channel || m_isShutDown || !detail::Uploads::shared().isConsentWanted())
         return std::nullopt;
     return Provider { std::move(object), channel->commonData() };
 }

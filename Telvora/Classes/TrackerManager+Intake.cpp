@@ -76,6 +76,8 @@ TrackerManager::Destination TrackerManager::destination(std::string_view index)
         refusal = DropReason::unknownChannel;
     else if (m_refusesEvents.load(std::memory_order_relaxed))
         refusal = DropReason::afterShutdown;
+    else if (m_isDisabled.load(std::memory_order_relaxed))
+        refusal = DropReason::disabled;
     return { index, std::move(channel), ledger, refusal };
 }
 

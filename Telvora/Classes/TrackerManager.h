@@ -166,6 +166,18 @@ public:
     /// The same as a dictionary.
     Dictionary ledgersDictionary() const;
 
+    // ---- TrackerManager+Consent.cpp: on and off ----
+
+    /// Consent of the user: on until set. Off drops all that is pending, waits for its retry or was
+    /// posted and not sent yet, as `disabled`, and every event that is handed over later; the
+    /// trigger callback sees those all the same. Nothing is offered to the provider, and no request
+    /// begins once this has returned. A request that was sent before ends: its batch is delivered,
+    /// or dropped as `disabled`. Timer, hooks and log lines go on. On again begins with empty
+    /// lists.
+    ///
+    /// Takes effect in the order of calls, and waits for nothing, so a closure may call it, too.
+    static void setEnabled(bool on);
+
     // ---- TrackerManager+Flush.cpp: sending everything, and the end ----
 
     /// Posts all events that were handed over before, and each batch that waits for its retry once,
@@ -420,6 +432,7 @@ private:
     FlushResult postAndWait(std::chrono::duration<double> deadline, Afterwards afterwards);
     void postAll();
     std::int64_t left() const;
+    void dropAll(DropReason reason);
 
     void reportRecord(
         detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass);
@@ -438,6 +451,8 @@ private:
     // Used in barrier blocks of the queue alone.
     const std::unique_ptr<detail::Encoder> m_encoder;
     const std::unique_ptr<detail::FinishedEvents> m_finished;
+    // As the last block of setEnabled() has left it.
+    std::atomic<bool> m_isDisabled { false };
     // True from the call of shutdown() on.
     std::atomic<bool> m_isShutDown { false };
     // True from the block of shutdown() on: events that were handed over before it are taken in.

@@ -49,4 +49,38 @@ bool Uploads::isNoneUnderWay() const
     return m_generations.size() == 1 && m_generations.front().underWay == 0;
 }
 
+bool Uploads::mayBegin() const
+{
+    const MutexLock lock(m_lock);
+    return !m_isStopped.load(std::memory_order_relaxed) && !m_withdrawn->load();
+}
+
+Uploads::Withdrawn Uploads::consent() const
+{
+    const MutexLock lock(m_lock);
+    return m_withdrawn;
+}
+
+bool Uploads::isConsentWanted() const
+{
+    const MutexLock lock(m_lock);
+    return m_isConsentWanted;
+}
+
+void Uploads::wantConsent(bool isWanted) noexcept
+{
+    const MutexLock lock(m_lock);
+    m_isConsentWanted = isWanted;
+    if (!isWanted)
+        m_withdrawn->store(true, std::memory_order_release);
+}
+
+void Uploads::renewConsent()
+{
+    auto fresh = std::make_shared<std::atomic<bool>>(false);
+    const MutexLock lock(m_lock);
+    if (m_isConsentWanted)
+        m_withdrawn.swap(fresh);
+}
+
 } // namespace telvora::detail

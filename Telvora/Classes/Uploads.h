@@ -17,6 +17,9 @@ namespace telvora::detail {
 /// Each belongs to a generation. Whoever waits for those of today begins a new generation, so that
 /// uploads that begin later do not make the wait longer.
 ///
+/// Consent is given for a time. What was begun in it does not outlive it: the uploads of that time
+/// share a flag, which is set when the consent is withdrawn, and a new time has a new flag.
+///
 /// Life: one, made on first use and never destroyed. The manager makes it.
 /// Threads: any.
 class Uploads {
@@ -55,7 +58,20 @@ public:
 
     /// From now on none begins.
     void stop() noexcept { m_isStopped.store(true, std::memory_order_relaxed); }
-    bool mayBegin() const noexcept { return !m_isStopped.load(std::memory_order_relaxed); }
+    /// Whether one may begin now.
+    bool mayBegin() const TELVORA_EXCLUDES(m_lock);
+
+    /// True once the consent is withdrawn that is given now.
+    using Withdrawn = std::shared_ptr<const std::atomic<bool>>;
+    Withdrawn consent() const TELVORA_EXCLUDES(m_lock);
+
+    /// Whether the host's last word is that it consents.
+    bool isConsentWanted() const TELVORA_EXCLUDES(m_lock);
+    /// Takes note of the host's word; without consent what is under way is withdrawn at once. A new
+    /// time of consent begins with renewConsent(), when everything of the old one is dropped.
+    void wantConsent(bool isWanted) noexcept TELVORA_EXCLUDES(m_lock);
+    /// Does nothing if the host has withdrawn its consent again meanwhile. Throws std::bad_alloc.
+    void renewConsent() TELVORA_EXCLUDES(m_lock);
 
 private:
     struct Generation {
@@ -71,6 +87,10 @@ private:
     std::atomic<bool> m_isStopped { false };
 
     mutable Mutex m_lock;
+    bool m_isConsentWanted TELVORA_GUARDED_BY(m_lock) = true;
+    // Never null.
+    std::shared_ptr<std::atomic<bool>> m_withdrawn TELVORA_GUARDED_BY(m_lock)
+        = std::make_shared<std::atomic<bool>>(false);
     // Never empty. The last one is that of new uploads.
     std::deque<Generation> m_generations TELVORA_GUARDED_BY(m_lock) { Generation() };
     // How many were removed at the front.

@@ -4,7 +4,9 @@
 #include <Telvora/Base/SharedBytes.h>
 #include <Telvora/Base/Work.h>
 
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +33,11 @@ struct HTTPRequest {
     /// Names of headers that are sent only to the server of `url`, not to one that it redirects to.
     /// "Authorization", "Cookie" and "Host" are always among them.
     std::vector<std::string> hostOnlyHeaders {};
+    /// Null, or whether the request must not begin any more. The client looks right before it sends
+    /// the first byte; a request that is withdrawn by then ends with an error.
+    std::shared_ptr<const std::atomic<bool>> withdrawn {};
+
+    bool isWithdrawn() const { return withdrawn && withdrawn->load(std::memory_order_acquire); }
 };
 
 /// The result of a request. Either `data` is set (the body of a complete answer with any status; it

@@ -69,6 +69,12 @@ Result shutdown(const Call& call)
     return flushed(call, TrackerManager::shutdown);
 }
 
+Result setEnabled(const Call& call)
+{
+    TrackerManager::setEnabled(call.arguments.flag("on"));
+    return {};
+}
+
 Result diagnosis(const Call&)
 {
     return Value(TrackerManager::shared().diagnosis());
@@ -80,6 +86,7 @@ void addOperatingOperations(OperationTable& table)
 {
     table["flush"] = { .run = flush, .touchesManager = true, .letsOthersWrite = true };
     table["shutdown"] = { .run = shutdown, .touchesManager = true, .letsOthersWrite = true };
+    table["setEnabled"] = { .run = setEnabled, .touchesManager = true };
     table["diagnostics"] = { .run = diagnostics, .touchesManager = true };
     table["diagnosis"] = { .run = diagnosis, .touchesManager = true };
 }

@@ -97,22 +97,23 @@ try {
             if (handler && (isAccepted || result.end == PostEnd::notAccepted))
                 detail::callHost(
                     [&] { handler(isAccepted, std::move(posted)); }, { "The handler of a post" });
-        });
+        },
+        {});
 } catch (...) {
     // The handler was destroyed without a call, or threw.
 }
 
 void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
-    const StringDictionary& externHeaders, EndHandler handler, BodyEncoding encoding,
-    FunctionRef<void(std::string_view header)> leftOut)
+    const StringDictionary& externHeaders, EndHandler handler, const PostOptions& options)
 {
     if (!detail::isAddressText(url))
         detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
 
     const detail::NoWaitScope inRequest;
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
-    setHeaders(request, externHeaders, param.encoding(encoding), leftOut);
-    auto body = param.encoded(encoding);
+    request.withdrawn = options.withdrawn;
+    setHeaders(request, externHeaders, param.encoding(options.encoding), options);
+    auto body = param.encoded(options.encoding);
     if (!body) {
         // JSON cannot express a number in it: the batch is lost, and the host is not told.
         handler({ PostEnd::unencodable, "A number in it is not finite" }, std::move(param));
@@ -126,11 +127,11 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
 }
 
 void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
-    BodyEncoding encoding, FunctionRef<void(std::string_view header)> leftOut) const
+    BodyEncoding encoding, const PostOptions& options) const
 {
     const auto set = [&](HTTPHeaders& headers, std::string_view name, std::string_view value) {
         if (!telvora::set(headers, name, value))
-            leftOut(name);
+            options.leftOut(name);
     };
     HTTPHeaders own;
     if (const auto additionHeaders = m_additionHeaders.get()) {

@@ -6,6 +6,7 @@
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Utils/Batch.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -64,7 +65,7 @@ public:
         /// The HTTP status; 0 without an answer.
         int status = 0;
     };
-    using EndHandler = UniqueFunction<void(PostResult, Batch), 80>;
+    using EndHandler = UniqueFunction<void(PostResult, Batch), 96>;
     using IdentifierSource = std::function<std::optional<std::string>()>;
 
     static TrackerNetwork& shareInstance();
@@ -77,14 +78,23 @@ public:
     static void post(const std::string& with, Batch param, const StringDictionary& externHeaders,
         Handler handler);
 
+    static constexpr auto ignoreHeader = [](std::string_view) {};
+
+    /// What a channel chooses for its requests.
+    struct PostOptions {
+        /// A compressed body has the header "Content-Encoding", which replaces one of the same name
+        /// like a fixed one.
+        BodyEncoding encoding = BodyEncoding::plain;
+        /// HTTPRequest::withdrawn.
+        std::shared_ptr<const std::atomic<bool>> withdrawn {};
+        /// Called with the name of each header that HTTP cannot carry, before the post returns.
+        FunctionRef<void(std::string_view header)> leftOut = ignoreHeader;
+    };
+
     /// The same, but the handler is called for every PostEnd; for the ledger. What is thrown before
-    /// the request is sent reaches the caller. A compressed body has the header "Content-Encoding",
-    /// which replaces one of the same name like a fixed one. `leftOut` is called with the name of
-    /// each header that HTTP cannot carry, before this returns.
-    void postWithEnds(
-        const std::string& url, Batch param, const StringDictionary& externHeaders,
-        EndHandler handler, BodyEncoding encoding = BodyEncoding::plain,
-        FunctionRef<void(std::string_view header)> leftOut = [](std::string_view) {});
+    /// the request is sent reaches the caller.
+    void postWithEnds(const std::string& url, Batch param, const StringDictionary& externHeaders,
+        EndHandler handler, const PostOptions& options);
 
     /// Headers for every request. A channel's header or a fixed one of the same name replaces them.
     void setAdditionHeaders(std::optional<StringDictionary> headers);
@@ -97,7 +107,7 @@ private:
     TrackerNetwork() = default;
 
     void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
-        BodyEncoding encoding, FunctionRef<void(std::string_view header)> leftOut) const;
+        BodyEncoding encoding, const PostOptions& options) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
     detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;

@@ -19,6 +19,8 @@ constexpr long connectSeconds = 2 * 24 * 60 * 60;
 // request is sent only once, so it must not go to a connection that the server is about to close.
 constexpr long maximumIdleSeconds = 30;
 
+constexpr const char* withdrawnRequest = "The request was withdrawn";
+
 } // namespace
 
 CurlTransfer::CurlTransfer(const CurlHTTPOptions& options, CurlConnections& connections)
@@ -143,6 +145,8 @@ const char* CurlTransfer::begin(CurlJobs& job, CurlServer& server) noexcept
     m_errorText[0] = '\0';
 
     const HTTPRequest& request = job.front().request;
+    if (request.isWithdrawn())
+        return withdrawnRequest;
     try {
         m_headers = headersOf(request);
     } catch (const std::exception&) {
@@ -228,6 +232,8 @@ std::optional<std::string> CurlTransfer::errorFor(CURLcode code) const
         return {};
     if (auto error = m_answer.limitError())
         return error;
+    if (code == CURLE_ABORTED_BY_CALLBACK && !m_isUnanswered && m_job.front().request.isWithdrawn())
+        return withdrawnRequest;
     if (code == CURLE_FILESIZE_EXCEEDED)
         return "Answer above " + std::to_string(m_options.answerLimitBytes) + " bytes";
     if (code == CURLE_ABORTED_BY_CALLBACK || (m_isUnanswered && code == CURLE_COULDNT_CONNECT))
@@ -248,6 +254,8 @@ int CurlTransfer::beforeRequest(
     void* self, char* address, char* localAddress, int port, int localPort)
 {
     auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (transfer.m_job.front().request.isWithdrawn())
+        return CURL_PREREQFUNC_ABORT;
     // libcurl is about to send a request again that a closed connection may have delivered.
     if (transfer.m_isUnanswered)
         return CURL_PREREQFUNC_ABORT;

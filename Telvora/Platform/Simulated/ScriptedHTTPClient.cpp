@@ -69,12 +69,14 @@ ScriptedHTTPClient::~ScriptedHTTPClient() = default;
 
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
-    if (std::any_of(request.headers.begin(), request.headers.end(), isBad)) {
+    const bool isAnyBad = std::any_of(request.headers.begin(), request.headers.end(), isBad);
+    if (isAnyBad || request.isWithdrawn()) {
         {
             detail::MutexLock lock(m_lock);
             ++m_underWayCount;
         }
-        complete(std::move(completion), ScriptedAnswer::error("Bad header"));
+        complete(std::move(completion),
+            ScriptedAnswer::error(isAnyBad ? "Bad header" : "The request was withdrawn"));
         return;
     }
 

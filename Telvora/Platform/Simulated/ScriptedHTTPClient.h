@@ -62,8 +62,8 @@ struct TELVORA_EXPORT ScriptedAnswer {
 /// their own list, and all others use a general one. The answer is chosen when the request is sent.
 /// An empty list answers with a transport error.
 ///
-/// A request with a bad name or a line break in a header fails as with any client and is not
-/// recorded.
+/// A request with a bad name or a line break in a header, or one that is withdrawn, fails as with
+/// any client and is not recorded.
 ///
 /// Answers arrive as blocks of the ManualDispatch, so they wait until it runs; a delayed answer
 /// becomes due when time is advanced. Time-outs are not simulated.

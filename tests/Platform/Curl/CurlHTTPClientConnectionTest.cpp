@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <latch>
+#include <memory>
 #include <vector>
 
 namespace telvora::detail {
@@ -44,6 +45,64 @@ TEST(CurlHTTPClientConnectionTest, OneConnectionServesOneRequestAfterAnother)
         ASSERT_EQ(answerTo(client, postTo(server.url())).data, "{}");
 
     EXPECT_EQ(server.connections(), 1U);
+}
+
+HTTPRequest withFlag(HTTPRequest request, const std::shared_ptr<std::atomic<bool>>& withdrawn)
+{
+    request.withdrawn = withdrawn;
+    return request;
+}
+
+TEST(CurlHTTPClientConnectionTest, ARequestThatIsWithdrawnOpensNoConnection)
+{
+    LoopbackServer server(always(LoopbackReply::answer(200, "{}")));
+    const auto withdrawn = std::make_shared<std::atomic<bool>>(true);
+    RealHTTPClient client;
+
+    const HTTPAnswer answer = answerTo(client, withFlag(postTo(server.url()), withdrawn));
+
+    EXPECT_EQ(answer.error, "The request was withdrawn");
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(server.connections(), 0U);
+}
+
+TEST(CurlHTTPClientConnectionTest, ARequestThatIsWithdrawnWhileItWaitsForAConnectionIsNotSent)
+{
+    std::latch isWithdrawn(1);
+    LoopbackServer server([&](const LoopbackRequest&) {
+        isWithdrawn.wait();
+        return LoopbackReply::answer(200, "{}");
+    });
+    const auto withdrawn = std::make_shared<std::atomic<bool>>(false);
+    RealHTTPClient client(patient());
+
+    std::vector<AnswerToCome> sent;
+    for (int number = 0; number < 6; ++number)
+        sent.emplace_back(client, withFlag(postTo(server.url()), withdrawn));
+    ASSERT_TRUE(server.waitForRequests(6));
+    AnswerToCome waiting(client, withFlag(postTo(server.url()), withdrawn));
+    withdrawn->store(true);
+    isWithdrawn.count_down();
+
+    EXPECT_EQ(waiting.wait().value().error, "The request was withdrawn");
+    // What was sent already gets its answer.
+    for (AnswerToCome& answer : sent)
+        EXPECT_EQ(answer.wait().value().data, "{}");
+    EXPECT_EQ(server.received().size(), 6U);
+}
+
+TEST(CurlHTTPClientConnectionTest, ARequestThatIsWithdrawnFollowsNoRedirect)
+{
+    const auto withdrawn = std::make_shared<std::atomic<bool>>(false);
+    LoopbackServer server([&](const LoopbackRequest&) {
+        withdrawn->store(true);
+        return LoopbackReply::redirect(307, "/elsewhere");
+    });
+    RealHTTPClient client;
+
+    EXPECT_EQ(answerTo(client, withFlag(postTo(server.url()), withdrawn)).error,
+        "The request was withdrawn");
+    EXPECT_EQ(server.received().size(), 1U);
 }
 
 TEST(CurlHTTPClientConnectionTest, FiftyRequestsAtOnceShareSixConnections)
