@@ -205,4 +205,9 @@ bool isAddressText(std::string_view text)
     return authority.empty() || isAuthority(authority, !scheme.empty());
 }
 
+std::string badAddressText(std::string_view text)
+{
+    return "The address of a channel cannot be parsed: `" + std::string(text) + "`";
+}
+
 } // namespace telvora::detail

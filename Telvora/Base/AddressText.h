@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/Export.h>
 
+#include <string>
 #include <string_view>
 
 namespace telvora::detail {
@@ -15,5 +16,8 @@ namespace telvora::detail {
 ///
 /// Threads: any. Failure: none.
 TELVORA_EXPORT bool isAddressText(std::string_view text);
+
+/// What is said of a `text` that is none.
+TELVORA_EXPORT std::string badAddressText(std::string_view text);
 
 } // namespace telvora::detail

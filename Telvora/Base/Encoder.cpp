@@ -123,8 +123,8 @@ bool Encoder::write(std::uint64_t number)
 
 bool Encoder::write(double number)
 {
-    if (!std::isfinite(number) && m_nonFinite == NonFinite::refuse)
-        return false;
+    if (!std::isfinite(number) && m_nonFinite != NonFinite::print)
+        return m_nonFinite == NonFinite::asNull && write(nullptr);
     char* start = room(longestNumberText);
     m_size += writeNumberText(start, number);
     return true;

@@ -19,6 +19,8 @@ enum class NonFinite {
     refuse,
     /// Write nan, inf or -inf; the text is shown in logs.
     print,
+    /// Write null.
+    asNull,
 };
 
 /// Writes one value as JSON text, without recursion: a vector holds the open containers.
@@ -72,6 +74,9 @@ public:
     /// The text so far. The view is valid until the next change.
     std::string_view view() const { return { m_text.get(), m_size }; }
     std::string text() const { return std::string(view()); }
+
+    /// From the next number on.
+    void setNonFinite(NonFinite nonFinite) { m_nonFinite = nonFinite; }
 
     /// Begins a new text. Keeps the memory unless the last text was long.
     void clear();

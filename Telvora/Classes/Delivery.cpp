@@ -1,12 +1,15 @@
 #include <Telvora/Classes/Delivery.h>
 
+#include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Signal.h>
+#include <Telvora/Base/UUIDText.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/Uploads.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/UUIDSource.h>
 
 #include <limits>
 #include <new>
@@ -43,6 +46,10 @@ public:
     // Set once the host withdraws the consent that it gave when the upload began.
     const Uploads::Withdrawn& withdrawn() const { return m_withdrawn; }
 
+    // The same for all tries of the batch.
+    const std::string& batchId() const { return m_batchId; }
+    void setBatchId(std::string batchId) { m_batchId = std::move(batchId); }
+
     void setURL(std::string url) { m_url = std::move(url); }
 
     void operator()(const TrackerNetwork::PostResult& result, Batch param)
@@ -72,6 +79,7 @@ private:
             return ledger.droppedInFlight(m_share, *reason);
         }
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
+        retry->batchId = std::move(m_batchId);
         retry->giveShare(m_share);
         noteFailure(result.reason, result.status, reason);
         ledger.failedIntoRetry(m_share);
@@ -129,6 +137,7 @@ private:
     std::int64_t m_failures;
     std::int64_t m_maxRetryCount;
     std::string m_url;
+    std::string m_batchId;
     Uploads::Withdrawn m_withdrawn = Uploads::shared().consent();
     // Ends after the upload is on the ledger.
     Uploads::UnderWay m_underWay;
@@ -179,6 +188,7 @@ void Delivery::sendTaken(
     if (!entry)
         return;
     Upload upload(config, share, entry->retryCount, entry->maxRetryCount);
+    upload.setBatchId(entry->batchId);
     if (entry->data)
         post(std::move(upload), entry->data);
     else
@@ -209,12 +219,20 @@ void Delivery::post(Upload upload, const Batch& batch) noexcept
             return;
         }
         upload.setURL(url);
+        if (config->badAddress() == BadAddress::fail && !isAddressText(url))
+            return upload({ TrackerNetwork::PostEnd::notAccepted, badAddressText(url) }, batch);
+        if (config->hasBatchId() && upload.batchId().empty())
+            upload.setBatchId(uuidText(platform().uuids.next()));
         const auto leftOut
             = [&](std::string_view header) { Diagnostics::headerLeftOut(config->index(), header); };
-        const auto withdrawn = upload.withdrawn();
-        TrackerNetwork::shareInstance().postWithEnds(url, batch, config->headers(),
-            std::move(upload),
-            { .encoding = config->bodyEncoding(), .withdrawn = withdrawn, .leftOut = leftOut });
+        const TrackerNetwork::PostOptions options {
+            .encoding = config->bodyEncoding(),
+            .batchId = config->hasBatchId() ? upload.batchId() : std::string(),
+            .withdrawn = upload.withdrawn(),
+            .leftOut = leftOut,
+        };
+        TrackerNetwork::shareInstance().postWithEnds(
+            url, batch, config->headers(), std::move(upload), options);
     } catch (...) {
         // The upload's destructor records an internal error.
     }

@@ -14,10 +14,13 @@ PendingEvents::PendingEvents(Array&& first)
         append(std::move(event), encoder);
 }
 
-AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder)
+AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder, NonFiniteCost nonFinite)
 {
+    encoder.setNonFinite(nonFinite == NonFiniteCost::null ? NonFinite::asNull : NonFinite::refuse);
     // Without the lock: whoever looks at the events does not wait for the text of a long one.
     const EncodedEvent encoded = encodeEvent(event, encoder);
+    if (!encoded.isEncodable && nonFinite == NonFiniteCost::event)
+        return { .size = 0, .isRefused = true };
     AppendedEvent appended = m_state.with([&](State& state) -> AppendedEvent {
         auto [bytes, whole] = state.events.append(std::move(event), encoded);
         return { state.events.size(), bytes, std::move(whole) };

@@ -4,6 +4,7 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
+#include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Utils/Batch.h>
 #include <Telvora/Classes/Utils/EventList.h>
 
@@ -22,6 +23,8 @@ struct AppendedEvent {
     std::size_t bytes = 0;
     /// The event, if the list keeps it as a tree; otherwise null.
     std::shared_ptr<const AnyDepth<Value>> whole {};
+    /// Whether the list did not take it, because a number in it is not finite.
+    bool isRefused = false;
 };
 
 /// A channel's events that are not sent yet.
@@ -38,7 +41,8 @@ public:
     explicit PendingEvents(Array&& first);
 
     /// Puts the event at the end. It is moved only if the list keeps it as a tree.
-    AppendedEvent append(Value&& event, Encoder& encoder);
+    AppendedEvent append(
+        Value&& event, Encoder& encoder, NonFiniteCost nonFinite = NonFiniteCost::batch);
     /// The same for an event that need not be kept beside its text. Returns how many events the
     /// list has now.
     std::size_t append(std::string_view text);

@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerConfig.h>
 
+#include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/PendingEvents.h>
@@ -51,12 +52,46 @@ void TrackerConfig::setCommonData(const TrackerCommonData& commonData)
 
 void TrackerConfig::setCommonData(TrackerCommonData&& commonData)
 {
-    m_commonData.set(std::make_shared<const detail::EncodedCommonData>(std::move(commonData)));
+    const auto nonFinite = nonFiniteCost() == NonFiniteCost::null ? detail::NonFinite::asNull
+                                                                  : detail::NonFinite::refuse;
+    m_commonData.set(
+        std::make_shared<const detail::EncodedCommonData>(std::move(commonData), nonFinite));
 }
 
 void TrackerConfig::setBodyEncoding(BodyEncoding encoding)
 {
     m_bodyEncoding.store(encoding, std::memory_order_relaxed);
+}
+
+void TrackerConfig::setNonFiniteCost(NonFiniteCost cost)
+{
+    m_nonFiniteCost.store(cost, std::memory_order_relaxed);
+    setCommonData(*commonData());
+}
+
+void TrackerConfig::setBadAddress(BadAddress badAddress)
+{
+    m_badAddress.store(badAddress, std::memory_order_relaxed);
+}
+
+std::optional<std::string> TrackerConfig::addressError() const
+{
+    std::string url;
+    const detail::HostCall asked = m_urlHook
+        ? detail::callHost([&] { url = m_urlHook(); }, { "The URL hook", m_index })
+        : detail::HostCall::notCalled;
+    if (asked == detail::HostCall::threw)
+        return "The URL hook threw";
+    if (asked == detail::HostCall::notCalled)
+        return m_urlHook ? "The process is ending" : "The channel has no URL hook";
+    if (!detail::isAddressText(url))
+        return detail::badAddressText(url);
+    return std::nullopt;
+}
+
+void TrackerConfig::setBatchId(bool hasBatchId)
+{
+    m_hasBatchId.store(hasBatchId, std::memory_order_relaxed);
 }
 
 void TrackerConfig::insert(TrackerRetryEntry retry)

@@ -4,6 +4,7 @@
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/TrackerRetryCache.h>
@@ -92,6 +93,26 @@ public:
     void setBodyEncoding(BodyEncoding encoding);
     BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
 
+    /// What a number that is not finite costs, in events and in common data from now on and in the
+    /// common data of now. Retry entries that the host made always lose their batch. The
+    /// constructor's events keep what they cost.
+    void setNonFiniteCost(NonFiniteCost cost);
+    NonFiniteCost nonFiniteCost() const { return m_nonFiniteCost.load(std::memory_order_relaxed); }
+
+    /// What an address of the URL hook does that cannot be parsed.
+    void setBadAddress(BadAddress badAddress);
+    BadAddress badAddress() const { return m_badAddress.load(std::memory_order_relaxed); }
+
+    /// Asks the URL hook once, and returns what is wrong with its answer, for a person; absent if
+    /// it is an address. For hosts that check it before they register the channel.
+    std::optional<std::string> addressError() const;
+
+    /// Whether requests have the header "x-batch-id": a random UUID that is the same in all tries
+    /// of a batch, so that a collector can tell a repeat from an equal batch. It replaces a header
+    /// of the same name. No until set.
+    void setBatchId(bool hasBatchId);
+    bool hasBatchId() const { return m_hasBatchId.load(std::memory_order_relaxed); }
+
     /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this
     /// is a use of the library: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
@@ -131,6 +152,9 @@ private:
     detail::Guarded<std::shared_ptr<const Hook>> m_restartHook { m_stopHook.get() };
 
     std::atomic<BodyEncoding> m_bodyEncoding { BodyEncoding::plain };
+    std::atomic<NonFiniteCost> m_nonFiniteCost { NonFiniteCost::batch };
+    std::atomic<BadAddress> m_badAddress { BadAddress::stop };
+    std::atomic<bool> m_hasBatchId { false };
     const std::unique_ptr<detail::PendingEvents> m_pending;
 
     detail::ChannelLedger m_ledger;

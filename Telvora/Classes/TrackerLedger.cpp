@@ -37,6 +37,7 @@ constexpr ReasonEntry reasons[] = {
     { DropReason::internalError, &Dropped::internalError, "internalError", Shown::onceCounted },
     { DropReason::disabled, &Dropped::disabled, "disabled", Shown::onceCounted },
     { DropReason::afterShutdown, &Dropped::afterShutdown, "afterShutdown", Shown::onceCounted },
+    { DropReason::notFinite, &Dropped::notFinite, "notFinite", Shown::onceCounted },
 };
 
 constexpr bool areInOrder()

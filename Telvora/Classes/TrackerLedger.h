@@ -38,6 +38,8 @@ enum class DropReason {
     disabled,
     /// The event was handed over after shutdown().
     afterShutdown,
+    /// A number in the event is NaN or infinite, and the channel has chosen NonFiniteCost::event.
+    notFinite,
 };
 
 /// "unknownChannel", "clearedAfterCopy" and so on.
@@ -57,6 +59,7 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t internalError = 0;
         std::int64_t disabled = 0;
         std::int64_t afterShutdown = 0;
+        std::int64_t notFinite = 0;
 
         /// The sum of all reasons.
         std::int64_t total() const;

@@ -154,13 +154,17 @@ void TrackerManager::setTriggerCallback(TriggerCallback callback)
 // says nothing, as long as a text can be.
 std::size_t TrackerManager::intake(Value& event, const std::string& index, std::string_view network)
 {
-    const Destination to = destination(index);
+    Destination to = destination(index);
     detail::AppendedEvent appended { .bytes = std::numeric_limits<std::size_t>::max() };
     accept(to, [&] {
         if (!network.empty())
             stampNetwork(event.get_object(), network);
-        if (!to.refusal)
-            appended = to.channel->m_pending->append(std::move(event), *m_encoder);
+        if (!to.refusal) {
+            appended = to.channel->m_pending->append(
+                std::move(event), *m_encoder, to.channel->nonFiniteCost());
+            if (appended.isRefused)
+                to.refusal = DropReason::notFinite;
+        }
         return appended.size;
     });
     // In a child that the URL hook forked, the library is inert.

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace telvora {
@@ -38,6 +39,9 @@ public:
     /// How many retries are allowed: after a failed upload with this retryCount the batch is
     /// dropped.
     std::int64_t maxRetryCount = defaultMaxRetryCount;
+
+    /// The "x-batch-id" of its tries; empty until it is sent with one.
+    std::string batchId {};
 
     bool operator==(const TrackerRetryData& other) const
     {

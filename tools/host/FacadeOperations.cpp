@@ -113,6 +113,34 @@ Array events(const Arguments& arguments)
     return copy(given);
 }
 
+// The element of `cases` whose name the argument is; the first where it is left out.
+template<typename Case, std::size_t count>
+Case choice(const Arguments& arguments, std::string_view name,
+    const std::array<std::pair<std::string_view, Case>, count>& cases)
+{
+    const std::string wanted = arguments.text(name, std::string(cases.front().first));
+    for (const auto& [caseName, result] : cases) {
+        if (caseName == wanted)
+            return result;
+    }
+    throw ScriptError("\"" + std::string(name) + "\" has no case \"" + wanted + "\"");
+}
+
+// What a channel may choose beside its constructor's parameters.
+void setChoices(TrackerConfig& config, const Arguments& arguments)
+{
+    config.setNonFiniteCost(choice(arguments, "nonFinite",
+        std::to_array<std::pair<std::string_view, NonFiniteCost>>(
+            { { "batch", NonFiniteCost::batch }, { "event", NonFiniteCost::event },
+                { "null", NonFiniteCost::null } })));
+    config.setBadAddress(choice(arguments, "badAddress",
+        std::to_array<std::pair<std::string_view, BadAddress>>(
+            { { "stop", BadAddress::stop }, { "fail", BadAddress::fail } })));
+    config.setBodyEncoding(
+        arguments.flag("gzip", false) ? BodyEncoding::gzip : BodyEncoding::plain);
+    config.setBatchId(arguments.flag("batchId", false));
+}
+
 Result registerChannel(const Call& call)
 {
     const Arguments& arguments = call.arguments;
@@ -129,6 +157,11 @@ Result registerChannel(const Call& call)
         events(arguments), arguments.flag("useOstraReport", false), std::move(urlHook));
     for (const std::string& name : hooks)
         setHook(*config, name, makeHook(call.host, name, index, nullptr));
+    setChoices(*config, arguments);
+    if (arguments.flag("checkAddress", false)) {
+        if (const auto error = config->addressError())
+            throw ScriptError(*error);
+    }
 
     manager().register_(config);
     call.host.addChannel(index, { std::move(config), url });

@@ -1,6 +1,7 @@
 #include <tools/host/World.h>
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Gzip.h>
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
 #include <tools/host/Output.h>
 
@@ -23,10 +24,13 @@ Dictionary requestEvent(std::size_t number, const HTTPRequest& request)
         headers[name] = text;
     Dictionary event { { "event", "request" }, { "number", number }, { "url", request.url },
         { "method", request.method } };
+    const bool isCompressed = headers.contains("Content-Encoding");
+    const auto unpacked = isCompressed ? detail::gunzipped(request.body) : std::nullopt;
+    const std::string_view text = unpacked ? std::string_view(*unpacked) : request.body.view();
     event["headers"] = std::move(headers);
-    Decoded body = decode(request.body, deepestBody);
-    event["body"] = body.value ? std::move(*body.value) : Value(request.body.view());
-    event["bodyText"] = request.body.view();
+    Decoded body = decode(text, deepestBody);
+    event["body"] = body.value ? std::move(*body.value) : Value(text);
+    event["bodyText"] = text;
     event["timeout"] = request.timeout.count();
     return event;
 }

@@ -1,6 +1,5 @@
 #include <Telvora/Classes/Utils/CommonData.h>
 
-#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/UsualMemory.h>
 
 #include <optional>
@@ -9,13 +8,13 @@
 namespace telvora::detail {
 
 // After the other constructor, so that an exception runs the destructor.
-EncodedCommonData::EncodedCommonData(TrackerCommonData&& commonData)
+EncodedCommonData::EncodedCommonData(TrackerCommonData&& commonData, NonFinite nonFinite)
     : EncodedCommonData()
 {
     // Batches keep them longer than a host keeps the memory.
     data.commonDatas = std::move(*takenToUsualMemory(std::move(commonData.commonDatas)));
     data.dataListKey = std::move(commonData.dataListKey);
-    Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
+    Encoder encoder(EncodeStyle::compact, nonFinite);
     const std::optional<std::size_t> behindBracket
         = encoder.writeAroundList(data.commonDatas, data.dataListKey);
     isEncodable = behindBracket.has_value();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/Export.h>
 
 #include <string>
@@ -23,7 +24,8 @@ namespace detail {
 /// Threads: never changed; any may read it.
 /// Failure: the constructor throws std::bad_alloc.
 struct TELVORA_EXPORT EncodedCommonData {
-    explicit EncodedCommonData(TrackerCommonData&& commonData);
+    explicit EncodedCommonData(
+        TrackerCommonData&& commonData, NonFinite nonFinite = NonFinite::refuse);
     /// Does not recurse, however deep the values are.
     ~EncodedCommonData();
 

@@ -107,7 +107,7 @@ void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
     const StringDictionary& externHeaders, EndHandler handler, const PostOptions& options)
 {
     if (!detail::isAddressText(url))
-        detail::fatal("The address of a channel cannot be parsed: `" + url + "`", "TrackerNetwork");
+        detail::fatal(detail::badAddressText(url), "TrackerNetwork");
 
     const detail::NoWaitScope inRequest;
     HTTPRequest request { url, "POST", {}, {}, requestTimeout };
@@ -154,6 +154,8 @@ void TrackerNetwork::setHeaders(HTTPRequest& request, const StringDictionary& ex
     if (encoding == BodyEncoding::gzip)
         set(fixed, "Content-Encoding", "gzip");
     set(fixed, "x-trace-id", uuidText(platform().uuids.next()));
+    if (!options.batchId.empty())
+        set(fixed, "x-batch-id", options.batchId);
 
     // A fixed header replaces the others even where it is left out.
     remove(own, identifierHeader);

@@ -65,7 +65,7 @@ public:
         /// The HTTP status; 0 without an answer.
         int status = 0;
     };
-    using EndHandler = UniqueFunction<void(PostResult, Batch), 96>;
+    using EndHandler = UniqueFunction<void(PostResult, Batch), 128>;
     using IdentifierSource = std::function<std::optional<std::string>()>;
 
     static TrackerNetwork& shareInstance();
@@ -85,6 +85,8 @@ public:
         /// A compressed body has the header "Content-Encoding", which replaces one of the same name
         /// like a fixed one.
         BodyEncoding encoding = BodyEncoding::plain;
+        /// The value of "x-batch-id", which replaces a header of the same name; empty for none.
+        std::string batchId {};
         /// HTTPRequest::withdrawn.
         std::shared_ptr<const std::atomic<bool>> withdrawn {};
         /// Called with the name of each header that HTTP cannot carry, before the post returns.
