@@ -1,12 +1,13 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Base/EventValue.h>
 #include <Telvora/Base/Export.h>
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 namespace telvora {
@@ -58,18 +59,20 @@ public:
     EventBuilder(EventBuilder&&) noexcept = default;
     EventBuilder& operator=(EventBuilder&&) noexcept = default;
 
-    /// Sets a field, which keeps its place if there is one of that key. `value` is whatever a Value
-    /// can be made of; a container is copied, however deep it is. The memory of a replaced value is
-    /// given back with the event.
+    /// Sets a field, which keeps its place if there is one of that key. EventValue.h says what
+    /// `value` may be: besides numbers and texts also enums, optionals, ranges and maps. An absent
+    /// optional sets nothing: the key is left out, or keeps the value that it has. A container is
+    /// copied, however deep it is. The memory of a replaced value is given back with the event.
     template<typename T> EventBuilder& set(std::string_view key, const T& value)
     {
-        if constexpr (std::is_same_v<Value,
-                          T> || std::is_same_v<Dictionary, T> || std::is_same_v<Array, T>) {
+        if constexpr (detail::isContainer<T>)
             setCopy(key, value);
-        } else {
-            Dictionary& fields = detail::fieldsOf(*this);
-            fields.insert_or_assign(key, Value(value, fields.storage()));
-        }
+        else if constexpr (!detail::isEventValue<T>())
+            detail::refuseAsEventValue<T>();
+        else if constexpr (detail::isOptional<T>)
+            setIfPresent(key, value);
+        else
+            detail::setField(detail::fieldsOf(*this), key, value);
         return *this;
     }
 
@@ -77,6 +80,11 @@ private:
     friend Value& detail::eventOf(EventBuilder& builder);
     friend std::size_t detail::bytesOf(const EventBuilder& builder);
 
+    template<typename T> void setIfPresent(std::string_view key, const std::optional<T>& value)
+    {
+        if (value)
+            set(key, *value);
+    }
     void setCopy(std::string_view key, const Value& value);
     void setCopy(std::string_view key, const Dictionary& dictionary);
     void setCopy(std::string_view key, const Array& array);
