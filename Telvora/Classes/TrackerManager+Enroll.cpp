@@ -1,5 +1,6 @@
 #include <Telvora/Classes/TrackerManager.h>
 
+#include <chrono>
 #include <cmath>
 
 namespace telvora {
@@ -13,7 +14,7 @@ TrackerMeta makeRecord(std::string_view type)
 
 // Slow and frozen frames differ in their type alone.
 TrackerMeta frameRecord(std::string_view type, double frameInterval, double totalInterval,
-    std::string topViewController)
+    std::optional<std::string> topViewController)
 {
     TrackerMeta record = makeRecord(type);
     record.p = std::move(topViewController);
@@ -46,6 +47,18 @@ void TrackerManager::enrollFrozenFrameTrack(
         useOstra);
 }
 
+void TrackerManager::enrollSlowFrameTrack(SlowFrame frame)
+{
+    enrollAPMReport(
+        frameRecord("SLOW-FRAME", frame.slow.count(), frame.total.count(), std::move(frame.page)));
+}
+
+void TrackerManager::enrollFrozenFrameTrack(FrozenFrame frame)
+{
+    enrollAPMReport(frameRecord(
+        "FROZEN-FRAME", frame.frozen.count(), frame.total.count(), std::move(frame.page)));
+}
+
 void TrackerManager::enrollPageViewTrack(std::string topViewController, bool useOstra)
 {
     TrackerMeta record = makeRecord("PAGE-VIEW");
@@ -70,6 +83,14 @@ void TrackerManager::enrollFirstFrameTrack(
     enrollAPMReport(std::move(record), useOstra);
 }
 
+void TrackerManager::enrollFirstFrameTrack(FirstFrame frame)
+{
+    TrackerMeta record = makeRecord("FIRST-FRAME");
+    record.f = roundedToTwoDecimals(frame.time.count());
+    record.p = std::move(frame.page);
+    enrollAPMReport(std::move(record));
+}
+
 void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, double renderTime,
     double requestTime, double firstFrameTime, double totalTime, std::string pageName,
     bool useOstra)
@@ -82,6 +103,18 @@ void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, doubl
     record.ct = totalTime;
     record.p = std::move(pageName);
     enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollLCPTrack(LCP paint)
+{
+    TrackerMeta record = makeRecord("LCP");
+    record.fcp = paint.init.count();
+    record.pt = paint.render.count();
+    record.reqt = paint.request.count();
+    record.ft = paint.firstFrame.count();
+    record.ct = paint.total.count();
+    record.p = std::move(paint.page);
+    enrollAPMReport(std::move(record));
 }
 
 void TrackerManager::enrollLaunchTrack(
@@ -103,6 +136,21 @@ void TrackerManager::enrollLaunchTrack(
     record.at = entry("at");
     record.ht = entry("ht");
     enrollAPMReport(std::move(record), useOstra);
+}
+
+void TrackerManager::enrollLaunch(const Launch& launch)
+{
+    TrackerMeta record = makeRecord("START");
+    record.fp = launch.fp.count();
+    record.fpt = launch.fpt.count();
+    record.dcl = launch.dcl.count();
+    record.fcp = launch.fcp.count();
+    record.ct = launch.ct.count();
+    if (launch.d)
+        record.d = std::chrono::duration<double>(launch.d->time_since_epoch()).count();
+    record.at = launch.at.count();
+    record.ht = launch.ht.count();
+    enrollAPMReport(std::move(record));
 }
 
 } // namespace telvora

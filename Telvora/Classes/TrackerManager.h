@@ -6,6 +6,7 @@
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Diagnostic.h>
+#include <Telvora/Classes/Model/Measurements.h>
 #include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
 #include <Telvora/Classes/Model/TrackerMeta.h>
@@ -262,15 +263,22 @@ public:
     // Each makes a TrackerMeta, copies its arguments into the properties named here, and calls
     // enrollAPMReport(). Times and intervals are in any unit the host likes: nothing is scaled,
     // checked or dropped. A page's name is sent as it is, also when it is empty.
+    //
+    // Those that take a measurement with named members send milliseconds; Measurements.h has the
+    // members, their units and their fallbacks:
+    //
+    //     enrollLCPTrack({ .render = 48ms, .total = 241ms, .page = "MarketsViewController" });
 
     /// "SLOW-FRAME". `slowInterval` (`at`) is the slow part of `totalInterval` (`ct`), measured on
     /// the page `topViewController` (`p`).
     void enrollSlowFrameTrack(double slowInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    void enrollSlowFrameTrack(SlowFrame frame);
     /// "FROZEN-FRAME". `frozenInterval` (`at`) is the frozen part of `totalInterval` (`ct`),
     /// measured on the page `topViewController` (`p`).
     void enrollFrozenFrameTrack(double frozenInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    void enrollFrozenFrameTrack(FrozenFrame frame);
     /// "PAGE-VIEW". The user sees the page `topViewController` (`p`).
     void enrollPageViewTrack(std::string topViewController, bool useOstra = false);
     /// "BLOCK". Skarn is the host's monitor of its main thread. It found the thread blocked:
@@ -280,17 +288,25 @@ public:
     /// show its first frame. It is rounded to two decimals, half away from zero.
     void enrollFirstFrameTrack(
         double frameInterval, std::string topViewController, bool useOstra = false);
+    void enrollFirstFrameTrack(FirstFrame frame);
     /// "LCP", the largest contentful paint of the page `pageName` (`p`): `initTime` (`fcp`),
     /// `renderTime` (`pt`), `requestTime` (`reqt`), `firstFrameTime` (`ft`), `totalTime` (`ct`).
     /// Deliberate: `startTime` is not reported.
     void enrollLCPTrack(double startTime, double initTime, double renderTime, double requestTime,
         double firstFrameTime, double totalTime, std::string pageName, bool useOstra = false);
+    void enrollLCPTrack(LCP paint);
     /// "START", a launch of the application. The entries "fp", "fpt", "dcl", "fcp", "ct", "d", "at"
     /// and "ht" of `with` become the properties of the same names; others are ignored. "d" is the
     /// time of the launch in seconds since 1970.
     /// Deliberate: a missing entry is 0, also for "d".
     void enrollLaunchTrack(
         const std::map<std::string, double, std::less<>>& with, bool useOstra = false);
+    /// A template, so that `{}` still means a map.
+    template<std::same_as<Launch> Measurement = Launch>
+    void enrollLaunchTrack(const Measurement& launch)
+    {
+        enrollLaunch(launch);
+    }
 
     // ---- TrackerManager+E2E.cpp: the E2E, MP and Sentry channels ----
     //
@@ -436,6 +452,7 @@ private:
 
     void reportRecord(
         detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass);
+    void enrollLaunch(const Launch& launch);
     struct Provider;
     std::optional<Provider> provider() const;
     // Both in +Info.cpp.

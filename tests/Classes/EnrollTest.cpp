@@ -1,10 +1,13 @@
 #include <tests/Classes/SimulatedHost.h>
 
+#include <chrono>
 #include <cmath>
 #include <limits>
 
 namespace telvora {
 namespace {
+
+using namespace std::chrono_literals;
 
 class EnrollTest : public SimulatedHost {
 protected:
@@ -69,6 +72,60 @@ TEST_F(EnrollQuirk, EachMeasurementFillsItsOwnFieldsOnly)
     expectReport("START",
         { { "fp", 1.0 }, { "fpt", 2.0 }, { "dcl", 3.0 }, { "fcp", 4.0 }, { "ct", 5.0 },
             { "d", 6.0 }, { "at", 7.0 }, { "ht", 8.0 } });
+}
+
+TEST_F(EnrollTest, AMeasurementWithNamedMembersIsSentInMilliseconds)
+{
+    manager().enrollSlowFrameTrack({ .slow = 48ms, .total = 1s, .page = "Page" });
+    expectReport("SLOW-FRAME", { { "p", "Page" }, { "ct", 1000.0 }, { "at", 48.0 } });
+
+    manager().enrollFrozenFrameTrack({ .frozen = 2s, .total = 1min, .page = "Page" });
+    expectReport("FROZEN-FRAME", { { "p", "Page" }, { "ct", 60000.0 }, { "at", 2000.0 } });
+
+    manager().enrollFirstFrameTrack({ .time = 16667us, .page = "Page" });
+    expectReport("FIRST-FRAME", { { "f", 16.67 }, { "p", "Page" } });
+
+    manager().enrollLCPTrack({ .init = 1500us,
+        .render = 2ms,
+        .request = 3ms,
+        .firstFrame = 4ms,
+        .total = 5ms,
+        .page = "Page" });
+    expectReport("LCP",
+        { { "fcp", 1.5 }, { "pt", 2.0 }, { "reqt", 3.0 }, { "ft", 4.0 }, { "ct", 5.0 },
+            { "p", "Page" } });
+
+    manager().enrollLaunchTrack({ .d = std::chrono::sys_time<std::chrono::milliseconds>(1234500ms),
+        .fp = 1ms,
+        .fpt = 2ms,
+        .dcl = 3ms,
+        .fcp = 4ms,
+        .ct = 5s,
+        .at = 6ms,
+        .ht = 7ms });
+    expectReport("START",
+        { { "d", 1234.5 }, { "fp", 1.0 }, { "fpt", 2.0 }, { "dcl", 3.0 }, { "fcp", 4.0 },
+            { "ct", 5000.0 }, { "at", 6.0 }, { "ht", 7.0 } });
+}
+
+TEST_F(EnrollTest, AMemberThatIsLeftOutIsZeroAndALaunchHasTheTimeOfTheCall)
+{
+    manager().enrollLCPTrack({ .total = 5ms });
+    expectReport("LCP", { { "ct", 5.0 } });
+
+    manager().enrollLaunchTrack({ .ct = 310ms });
+    expectReport("START", { { "ct", 310.0 } });
+}
+
+TEST_F(EnrollTest, APageThatIsLeftOutIsThePageOnTopAndAnEmptyOneStays)
+{
+    showPage("Live");
+
+    manager().enrollSlowFrameTrack({ .slow = 48ms });
+    expectReport("SLOW-FRAME", { { "at", 48.0 }, { "p", "Live" } });
+
+    manager().enrollSlowFrameTrack({ .slow = 48ms, .page = "" });
+    expectReport("SLOW-FRAME", { { "at", 48.0 }, { "p", "" } });
 }
 
 TEST_F(EnrollTest, AMeasurementIsNeitherCheckedNorScaled)
