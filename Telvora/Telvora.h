@@ -12,3 +12,4 @@
 #include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Platform.h>
+#include <Telvora/Start/ApplicationState.h>

@@ -23,6 +23,11 @@ void installPlatform(Platform& set)
         detail::fatal("A platform is in use already", "Platform");
 }
 
+Platform* detail::usedPlatform() noexcept
+{
+    return s_platform.load(std::memory_order_acquire);
+}
+
 Platform& platform()
 {
     if (Platform* set = s_platform.load(std::memory_order_acquire))

@@ -47,6 +47,13 @@ TELVORA_EXPORT void installPlatform(Platform& set);
 /// use and never destroyed. A program that has neither stops with "No platform is installed".
 TELVORA_EXPORT Platform& platform();
 
+namespace detail {
+
+/// The set that is in use; null as long as none is.
+TELVORA_EXPORT Platform* usedPlatform() noexcept;
+
+} // namespace detail
+
 } // namespace telvora
 
 /// Makes the default set. Defined by the library of a system, as telvora_linux. A program that
