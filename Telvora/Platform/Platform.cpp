@@ -28,6 +28,12 @@ Platform* detail::usedPlatform() noexcept
     return s_platform.load(std::memory_order_acquire);
 }
 
+bool detail::tryInstallPlatform(Platform& set) noexcept
+{
+    Platform* used = nullptr;
+    return s_platform.compare_exchange_strong(used, &set) || used == &set;
+}
+
 Platform& platform()
 {
     if (Platform* set = s_platform.load(std::memory_order_acquire))

@@ -52,6 +52,9 @@ namespace detail {
 /// The set that is in use; null as long as none is.
 TELVORA_EXPORT Platform* usedPlatform() noexcept;
 
+/// Installs `set` unless another set is in use. Returns whether `set` is in use now.
+TELVORA_EXPORT bool tryInstallPlatform(Platform& set) noexcept;
+
 } // namespace detail
 
 } // namespace telvora

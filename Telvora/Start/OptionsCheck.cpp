@@ -1,0 +1,98 @@
+#include <Telvora/Start/OptionsCheck.h>
+
+#include <Telvora/Base/ASCII.h>
+#include <Telvora/Base/AddressText.h>
+#include <Telvora/Base/HeaderField.h>
+#include <Telvora/Classes/Domain/TrackerDomainConstant.h>
+#include <Telvora/Classes/TrackerManager.h>
+#include <Telvora/Platform/Platform.h>
+
+#include <set>
+#include <string_view>
+#include <utility>
+
+namespace telvora::detail {
+
+namespace {
+
+using Problems = std::vector<std::string>;
+
+std::string quoted(std::string_view text)
+{
+    return '"' + std::string(text) + '"';
+}
+
+bool isURL(std::string_view text)
+{
+    const auto hasScheme = [&](std::string_view scheme) {
+        return equalsIgnoringCase(text.substr(0, scheme.size()), scheme);
+    };
+    return isAddressText(text) && (hasScheme("http://") || hasScheme("https://"));
+}
+
+// The value is not shown, because it may be a secret.
+void checkHeaders(const std::string& owner, const StringDictionary& headers, Problems& problems)
+{
+    for (const auto& [name, value] : headers) {
+        if (!isFieldName(name))
+            problems.push_back(owner + ": HTTP cannot carry a header named " + quoted(name));
+        else if (!isFieldValue(trimmedFieldValue(value)))
+            problems.push_back(owner + ": HTTP cannot carry the value of the header " + name);
+    }
+}
+
+void checkAddress(
+    const std::string& owner, const Channel& channel, bool mayLackAddress, Problems& problems)
+{
+    if (channel.url.isEmpty()) {
+        if (!mayLackAddress)
+            problems.push_back(owner + " has no URL");
+    } else if (!channel.url.isClosure() && !isURL(channel.url.text())) {
+        problems.push_back(owner + ": " + quoted(channel.url.text())
+            + " is not a URL that begins with http:// or https://");
+    }
+}
+
+void checkCommonData(const std::string& owner, const Channel& channel, Problems& problems)
+{
+    if (channel.standardData == StandardData::frontEndMonitor
+        && channel.index != rawValue(DefaultIndex::Sentry))
+        problems.push_back(owner + ": only \"Sentry\" has data for the front-end monitor");
+    if (!encode(channel.commonData)) {
+        problems.push_back(
+            owner + ": a number in its common data is not finite, which JSON cannot express");
+    }
+}
+
+} // namespace
+
+std::vector<std::string> problemsOf(const TelvoraOptions& options)
+{
+    Problems problems;
+    checkHeaders("The headers of all channels", options.headers, problems);
+
+    const TrackerManager* manager = usedPlatform() ? &TrackerManager::shared() : nullptr;
+    std::set<std::string_view> indexes;
+    for (const Channel& channel : options.channels) {
+        const std::size_t number = static_cast<std::size_t>(&channel - options.channels.data()) + 1;
+        const std::string owner
+            = "Channel " + (channel.index.empty() ? std::to_string(number) : quoted(channel.index));
+        if (channel.index.empty())
+            problems.push_back(owner + " has no index");
+        else if (!indexes.insert(channel.index).second)
+            problems.push_back(owner + " is there twice");
+        else if (manager && manager->config(channel.index))
+            problems.push_back(owner + " is registered already");
+        if (channel.limit < 0)
+            problems.push_back(owner + ": a limit of " + std::to_string(channel.limit)
+                + " is negative; with 0 each event is sent alone");
+        const bool isForProvider
+            = options.reportingProvider && channel.index == rawValue(DefaultIndex::APM);
+        checkAddress(owner, channel, isForProvider, problems);
+        checkHeaders(owner, channel.headers, problems);
+        checkCommonData(owner, channel, problems);
+    }
+    return problems;
+}
+
+} // namespace telvora::detail

@@ -1,0 +1,132 @@
+#include <Telvora/Start/OptionsCheck.h>
+
+#include <Telvora/Platform/Platform.h>
+#include <tests/Classes/SimulatedHost.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace telvora {
+namespace {
+
+using Problems = std::vector<std::string>;
+
+constexpr const char* rightURL = "https://collector.example/e2e";
+
+Problems problemsOf(Channel channel)
+{
+    return detail::problemsOf({ .channels = { std::move(channel) } });
+}
+
+TEST(OptionsCheckTest, RightOptionsHaveNoProblems)
+{
+    EXPECT_EQ(detail::problemsOf({}), Problems());
+    EXPECT_EQ(
+        detail::problemsOf({
+            .channels = {
+                { .index = "E2E", .limit = 0, .url = rightURL, .headers = { { "X-A", "\tb " } } },
+                { .index = "MP", .url = [] { return std::string("not asked"); } },
+                { .index = "Sentry",
+                    .url = "HTTP://127.0.0.1:1",
+                    .standardData = StandardData::frontEndMonitor },
+                { .index = "own", .url = rightURL, .commonData = { { "a", { 1, 2.5 } } } },
+            },
+            .headers = { { "Authorization", "Bearer abc" } },
+        }),
+        Problems());
+}
+
+TEST(OptionsCheckTest, AChannelNeedsAnIndexThatNoOtherHas)
+{
+    EXPECT_EQ(problemsOf({ .url = rightURL }), Problems { "Channel 1 has no index" });
+    EXPECT_EQ(detail::problemsOf({ .channels
+                  = { { .index = "E2E", .url = rightURL }, { .index = "E2E", .url = rightURL } } }),
+        Problems { "Channel \"E2E\" is there twice" });
+}
+
+TEST(OptionsCheckTest, AChannelThatIsRegisteredIsAProblem)
+{
+    simulated();
+    TrackerManager::shared().register_(std::make_shared<TrackerConfig>("E2E", 1));
+
+    EXPECT_EQ(problemsOf({ .index = "E2E", .url = rightURL }),
+        Problems { "Channel \"E2E\" is registered already" });
+}
+
+TEST(OptionsCheckTest, AChannelNeedsAnAddressForHTTP)
+{
+    EXPECT_EQ(problemsOf({ .index = "E2E" }), Problems { "Channel \"E2E\" has no URL" });
+    for (const std::string text : { "collector.example/e2e", "ftp://collector.example", "/e2e",
+             "http://collector example", "https://[::1", "http:", "http" }) {
+        EXPECT_EQ(problemsOf({ .index = "E2E", .url = text }),
+            Problems { "Channel \"E2E\": \"" + text
+                + "\" is not a URL that begins with http:// or https://" });
+    }
+}
+
+TEST(OptionsCheckTest, TheChannelOfReportsNeedsNoAddressWhereAProviderTakesThem)
+{
+    const auto provider = std::make_shared<RecordingProvider>();
+
+    EXPECT_EQ(
+        detail::problemsOf({ .channels = { { .index = "APM" } }, .reportingProvider = provider }),
+        Problems());
+    EXPECT_EQ(
+        detail::problemsOf({ .channels = { { .index = "MP" } }, .reportingProvider = provider }),
+        Problems { "Channel \"MP\" has no URL" });
+}
+
+TEST(OptionsCheckTest, AHeaderThatHTTPCannotCarryIsNamedWithoutItsValue)
+{
+    EXPECT_EQ(problemsOf({ .index = "E2E",
+                  .url = rightURL,
+                  .headers = { { "A b", "1" }, { "Token", "secret\r\nX: y" } } }),
+        (Problems { "Channel \"E2E\": HTTP cannot carry a header named \"A b\"",
+            "Channel \"E2E\": HTTP cannot carry the value of the header Token" }));
+    EXPECT_EQ(detail::problemsOf({ .headers = { { "", "1" } } }),
+        Problems { "The headers of all channels: HTTP cannot carry a header named \"\"" });
+}
+
+TEST(OptionsCheckTest, ANegativeLimitIsAProblem)
+{
+    EXPECT_EQ(problemsOf({ .index = "E2E", .limit = -1, .url = rightURL }),
+        Problems { "Channel \"E2E\": a limit of -1 is negative; with 0 each event is sent alone" });
+}
+
+TEST(OptionsCheckTest, CommonDataThatCannotBeSentAreAProblem)
+{
+    EXPECT_EQ(problemsOf({ .index = "E2E",
+                  .url = rightURL,
+                  .commonData = { { "load", std::numeric_limits<double>::quiet_NaN() } } }),
+        Problems { "Channel \"E2E\": a number in its common data is not finite, which JSON cannot "
+                   "express" });
+    EXPECT_EQ(
+        problemsOf(
+            { .index = "E2E", .url = rightURL, .standardData = StandardData::frontEndMonitor }),
+        Problems { "Channel \"E2E\": only \"Sentry\" has data for the front-end monitor" });
+}
+
+TEST(OptionsCheckTest, EveryProblemIsNamed)
+{
+    EXPECT_EQ(detail::problemsOf({ .channels = { { .limit = -2 }, { .index = "E2E" } },
+                  .headers = { { "a:", "" } } }),
+        (Problems { "The headers of all channels: HTTP cannot carry a header named \"a:\"",
+            "Channel 1 has no index",
+            "Channel 1: a limit of -2 is negative; with 0 each event is sent alone",
+            "Channel 1 has no URL", "Channel \"E2E\" has no URL" }));
+}
+
+TEST(OptionsCheckTest, ACheckUsesNoPlatform)
+{
+    EXPECT_EQ(problemsOf({ .index = "E2E", .url = rightURL }), Problems());
+
+    EXPECT_EQ(detail::usedPlatform(), nullptr);
+}
+
+} // namespace
+} // namespace telvora
