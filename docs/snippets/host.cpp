@@ -1,70 +1,76 @@
 // [host]
-#include <Telvora/Platform/Linux/LinuxPlatform.h>
-#include <Telvora/Telvora.h>
+#include <Telvora/StartTelvora.h>
+
+#include <chrono>
+#include <iostream>
 
 using namespace telvora;
+using namespace std::chrono_literals;
 
-void startTelemetry(const std::string& collector)
+bool startTelemetry(const std::string& collector)
 {
-    LinuxPlatformOptions options;
-    options.applicationVersion = "1.4.2";
-    options.applicationIdentifier = "com.example.trading";
-    installPlatform((new LinuxPlatform(options))->services()); // stays to the end
-
-    TrackerManager& manager = TrackerManager::shared();
-    manager.setQvxUuid([] { return std::optional<std::string>("installation-42"); });
-    for (const std::string index : { "APM", "MP", "E2E", "Sentry" }) {
-        const auto url = [=] { return collector + "/" + index; };
-        manager.register_(
-            std::make_shared<TrackerConfig>(index, 20, StringDictionary(), Array(), false, url));
-    }
-    manager.setupCommonVendelDatas(); // the common data of "APM"
-    manager.setupCommonMPDatas();
-    manager.setupCommonE2EDatas();
-    manager.setupCommonSentryDatas(true, false);
-
-    TrackerManager::start();
-    TrackerDataExcavator::initial();
-    TrackerDataLifeCycleMonitor::setup();
+    constexpr auto standard = StandardData::standard;
+    const StartResult result = startTelvora(
+        {
+            .channels = {
+                { .index = "APM", .url = collector + "/APM", .standardData = standard },
+                { .index = "MP", .url = collector + "/MP", .standardData = standard },
+                { .index = "E2E", .url = collector + "/E2E", .standardData = standard },
+                { .index = "Sentry", .url = collector + "/Sentry", .standardData = standard },
+            },
+            .identifier = [] { return "installation-42"; },
+        },
+        { .applicationVersion = "1.4.2", .applicationIdentifier = "com.example.trading" });
+    std::cerr << result.text(); // what is wrong, one sentence a line
+    return result.isStarted;
 }
 
 void submitOrder()
 {
     TrackerManager& manager = TrackerManager::shared();
     manager.enrollE2ETrack({ { "name", "order.submit" }, { "ms", 12.5 } });
-    manager.enrollSlowFrameTrack(0.048, 16.0, "TradeViewController");
+    manager.enrollSlowFrameTrack({ .slow = 48ms, .total = 1s, .page = "TradeViewController" });
 }
 // [host]
 
+#include <optional>
+#include <string_view>
+#include <thread>
+#include <vector>
+
 // [builder]
-void showQuote(double price)
+enum class Side { buy, sell };
+
+std::string_view rawValue(Side side)
 {
-    EventBuilder event(2);
-    event.set("name", "quote.shown").set("price", price);
+    return side == Side::buy ? "buy" : "sell";
+}
+
+void showQuote(Side side, const std::vector<double>& prices, std::optional<std::string> note)
+{
+    EventBuilder event(4);
+    event.set("name", "quote.shown").set("side", side).set("prices", prices).set("note", note);
     TrackerManager::shared().enrollMPTrack(std::move(event));
 }
 // [builder]
-
-#include <chrono>
-#include <iostream>
-#include <thread>
 
 // No server listens on port 1. Events that cannot be sent are kept, and the process ends without
 // waiting for them.
 int main()
 {
-    startTelemetry("http://127.0.0.1:1");
+    if (!startTelemetry("http://127.0.0.1:1"))
+        return 1;
     submitOrder();
-    showQuote(104.25);
+    showQuote(Side::buy, { 104.25, 104.5 }, std::nullopt);
 
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
     const auto hasArrived = [](const char* index) {
         return TrackerManager::shared().ledger(index)->events.accepted == 1;
     };
     while (!hasArrived("E2E") || !hasArrived("MP") || !hasArrived("APM")) {
         if (std::chrono::steady_clock::now() > deadline)
             return 1;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(1ms);
     }
     std::cout << encode(TrackerManager::shared().ledgersDictionary()).value() << '\n';
 }
