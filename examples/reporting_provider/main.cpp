@@ -3,25 +3,30 @@
 
 #include "ReportFile.h"
 
-#include <Telvora/Platform/Linux/LinuxPlatform.h>
-#include <Telvora/Telvora.h>
+#include <Telvora/StartTelvora.h>
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <memory>
+
+using namespace std::chrono_literals;
 
 namespace {
 
 // A few measurements, as an application makes them.
 void reportSomeMoments(telvora::TrackerManager& manager)
 {
-    // The host sets the time of a launch ("d", seconds since 1970); without it the time would be 0.
-    manager.enrollLaunchTrack({ { "d", static_cast<double>(std::time(nullptr)) }, { "ct", 412.5 },
-        { "fp", 180.0 }, { "ht", 95.0 } });
-    manager.enrollFirstFrameTrack(16.6667, "MarketsViewController");
-    manager.enrollPageViewTrack("MarketsViewController");
-    manager.enrollLCPTrack(0, 12.5, 48.0, 130.25, 60.0, 250.75, "MarketsViewController");
-    manager.enrollSlowFrameTrack(34.0, 1000.0, "TradeViewController");
+    const auto page = "MarketsViewController";
+    manager.enrollLaunchTrack({ .fp = 180ms, .ct = 412ms, .ht = 95ms });
+    manager.enrollFirstFrameTrack({ .time = 16667us, .page = page });
+    manager.enrollPageViewTrack(page);
+    manager.enrollLCPTrack({ .init = 12ms,
+        .render = 48ms,
+        .request = 130ms,
+        .firstFrame = 60ms,
+        .total = 250ms,
+        .page = page });
+    manager.enrollSlowFrameTrack({ .slow = 34ms, .total = 1s, .page = "TradeViewController" });
     manager.enrollSkarnTrack("main\nrunLoop\nlayout", "97%");
     manager.reportAPMDict({ { "t", "FPS" }, { "fps", 58 }, { "cs", "warm" } });
 }
@@ -35,23 +40,26 @@ int main(int count, char** arguments)
         return 2;
     }
 
-    telvora::LinuxPlatformOptions host;
-    host.applicationName = "Reporting provider";
-    host.applicationVersion = "1.0.0";
-    host.applicationIdentifier = "com.example.reporting-provider";
-    // The library uses it to the end of the process.
-    auto& platform = *new telvora::LinuxPlatform(std::move(host));
-    telvora::installPlatform(platform.services());
+    // Reports contain the channel's common data, so there must be the channel. It needs no address,
+    // because nothing is sent.
+    const auto reports = std::make_shared<ReportFile>(arguments[1]);
+    const auto result = telvora::startTelvora(
+        {
+            .channels = { { .index = "APM", .standardData = telvora::StandardData::standard } },
+            .identifier = [] { return "0B5E1A52-7B1C-4F0E-9C57-0F4E2D3A6B91"; },
+            .reportingProvider = reports,
+        },
+        {
+            .applicationName = "Reporting provider",
+            .applicationVersion = "1.0.0",
+            .applicationIdentifier = "com.example.reporting-provider",
+        });
+    if (!result) {
+        std::fputs(result.text().c_str(), stderr);
+        return 1;
+    }
 
     auto& manager = telvora::TrackerManager::shared();
-    // Reports contain the channel's common data, so the channel must be registered. It needs no
-    // address, because nothing is sent.
-    manager.register_(std::make_shared<telvora::TrackerConfig>("APM", 50));
-    manager.setQvxUuid([] { return "0B5E1A52-7B1C-4F0E-9C57-0F4E2D3A6B91"; });
-    manager.setupCommonVendelDatas();
-    const auto reports = std::make_shared<ReportFile>(arguments[1]);
-    manager.setupOstra(reports);
-
     reportSomeMoments(manager);
 
     manager.setupOstra(nullptr);

@@ -81,8 +81,13 @@ void Desk::turnPage()
     m_navigator.show(page);
     TrackerManager& manager = TrackerManager::shared();
     manager.enrollPageViewTrack(page);
-    manager.enrollFirstFrameTrack(0.1234, page);
-    manager.enrollLCPTrack(0, 18.5, 42.0, 120.25, 61.0, 241.75, page);
+    manager.enrollFirstFrameTrack({ .time = 12340us, .page = page });
+    manager.enrollLCPTrack({ .init = 18ms,
+        .render = 42ms,
+        .request = 120ms,
+        .firstFrame = 61ms,
+        .total = 241ms,
+        .page = page });
     for (int report = 0; report < 3; ++report)
         count("APM");
 }
@@ -90,8 +95,8 @@ void Desk::turnPage()
 void Desk::measure()
 {
     TrackerManager& manager = TrackerManager::shared();
-    manager.enrollSlowFrameTrack(0.048, 16.0, "TradeViewController");
-    manager.enrollFrozenFrameTrack(0.75, 16.0, "TradeViewController");
+    manager.enrollSlowFrameTrack({ .slow = 48ms, .total = 1s, .page = "TradeViewController" });
+    manager.enrollFrozenFrameTrack({ .frozen = 750ms, .total = 1s, .page = "TradeViewController" });
     manager.enrollSkarnTrack("0 main\n1 OrderBook::redraw\n2 Chart::layout", "cpu=93%");
     Dictionary frames;
     frames["t"] = "FPS";

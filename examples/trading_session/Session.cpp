@@ -1,5 +1,7 @@
 #include "Session.h"
 
+#include <Telvora/Start/ApplicationState.h>
+
 #include <cstdio>
 #include <thread>
 
@@ -26,9 +28,8 @@ bool hasNoUploads(const LedgerAccount& events)
 
 } // namespace
 
-Session::Session(telvora::LinuxPlatform& platform, CollectorClient& collector, Desk& desk)
-    : m_platform(platform)
-    , m_collector(collector)
+Session::Session(CollectorClient& collector, Desk& desk)
+    : m_collector(collector)
     , m_desk(desk)
     , m_progress(desk)
 {
@@ -221,16 +222,16 @@ void Session::toBackground()
         }
         return true;
     });
-    m_platform.notificationCenter().post(telvora::Notification::didEnterBackground);
+    telvora::enterBackground();
 }
 
 void Session::toForeground()
 {
-    m_platform.notificationCenter().post(telvora::Notification::willEnterForeground);
+    telvora::enterForeground();
     m_desk.resume();
 }
 
 void Session::flush()
 {
-    m_platform.notificationCenter().post(telvora::Notification::didEnterBackground);
+    telvora::enterBackground();
 }

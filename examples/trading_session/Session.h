@@ -4,7 +4,7 @@
 #include "Desk.h"
 #include "Progress.h"
 
-#include <Telvora/Platform/Linux/LinuxPlatform.h>
+#include <Telvora/Base/Dictionary.h>
 
 #include <chrono>
 #include <functional>
@@ -14,7 +14,7 @@
 /// The script of the demonstration. Only the main thread uses it.
 class Session {
 public:
-    Session(telvora::LinuxPlatform& platform, CollectorClient& collector, Desk& desk);
+    Session(CollectorClient& collector, Desk& desk);
 
     /// Ordinary work for that long.
     void trade(std::chrono::milliseconds howLong);
@@ -41,7 +41,6 @@ private:
     void flush();
     void fault(const std::string& title, std::optional<telvora::Dictionary> rule);
 
-    telvora::LinuxPlatform& m_platform;
     CollectorClient& m_collector;
     Desk& m_desk;
     Progress m_progress;

@@ -5,6 +5,8 @@
 
 #include "../reporting_provider/ReportFile.h"
 
+#include <Telvora/Platform/Linux/LinuxPlatform.h>
+
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -65,7 +67,7 @@ bool run(const Options& options)
     if (options.isFresh)
         collector.reset();
     Desk desk(options.collector, navigator, provider != nullptr);
-    Session session(platform, collector, desk);
+    Session session(collector, desk);
     if (provider) {
         // The same host with a provider for its reports; the faults were shown before.
         session.trade(3s);

@@ -1,14 +1,17 @@
 #include <Telvora/Platform/Clock.h>
-#include <Telvora/Telvora.h>
+#include <Telvora/StartTelvora.h>
 
 #include <cstdio>
 #include <memory>
 
-// Registers a channel and hands over an event on the real platform.
+// Starts on the real platform, registers another channel and hands over an event.
 int main()
 {
     static_assert(TELVORA_VERSION >= 100);
 
+    const auto start
+        = telvora::startTelvora({ .channels = { { .index = "E2E", .url = "http://127.0.0.1:1" } } },
+            { .applicationVersion = "1.4.2" });
     auto& manager = telvora::TrackerManager::shared();
     const auto config = std::make_shared<telvora::TrackerConfig>("Orders", 50);
     manager.register_(config);
@@ -21,5 +24,5 @@ int main()
     const bool isKnown = manager.ledger("Orders").has_value();
     const bool isInOrder = config->ledger().hostExceptions == 0;
     const bool ticks = telvora::platform().clock.secondsSince1970() > 0;
-    return isKnown && isInOrder && ticks && text == R"({"name":"package.tried"})" ? 0 : 1;
+    return start && isKnown && isInOrder && ticks && text == R"({"name":"package.tried"})" ? 0 : 1;
 }
