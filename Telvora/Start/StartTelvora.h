@@ -38,7 +38,7 @@ struct [[nodiscard]] StartResult {
 /// called afterwards as well; TrackerManager::start() must not, because this calls it.
 ///
 /// Life: once in a process. `platform` must live to the end of the process.
-/// Threads: call it on one thread, as early as other threads use the library.
+/// Threads: call it on one thread, before others use the library.
 ///
 /// Failure: throws nothing. The options are checked first: where anything is wrong with them,
 /// another platform is in use, the library was started before, or the process is a forked child,
