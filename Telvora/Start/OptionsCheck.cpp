@@ -58,7 +58,7 @@ void checkCommonData(const std::string& owner, const Channel& channel, Problems&
     if (channel.standardData == StandardData::frontEndMonitor
         && channel.index != rawValue(DefaultIndex::Sentry))
         problems.push_back(owner + ": only \"Sentry\" has data for the front-end monitor");
-    if (!encode(channel.commonData)) {
+    if (channel.nonFinite != NonFiniteCost::null && !encode(channel.commonData)) {
         problems.push_back(
             owner + ": a number in its common data is not finite, which JSON cannot express");
     }

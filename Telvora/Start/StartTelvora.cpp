@@ -58,6 +58,9 @@ void setUpChannel(Channel&& channel)
     const auto config = std::make_shared<TrackerConfig>(std::move(channel.index), channel.limit,
         std::move(channel.headers), Array(), false, channel.url.closure());
     config->setBodyEncoding(channel.encoding);
+    config->setNonFiniteCost(channel.nonFinite);
+    config->setBadAddress(channel.badAddress);
+    config->setBatchId(channel.hasBatchId);
     if (channel.onStart)
         config->setStartHook(std::move(channel.onStart));
     if (channel.onStop)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Diagnostic.h>
 #include <Telvora/Classes/OstraProviderProtocol.h>
 #include <Telvora/Classes/TrackerConfiguration.h>
@@ -54,6 +55,12 @@ struct Channel {
     std::optional<std::string> listKey {};
     /// Whether batches are compressed.
     BodyEncoding encoding = BodyEncoding::plain;
+    /// What a number costs that is not finite.
+    NonFiniteCost nonFinite = NonFiniteCost::batch;
+    /// What an address of a closure does that cannot be parsed.
+    BadAddress badAddress = BadAddress::stop;
+    /// Whether requests have the header "x-batch-id", the same in all tries of a batch.
+    bool hasBatchId = false;
     /// Called by startTelvora(). A channel without it counts as running only after the first return
     /// to the foreground.
     std::function<void()> onStart {};
