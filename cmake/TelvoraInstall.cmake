@@ -11,17 +11,30 @@ else()
     set(pkgConfigFiles telvora-simulated)
 endif()
 
-install(TARGETS ${platformTargets} telvora_core telvora_simulated
-    EXPORT TelvoraTargets
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# One set for each component, which `cmake --install --component` and the packages of a system tell
+# apart: what a program needs to run, and what is needed to build one.
+function(telvora_install_libraries exportName library development)
+    install(TARGETS ${ARGN}
+        EXPORT ${exportName}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${library}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${library}
+            NAMELINK_COMPONENT ${development}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${development}
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${development}
+        FILE_SET generated DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${development})
+    install(EXPORT ${exportName} NAMESPACE Telvora:: DESTINATION ${packageFolder}
+        COMPONENT ${development})
+endfunction()
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
+telvora_install_libraries(TelvoraTargets library development ${platformTargets} telvora_core)
+telvora_install_libraries(TelvoraSimulatedTargets simulated_library simulated telvora_simulated)
+
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT library)
 if(TELVORA_BUILD_TOOLS)
-    install(TARGETS telvora-host telvora-collector RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(TARGETS telvora-host telvora-collector
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
     # So that they find shared libraries of the same tree, wherever it is moved.
     file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(telvora-host telvora-collector PROPERTIES
@@ -31,8 +44,6 @@ endif()
 # CMake: find_package(Telvora) gives Telvora::telvora, what it consists of (Telvora::core and
 # Telvora::linux), and Telvora::simulated. A host may name those three, without "Telvora::", as
 # components.
-set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
-install(EXPORT TelvoraTargets NAMESPACE Telvora:: DESTINATION ${packageFolder})
 configure_package_config_file(
     ${CMAKE_CURRENT_LIST_DIR}/TelvoraConfig.cmake.in ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake
     INSTALL_DESTINATION ${packageFolder}
@@ -42,7 +53,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/TelvoraConfigVersion.cmak
     COMPATIBILITY SameMinorVersion)
 install(FILES
     ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake ${PROJECT_BINARY_DIR}/TelvoraConfigVersion.cmake
-    DESTINATION ${packageFolder})
+    DESTINATION ${packageFolder} COMPONENT development)
 
 # pkg-config. The prefix is relative to the file, so that the installed tree can be moved; the other
 # folders are relative to the prefix unless they were given as absolute paths.
@@ -77,5 +88,11 @@ else()
 endif()
 foreach(file IN LISTS pkgConfigFiles)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/${file}.pc.in ${PROJECT_BINARY_DIR}/${file}.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/${file}.pc DESTINATION ${pkgConfigFolder})
+    if(file STREQUAL telvora-simulated)
+        set(component simulated)
+    else()
+        set(component development)
+    endif()
+    install(FILES ${PROJECT_BINARY_DIR}/${file}.pc
+        DESTINATION ${pkgConfigFolder} COMPONENT ${component})
 endforeach()
