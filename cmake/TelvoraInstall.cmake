@@ -1,5 +1,5 @@
 # What `cmake --install` installs: headers, libraries, the CMake package, pkg-config files, the
-# license, and the tools if they are built.
+# license and those of others, and the tools if they are built.
 
 include(CMakePackageConfigHelpers)
 
@@ -30,8 +30,8 @@ set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
 telvora_install_libraries(TelvoraTargets library development ${platformTargets} telvora_core)
 telvora_install_libraries(TelvoraSimulatedTargets simulated_library simulated telvora_simulated)
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
-    COMPONENT library)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/docs/third-party-licences.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
 if(TELVORA_BUILD_TOOLS)
     install(TARGETS telvora-host telvora-collector
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
