@@ -206,9 +206,13 @@ public:
     Dictionary asDictionary() && { return dictionaryOf(static_cast<Record&&>(*this)); }
 
 protected:
+    /// For the record alone, which is made, copied and destroyed as itself.
     DataAsDict() = default;
+    /// The same.
     ~DataAsDict() = default;
+    /// The same.
     DataAsDict(const DataAsDict&) = default;
+    /// The same.
     DataAsDict& operator=(const DataAsDict&) = default;
 
 private:

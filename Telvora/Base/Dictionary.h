@@ -78,13 +78,17 @@ TELVORA_EXPORT Decoded decode(std::string_view text, std::size_t levels = 512);
 
 /// A deep copy without recursion.
 TELVORA_EXPORT Dictionary copy(const Dictionary& dictionary);
+/// The same of an array.
 TELVORA_EXPORT Array copy(const Array& array);
+/// The same of any value.
 TELVORA_EXPORT Value copy(const Value& value);
 
 /// Destroys a value without recursion. Looks at each member once. A value in memory that is given
 /// back as a whole (boost::json::is_deallocate_trivial) stays as it is.
 TELVORA_EXPORT void dispose(Dictionary&& dictionary) noexcept;
+/// The same of an array.
 TELVORA_EXPORT void dispose(Array&& array) noexcept;
+/// The same of any value.
 TELVORA_EXPORT void dispose(Value&& value) noexcept;
 
 } // namespace telvora

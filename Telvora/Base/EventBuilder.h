@@ -56,7 +56,9 @@ public:
     /// With the fields of `event`, copied without recursion.
     explicit EventBuilder(const Dictionary& event);
 
+    /// Takes the fields; the other is empty afterwards.
     EventBuilder(EventBuilder&&) noexcept = default;
+    /// The same.
     EventBuilder& operator=(EventBuilder&&) noexcept = default;
 
     /// Sets a field, which keeps its place if there is one of that key. EventValue.h says what

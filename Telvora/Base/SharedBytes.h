@@ -23,17 +23,24 @@ public:
         : m_bytes(bytes.empty() ? nullptr : std::make_shared<const std::string>(std::move(bytes)))
     {
     }
+    /// A copy of the text, which ends with a zero.
     SharedBytes(const char* text)
         : SharedBytes(std::string(text))
     {
     }
 
+    /// The bytes; valid as long as one that shares them.
     std::string_view view() const { return m_bytes ? std::string_view(*m_bytes) : ""; }
+    /// The same as view().
     operator std::string_view() const { return view(); }
+    /// A copy of the bytes.
     operator std::string() const { return std::string(view()); }
 
+    /// The first byte; never null.
     const char* data() const { return view().data(); }
+    /// How many bytes there are.
     std::size_t size() const { return view().size(); }
+    /// Whether there are none.
     bool empty() const { return !m_bytes; }
 
     /// Compares the bytes.

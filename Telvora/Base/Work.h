@@ -21,8 +21,10 @@ template<typename Signature, std::size_t inlineBytes> class UniqueFunction;
 template<typename Result, typename... Arguments, std::size_t inlineBytes>
 class UniqueFunction<Result(Arguments...), inlineBytes> {
 public:
+    /// Empty.
     UniqueFunction() = default;
 
+    /// Holds `callable`, moved or copied into it.
     template<typename Callable>
     requires(
         !std::is_same_v<std::remove_cvref_t<Callable>,
@@ -32,6 +34,7 @@ public:
         construct<std::remove_cvref_t<Callable>>(std::forward<Callable>(callable));
     }
 
+    /// Takes the callable; the other is empty afterwards.
     UniqueFunction(UniqueFunction&& other) noexcept
         : m_operations(std::exchange(other.m_operations, nullptr))
     {
@@ -39,6 +42,7 @@ public:
             m_operations->move(m_storage, other.m_storage);
     }
 
+    /// The same; the callable that was held is destroyed.
     UniqueFunction& operator=(UniqueFunction&& other) noexcept
     {
         if (this != &other) {
@@ -52,8 +56,10 @@ public:
 
     ~UniqueFunction() { reset(); }
 
+    /// Whether there is a callable.
     explicit operator bool() const { return m_operations != nullptr; }
 
+    /// Calls the callable. Requires: not empty.
     Result operator()(Arguments... arguments)
     {
         return m_operations->call(m_storage, std::forward<Arguments>(arguments)...);
@@ -139,8 +145,10 @@ using Work = UniqueFunction<void(), 80>;
 /// copies nothing.
 template<typename Signature> class FunctionRef;
 
+/// The one form there is, of a callable that takes `Arguments` and returns `Result`.
 template<typename Result, typename... Arguments> class FunctionRef<Result(Arguments...)> {
 public:
+    /// Refers to `callable`, which must live as long.
     template<typename Callable>
     requires(!std::is_same_v<std::remove_cvref_t<Callable>,
                  FunctionRef> && std::is_invocable_r_v<Result, Callable&, Arguments...>)
@@ -153,6 +161,7 @@ public:
     {
     }
 
+    /// Calls it.
     Result operator()(Arguments... arguments) const
     {
         return m_call(m_object, std::forward<Arguments>(arguments)...);

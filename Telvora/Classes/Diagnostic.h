@@ -14,6 +14,7 @@ namespace telvora {
 /// One thing that went wrong, as TrackerManager::setDiagnosticsHandler() hands it over. Members
 /// that a kind does not name are empty or 0.
 struct TELVORA_EXPORT Diagnostic {
+    /// What went wrong, and which members say more.
     enum class Kind {
         /// An upload failed, and the batch waits for its next try: `upload`, `events`.
         uploadFailed,
@@ -31,22 +32,29 @@ struct TELVORA_EXPORT Diagnostic {
         heldBack,
     };
 
+    /// What went wrong.
     Kind kind = Kind::uploadFailed;
     /// The channel; of events for an unknown one, the index that was asked for. Empty if the kind
     /// concerns no channel.
     std::string index {};
+    /// The upload that failed.
     std::optional<UploadFailure> upload {};
+    /// How many events it concerns.
     std::int64_t events = 0;
+    /// Why they are dropped.
     std::optional<DropReason> dropReason {};
     /// The header's name.
     std::string header {};
+    /// What a closure of the host threw, for a person.
     std::string reason {};
+    /// How many diagnostics were not delivered.
     std::int64_t count = 0;
 };
 
 /// "uploadFailed", "batchGivenUp" and so on.
 TELVORA_EXPORT std::string_view rawValue(Diagnostic::Kind kind);
 
+/// Takes one diagnostic; TrackerManager::setDiagnosticsHandler() says on which thread.
 using DiagnosticsHandler = std::function<void(const Diagnostic&)>;
 
 } // namespace telvora

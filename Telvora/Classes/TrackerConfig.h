@@ -37,8 +37,11 @@ class PendingEvents;
 /// hook throws is caught and counted on the ledger.
 class TELVORA_EXPORT TrackerConfig {
 public:
+    /// The channels for which the library has operations.
     using DefaultIndex = telvora::DefaultIndex;
+    /// Takes and returns nothing; a hook of start, stop or restart.
     using Hook = std::function<void()>;
+    /// Returns the address of the channel, http or https.
     using URLHook = std::function<std::string()>;
 
     /// `index` names the channel: the raw value of a DefaultIndex, or any other text.
@@ -51,6 +54,7 @@ public:
     /// upload fails and is retried.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers = {},
         Array&& apiDatas = {}, bool useOstraReport = false, URLHook urlHook = {});
+    /// The same, with a copy of the events.
     TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
         const Array& apiDatas, bool useOstraReport = false, URLHook urlHook = {});
     ~TrackerConfig();
@@ -60,10 +64,15 @@ public:
 
     // As given to the constructor; none of them changes.
 
+    /// The channel's name.
     const std::string& index() const { return m_index; }
+    /// The number of events at which the list is sent at once.
     std::int64_t maxLimit() const { return m_maxLimit; }
+    /// The headers of every request.
     const StringDictionary& headers() const { return m_headers; }
+    /// The host's note to itself.
     bool useOstraReport() const { return m_useOstraReport; }
+    /// The address; may be empty.
     const URLHook& urlHook() const { return m_urlHook; }
 
     /// Called by start() for a channel that is not yet running.
@@ -84,6 +93,7 @@ public:
     std::shared_ptr<const TrackerCommonData> commonData() const;
     /// Replaces the common data; moved or copied without recursion, however deep they are.
     void setCommonData(TrackerCommonData&& commonData);
+    /// The same, with a copy.
     void setCommonData(const TrackerCommonData& commonData);
 
     /// How the channel's batches are sent from now on; plain until set. A batch is compressed when
@@ -91,6 +101,7 @@ public:
     /// made it, that is inside the manager's barrier, and other events wait meanwhile. A retry
     /// entry of the host's is compressed for each try.
     void setBodyEncoding(BodyEncoding encoding);
+    /// How the channel's batches are sent now.
     BodyEncoding bodyEncoding() const { return m_bodyEncoding.load(std::memory_order_relaxed); }
 
     /// What a number that is not finite costs, in events and in common data from now on and in the

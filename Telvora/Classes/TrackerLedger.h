@@ -50,12 +50,19 @@ TELVORA_EXPORT std::string_view rawValue(DropReason reason);
 struct TELVORA_EXPORT LedgerAccount {
     /// How many were dropped, by reason: the fields are named like the cases of DropReason.
     struct TELVORA_EXPORT Dropped {
+        /// Dropped as DropReason::unknownChannel.
         std::int64_t unknownChannel = 0;
+        /// Dropped as DropReason::clearedAfterCopy.
         std::int64_t clearedAfterCopy = 0;
+        /// Dropped as DropReason::unencodable.
         std::int64_t unencodable = 0;
+        /// Dropped as DropReason::answerNotObject.
         std::int64_t answerNotObject = 0;
+        /// Dropped as DropReason::retriesExhausted.
         std::int64_t retriesExhausted = 0;
+        /// Dropped as DropReason::removedUnseen.
         std::int64_t removedUnseen = 0;
+        /// Dropped as DropReason::internalError.
         std::int64_t internalError = 0;
         std::int64_t disabled = 0;
         std::int64_t afterShutdown = 0;
@@ -63,6 +70,7 @@ struct TELVORA_EXPORT LedgerAccount {
 
         /// The sum of all reasons.
         std::int64_t total() const;
+        /// Member by member.
         bool operator==(const Dropped&) const = default;
     };
 
@@ -82,6 +90,7 @@ struct TELVORA_EXPORT LedgerAccount {
 
     /// pending + inFlight + waiting + delivered + dropped
     std::int64_t accountedFor() const;
+    /// Member by member.
     bool operator==(const LedgerAccount&) const = default;
 };
 
@@ -108,9 +117,12 @@ struct TELVORA_EXPORT UploadFailure {
     std::string reason;
     /// Which try of the batch it was, from 1, and how many there are.
     std::int64_t attempt = 0;
+    /// How many tries a batch has at most, the first one among them.
     std::int64_t attempts = 0;
+    /// What becomes of the batch.
     Outcome outcome = Outcome::waiting;
 
+    /// Member by member.
     bool operator==(const UploadFailure&) const = default;
 };
 
@@ -121,7 +133,9 @@ TELVORA_EXPORT std::string_view rawValue(UploadFailure::Outcome outcome);
 /// Deliberate: the documented gaps of flush and retry can send an event twice. The second copy is
 /// not counted, so that `accepted` is what the host handed over.
 struct LedgerSnapshot {
+    /// Where the events are.
     LedgerAccount events;
+    /// Where the batches are.
     LedgerAccount batches;
     /// How often a closure of the host threw while it was called for this channel: a hook, the URL
     /// hook, or the trigger callback for one of its events.
@@ -129,6 +143,7 @@ struct LedgerSnapshot {
     /// The last upload that failed; a later success does not remove it.
     std::optional<UploadFailure> lastFailure {};
 
+    /// Member by member.
     bool operator==(const LedgerSnapshot&) const = default;
 };
 

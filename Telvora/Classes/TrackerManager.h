@@ -119,6 +119,7 @@ public:
     /// Replaces the common data of the channel `for_` and the key of its event list; nothing
     /// happens where no such channel is registered.
     void setupCommonDatas(Dictionary&& commonDatas, std::string dataListKey, std::string_view for_);
+    /// The same, with a copy.
     void setupCommonDatas(
         const Dictionary& commonDatas, std::string dataListKey, std::string_view for_);
 
@@ -141,10 +142,12 @@ public:
     /// A Dictionary in memory of the host's own uses that memory until its block has ended, for
     /// which timerEventHandler() waits.
     void appendTracker(Dictionary&& event, std::string for_);
+    /// The same, with an event that is built.
     template<BuiltEvent Event> void appendTracker(Event&& event, std::string for_)
     {
         appendBuilt(static_cast<EventBuilder&>(event), std::move(for_), Network::notStamped);
     }
+    /// The same, with a copy.
     void appendTracker(const Dictionary& event, std::string for_);
 
     /// Installs the closure that is called with every event after its intake, also for unknown
@@ -230,6 +233,7 @@ public:
             detail::propertyKeys<Record>, [&] { detail::completed(record); },
             [&](detail::TakeProperty take) { detail::passProperties(record, take); });
     }
+    /// The same for a record that is given up.
     template<DataAsDictRecord Record>
     void enrollAPMReport(Record&& record, [[maybe_unused]] bool useOstra = false)
     {
@@ -248,6 +252,7 @@ public:
     /// text in "cs" is also put into "extra", as a member of the object that "extra" is or contains
     /// as JSON text. An "extra" that is not JSON stays, and a line on standard output says so.
     void reportAPMDict(Dictionary&& dict, bool immediately = false, bool useOstra = false);
+    /// The same, with a copy.
     void reportAPMDict(const Dictionary& dict, bool immediately = false, bool useOstra = false);
 
     /// Reports a finished dictionary: to the provider if there is one and an "APM" channel,
@@ -256,6 +261,7 @@ public:
     /// not called. A report that cannot be encoded, or that makes the provider throw, is lost with
     /// a log line.
     void wrapAppendTracker(Dictionary&& dict, bool useOstra = false);
+    /// The same, with a copy.
     void wrapAppendTracker(const Dictionary& dict, bool useOstra = false);
 
     // ---- TrackerManager+Enroll.cpp: one measurement each, as an APM report ----
@@ -315,25 +321,31 @@ public:
 
     /// Sets "network" and hands the event to "E2E".
     void enrollE2ETrack(Dictionary&& event);
+    /// The same, with an event that is built.
     template<BuiltEvent Event> void enrollE2ETrack(Event&& event)
     {
         appendBuilt(event, std::string(rawValue(DefaultIndex::E2E)), Network::stamped);
     }
+    /// The same, with a copy.
     void enrollE2ETrack(const Dictionary& event);
     /// Hands the event to "MP" unchanged.
     void enrollMPTrack(Dictionary&& event);
+    /// The same, with an event that is built.
     template<BuiltEvent Event> void enrollMPTrack(Event&& event)
     {
         appendBuilt(event, std::string(rawValue(DefaultIndex::MP)), Network::notStamped);
     }
+    /// The same, with a copy.
     void enrollMPTrack(const Dictionary& event);
     /// Sets "network" and hands the event to "APM" if `byAPM`, otherwise to "Sentry".
     void enrollSentryTrack(Dictionary&& event, bool byAPM);
+    /// The same, with an event that is built.
     template<BuiltEvent Event> void enrollSentryTrack(Event&& event, bool byAPM)
     {
         const DefaultIndex index = byAPM ? DefaultIndex::APM : DefaultIndex::Sentry;
         appendBuilt(event, std::string(rawValue(index)), Network::stamped);
     }
+    /// The same, with a copy.
     void enrollSentryTrack(const Dictionary& event, bool byAPM);
 
     /// The standard common data: those of CommonTrackerModel, "buid" (the identifier, if the host

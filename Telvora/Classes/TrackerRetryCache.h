@@ -24,6 +24,7 @@ namespace telvora {
 /// Threads: a value without a lock; giveShare() and takeShare() from any thread.
 class TELVORA_EXPORT TrackerRetryData {
 public:
+    /// How many retries a batch of the library has.
     static constexpr std::int64_t defaultMaxRetryCount = 3;
 
     /// `timestamp` becomes the current time.
@@ -43,6 +44,7 @@ public:
     /// The "x-batch-id" of its tries; empty until it is sent with one.
     std::string batchId {};
 
+    /// Whether count and time are the same.
     bool operator==(const TrackerRetryData& other) const
     {
         return retryCount == other.retryCount && timestamp == other.timestamp;
@@ -56,8 +58,11 @@ public:
         return retryCount != other.retryCount ? retryCount < other.retryCount
                                               : other.timestamp <= timestamp;
     }
+    /// The other is less.
     bool operator>(const TrackerRetryData& other) const { return other < *this; }
+    /// The other is not less, by the order above.
     bool operator<=(const TrackerRetryData& other) const { return !(other < *this); }
+    /// This one is not less.
     bool operator>=(const TrackerRetryData& other) const { return !(*this < other); }
 
     /// Stores what the entry stands for in its channel's accounts.
@@ -69,6 +74,7 @@ private:
     std::atomic<std::uint64_t> m_share { 0 };
 };
 
+/// An entry as cache and host share it; may be null.
 using TrackerRetryEntry = std::shared_ptr<TrackerRetryData>;
 
 /// A store of failed batches.

@@ -14,7 +14,9 @@ struct Rectangle {
     double x = 0;
     /// The upper edge.
     double y = 0;
+    /// From the left edge to the right one.
     double width = 0;
+    /// From the upper edge to the lower one.
     double height = 0;
 };
 

@@ -43,7 +43,9 @@ struct HTTPRequest {
 /// The result of a request. Either `data` is set (the body of a complete answer with any status; it
 /// may be empty), or `error` (why there is no complete answer).
 struct HTTPAnswer {
+    /// The body of a complete answer; may be empty.
     std::optional<std::string> data;
+    /// Why there is no complete answer, for a person.
     std::optional<std::string> error;
     /// The HTTP status; 0 if there was no answer.
     int status = 0;
@@ -73,6 +75,7 @@ struct HTTPAnswer {
 /// list).
 class TELVORA_EXPORT HTTPClient {
 public:
+    /// Takes the answer of one request.
     using Completion = UniqueFunction<void(HTTPAnswer), 80>;
 
     virtual ~HTTPClient() = default;

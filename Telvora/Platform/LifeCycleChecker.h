@@ -75,11 +75,13 @@ struct LifeCycleResolveRule {
 /// The rules of an adaptor; made from a single rule.
 class LifeCycleResolveRules {
 public:
+    /// With that one rule.
     explicit LifeCycleResolveRules(LifeCycleResolveRule rule)
         : m_rule(std::move(rule))
     {
     }
 
+    /// The rule.
     const LifeCycleResolveRule& rule() const { return m_rule; }
 
 private:
@@ -104,6 +106,7 @@ public:
 
     /// The framework's rules for this adaptor; those of its maker until set.
     virtual const LifeCycleResolveRules& occasionRule() const = 0;
+    /// Called by the framework to replace them.
     virtual void setOccasionRule(LifeCycleResolveRules rule) = 0;
 
     /// The occasion that the framework's selector `sel` means; absent for any other text.

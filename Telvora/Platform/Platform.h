@@ -24,18 +24,31 @@ class UUIDSource;
 /// Life: the host makes the set and installs it before the first use of the library, or takes the
 /// default set. It must live to the end of the process.
 struct Platform {
+    /// Which URLs programs on the device can open.
     Application& application;
+    /// What the host says of itself: name, version, identifier.
     Bundle& bundle;
+    /// Calendar time and steady time.
     Clock& clock;
+    /// The device and its main screen.
     Device& device;
+    /// Queues, and the main queue.
     Dispatch& dispatch;
+    /// Looks for files and writes them.
     FileManager& fileManager;
+    /// Sends the batches.
     HTTPClient& httpClient;
+    /// Knows when screens appear and disappear.
     LifeCycleChecker& lifeCycleChecker;
+    /// Tells of background and foreground.
     NotificationCenter& notificationCenter;
+    /// Makes objects that know the network.
     ReachabilityService& reachability;
+    /// The screens that the user sees.
     ScreenHierarchy& screens;
+    /// The cellular services.
     Telephony& telephony;
+    /// New UUIDs.
     UUIDSource& uuids;
 };
 

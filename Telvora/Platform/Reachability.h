@@ -19,6 +19,7 @@ namespace telvora {
 /// it may ask the system. The callbacks are called on the main queue (Dispatch::mainAsync).
 class TELVORA_EXPORT Reachability {
 public:
+    /// How the device is connected.
     enum class Connection {
         none,
         wifi,

@@ -26,6 +26,7 @@ struct ViewControllerInfo;
 /// released meanwhile is destroyed on that thread.
 class TELVORA_EXPORT UIViewController : public std::enable_shared_from_this<UIViewController> {
 public:
+    /// Which other screens it may contain.
     enum class Kind {
         plain,
         navigation,
@@ -56,7 +57,9 @@ public:
 
 /// The page that the user sees: its screen, held weakly, and the host's parameters.
 struct ViewControllerInfo {
+    /// The screen; gone once it is destroyed.
     std::weak_ptr<UIViewController> vc;
+    /// The page's parameters, as the host gave them.
     StringDictionary params {};
 };
 

@@ -27,6 +27,7 @@ struct Carrier {
 /// Implementations: Host/HostTelephony, Simulated/ScriptedTelephony.
 class TELVORA_EXPORT Telephony {
 public:
+    /// Pairs of a service identifier and its carrier.
     using Carriers = std::vector<std::pair<std::string, Carrier>>;
     /// Values are the full constants, such as "CTRadioAccessTechnologyLTE".
     using RadioTechnologies = std::vector<std::pair<std::string, std::string>>;

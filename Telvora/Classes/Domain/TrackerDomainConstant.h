@@ -60,7 +60,9 @@ TELVORA_EXPORT std::optional<TrackNetworkStatusType> trackNetworkStatusType(
 
 /// The keys of a TrackNetworkStatus in JSON.
 namespace NetworkStatusCodingKey {
+/// Whether there is a network: a boolean.
 inline constexpr std::string_view isConnected = "isConnected";
+/// The raw value of a TrackNetworkStatusType: text.
 inline constexpr std::string_view networkType = "networkType";
 } // namespace NetworkStatusCodingKey
 

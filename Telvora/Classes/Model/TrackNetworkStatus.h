@@ -34,6 +34,7 @@ struct TELVORA_EXPORT TrackNetworkStatus {
     /// is one of the seven texts.
     static std::optional<TrackNetworkStatus> decode(std::string_view text);
 
+    /// Member by member.
     bool operator==(const TrackNetworkStatus&) const = default;
 };
 

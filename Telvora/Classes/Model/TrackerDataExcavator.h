@@ -64,15 +64,25 @@ public:
     // Each replaces the kept value for the rest of the process, in the form and unit of its getter.
     // For the host. Nothing is checked.
 
+    /// Replaces mobileName().
     static void setMobileName(std::string value);
+    /// Replaces modelName().
     static void setModelName(std::optional<std::string> value);
+    /// Replaces systemVersion().
     static void setSystemVersion(std::optional<std::string> value);
+    /// Replaces appVersion().
     static void setAppVersion(std::optional<std::string> value);
+    /// Replaces screenResolution().
     static void setScreenResolution(std::string value);
+    /// Replaces screenPpi().
     static void setScreenPpi(std::int64_t value);
+    /// Replaces screenSize().
     static void setScreenSize(std::string value);
+    /// Replaces jailbreaked().
     static void setJailbreaked(bool value);
+    /// Replaces mobileOperator().
     static void setMobileOperator(std::string value);
+    /// Replaces startTimestamp().
     static void setStartTimestamp(double value);
 
     // Read each time.
@@ -102,15 +112,18 @@ public:
 
     /// Whether a change of page is under way.
     static bool isTransitioning();
+    /// Sets isTransitioning().
     static void setIsTransitioning(bool value);
     /// Whether the end of that change still has to be scheduled.
     static bool isTransitioningControl();
+    /// Sets isTransitioningControl().
     static void setIsTransitioningControl(bool value);
 
     /// Suffixes of scene names. A screen with such a name is the page, whatever other screens it
     /// presents or contains.
     /// Deliberate: ".TradeViewController" is in the default list twice.
     static std::vector<std::string> monitorViewControllerWhiteList();
+    /// Replaces the list.
     static void setMonitorViewControllerWhiteList(std::vector<std::string> suffixes);
     /// The same list, without a copy. Never null.
     static WhiteList whiteList();

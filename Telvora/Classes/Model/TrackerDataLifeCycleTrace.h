@@ -24,6 +24,7 @@ public:
     static std::unique_ptr<TrackerDataLifeCycleTrace> create(const std::string& sceneName);
 
     const std::string& sceneName() const override { return m_sceneName; }
+    /// Replaces the name; the screen stays.
     void setSceneName(std::string sceneName) { m_sceneName = std::move(sceneName); }
 
     std::shared_ptr<UIViewController> scene() const override { return m_scene.lock(); }
@@ -67,6 +68,7 @@ public:
     /// A switch for the host; false until set.
     /// Deliberate: the library does not read it.
     static bool isEnabled();
+    /// Sets the switch.
     static void setIsEnabled(bool isEnabled);
 
 private:

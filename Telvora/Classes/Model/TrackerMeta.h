@@ -30,6 +30,7 @@ struct TELVORA_EXPORT TrackerMeta : DataAsDict<TrackerMeta> {
         /// The text that is sent.
         std::string name;
 
+        /// A type with that text.
         explicit T(std::string typeName)
             : name(std::move(typeName))
         {
@@ -38,6 +39,7 @@ struct TELVORA_EXPORT TrackerMeta : DataAsDict<TrackerMeta> {
         static T custom(std::string name) { return T(std::move(name)); }
     };
 
+    /// A record of that type, made now: see `t`, `d` and `ipaMode`. All else is absent.
     explicit TrackerMeta(T type);
 
     /// Type of the record. All types.

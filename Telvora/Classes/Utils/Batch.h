@@ -41,18 +41,23 @@ class TELVORA_EXPORT Batch {
 public:
     /// Null.
     Batch() = default;
+    /// Null.
     Batch(std::nullptr_t) { }
     /// Keeps `dictionary`, which nobody may change any more.
     Batch(std::shared_ptr<const Dictionary> dictionary);
+    /// The same.
     Batch(std::shared_ptr<Dictionary> dictionary)
         : Batch(std::shared_ptr<const Dictionary>(std::move(dictionary)))
     {
     }
 
+    /// Whether it is not null.
     explicit operator bool() const { return m_content != nullptr; }
     /// The dictionary, the same at each call; null if the batch is.
     const Dictionary* get() const;
+    /// The dictionary. Requires: not null.
     const Dictionary& operator*() const { return *get(); }
+    /// The same.
     const Dictionary* operator->() const { return get(); }
 
     /// The dictionary; it lives as long as its last owner.
@@ -79,6 +84,7 @@ private:
 /// A batch with the members of `dictionary`, moved or copied. Neither copying nor destroying it
 /// recurses, however deep its events are nested.
 TELVORA_EXPORT Batch makeBatch(Dictionary&& dictionary);
+/// The same, with a copy.
 TELVORA_EXPORT Batch makeBatch(const Dictionary& dictionary);
 
 namespace detail {

@@ -55,9 +55,12 @@ public:
             sink(index, m_heap.size());
     }
 
+    /// How many elements there are.
     std::size_t count() const { return m_heap.size(); }
+    /// Whether there are none.
     bool isEmpty() const { return m_heap.empty(); }
 
+    /// Inserts an element, in O(log n).
     void push(T element)
     {
         m_heap.push_back(std::move(element));
@@ -115,14 +118,21 @@ public:
 
     /// Level order: index 0 is the root, the children of i are at 2i+1 and 2i+2.
     const T& operator[](std::size_t index) const { return m_heap[index]; }
+    /// The root's index.
     std::size_t startIndex() const { return 0; }
+    /// One past the last index.
     std::size_t endIndex() const { return m_heap.size(); }
+    /// The index that comes next.
     std::size_t index(std::size_t after) const { return after + 1; }
+    /// The same as count().
     std::size_t underestimatedCount() const { return count(); }
 
     class Iterator;
+    /// Compared with an iterator: nothing is left.
     struct End { };
+    /// Begins with the root of a copy.
     Iterator begin() const { return Iterator(*this); }
+    /// What an iterator equals when its copy is empty.
     End end() const { return {}; }
 
     /// The heap in level order: [a, b, c].
@@ -132,7 +142,9 @@ public:
         text << *this;
         return text.str();
     }
+    /// The same as description().
     std::string debugDescription() const { return description(); }
+    /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const PriorityQueue& queue)
     {
         out << '[';
@@ -178,24 +190,33 @@ private:
 /// Pops one element after another from a copy of the queue.
 template<typename T, typename Order> class PriorityQueue<T, Order>::Iterator {
 public:
+    /// What std::iterator_traits asks for.
     using value_type = T;
+    /// The same.
     using difference_type = std::ptrdiff_t;
+    /// The same.
     using iterator_category = std::input_iterator_tag;
+    /// The same.
     using pointer = const T*;
+    /// The same.
     using reference = const T&;
 
+    /// Pops from `queue`.
     explicit Iterator(PriorityQueue queue)
         : m_queue(std::move(queue))
         , m_current(m_queue.pop())
     {
     }
 
+    /// The element that was popped last. Requires: not at the end.
     const T& operator*() const { return *m_current; }
+    /// Pops the next one.
     Iterator& operator++()
     {
         m_current = m_queue.pop();
         return *this;
     }
+    /// Whether nothing is left.
     bool operator==(End) const { return !m_current.has_value(); }
 
 private:

@@ -26,6 +26,7 @@ TELVORA_NO_THREAD_SAFETY_ANALYSIS auto withCriticalSection(Lock& mutex, Block&& 
 /// modify at once can lose an update. A caller that needs one atomic step uses another lock.
 template<typename T> class lockAtomic {
 public:
+    /// Holds `wrappedValue`.
     explicit lockAtomic(T wrappedValue = T())
         : m_value(std::move(wrappedValue))
     {
@@ -38,6 +39,7 @@ public:
 
     /// The same as getValue() and setValue().
     T wrappedValue() const { return getValue(); }
+    /// The same as setValue().
     void setWrappedValue(T newValue) { setValue(std::move(newValue)); }
 
     /// Reads a copy, calls `change` with it while the lock is free, and writes it back.

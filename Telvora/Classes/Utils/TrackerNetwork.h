@@ -49,6 +49,7 @@ public:
 
     /// How a post ended. The Handler is called for the first two only.
     enum class PostEnd {
+        /// The answer has "success".
         accepted,
         /// No answer, an answer that is not JSON, or one without "success".
         notAccepted,
@@ -59,15 +60,19 @@ public:
     };
     /// How a post ended, and why.
     struct PostResult {
+        /// How it ended.
         PostEnd end;
         /// Why the collector did not accept the batch, for a person; empty if it did.
         std::string reason {};
         /// The HTTP status; 0 without an answer.
         int status = 0;
     };
+    /// Takes how a post ended, and the batch that was posted.
     using EndHandler = UniqueFunction<void(PostResult, Batch), 128>;
+    /// Returns the identifier of the installation; absent where there is none.
     using IdentifierSource = std::function<std::optional<std::string>()>;
 
+    /// The one instance, made on first use and never destroyed.
     static TrackerNetwork& shareInstance();
 
     /// The application's version as the bundle has it now; empty where it has none.

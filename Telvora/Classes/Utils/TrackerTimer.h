@@ -43,6 +43,7 @@ public:
     /// Continues if it is not running. If ticks were missed, one of them comes at once.
     void resume();
 
+    /// Whether it ticks; false in a forked child.
     bool isRunning() const
     {
         return !detail::isForkedChild() && m_isRunning.load(std::memory_order_relaxed);

@@ -28,6 +28,7 @@ public:
 /// A log service for a host that uses a C interface instead of C++ classes. A null function is not
 /// called.
 struct ObjcLogService {
+    /// Called as LogService::loggerInit().
     void (*loggerInit)(void* context);
     /// `message` ends with a zero and is valid during the call.
     void (*log)(void* context, unsigned level, const char* message);

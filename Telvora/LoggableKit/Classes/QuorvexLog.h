@@ -49,10 +49,12 @@ TELVORA_EXPORT std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawV
 /// because the library prints nothing locally.
 class TELVORA_EXPORT QuorvexLog {
 public:
+    /// The subject of a line.
     using Category = QuorvexLogCategory;
 
     /// Installs the host's log service; null removes it. It gets no line before configLogger().
     static void setLogService(std::shared_ptr<LogService> service);
+    /// The same, of a service with a C interface, which is copied.
     static void setLogService(const ObjcLogService& service);
 
     /// Calls the service's loggerInit(); from then on lines are delivered, also to a service that
@@ -83,11 +85,13 @@ public:
 
     /// A list for the host's own use; the library adds nothing to it.
     static std::vector<std::string> logs();
+    /// Replaces the list.
     static void setLogs(std::vector<std::string> logs);
 };
 
 /// The same as the operations of QuorvexLog, as free functions.
 TELVORA_EXPORT void log(const QuorvexLogCategory& category, std::string_view message);
+/// The same with an error, as QuorvexLog::log() has it.
 TELVORA_EXPORT void log(
     const QuorvexLogCategory& category, std::string_view message, std::string_view error);
 

@@ -14,11 +14,13 @@ struct TELVORA_EXPORT QuorvexLogCategory {
     /// Printed in brackets in front of each line.
     std::string name;
 
+    /// A category of that name.
     explicit QuorvexLogCategory(std::string categoryName)
         : name(std::move(categoryName))
     {
     }
 
+    /// Whether the names are the same.
     bool operator==(const QuorvexLogCategory&) const = default;
 
     /// "HTTP"

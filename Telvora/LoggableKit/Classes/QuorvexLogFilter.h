@@ -15,6 +15,7 @@ namespace telvora {
 /// Deliberate: the library itself prints nothing; the host can ask needToPrint().
 class TELVORA_EXPORT QuorvexLogFilter {
 public:
+    /// What is filtered.
     using Category = QuorvexLogCategory;
 
     /// Only the categories of the list; with an empty list none.

@@ -8,6 +8,7 @@ namespace telvora {
 /// A Bundle from the host's options, for a system that has no description of a program.
 class TELVORA_EXPORT HostBundle final : public Bundle {
 public:
+    /// What the host says of itself.
     struct Options {
         /// The name, as users know it: "CFBundleName"; absent unless the host gives one.
         std::optional<std::string> name;
@@ -22,6 +23,7 @@ public:
         Dictionary infoDictionary;
     };
 
+    /// Keeps `options`; they do not change.
     explicit HostBundle(Options options);
 
     std::optional<Value> objectForInfoDictionaryKey(std::string_view key) const override;

@@ -13,8 +13,11 @@ namespace telvora {
 /// Threads: any. A reader gets a copy of one consistent snapshot and never waits for a modem.
 class TELVORA_EXPORT HostTelephony final : public Telephony {
 public:
+    /// What Telephony returns, at one moment.
     struct Snapshot {
+        /// serviceSubscriberCellularProviders().
         std::optional<Carriers> carriers;
+        /// serviceCurrentRadioAccessTechnology().
         std::optional<RadioTechnologies> radioTechnologies;
     };
 

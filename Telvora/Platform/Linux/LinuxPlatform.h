@@ -57,6 +57,7 @@ struct LinuxPlatformOptions {
 /// Threads: services() and the accessors from any thread; the services as their headers say.
 class TELVORA_EXPORT LinuxPlatform {
 public:
+    /// The services, as `options` want them.
     explicit LinuxPlatform(LinuxPlatformOptions options = {});
     ~LinuxPlatform();
 

@@ -10,6 +10,7 @@ namespace telvora {
 struct MainScreen {
     /// Width and height in points.
     double widthPoints = 0;
+    /// The same.
     double heightPoints = 0;
     /// Pixels per point.
     double scale = 1;

@@ -87,6 +87,7 @@ public:
 
     /// With true, blocks wait from now on; with false, the next run function runs them again.
     void setHold(bool isHeld);
+    /// Whether blocks wait.
     bool isHeld() const;
 
     /// Blocks that are ready and have not run.

@@ -15,6 +15,7 @@ namespace telvora {
 /// service, replace itself or let the library call again.
 template<typename... Arguments> class Observer {
 public:
+    /// What is called, with the arguments of the call.
     using Function = std::function<void(Arguments...)>;
 
     /// Sets the function; an empty one ends the observation.
@@ -24,6 +25,7 @@ public:
         m_function.set(std::move(shared));
     }
 
+    /// Calls the function, if there is one.
     void operator()(Arguments... arguments) const
     {
         if (const auto function = m_function.get())

@@ -20,18 +20,22 @@ class TELVORA_EXPORT ScriptedDevice final : public Device {
 public:
     /// What the functions of Device return; those describe meaning and unit.
     struct Values {
+        /// Device::safeDescription().
         std::string safeDescription = "iPhone 12";
+        /// Device::identifier().
         std::string identifier = "iPhone13,2";
         /// Pixels per inch; absent: the model is not known.
         std::optional<std::int64_t> ppi = 460;
         /// isSystemVersionAtLeast() compares the integers at its first two places; a place without
         /// an integer counts as 0.
         std::string systemVersion = "15.0";
+        /// Device::userInterfaceIdiom().
         UserInterfaceIdiom idiom = UserInterfaceIdiom::phone;
         /// Points.
         Rectangle screenBounds { 0, 0, 390, 844 };
         /// Pixels per point.
         double screenScale = 3;
+        /// Device::activeProcessorCount().
         std::int64_t activeProcessorCount = 6;
     };
 

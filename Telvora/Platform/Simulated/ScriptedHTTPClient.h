@@ -19,6 +19,7 @@ namespace telvora {
 ///
 ///     client.setAnswers({ ScriptedAnswer::body(R"({"success": true})").after(2s) });
 struct TELVORA_EXPORT ScriptedAnswer {
+    /// What comes of the request.
     enum class Kind {
         /// An answer that arrived: bytes and a status.
         body,
@@ -30,6 +31,7 @@ struct TELVORA_EXPORT ScriptedAnswer {
         later,
     };
 
+    /// What comes of the request.
     Kind kind = Kind::error;
     /// The body's bytes, or the error's text.
     std::string text {};
@@ -44,10 +46,13 @@ struct TELVORA_EXPORT ScriptedAnswer {
 
     // One for each kind, without a delay.
 
+    /// An answer that arrives.
     static ScriptedAnswer body(std::string bytes, int status = 200);
     /// `text` is what HTTPAnswer::error says.
     static ScriptedAnswer error(std::string text);
+    /// Neither data nor error.
     static ScriptedAnswer noData();
+    /// No answer until ScriptedHTTPClient::answer() gives one.
     static ScriptedAnswer later();
 
     /// A copy with this delay.

@@ -28,6 +28,7 @@ namespace telvora {
 /// itself.
 class TELVORA_EXPORT ScriptedScreenHierarchy final : public ScreenHierarchy {
 public:
+    /// Names a screen in a test.
     using ID = std::string;
 
     ScriptedScreenHierarchy();
@@ -39,6 +40,7 @@ public:
 
     /// Makes a plain screen without links; its class name is its id. False when the id exists.
     bool make(const ID& id);
+    /// Whether a screen of that id was made and not released.
     bool contains(const ID& id) const;
     /// The screen, or null. The pointer keeps the screen alive.
     std::shared_ptr<UIViewController> screen(const ID& id) const;
@@ -49,6 +51,7 @@ public:
     bool setClassName(const ID& id, std::string className);
     /// The class name until set.
     bool setSceneName(const ID& id, std::string sceneName);
+    /// Plain until set.
     bool setKind(const ID& id, UIViewController::Kind kind);
     /// The link to the visible screen of a navigation controller.
     bool setVisible(const ID& id, const std::optional<ID>& other);

@@ -13,6 +13,7 @@ namespace telvora {
 /// Threads: any; the order of their calls decides which thread gets which UUID.
 class TELVORA_EXPORT SeededUUIDSource final : public UUIDSource {
 public:
+    /// Any seed serves.
     explicit SeededUUIDSource(std::uint64_t seed = 0);
 
     UUID next() override;

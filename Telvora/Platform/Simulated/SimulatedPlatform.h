@@ -52,25 +52,42 @@ public:
 
     /// These forward to dispatch(), which describes them.
     void advance(std::chrono::nanoseconds step) { m_dispatch.advance(step); }
+    /// ManualDispatch::runUntilIdle().
     void runUntilIdle() { m_dispatch.runUntilIdle(); }
+    /// ManualDispatch::runNext().
     bool runNext() { return m_dispatch.runNext(); }
+    /// ManualDispatch::step().
     std::size_t step(std::size_t count = 1) { return m_dispatch.step(count); }
+    /// ManualDispatch::setHold().
     void setHold(bool isHeld) { m_dispatch.setHold(isHeld); }
     /// Sets calendar time only, in seconds since 1970-01-01 UTC.
     void setWallTime(double secondsSince1970) { m_clock.setWallTime(secondsSince1970); }
 
+    /// Which URLs can be opened.
     ScriptedApplication& application() { return m_application; }
+    /// What the host says of itself.
     ScriptedBundle& bundle() { return m_bundle; }
+    /// Both clocks.
     ManualClock& clock() { return m_clock; }
+    /// The device.
     ScriptedDevice& device() { return m_device; }
+    /// Queues, timers and time.
     ManualDispatch& dispatch() { return m_dispatch; }
+    /// Which files there are.
     ScriptedFileManager& fileManager() { return m_fileManager; }
+    /// Answers, and the requests that were sent.
     ScriptedHTTPClient& httpClient() { return m_httpClient; }
+    /// Plays the life of screens.
     ScriptedLifeCycleChecker& lifeCycleChecker() { return m_lifeCycleChecker; }
+    /// Posts notifications, and knows who observes.
     RecordingNotificationCenter& notificationCenter() { return m_notificationCenter; }
+    /// The network.
     ScriptedReachability& reachability() { return m_reachability; }
+    /// The screens.
     ScriptedScreenHierarchy& screens() { return m_screens; }
+    /// The cellular services.
     ScriptedTelephony& telephony() { return m_telephony; }
+    /// The UUIDs, from the seed.
     SeededUUIDSource& uuids() { return m_uuids; }
 
     /// Called, in order, for each question of the library to the bundle, the device, the life-cycle
