@@ -48,9 +48,4 @@ if(TELVORA_BUILD_TOOLS)
     telvora_add_deb(tools telvora-tools devel "${library} ${same}, ${simulatedLibrary} ${same}"
         "telvora-host and telvora-collector")
 endif()
-# The system looks its libraries up in a list, which these two change.
-foreach(component IN ITEMS LIBRARY SIMULATED_LIBRARY)
-    set(CPACK_DEBIAN_${component}_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/triggers)
-endforeach()
-
 include(CPack)
