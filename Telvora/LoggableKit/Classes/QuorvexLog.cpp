@@ -46,7 +46,8 @@ using detail::NeverDestroyed;
 constinit NeverDestroyed<Guarded<std::shared_ptr<LogService>>> s_service;
 // Absent until set, which is the same as QuorvexLogFilter::all().
 constinit NeverDestroyed<Guarded<std::optional<QuorvexLogFilter>>> s_filter;
-constinit NeverDestroyed<Guarded<std::vector<std::string>>> s_logs;
+// Absent until set, since no list is a constant under _GLIBCXX_DEBUG.
+constinit NeverDestroyed<Guarded<std::optional<std::vector<std::string>>>> s_logs;
 
 // Its barrier blocks call the service, one at a time.
 DispatchQueue& tesselQueue()
@@ -206,7 +207,7 @@ bool QuorvexLog::needToPrint(const Category& category)
 
 std::vector<std::string> QuorvexLog::logs()
 {
-    return s_logs->get();
+    return s_logs->get().value_or(std::vector<std::string>());
 }
 
 void QuorvexLog::setLogs(std::vector<std::string> logs)

@@ -235,7 +235,8 @@ ManualDispatchCore::Block ManualDispatchCore::takeAt(BlockQueue& queue, std::siz
 
 void ManualDispatchCore::clear()
 {
-    std::vector<std::deque<Block>> dropped;
+    // A vector would have to copy what it holds as it grows, because moving a deque may throw.
+    std::deque<std::deque<Block>> dropped;
     decltype(m_waiting) waiting;
     MutexLock lock(m_lock);
     for (const auto& queue : m_queuesWithBlocks)
