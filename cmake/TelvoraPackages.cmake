@@ -17,6 +17,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 # out below; their libraries are found where they are built.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/Telvora)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 # Whatever the umask of who builds them.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -46,21 +48,4 @@ if(TELVORA_BUILD_TOOLS)
     telvora_add_deb(tools telvora-tools devel "${library} ${same}, ${simulatedLibrary} ${same}"
         "telvora-host and telvora-collector")
 endif()
-# Beside a library: the package that others of this version need for it, and that the system's list of
-# libraries changes. (CPack would make the first too, and call ldconfig itself.)
-function(telvora_add_control component package)
-    set(folder ${PROJECT_BINARY_DIR}/debian/${component})
-    set(shlibs "")
-    foreach(name IN LISTS ARGN)
-        string(APPEND shlibs "lib${name} ${abiVersion} ${package} ${same}\n")
-    endforeach()
-    file(WRITE ${folder}/shlibs "${shlibs}")
-    file(WRITE ${folder}/triggers "activate-noawait ldconfig\n")
-    string(TOUPPER ${component} upper)
-    set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${folder}/shlibs ${folder}/triggers PARENT_SCOPE)
-endfunction()
-
-telvora_add_control(library ${library} telvora_core telvora_linux)
-telvora_add_control(simulated_library ${simulatedLibrary} telvora_simulated)
-
 include(CPack)
