@@ -1,36 +1,38 @@
 #include <Telvora/Base/HostCall.h>
 
+#include <Telvora/Base/ProcessValue.h>
+
 #include <atomic>
 
 namespace telvora {
 
 namespace {
 
-std::atomic<std::int64_t> s_hostExceptions { 0 };
-std::atomic<detail::HostExceptionObserver> s_observer { nullptr };
+constinit detail::ProcessValue<std::int64_t> s_hostExceptions { 0 };
+constinit detail::ProcessValue<detail::HostExceptionObserver> s_observer { nullptr };
 
 } // namespace
 
 void detail::noteHostException() noexcept
 {
-    s_hostExceptions.fetch_add(1, std::memory_order_relaxed);
+    s_hostExceptions.change().fetch_add(1, std::memory_order_relaxed);
 }
 
 void detail::noteHostException(const HostClosure& closure, std::string_view thrown) noexcept
 {
     noteHostException();
-    if (const auto observer = s_observer.load(std::memory_order_acquire))
+    if (const auto observer = s_observer->load(std::memory_order_acquire))
         observer(closure, thrown);
 }
 
 void detail::setHostExceptionObserver(HostExceptionObserver observer) noexcept
 {
-    s_observer.store(observer, std::memory_order_release);
+    s_observer.change().store(observer, std::memory_order_release);
 }
 
 std::int64_t hostExceptionCount() noexcept
 {
-    return s_hostExceptions.load(std::memory_order_relaxed);
+    return s_hostExceptions->load(std::memory_order_relaxed);
 }
 
 } // namespace telvora

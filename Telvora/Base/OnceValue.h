@@ -12,11 +12,10 @@ namespace telvora::detail {
 /// A value that the first get() computes, while other callers wait. Later calls read it without a
 /// lock. It can also be set; a value that is set before the first get() is never computed.
 ///
-/// Life: make it part of a static object. A value that set() replaces is kept to the end of the
-/// process, since another thread may be reading it: use this for values that are set a few times at
-/// most.
-/// Threads: any. `compute` must not read the value it computes: it would wait for itself.
-/// Fork: a forked child reads what was computed before the fork, and T() where nothing was.
+/// Life: make it part of an object behind a Lazy. A value that set() replaces is kept to the end of
+/// the process, since another thread may be reading it: use this for values that are set a few
+/// times at most. Threads: any. `compute` must not read the value it computes: it would wait for
+/// itself. Fork: a forked child reads what was computed before the fork, and T() where nothing was.
 template<typename T> class OnceValue {
 public:
     constexpr OnceValue() = default;

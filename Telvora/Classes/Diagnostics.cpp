@@ -2,12 +2,12 @@
 
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Lazy.h>
+#include <Telvora/Base/ProcessValue.h>
 #include <Telvora/Base/Signal.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
 
 #include <algorithm>
-#include <atomic>
 
 namespace telvora {
 
@@ -40,7 +40,7 @@ using namespace std::chrono_literals;
 constexpr int mostInSecond = 10;
 
 // Apart from the object, so that nobody makes it who has nothing to report.
-constinit std::atomic<bool> s_areWanted { false };
+constinit ProcessValue<bool> s_areWanted { false };
 
 } // namespace
 
@@ -62,12 +62,17 @@ void Diagnostics::setHandler(DiagnosticsHandler handler)
     const bool areWanted = handler != nullptr;
     shared().m_handler.set(areWanted ? keepHostClosure(std::move(handler)) : nullptr);
     setHostExceptionObserver(&hostThrew);
-    s_areWanted.store(areWanted, std::memory_order_relaxed);
+    s_areWanted.change().store(areWanted, std::memory_order_relaxed);
+}
+
+void Diagnostics::retire()
+{
+    m_handler.set(nullptr);
 }
 
 bool Diagnostics::areWanted() noexcept
 {
-    return s_areWanted.load(std::memory_order_relaxed) && !isForkedChild();
+    return s_areWanted->load(std::memory_order_relaxed) && !isForkedChild();
 }
 
 void Diagnostics::report(Diagnostic&& diagnostic) noexcept

@@ -40,6 +40,9 @@ public:
 
     static void headerLeftOut(std::string_view index, std::string_view header) noexcept;
 
+    /// For Lazy: releases the handler.
+    void retire();
+
 private:
     using Time = std::chrono::steady_clock::time_point;
     // A channel's index and a reason.

@@ -1,23 +1,23 @@
 #include <Telvora/Classes/TrackerConfiguration.h>
 
-#include <atomic>
+#include <Telvora/Base/ProcessValue.h>
 
 namespace telvora {
 
 namespace {
 
-std::atomic<TrackerMode> s_mode { TrackerMode::release };
+constinit detail::ProcessValue<TrackerMode> s_mode { TrackerMode::release };
 
 } // namespace
 
 TrackerMode TrackerConfiguration::mode()
 {
-    return s_mode.load(std::memory_order_relaxed);
+    return s_mode->load(std::memory_order_relaxed);
 }
 
 void TrackerConfiguration::setMode(TrackerMode mode)
 {
-    s_mode.store(mode, std::memory_order_relaxed);
+    s_mode.change().store(mode, std::memory_order_relaxed);
 }
 
 std::string_view TrackerConfiguration::ipaMode()

@@ -1,8 +1,7 @@
 #include <Telvora/Platform/Platform.h>
 
 #include <Telvora/Base/Fatal.h>
-
-#include <atomic>
+#include <Telvora/Base/ProcessValue.h>
 
 // Null in a program that links only the core.
 #pragma weak telvoraDefaultPlatform
@@ -11,15 +10,15 @@ namespace telvora {
 
 namespace {
 
-// Written once. Every thread reads it, for every event.
-std::atomic<Platform*> s_platform { nullptr };
+// Written once, but for tests. Every thread reads it, for every event.
+constinit detail::ProcessValue<Platform*> s_platform { nullptr };
 
 } // namespace
 
 void installPlatform(Platform& set)
 {
     Platform* none = nullptr;
-    if (!s_platform.compare_exchange_strong(none, &set))
+    if (!s_platform.change().compare_exchange_strong(none, &set))
         detail::fatal("A platform is in use already", "Platform");
 }
 
@@ -36,7 +35,7 @@ bool detail::tryInstallPlatform(Platform& set) noexcept
 
 Platform& platform()
 {
-    if (Platform* set = s_platform.load(std::memory_order_acquire))
+    if (Platform* set = s_platform->load(std::memory_order_acquire))
         return *set;
     if (!telvoraDefaultPlatform) {
         detail::fatal(
@@ -45,7 +44,12 @@ Platform& platform()
     }
     Platform* none = nullptr;
     Platform* byDefault = telvoraDefaultPlatform();
-    return s_platform.compare_exchange_strong(none, byDefault) ? *byDefault : *none;
+    return s_platform.change().compare_exchange_strong(none, byDefault) ? *byDefault : *none;
+}
+
+bool detail::isInstalled(const Platform& set)
+{
+    return s_platform->load(std::memory_order_acquire) == &set;
 }
 
 } // namespace telvora

@@ -22,7 +22,8 @@ class UUIDSource;
 /// use it.
 ///
 /// Life: the host makes the set and installs it before the first use of the library, or takes the
-/// default set. It must live to the end of the process.
+/// default set. It must live to the end of the process; only tests can take a set down, that of a
+/// SimulatedPlatform.
 struct Platform {
     /// Which URLs programs on the device can open.
     Application& application;
@@ -67,6 +68,8 @@ TELVORA_EXPORT Platform* usedPlatform() noexcept;
 
 /// Installs `set` unless another set is in use. Returns whether `set` is in use now.
 TELVORA_EXPORT bool tryInstallPlatform(Platform& set) noexcept;
+/// Whether `set` is the installed one. Makes no default set.
+TELVORA_EXPORT bool isInstalled(const Platform& set);
 
 } // namespace detail
 

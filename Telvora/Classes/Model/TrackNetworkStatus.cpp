@@ -1,7 +1,7 @@
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
 
 #include <Telvora/Base/HostCall.h>
-#include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/OnceValue.h>
 #include <Telvora/Platform/Device.h>
 #include <Telvora/Platform/Platform.h>
@@ -16,6 +16,17 @@ namespace {
 
 using Type = TrackNetworkStatusType;
 using CellularTypes = std::map<std::string, Type, std::less<>>;
+
+struct Values {
+    detail::OnceValue<std::shared_ptr<const CellularTypes>> types;
+    detail::OnceValue<bool> isEarlierThanIPhone12;
+};
+
+Values& values()
+{
+    static constinit detail::Lazy<Values> values;
+    return values.get([] { return new Values; });
+}
 
 CellularTypes makeCellularTypes()
 {
@@ -89,10 +100,8 @@ Type bestCellularType()
 
 std::optional<Type> cellularType(std::string_view technology)
 {
-    static constinit detail::NeverDestroyed<detail::OnceValue<std::shared_ptr<const CellularTypes>>>
-        s_types;
-    const auto types
-        = s_types->get([] { return std::make_shared<const CellularTypes>(makeCellularTypes()); });
+    const auto types = values().types.get(
+        [] { return std::make_shared<const CellularTypes>(makeCellularTypes()); });
     // Null in a forked child.
     if (!types)
         return std::nullopt;
@@ -121,8 +130,7 @@ std::optional<int> cellularRank(Type type)
 
 bool isEarlierThanIPhone12()
 {
-    static constinit detail::NeverDestroyed<detail::OnceValue<bool>> isEarlier;
-    return isEarlier->get(probeEarlierThanIPhone12);
+    return values().isEarlierThanIPhone12.get(probeEarlierThanIPhone12);
 }
 
 TrackNetworkStatus TrackNetworkStatus::of(Reachability::Connection connection)

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Lazy.h>
+#include <Telvora/Base/ProcessValue.h>
 #include <Telvora/Classes/Model/PageTransition.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
@@ -9,7 +10,6 @@
 #include <Telvora/Platform/Platform.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <utility>
@@ -35,7 +35,7 @@ constexpr int mostDelegations = 10;
 // time it is asked for one.
 constexpr int mostSteps = 10'000;
 
-std::atomic<bool> s_isEnabled { false };
+constinit detail::ProcessValue<bool> s_isEnabled { false };
 
 LifeCycleResolveRules resolveRules()
 {
@@ -226,12 +226,12 @@ void TrackerDataLifeCycleMonitor::setup()
 
 bool TrackerDataLifeCycleMonitor::isEnabled()
 {
-    return s_isEnabled.load(std::memory_order_relaxed);
+    return s_isEnabled->load(std::memory_order_relaxed);
 }
 
 void TrackerDataLifeCycleMonitor::setIsEnabled(bool isEnabled)
 {
-    s_isEnabled.store(isEnabled, std::memory_order_relaxed);
+    s_isEnabled.change().store(isEnabled, std::memory_order_relaxed);
 }
 
 } // namespace telvora

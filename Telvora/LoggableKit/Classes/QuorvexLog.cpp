@@ -4,14 +4,12 @@
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Base/Lazy.h>
-#include <Telvora/Base/NeverDestroyed.h>
+#include <Telvora/Base/ProcessValue.h>
 #include <Telvora/Base/Signal.h>
 #include <Telvora/LoggableKit/Classes/ArrivalOrder.h>
 #include <Telvora/LoggableKit/Classes/Extension/Dictionary+Extension.h>
 #include <Telvora/Platform/DispatchQueue.h>
 #include <Telvora/Platform/Platform.h>
-
-#include <atomic>
 
 namespace telvora {
 
@@ -41,13 +39,24 @@ private:
 };
 
 using detail::Guarded;
-using detail::NeverDestroyed;
 
-constinit NeverDestroyed<Guarded<std::shared_ptr<LogService>>> s_service;
-// Absent until set, which is the same as QuorvexLogFilter::all().
-constinit NeverDestroyed<Guarded<std::optional<QuorvexLogFilter>>> s_filter;
-// Absent until set, since no list is a constant under _GLIBCXX_DEBUG.
-constinit NeverDestroyed<Guarded<std::optional<std::vector<std::string>>>> s_logs;
+struct Log {
+    Guarded<std::shared_ptr<LogService>> service;
+    // Absent until set, which is the same as QuorvexLogFilter::all().
+    Guarded<std::optional<QuorvexLogFilter>> filter;
+    Guarded<std::vector<std::string>> logs;
+    // Calls of the service happen in the order in which their threads arrive here.
+    detail::ArrivalOrder arrivals;
+
+    // For Lazy.
+    void retire() { service.set(nullptr); }
+};
+
+Log& theLog()
+{
+    static constinit detail::Lazy<Log> log;
+    return log.get([] { return new Log; });
+}
 
 // Its barrier blocks call the service, one at a time.
 DispatchQueue& tesselQueue()
@@ -57,16 +66,9 @@ DispatchQueue& tesselQueue()
         [] { return platform().dispatch.makeConcurrentQueue("Quorvex.Tessel.queue").release(); });
 }
 
-// Calls of the service happen in the order in which their threads arrive here.
-detail::ArrivalOrder& arrivals()
-{
-    static constinit detail::Lazy<detail::ArrivalOrder> order;
-    return order.get([] { return new detail::ArrivalOrder; });
-}
-
 // Read for every line, so that a line without a service costs two loads.
-std::atomic<bool> s_hasService { false };
-std::atomic<bool> s_hasInitTessel { false };
+constinit detail::ProcessValue<bool> s_hasService { false };
+constinit detail::ProcessValue<bool> s_hasInitTessel { false };
 
 QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
 {
@@ -102,8 +104,8 @@ void deliver(const QuorvexLogCategory& category, QuorvexLogLevel level,
 
 bool detail::isLogging()
 {
-    return s_hasInitTessel.load(std::memory_order_acquire)
-        && s_hasService.load(std::memory_order_relaxed) && !isForkedChild();
+    return s_hasInitTessel->load(std::memory_order_acquire)
+        && s_hasService->load(std::memory_order_relaxed) && !isForkedChild();
 }
 
 std::optional<QuorvexLogLevel> quorvexLogLevel(std::uint64_t rawValue)
@@ -118,8 +120,8 @@ void QuorvexLog::setLogService(std::shared_ptr<LogService> service)
     detail::noteHostClosure();
     // It may be the last reference to the host's old service, which is then destroyed after the
     // lock is released.
-    s_service->with([&](std::shared_ptr<LogService>& current) {
-        s_hasService.store(service != nullptr, std::memory_order_relaxed);
+    theLog().service.with([&](std::shared_ptr<LogService>& current) {
+        s_hasService.change().store(service != nullptr, std::memory_order_relaxed);
         current.swap(service);
     });
 }
@@ -131,16 +133,16 @@ void QuorvexLog::setLogService(const ObjcLogService& service)
 
 void QuorvexLog::configLogger()
 {
-    const auto service = s_service->get();
+    const auto service = theLog().service.get();
     if (!service)
         return;
-    const detail::ArrivalOrder::Place place(arrivals());
+    const detail::ArrivalOrder::Place place(theLog().arrivals);
     if (!place)
         return;
     tesselQueue().barrierSync([&] {
         const detail::NoWaitScope inLog;
         detail::callHost([&] { service->loggerInit(); }, { "The log service" });
-        s_hasInitTessel.store(true, std::memory_order_release);
+        s_hasInitTessel.change().store(true, std::memory_order_release);
     });
 }
 
@@ -175,10 +177,10 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
     if (!detail::isLogging())
         return;
     withoutThrowing([&] {
-        const auto service = s_service->get();
+        const auto service = theLog().service.get();
         if (!service)
             return;
-        const detail::ArrivalOrder::Place place(arrivals());
+        const detail::ArrivalOrder::Place place(theLog().arrivals);
         if (!place)
             return;
         tesselQueue().barrierSync([&] {
@@ -190,29 +192,29 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
 
 QuorvexLogFilter QuorvexLog::logFilter()
 {
-    return s_filter->get().value_or(QuorvexLogFilter::all());
+    return theLog().filter.get().value_or(QuorvexLogFilter::all());
 }
 
 void QuorvexLog::setLogFilter(QuorvexLogFilter filter)
 {
-    s_filter->set(std::move(filter));
+    theLog().filter.set(std::move(filter));
 }
 
 bool QuorvexLog::needToPrint(const Category& category)
 {
-    return s_filter->with([&](const std::optional<QuorvexLogFilter>& filter) {
+    return theLog().filter.with([&](const std::optional<QuorvexLogFilter>& filter) {
         return !filter || filter->needToPrint(category);
     });
 }
 
 std::vector<std::string> QuorvexLog::logs()
 {
-    return s_logs->get().value_or(std::vector<std::string>());
+    return theLog().logs.get();
 }
 
 void QuorvexLog::setLogs(std::vector<std::string> logs)
 {
-    s_logs->set(std::move(logs));
+    theLog().logs.set(std::move(logs));
 }
 
 void log(const QuorvexLogCategory& category, std::string_view message)
