@@ -45,7 +45,12 @@ ManualDispatch::ManualDispatch(ManualClock& clock, std::uint64_t seed)
 
 ManualDispatch::~ManualDispatch()
 {
-    m_core->clear();
+    close();
+}
+
+void ManualDispatch::close()
+{
+    m_core->close();
 }
 
 std::unique_ptr<DispatchQueue> ManualDispatch::makeConcurrentQueue(std::string label)

@@ -53,9 +53,10 @@ public:
     /// Called for each call on a timer source, with the interval that the source has then.
     using TimerObserver = std::function<void(TimerAction, std::chrono::nanoseconds interval)>;
 
-    /// `clock` must outlive this object and what it makes, and only this object may move it.
+    /// `clock` must outlive this object, and only this object may move it.
     explicit ManualDispatch(ManualClock& clock, std::uint64_t seed = 0);
-    /// Blocks that have not run are dropped.
+    /// Blocks that have not run are dropped. Queues and timers may live longer: they drop what they
+    /// are given, but for synchronous blocks.
     ~ManualDispatch() override;
 
     std::unique_ptr<DispatchQueue> makeConcurrentQueue(std::string label) override;
@@ -108,6 +109,11 @@ public:
     void setTimerObserver(TimerObserver observer);
 
 private:
+    friend class SimulatedPlatform;
+
+    // Does what the destructor does.
+    void close();
+
     std::shared_ptr<detail::ManualDispatchCore> m_core;
 };
 

@@ -56,7 +56,8 @@ ManualDispatchCore::ManualDispatchCore(ManualClock& clock, std::uint64_t seed)
 void ManualDispatchCore::submit(const std::shared_ptr<BlockQueue>& queue, Work work)
 {
     MutexLock lock(m_lock);
-    makeReady(queue, { .work = std::move(work) });
+    if (!m_isClosed)
+        makeReady(queue, { .work = std::move(work) });
 }
 
 void ManualDispatchCore::makeReady(const std::shared_ptr<BlockQueue>& queue, Block block)
@@ -233,12 +234,14 @@ ManualDispatchCore::Block ManualDispatchCore::takeAt(BlockQueue& queue, std::siz
     return block;
 }
 
-void ManualDispatchCore::clear()
+void ManualDispatchCore::close()
 {
     // A vector would have to copy what it holds as it grows, because moving a deque may throw.
     std::deque<std::deque<Block>> dropped;
     decltype(m_waiting) waiting;
+    m_timerObserver.set({});
     MutexLock lock(m_lock);
+    m_isClosed = true;
     for (const auto& queue : m_queuesWithBlocks)
         dropped.push_back(std::exchange(queue->pending, {}));
     m_queuesWithBlocks.clear();

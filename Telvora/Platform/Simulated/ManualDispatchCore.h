@@ -90,8 +90,9 @@ public:
     void runUntilIdle();
     void advance(std::chrono::nanoseconds step);
     bool wait(const Signal& signal, std::chrono::nanoseconds longest);
-    /// Drops every block.
-    void clear();
+    /// Drops every block, and every one that comes from now on; synchronous blocks still run.
+    /// Timers tick no more.
+    void close();
 
     void setHold(bool isHeld);
     bool isHeld() const;
@@ -159,6 +160,7 @@ private:
     mutable Mutex m_lock;
     Random m_random TELVORA_GUARDED_BY(m_lock);
     bool m_isHeld TELVORA_GUARDED_BY(m_lock) = false;
+    bool m_isClosed TELVORA_GUARDED_BY(m_lock) = false;
     std::uint64_t m_nextSequence TELVORA_GUARDED_BY(m_lock) = 1;
     // Queues with pending blocks.
     std::vector<std::shared_ptr<BlockQueue>> m_queuesWithBlocks TELVORA_GUARDED_BY(m_lock);

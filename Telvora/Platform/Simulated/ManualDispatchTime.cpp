@@ -15,6 +15,8 @@ void ManualDispatchCore::submitAfter(
         return;
     }
     MutexLock lock(m_lock);
+    if (m_isClosed)
+        return;
     const auto deadline = later(m_clock.steadyNow(), delay);
     m_waiting.emplace(
         std::pair(deadline, m_nextSequence++), Waiting { .queue = queue, .work = std::move(work) });
@@ -100,6 +102,8 @@ void ManualDispatchCore::schedule(
 {
     {
         MutexLock lock(m_lock);
+        if (m_isClosed)
+            return;
         stopWaiting(*timer);
         dropTick(*timer);
         timer->hasMissedTick = false;
@@ -160,6 +164,8 @@ void ManualDispatchCore::remove(Timer& timer)
 
 void ManualDispatchCore::makeTickReady(const std::shared_ptr<Timer>& timer)
 {
+    if (m_isClosed)
+        return;
     if (timer->suspendCount != 0) {
         timer->hasMissedTick = true;
         return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Telvora/Base/Guarded.h>
+#include <Telvora/Platform/Simulated/CallOut.h>
 
 #include <functional>
 #include <memory>
@@ -28,8 +29,10 @@ public:
     /// Calls the function, if there is one.
     void operator()(Arguments... arguments) const
     {
-        if (const auto function = m_function.get())
+        if (const auto function = m_function.get()) {
+            const detail::CallOut callOut;
             (*function)(arguments...);
+        }
     }
 
 private:

@@ -1,5 +1,7 @@
 #include <Telvora/Platform/Simulated/RecordingNotificationCenter.h>
 
+#include <Telvora/Platform/Simulated/CallOut.h>
+
 #include <algorithm>
 
 namespace telvora {
@@ -22,6 +24,7 @@ void RecordingNotificationCenter::removeObserver(const void* observer, Notificat
 
 void RecordingNotificationCenter::post(Notification notification)
 {
+    const detail::CallOut callOut;
     m_center.post(notification);
 }
 

@@ -46,7 +46,7 @@ public:
         stop,
     };
 
-    /// `dispatch` must outlive this object and what it makes.
+    /// `dispatch` must outlive this object. What it makes may live longer.
     explicit ScriptedReachability(Dispatch& dispatch);
     ~ScriptedReachability() override;
 
