@@ -35,6 +35,11 @@ bool ExitGate::isClosed() noexcept
     return (s_gate.load(std::memory_order_acquire) & isClosedBit) != 0;
 }
 
+bool ExitGate::isInside() noexcept
+{
+    return t_timesInside != 0;
+}
+
 bool ExitGate::enter() noexcept
 {
     if (s_gate.fetch_add(oneInside, std::memory_order_acquire) & isClosedBit) {

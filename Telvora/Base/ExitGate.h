@@ -44,6 +44,9 @@ public:
         const bool m_isInside;
     };
 
+    /// Whether the calling thread is inside.
+    static bool isInside() noexcept;
+
     /// For the fork handler: counts only the calling thread as inside, since the child has no
     /// other.
     static void afterForkInChild() noexcept;

@@ -4,6 +4,7 @@
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/HostCall.h>
+#include <Telvora/Base/ProcessState.h>
 #include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
 #include <Telvora/Classes/TrackerLedger.h>
@@ -155,6 +156,7 @@ private:
     const std::int64_t m_maxLimit;
     const bool m_useOstraReport;
     const URLHook m_urlHook;
+    const unsigned m_renewalCount = detail::ProcessState::renewalCount();
 
     // Never null.
     detail::Guarded<std::shared_ptr<const detail::EncodedCommonData>> m_commonData;

@@ -218,6 +218,8 @@ void TrackerManager::reportRecord(
     detail::PropertyKeys keys, FunctionRef<void()> complete, detail::PassProperties pass)
 {
     submit(apm(), [&] {
+        if (isRetired())
+            return;
         // First, because it asks the host's screens, which may install a provider.
         complete();
         const auto provider = this->provider();
@@ -254,6 +256,8 @@ void TrackerManager::reportAPMDict(Dictionary&& dict, bool /*immediately*/, bool
     if (dict.empty())
         return;
     submit(apm(), dict, [&] {
+        if (isRetired())
+            return;
         complete(dict);
         wrapAppendTracker(std::move(dict), useOstra);
     });
@@ -267,6 +271,8 @@ void TrackerManager::wrapAppendTracker(const Dictionary& dict, bool useOstra)
 void TrackerManager::wrapAppendTracker(Dictionary&& dict, bool /*useOstra*/)
 {
     submit(apm(), dict, [&] {
+        if (isRetired())
+            return;
         if (const auto provider = this->provider()) {
             const Dictionary& commonDatas = provider->commonData->commonDatas;
             logOffered(commonDatas, dict);

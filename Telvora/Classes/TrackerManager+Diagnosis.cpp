@@ -1,6 +1,5 @@
 #include <Telvora/Classes/TrackerManager.h>
 
-#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -110,7 +109,7 @@ void TrackerManager::setDiagnosticsHandler(DiagnosticsHandler handler)
 std::string TrackerManager::diagnosis() const
 {
     std::string text;
-    if (detail::isForkedChild())
+    if (isInert())
         return text;
     const double now = platform().clock.secondsSince1970();
     const auto registered = configs();

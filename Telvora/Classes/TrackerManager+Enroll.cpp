@@ -34,6 +34,8 @@ double roundedToTwoDecimals(double number)
 void TrackerManager::enrollSlowFrameTrack(
     double slowInterval, double totalInterval, std::string topViewController, bool useOstra)
 {
+    if (isInert())
+        return;
     enrollAPMReport(
         frameRecord("SLOW-FRAME", slowInterval, totalInterval, std::move(topViewController)),
         useOstra);
@@ -42,6 +44,8 @@ void TrackerManager::enrollSlowFrameTrack(
 void TrackerManager::enrollFrozenFrameTrack(
     double frozenInterval, double totalInterval, std::string topViewController, bool useOstra)
 {
+    if (isInert())
+        return;
     enrollAPMReport(
         frameRecord("FROZEN-FRAME", frozenInterval, totalInterval, std::move(topViewController)),
         useOstra);
@@ -61,6 +65,8 @@ void TrackerManager::enrollFrozenFrameTrack(FrozenFrame frame)
 
 void TrackerManager::enrollPageViewTrack(std::string topViewController, bool useOstra)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("PAGE-VIEW");
     record.p = std::move(topViewController);
     enrollAPMReport(std::move(record), useOstra);
@@ -68,6 +74,8 @@ void TrackerManager::enrollPageViewTrack(std::string topViewController, bool use
 
 void TrackerManager::enrollSkarnTrack(std::string backtrace, std::string cpu, bool useOstra)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("BLOCK");
     record.si = std::move(backtrace);
     record.ci = std::move(cpu);
@@ -77,6 +85,8 @@ void TrackerManager::enrollSkarnTrack(std::string backtrace, std::string cpu, bo
 void TrackerManager::enrollFirstFrameTrack(
     double frameInterval, std::string topViewController, bool useOstra)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("FIRST-FRAME");
     record.f = roundedToTwoDecimals(frameInterval);
     record.p = std::move(topViewController);
@@ -95,6 +105,8 @@ void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, doubl
     double requestTime, double firstFrameTime, double totalTime, std::string pageName,
     bool useOstra)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("LCP");
     record.fcp = initTime;
     record.pt = renderTime;
@@ -120,6 +132,8 @@ void TrackerManager::enrollLCPTrack(LCP paint)
 void TrackerManager::enrollLaunchTrack(
     const std::map<std::string, double, std::less<>>& with, bool useOstra)
 {
+    if (isInert())
+        return;
     const auto entry = [&](std::string_view key) {
         const auto found = with.find(key);
         return found == with.end() ? 0 : found->second;

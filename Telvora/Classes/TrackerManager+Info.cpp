@@ -10,7 +10,7 @@ namespace telvora {
 
 std::string_view TrackerManager::getCurrentNetWorkStatus()
 {
-    const Reachability* reachability = m_networkStatus.reachability();
+    const Reachability* reachability = isRetired() ? nullptr : m_networkStatus.reachability();
     if (!reachability)
         return rawValue(TrackNetworkStatusType::unknown);
     return rawValue(TrackNetworkStatus::of(reachability->connection()).networkType);
@@ -18,12 +18,15 @@ std::string_view TrackerManager::getCurrentNetWorkStatus()
 
 void TrackerManager::updateTracker(std::vector<std::string> list)
 {
-    TrackerDataExcavator::setMonitorViewControllerWhiteList(std::move(list));
+    if (!isRetired())
+        TrackerDataExcavator::setMonitorViewControllerWhiteList(std::move(list));
 }
 
 // The common data of E2E, MP, APM and standard Sentry batches.
 Dictionary TrackerManager::standardCommonData()
 {
+    if (isRetired())
+        return {};
     Dictionary dictionary = CommonTrackerModel().asDictionary();
     if (const auto identifier = uuid())
         dictionary["buid"] = *identifier;

@@ -213,7 +213,7 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)
 {
-    if (!detail::Uploads::shared().mayBegin())
+    if (isRetired() || !detail::Uploads::shared().mayBegin())
         return;
     detail::PendingEvents::Copied copied;
     try {
@@ -277,7 +277,7 @@ std::optional<LedgerSnapshot> TrackerManager::ledger(std::string_view index) con
 std::map<std::string, LedgerSnapshot> TrackerManager::ledgers() const
 {
     std::map<std::string, LedgerSnapshot> ledgers;
-    if (detail::isForkedChild())
+    if (isInert())
         return ledgers;
     const auto registered = configs();
     for (const auto& [index, config] : *registered)

@@ -16,6 +16,8 @@ void TrackerManager::setupCommonVendelDatas()
 // "version", "root", "os" and "appId".
 void TrackerManager::setupFEMonitor()
 {
+    if (isRetired())
+        return;
     Dictionary dictionary = TrackerWrapper().asDictionary();
     if (const auto systemVersion = TrackerDataExcavator::systemVersion())
         dictionary["system-version"] = *systemVersion;

@@ -52,6 +52,24 @@ TrackerManager::TrackerManager()
     TrackerNetwork::shareInstance().setIdentifierSource([] { return uuid(); });
 }
 
+// Runs destructors of the host, which may call this object.
+void TrackerManager::retire()
+{
+    m_isRetired.store(true, std::memory_order_relaxed);
+    m_trackerTimer.suspend();
+    NotificationCenter& center = platform().notificationCenter;
+    center.removeObserver(this, Notification::willEnterForeground);
+    center.removeObserver(this, Notification::didEnterBackground);
+    if (Reachability* reachability = m_networkStatus.reachability()) {
+        reachability->setWhenReachable({});
+        reachability->setWhenUnreachable({});
+    }
+    m_configs.setValue(nullptr);
+    m_fetchQvxUuid.setValue(nullptr);
+    m_triggerCallback.setValue(nullptr);
+    m_ostraProvider.setValue(nullptr);
+}
+
 std::optional<std::string> TrackerManager::uuid()
 {
     const auto fetch = shared().m_fetchQvxUuid.getValue();
@@ -63,12 +81,15 @@ std::optional<std::string> TrackerManager::uuid()
 
 void TrackerManager::setQvxUuid(FetchQvxUuid fetch)
 {
+    if (isRetired())
+        return;
     m_fetchQvxUuid.setValue(detail::keepHostClosure(std::move(fetch)));
 }
 
 void TrackerManager::setMode(TrackerMode mode)
 {
-    TrackerConfiguration::setMode(mode);
+    if (!isRetired())
+        TrackerConfiguration::setMode(mode);
 }
 
 void TrackerManager::configHeaders(StringDictionary headers)
@@ -79,18 +100,25 @@ void TrackerManager::configHeaders(StringDictionary headers)
 
 void TrackerManager::setupOstra(std::shared_ptr<QVXOstraProviderProtocol> provider)
 {
+    if (isRetired())
+        return;
     detail::noteHostClosure();
     m_ostraProvider.setValue(std::move(provider));
 }
 
 void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
 {
-    if (!config || detail::isForkedChild() || m_isShutDown)
+    if (!config || isInert() || m_isShutDown)
         return;
     const std::string& index = config->index();
     if (configs()->contains(index)) {
         detail::fatal(
             "TrackerManager: There are 2 same configs - index `" + index + "`", "TrackerManager");
+    }
+    if (config->m_renewalCount != detail::ProcessState::renewalCount()) {
+        detail::fatal(
+            "The channel `" + index + "` was made on a platform that was taken down since",
+            "TrackerManager");
     }
     m_configs.modify([&](auto& configs) {
         auto changed = std::make_shared<Configs>(*configs);

@@ -38,6 +38,7 @@ namespace detail {
 class Encoder;
 class FinishedEvents;
 struct AppendedEvent;
+template<typename T> class Lazy;
 } // namespace detail
 
 /// An EventBuilder that is handed over with std::move(). A template takes it, so that `{}` still
@@ -63,6 +64,10 @@ struct FlushResult {
 ///
 /// Life: one instance, made on first use and never destroyed. Calls during exit() do no harm and
 /// call no closure of the host.
+///
+/// Tests: after SimulatedPlatform::takeDown() shared() makes another one. References to the old one
+/// stay valid; it has released the closures and channels of the host, and every call on it returns
+/// at once, does nothing and returns a neutral answer.
 ///
 /// Fork: a process may register, set up and then fork, as a daemon does; in the child everything
 /// works. In a child that is forked after start() was called, an event was handed over or a request
@@ -387,6 +392,8 @@ public:
     const TrackerTimer& trackerTimer() const { return m_trackerTimer; }
 
 private:
+    friend class detail::Lazy<TrackerManager>;
+
     enum class ConfigStatus {
         idle,
         running,
@@ -398,6 +405,12 @@ private:
     using TriggerCallback = std::function<void(const Dictionary&, const std::string&)>;
 
     TrackerManager();
+
+    // After the platform was taken down. The queue drops every event then, so that handing one over
+    // need not ask.
+    void retire();
+    bool isRetired() const { return m_isRetired.load(std::memory_order_relaxed); }
+    bool isInert() const { return detail::isForkedChild() || isRetired(); }
 
     // Never null; empty in a forked child.
     std::shared_ptr<const Configs> configs() const;
@@ -492,6 +505,7 @@ private:
     lockAtomic<std::shared_ptr<const std::function<std::optional<std::string>()>>> m_fetchQvxUuid;
     lockAtomic<std::shared_ptr<const TriggerCallback>> m_triggerCallback;
     detail::ChannelLedger m_unknownChannels;
+    std::atomic<bool> m_isRetired { false };
 };
 
 } // namespace telvora

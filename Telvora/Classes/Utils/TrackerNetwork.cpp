@@ -106,6 +106,10 @@ try {
 void TrackerNetwork::postWithEnds(const std::string& url, Batch param,
     const StringDictionary& externHeaders, EndHandler handler, const PostOptions& options)
 {
+    if (m_isRetired.load(std::memory_order_relaxed)) {
+        handler({ PostEnd::notAccepted, "The platform was taken down" }, std::move(param));
+        return;
+    }
     if (!detail::isAddressText(url))
         detail::fatal(detail::badAddressText(url), "TrackerNetwork");
 

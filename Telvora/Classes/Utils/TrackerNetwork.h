@@ -15,6 +15,10 @@
 
 namespace telvora {
 
+namespace detail {
+template<typename T> class Lazy;
+}
+
 struct HTTPAnswer;
 struct HTTPRequest;
 
@@ -111,12 +115,18 @@ public:
     void setIdentifierSource(IdentifierSource source);
 
 private:
+    friend class detail::Lazy<TrackerNetwork>;
+
     TrackerNetwork() = default;
+
+    // After the platform was taken down: every batch ends as notAccepted at once.
+    void retire() { m_isRetired.store(true, std::memory_order_relaxed); }
 
     void setHeaders(HTTPRequest& request, const StringDictionary& externHeaders,
         BodyEncoding encoding, const PostOptions& options) const;
     static void finish(HTTPAnswer answer, Batch param, EndHandler handler);
 
+    std::atomic<bool> m_isRetired { false };
     detail::Guarded<std::shared_ptr<const StringDictionary>> m_additionHeaders;
     detail::Guarded<std::shared_ptr<const IdentifierSource>> m_identifierSource;
 };

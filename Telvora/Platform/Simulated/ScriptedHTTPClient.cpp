@@ -67,6 +67,15 @@ ScriptedHTTPClient::ScriptedHTTPClient(ManualDispatch& dispatch)
 
 ScriptedHTTPClient::~ScriptedHTTPClient() = default;
 
+void ScriptedHTTPClient::close()
+{
+    // Destroyed after the lock is released: a completion records its end then.
+    decltype(m_waiting) dropped;
+    detail::MutexLock lock(m_lock);
+    dropped.swap(m_waiting);
+    m_underWayCount = 0;
+}
+
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
     const bool isAnyBad = std::any_of(request.headers.begin(), request.headers.end(), isBad);

@@ -105,6 +105,8 @@ public:
         std::function<void(std::size_t number, const HTTPRequest& request)> observer);
 
 private:
+    friend class SimulatedPlatform;
+
     struct Answers {
         std::deque<ScriptedAnswer> queue {};
         bool repeats = false;
@@ -113,6 +115,8 @@ private:
     ScriptedAnswer take(const std::string& url);
     void complete(Completion completion, const ScriptedAnswer& answer);
     void finish(Completion& completion, HTTPAnswer answer);
+    // Does what the destructor does.
+    void close();
 
     ManualDispatch& m_dispatch;
     Observer<std::size_t, const HTTPRequest&> m_requestObserver;

@@ -1,5 +1,11 @@
 #include <Telvora/Platform/Simulated/SimulatedPlatform.h>
 
+#include <Telvora/Base/ExitGate.h>
+#include <Telvora/Base/Fatal.h>
+#include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/ProcessState.h>
+#include <Telvora/Platform/Simulated/CallOut.h>
+
 namespace telvora {
 
 SimulatedPlatform::SimulatedPlatform(std::uint64_t seed)
@@ -25,7 +31,49 @@ SimulatedPlatform::SimulatedPlatform(std::uint64_t seed)
 {
 }
 
-SimulatedPlatform::~SimulatedPlatform() = default;
+SimulatedPlatform::~SimulatedPlatform()
+{
+    if (detail::isInstalled(m_services) && !detail::ExitGate::isClosed())
+        takeDown();
+}
+
+Platform& SimulatedPlatform::services()
+{
+    if (m_isTakenDown)
+        detail::fatal("The platform was taken down: make another one", "SimulatedPlatform");
+    return m_services;
+}
+
+void SimulatedPlatform::takeDown()
+{
+    if (detail::isForkedChild())
+        return;
+    if (!detail::isInstalled(m_services))
+        detail::fatal("Only the installed platform can be taken down", "SimulatedPlatform");
+    if (m_dispatch.isRunningBlock() || detail::CallOut::isUnderWay()
+        || detail::ExitGate::isInside()) {
+        detail::fatal(
+            "takeDown() was called from a block, a closure or an observer", "SimulatedPlatform");
+    }
+    m_isTakenDown = true;
+    // What is destroyed here may be the host's and may call the library, so the shared objects and
+    // this platform are still in place.
+    removeObservers();
+    m_dispatch.close();
+    m_httpClient.close();
+    detail::ProcessState::renewAll();
+}
+
+void SimulatedPlatform::removeObservers()
+{
+    setQuestionObserver({});
+    m_application.setOpenObserver({});
+    m_fileManager.setProbeObserver({});
+    m_fileManager.setWriteObserver({});
+    m_httpClient.setRequestObserver({});
+    m_notificationCenter.setObservationObserver({});
+    m_reachability.setNotifierObserver({});
+}
 
 void SimulatedPlatform::setQuestionObserver(const QuestionObserver::Function& observer)
 {

@@ -25,30 +25,51 @@ namespace telvora {
 /// A whole platform that the test controls: the test moves time, runs blocks, and sets the network,
 /// the device and the screens. The same calls with the same seed give the same run, UUIDs included.
 ///
-///     static auto& simulated = *new telvora::SimulatedPlatform;
+///     telvora::SimulatedPlatform simulated;
 ///     telvora::installPlatform(simulated.services());
 ///     simulated.httpClient().setAnswers({ telvora::ScriptedAnswer::body(R"({"success": 1})") });
 ///     telvora::TrackerManager::start();
 ///     ...
 ///     simulated.advance(60s);
 ///
-/// Life: an installed platform must live to the end of the process, as the library's shared objects
-/// do; hence the `new` without a delete. Install one per process.
+/// Life: made -> installPlatform() -> takeDown(), which the destructor calls. Then another one can
+/// be installed in the same process, and behaves as the first one in a new process.
 ///
-/// Threads: the thread that makes it drives it (ManualDispatch has the details).
+/// Threads: the thread that makes it drives it (ManualDispatch has the details). While a platform
+/// is taken down, no other thread may be inside the library.
 ///
-/// Failure: none of its own.
+/// Failure: none of its own; takeDown() says how misuse ends.
 class TELVORA_EXPORT SimulatedPlatform {
 public:
     /// With a seed other than 0, blocks that may run side by side run in another legal order.
     explicit SimulatedPlatform(std::uint64_t seed = 0);
+    /// Takes the platform down if it is installed. exit(), once it has begun to call the handlers
+    /// of the library, and a forked child leave it installed.
     ~SimulatedPlatform();
 
     SimulatedPlatform(const SimulatedPlatform&) = delete;
     SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
 
-    /// For installPlatform().
-    Platform& services() { return m_services; }
+    /// For installPlatform(). After takeDown() it stops the process: make another platform.
+    Platform& services();
+
+    /// Makes the library as it was before installPlatform(): no platform is installed, shared
+    /// objects will be made anew, what was computed once will be computed again, settings have
+    /// their first values, and the closures, channels and services that the host gave are released.
+    /// Blocks that have not run and requests without an answer are dropped; no closure is called.
+    ///
+    /// The old shared objects stay allocated. References to them stay valid, and calls on the old
+    /// TrackerManager do nothing. A TrackerConfig belongs to the platform that it was made on:
+    /// to register it later stops the process. Of this object, what the services
+    /// recorded can still be read.
+    ///
+    /// If this platform is not the installed one, or when called from a block, a closure or an
+    /// observer, it stops the process with a message. In a forked child in which the library is
+    /// inert it does nothing.
+    ///
+    /// Exit and fork handlers belong to the process: a library that was used once counts as used
+    /// for the next fork().
+    void takeDown();
 
     /// These forward to dispatch(), which describes them.
     void advance(std::chrono::nanoseconds step) { m_dispatch.advance(step); }
@@ -97,6 +118,8 @@ public:
     void setQuestionObserver(const QuestionObserver::Function& observer);
 
 private:
+    void removeObservers();
+
     ManualClock m_clock;
     ManualDispatch m_dispatch;
     ScriptedApplication m_application;
@@ -111,6 +134,7 @@ private:
     ScriptedTelephony m_telephony;
     SeededUUIDSource m_uuids;
     Platform m_services;
+    bool m_isTakenDown = false;
 };
 
 } // namespace telvora
