@@ -36,7 +36,7 @@ void tradeAndReport()
 int main()
 {
     // [simulated]
-    SimulatedPlatform& simulated = *new SimulatedPlatform; // stays to the end
+    SimulatedPlatform simulated;
     installPlatform(simulated.services());
     simulated.reachability().setConnection(ScriptedReachability::Value::cellular);
     simulated.httpClient().setAnswers({
