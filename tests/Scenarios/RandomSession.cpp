@@ -14,7 +14,7 @@ constexpr auto address = "http://collector.example/";
 } // namespace
 
 RandomSession::RandomSession(std::uint64_t seed)
-    : m_platform(*new SimulatedPlatform(seed))
+    : m_platform(seed)
     , m_random(seed)
 {
     installPlatform(m_platform.services());
@@ -152,7 +152,19 @@ void RandomSession::settle()
     }
 }
 
-std::pair<std::string, std::vector<std::int64_t>> RandomSession::eventsOf(std::size_t number) const
+std::vector<std::string> RandomSession::requests()
+{
+    std::vector<std::string> texts;
+    for (const HTTPRequest& request : m_platform.httpClient().requests()) {
+        std::string& text = texts.emplace_back(request.url);
+        for (const auto& [name, value] : request.headers)
+            text.append("\n").append(name).append(": ").append(value);
+        text.append("\n").append(request.body);
+    }
+    return texts;
+}
+
+std::pair<std::string, std::vector<std::int64_t>> RandomSession::eventsOf(std::size_t number)
 {
     const HTTPRequest request = m_platform.httpClient().requests().at(number - 1);
     const Decoded body = decode(request.body);

@@ -14,7 +14,7 @@
 namespace telvora {
 
 /// A random session of a host: events, ticks, background and foreground, held queues, answers of
-/// every kind in any order, batches that cannot be encoded, URL hooks that append. One a process.
+/// every kind in any order, batches that cannot be encoded, URL hooks that append. One at a time.
 ///
 /// Counts the events by their identifiers, independently of the ledger.
 class RandomSession {
@@ -24,6 +24,9 @@ public:
     /// Runs until every request is answered and every channel is flushed. Returns the errors of the
     /// ledger; empty when there are none.
     std::vector<std::string> run();
+
+    /// Every request so far: address, headers and body.
+    std::vector<std::string> requests();
 
 private:
     struct Channel {
@@ -39,13 +42,13 @@ private:
     void settle();
 
     // The channel of a request, and the identifiers of its events.
-    std::pair<std::string, std::vector<std::int64_t>> eventsOf(std::size_t request) const;
+    std::pair<std::string, std::vector<std::int64_t>> eventsOf(std::size_t request);
     void check(std::vector<std::string>& wrong);
     void checkChannel(const Channel& channel, std::vector<std::string>& wrong);
 
     bool chance(unsigned percent) { return m_random() % 100 < percent; }
 
-    SimulatedPlatform& m_platform;
+    SimulatedPlatform m_platform;
     std::mt19937_64 m_random;
     std::vector<Channel> m_channels;
     std::vector<std::size_t> m_open;
