@@ -32,6 +32,7 @@ public:
     Lines run()
     {
         writeState("at the start");
+        beCareless();
         observe();
         setUp();
         writeState("after set-up");
@@ -56,14 +57,16 @@ private:
 
     class Service final : public LogService, public QVXOstraProviderProtocol {
     public:
-        explicit Service(Pen write)
+        Service(Pen write, const ManualDispatch& dispatch)
             : m_write(std::move(write))
+            , m_dispatch(dispatch)
         {
         }
         void loggerInit() override { m_write("log: init"); }
         void log(unsigned level, const std::string& message) override
         {
-            m_write("log: " + std::to_string(level) + " " + message);
+            m_write("log: " + std::to_string(level) + " " + message
+                + (m_dispatch.isRunningBlock() ? " in a block" : ""));
         }
         void report(const std::string& name, const std::string& content) override
         {
@@ -72,8 +75,10 @@ private:
 
     private:
         Pen m_write;
+        const ManualDispatch& m_dispatch;
     };
 
+    void beCareless();
     void observe();
     void setUp();
     void addChannel(const std::string& index, std::int64_t maxLimit);
@@ -87,6 +92,16 @@ private:
     const std::shared_ptr<Lines> m_lines = std::make_shared<Lines>();
     const Pen m_write { m_lines };
 };
+
+// Before anybody listens: a line is logged, and an event is dropped.
+void Session::beCareless()
+{
+    QuorvexLog::setLogService(std::make_shared<Service>(m_write, m_simulated.dispatch()));
+    QuorvexLog::log(QuorvexLog::Category::tracker(), "too early");
+    TrackerManager::shared().appendTracker({ { "name", m_name } }, "nowhere");
+    m_simulated.runUntilIdle();
+    m_write("waits " + std::to_string(m_simulated.dispatch().nextInstant().has_value()));
+}
 
 void Session::observe()
 {
@@ -123,8 +138,6 @@ void Session::setUp()
     m_simulated.telephony().setRadioTechnologies({ { { "1", "CTRadioAccessTechnologyNR" } } });
     m_simulated.telephony().setCarriers({ { { "1", { m_name, "nl" } } } });
 
-    const auto service = std::make_shared<Service>(m_write);
-    QuorvexLog::setLogService(service);
     QuorvexLog::setLogFilter(QuorvexLogFilter::none());
     QuorvexLog::setLogs({ m_name });
     QuorvexLog::configLogger();
@@ -184,7 +197,7 @@ void Session::work()
     for (const auto occasion : { LifeCycleTraceOccasion(5), LifeCycleTraceOccasion(3) })
         m_simulated.lifeCycleChecker().play("." + m_name, {}, occasion, LifeCycleTraceState(1));
     m_simulated.advance(1s);
-    TrackerManager::shared().setupOstra(std::make_shared<Service>(m_write));
+    TrackerManager::shared().setupOstra(std::make_shared<Service>(m_write, m_simulated.dispatch()));
     enrollEach();
     m_simulated.notificationCenter().post(Notification::didEnterBackground);
     m_simulated.advance(10min);
