@@ -109,10 +109,12 @@ public:
     /// common data of now. Retry entries that the host made always lose their batch. The
     /// constructor's events keep what they cost.
     void setNonFiniteCost(NonFiniteCost cost);
+    /// What setNonFiniteCost() was told; NonFiniteCost::batch until then.
     NonFiniteCost nonFiniteCost() const { return m_nonFiniteCost.load(std::memory_order_relaxed); }
 
     /// What an address of the URL hook does that cannot be parsed.
     void setBadAddress(BadAddress badAddress);
+    /// What setBadAddress() was told; BadAddress::stop until then.
     BadAddress badAddress() const { return m_badAddress.load(std::memory_order_relaxed); }
 
     /// Asks the URL hook once, and returns what is wrong with its answer, for a person; absent if
@@ -123,6 +125,7 @@ public:
     /// of a batch, so that a collector can tell a repeat from an equal batch. It replaces a header
     /// of the same name. No until set.
     void setBatchId(bool hasBatchId);
+    /// What setBatchId() was told.
     bool hasBatchId() const { return m_hasBatchId.load(std::memory_order_relaxed); }
 
     /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this

@@ -64,8 +64,11 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t removedUnseen = 0;
         /// Dropped as DropReason::internalError.
         std::int64_t internalError = 0;
+        /// Dropped as DropReason::disabled.
         std::int64_t disabled = 0;
+        /// Dropped as DropReason::afterShutdown.
         std::int64_t afterShutdown = 0;
+        /// Dropped as DropReason::notFinite.
         std::int64_t notFinite = 0;
 
         /// The sum of all reasons.

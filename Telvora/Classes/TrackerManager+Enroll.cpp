@@ -53,12 +53,16 @@ void TrackerManager::enrollFrozenFrameTrack(
 
 void TrackerManager::enrollSlowFrameTrack(SlowFrame frame)
 {
+    if (isInert())
+        return;
     enrollAPMReport(
         frameRecord("SLOW-FRAME", frame.slow.count(), frame.total.count(), std::move(frame.page)));
 }
 
 void TrackerManager::enrollFrozenFrameTrack(FrozenFrame frame)
 {
+    if (isInert())
+        return;
     enrollAPMReport(frameRecord(
         "FROZEN-FRAME", frame.frozen.count(), frame.total.count(), std::move(frame.page)));
 }
@@ -95,6 +99,8 @@ void TrackerManager::enrollFirstFrameTrack(
 
 void TrackerManager::enrollFirstFrameTrack(FirstFrame frame)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("FIRST-FRAME");
     record.f = roundedToTwoDecimals(frame.time.count());
     record.p = std::move(frame.page);
@@ -119,6 +125,8 @@ void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, doubl
 
 void TrackerManager::enrollLCPTrack(LCP paint)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("LCP");
     record.fcp = paint.init.count();
     record.pt = paint.render.count();
@@ -154,6 +162,8 @@ void TrackerManager::enrollLaunchTrack(
 
 void TrackerManager::enrollLaunch(const Launch& launch)
 {
+    if (isInert())
+        return;
     TrackerMeta record = makeRecord("START");
     record.fp = launch.fp.count();
     record.fpt = launch.fpt.count();

@@ -56,6 +56,7 @@ struct FlushResult {
     /// How many events of all channels are not delivered and not dropped.
     std::int64_t left = 0;
 
+    /// Member by member.
     bool operator==(const FlushResult&) const = default;
 };
 
@@ -284,11 +285,13 @@ public:
     /// the page `topViewController` (`p`).
     void enrollSlowFrameTrack(double slowInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    /// The same in milliseconds.
     void enrollSlowFrameTrack(SlowFrame frame);
     /// "FROZEN-FRAME". `frozenInterval` (`at`) is the frozen part of `totalInterval` (`ct`),
     /// measured on the page `topViewController` (`p`).
     void enrollFrozenFrameTrack(double frozenInterval, double totalInterval,
         std::string topViewController, bool useOstra = false);
+    /// The same in milliseconds.
     void enrollFrozenFrameTrack(FrozenFrame frame);
     /// "PAGE-VIEW". The user sees the page `topViewController` (`p`).
     void enrollPageViewTrack(std::string topViewController, bool useOstra = false);
@@ -299,12 +302,14 @@ public:
     /// show its first frame. It is rounded to two decimals, half away from zero.
     void enrollFirstFrameTrack(
         double frameInterval, std::string topViewController, bool useOstra = false);
+    /// The same in milliseconds.
     void enrollFirstFrameTrack(FirstFrame frame);
     /// "LCP", the largest contentful paint of the page `pageName` (`p`): `initTime` (`fcp`),
     /// `renderTime` (`pt`), `requestTime` (`reqt`), `firstFrameTime` (`ft`), `totalTime` (`ct`).
     /// Deliberate: `startTime` is not reported.
     void enrollLCPTrack(double startTime, double initTime, double renderTime, double requestTime,
         double firstFrameTime, double totalTime, std::string pageName, bool useOstra = false);
+    /// The same in milliseconds.
     void enrollLCPTrack(LCP paint);
     /// "START", a launch of the application. The entries "fp", "fpt", "dcl", "fcp", "ct", "d", "at"
     /// and "ht" of `with` become the properties of the same names; others are ignored. "d" is the

@@ -49,10 +49,16 @@ bool Uploads::isNoneUnderWay() const
     return m_generations.size() == 1 && m_generations.front().underWay == 0;
 }
 
-bool Uploads::mayBegin() const
+void Uploads::stop() noexcept
 {
     const MutexLock lock(m_lock);
-    return !m_isStopped.load(std::memory_order_relaxed) && !m_withdrawn->load();
+    m_isStopped = true;
+    decide();
+}
+
+void Uploads::decide() noexcept
+{
+    m_mayBegin.store(!m_isStopped && !m_withdrawn->load(), std::memory_order_relaxed);
 }
 
 Uploads::Withdrawn Uploads::consent() const
@@ -61,26 +67,22 @@ Uploads::Withdrawn Uploads::consent() const
     return m_withdrawn;
 }
 
-bool Uploads::isConsentWanted() const
-{
-    const MutexLock lock(m_lock);
-    return m_isConsentWanted;
-}
-
 void Uploads::wantConsent(bool isWanted) noexcept
 {
     const MutexLock lock(m_lock);
-    m_isConsentWanted = isWanted;
+    m_isConsentWanted.store(isWanted, std::memory_order_relaxed);
     if (!isWanted)
         m_withdrawn->store(true, std::memory_order_release);
+    decide();
 }
 
 void Uploads::renewConsent()
 {
     auto fresh = std::make_shared<std::atomic<bool>>(false);
     const MutexLock lock(m_lock);
-    if (m_isConsentWanted)
+    if (m_isConsentWanted.load(std::memory_order_relaxed))
         m_withdrawn.swap(fresh);
+    decide();
 }
 
 } // namespace telvora::detail

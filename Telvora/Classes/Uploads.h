@@ -30,24 +30,26 @@ public:
     class UnderWay {
     public:
         UnderWay() noexcept
-            : m_generation(shared().begin())
+            : m_uploads(&shared())
+            , m_generation(m_uploads->begin())
         {
         }
         UnderWay(UnderWay&& other) noexcept
-            : m_generation(std::exchange(other.m_generation, none))
+            : m_uploads(std::exchange(other.m_uploads, nullptr))
+            , m_generation(other.m_generation)
         {
         }
         ~UnderWay()
         {
-            if (m_generation != none)
-                shared().end(m_generation);
+            if (m_uploads)
+                m_uploads->end(m_generation);
         }
 
         UnderWay& operator=(UnderWay&&) = delete;
 
     private:
-        static constexpr std::uint64_t none = ~std::uint64_t(0);
-
+        // Null once it was moved.
+        Uploads* m_uploads;
         std::uint64_t m_generation;
     };
 
@@ -57,16 +59,19 @@ public:
     bool isNoneUnderWay() const TELVORA_EXCLUDES(m_lock);
 
     /// From now on none begins.
-    void stop() noexcept { m_isStopped.store(true, std::memory_order_relaxed); }
-    /// Whether one may begin now.
-    bool mayBegin() const TELVORA_EXCLUDES(m_lock);
+    void stop() noexcept TELVORA_EXCLUDES(m_lock);
+    /// Whether one may begin now. Costs a load, since the intake asks for every event.
+    bool mayBegin() const noexcept { return m_mayBegin.load(std::memory_order_relaxed); }
 
     /// True once the consent is withdrawn that is given now.
     using Withdrawn = std::shared_ptr<const std::atomic<bool>>;
     Withdrawn consent() const TELVORA_EXCLUDES(m_lock);
 
     /// Whether the host's last word is that it consents.
-    bool isConsentWanted() const TELVORA_EXCLUDES(m_lock);
+    bool isConsentWanted() const noexcept
+    {
+        return m_isConsentWanted.load(std::memory_order_relaxed);
+    }
     /// Takes note of the host's word; without consent what is under way is withdrawn at once. A new
     /// time of consent begins with renewConsent(), when everything of the old one is dropped.
     void wantConsent(bool isWanted) noexcept TELVORA_EXCLUDES(m_lock);
@@ -83,11 +88,14 @@ private:
     std::uint64_t begin() noexcept TELVORA_EXCLUDES(m_lock);
     void end(std::uint64_t generation) noexcept TELVORA_EXCLUDES(m_lock);
     void removeEnded() noexcept TELVORA_REQUIRES(m_lock);
+    void decide() noexcept TELVORA_REQUIRES(m_lock);
 
-    std::atomic<bool> m_isStopped { false };
+    std::atomic<bool> m_mayBegin { true };
+    // Changed with the lock held.
+    std::atomic<bool> m_isConsentWanted { true };
 
     mutable Mutex m_lock;
-    bool m_isConsentWanted TELVORA_GUARDED_BY(m_lock) = true;
+    bool m_isStopped TELVORA_GUARDED_BY(m_lock) = false;
     // Never null.
     std::shared_ptr<std::atomic<bool>> m_withdrawn TELVORA_GUARDED_BY(m_lock)
         = std::make_shared<std::atomic<bool>>(false);

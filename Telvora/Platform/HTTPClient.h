@@ -37,6 +37,7 @@ struct HTTPRequest {
     /// the first byte; a request that is withdrawn by then ends with an error.
     std::shared_ptr<const std::atomic<bool>> withdrawn {};
 
+    /// Whether the request must not begin any more.
     bool isWithdrawn() const { return withdrawn && withdrawn->load(std::memory_order_acquire); }
 };
 

@@ -24,13 +24,13 @@ void installPlatform(Platform& set)
 
 Platform* detail::usedPlatform() noexcept
 {
-    return s_platform.load(std::memory_order_acquire);
+    return s_platform->load(std::memory_order_acquire);
 }
 
 bool detail::tryInstallPlatform(Platform& set) noexcept
 {
     Platform* used = nullptr;
-    return s_platform.compare_exchange_strong(used, &set) || used == &set;
+    return s_platform.change().compare_exchange_strong(used, &set) || used == &set;
 }
 
 Platform& platform()

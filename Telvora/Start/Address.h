@@ -17,13 +17,16 @@ namespace telvora {
 /// Threads: a value without a lock. The closure is called as TrackerConfig says of its URL hook.
 class Address {
 public:
+    /// Returns the address of one request.
     using Closure = std::function<std::string()>;
 
     Address() = default;
+    /// The same address for each request.
     Address(std::string text)
         : m_text(std::move(text))
     {
     }
+    /// The same.
     Address(std::string_view text)
         : m_text(text)
     {
@@ -33,6 +36,7 @@ public:
         : m_text(text ? text : "")
     {
     }
+    /// What `closure` returns for each request.
     template<typename Callable>
     requires(!std::same_as<std::remove_cvref_t<Callable>,
                  Address> && std::is_invocable_r_v<std::string, std::remove_cvref_t<Callable>&>)
@@ -41,9 +45,11 @@ public:
     {
     }
 
+    /// Whether there is neither a text nor a closure.
     bool isEmpty() const { return m_text.empty() && !m_closure; }
     /// Empty for a closure.
     const std::string& text() const { return m_text; }
+    /// Whether a closure is asked for each request.
     bool isClosure() const { return static_cast<bool>(m_closure); }
 
     /// The closure, or one that returns the text; empty if the address is empty.

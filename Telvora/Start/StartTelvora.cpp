@@ -1,6 +1,7 @@
 #include <Telvora/Start/StartTelvora.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/ProcessValue.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
 #include <Telvora/Classes/Model/TrackerDataExcavator.h>
 #include <Telvora/Classes/Model/TrackerDataLifeCycleTrace.h>
@@ -18,7 +19,7 @@ namespace telvora {
 namespace {
 
 // Set while a call is under way, and for good once one has installed its platform.
-constinit std::atomic<bool> s_isStarted { false };
+constinit detail::ProcessValue<bool> s_isStarted { false };
 
 StartResult refused(std::vector<std::string> problems)
 {
@@ -127,7 +128,7 @@ StartResult detail::startTelvora(TelvoraOptions&& options, const Platform* platf
         if (isForkedChild())
             return refused({ "In a process that was forked from one that uses Telvora, every call "
                              "of Telvora does nothing" });
-        if (s_isStarted.exchange(true))
+        if (s_isStarted.change().exchange(true))
             return refused({ "startTelvora() was called before" });
 
         std::vector<std::string> problems = problemsOf(options);
@@ -138,7 +139,7 @@ StartResult detail::startTelvora(TelvoraOptions&& options, const Platform* platf
                 problems.emplace_back("Another thread has installed another platform meanwhile");
         }
         if (!isInstalled) {
-            s_isStarted.store(false);
+            s_isStarted.change().store(false);
             return refused(std::move(problems));
         }
 
@@ -149,7 +150,7 @@ StartResult detail::startTelvora(TelvoraOptions&& options, const Platform* platf
         return { .isStarted = true };
     } catch (...) {
         if (!isInstalled)
-            s_isStarted.store(false);
+            s_isStarted.change().store(false);
         return {};
     }
 }

@@ -18,6 +18,7 @@ struct [[nodiscard]] StartResult {
     /// One sentence each, for a person; no secret in them but what is in an address.
     std::vector<std::string> problems {};
 
+    /// isStarted.
     explicit operator bool() const { return isStarted; }
     /// The problems, one a line.
     std::string text() const

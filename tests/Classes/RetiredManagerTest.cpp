@@ -74,6 +74,11 @@ protected:
         manager.enrollFirstFrameTrack(1, "Page");
         manager.enrollLCPTrack(1, 2, 3, 4, 5, 6, "Page");
         manager.enrollLaunchTrack({ { "d", 1.0 } });
+        manager.enrollSlowFrameTrack(SlowFrame { .slow = 1s });
+        manager.enrollFrozenFrameTrack(FrozenFrame { .frozen = 1s });
+        manager.enrollFirstFrameTrack(FirstFrame { .time = 1s });
+        manager.enrollLCPTrack(LCP { .total = 1s });
+        manager.enrollLaunchTrack(Launch { .ct = 1s });
         manager.enrollE2ETrack(event);
         manager.enrollMPTrack(event);
         manager.enrollSentryTrack(event, true);
@@ -169,7 +174,7 @@ TEST_F(RetiredManagerTest, TheOldUploaderSendsNothing)
     std::optional<TrackerNetwork::PostEnd> end;
 
     old.postWithEnds("http://a/", std::make_shared<Dictionary>(), {},
-        [&](const TrackerNetwork::PostResult& result, Batch) { end = result.end; });
+        [&](const TrackerNetwork::PostResult& result, Batch) { end = result.end; }, {});
 
     EXPECT_EQ(end, TrackerNetwork::PostEnd::notAccepted);
     EXPECT_EQ(simulated->httpClient().requestCount(), 0u);

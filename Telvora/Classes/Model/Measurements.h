@@ -15,6 +15,7 @@
 /// Threads: values without a lock.
 namespace telvora {
 
+/// Converts from every duration of std::chrono, and keeps fractions.
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 /// A frame that took long.
@@ -67,13 +68,19 @@ struct LCP {
 struct Launch {
     /// When the launch was, sent in seconds since 1970. Absent: the time of the call.
     std::optional<std::chrono::sys_time<std::chrono::nanoseconds>> d {};
+    /// "fp".
     Milliseconds fp {};
+    /// "fpt".
     Milliseconds fpt {};
+    /// "dcl".
     Milliseconds dcl {};
+    /// "fcp".
     Milliseconds fcp {};
     /// The total time.
     Milliseconds ct {};
+    /// "at".
     Milliseconds at {};
+    /// "ht".
     Milliseconds ht {};
 };
 

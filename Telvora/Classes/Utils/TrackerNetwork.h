@@ -87,6 +87,7 @@ public:
     static void post(const std::string& with, Batch param, const StringDictionary& externHeaders,
         Handler handler);
 
+    /// What is done about a header that is left out, where nobody wants to know.
     static constexpr auto ignoreHeader = [](std::string_view) {};
 
     /// What a channel chooses for its requests.
