@@ -31,6 +31,8 @@ public:
         , m_failures(failures)
         , m_maxRetryCount(maxRetryCount)
     {
+        if (const auto policy = m_config->retryPolicy())
+            m_maxRetryCount = policy->retries();
     }
     Upload(Upload&&) noexcept = default;
     ~Upload()
@@ -83,7 +85,7 @@ private:
         retry->giveShare(m_share);
         noteFailure(result.reason, result.status, reason);
         ledger.failedIntoRetry(m_share);
-        m_config->m_retryCache.insert(std::move(retry));
+        m_config->keep(std::move(retry), result.retryAfter);
     }
 
     // Absent if the batch will be sent again.
@@ -177,7 +179,8 @@ void Delivery::sendNormalData(
 
 void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
 {
-    if (Uploads::shared().mayBegin())
+    // A patient channel's batches go when they are due.
+    if (Uploads::shared().mayBegin() && !config->isPatient())
         sendTaken(config, config->takeRetryData());
 }
 

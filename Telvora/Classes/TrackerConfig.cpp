@@ -2,12 +2,33 @@
 
 #include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/PendingEvents.h>
+#include <Telvora/Classes/Uploads.h>
+#include <Telvora/Platform/Clock.h>
+#include <Telvora/Platform/DispatchQueue.h>
+#include <Telvora/Platform/Platform.h>
+#include <Telvora/Platform/UUIDSource.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace telvora {
+
+namespace {
+
+// From 0 up to 1, from the random bits of a UUID in front of those that say its version.
+double randomFraction()
+{
+    const UUID uuid = platform().uuids.next();
+    double fraction = 0;
+    for (std::size_t place = 0; place < 6; ++place)
+        fraction = (fraction + uuid.data[place]) / 256;
+    return fraction;
+}
+
+} // namespace
 
 TrackerConfig::TrackerConfig(std::string index, std::int64_t maxLimit, StringDictionary headers,
     Array&& apiDatas, bool useOstraReport, URLHook urlHook)
@@ -94,6 +115,50 @@ void TrackerConfig::setBatchId(bool hasBatchId)
     m_hasBatchId.store(hasBatchId, std::memory_order_relaxed);
 }
 
+void TrackerConfig::setRetryPolicy(std::optional<RetryPolicy> policy)
+{
+    m_isPatient.store(policy.has_value(), std::memory_order_relaxed);
+    m_retryPolicy.set(policy);
+}
+
+std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
+{
+    return m_retryPolicy.get();
+}
+
+void TrackerConfig::keep(TrackerRetryEntry entry, std::chrono::duration<double> asked)
+{
+    const auto policy = retryPolicy();
+    if (!policy) {
+        m_retryCache.insert(std::move(entry));
+        return;
+    }
+    const auto wait = policy->wait(entry->retryCount, asked, policy->jitter ? randomFraction() : 0);
+    const auto due = platform().clock.steadyNow() + wait;
+    entry->maxRetryCount = policy->retries();
+    entry->due = due;
+    m_retryCache.insert(entry);
+    try {
+        const auto send = [channel = weak_from_this(), entry = std::move(entry), due] {
+            if (const auto self = channel.lock())
+                self->sendDue(entry, due);
+        };
+        platform().dispatch.globalAsyncAfter(wait, send);
+    } catch (...) {
+        // There is no memory for the block: the batch waits for the next flush.
+    }
+}
+
+void TrackerConfig::sendDue(
+    const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due)
+{
+    if (!isPatient() || !detail::Uploads::shared().mayBegin())
+        return;
+    const auto taken = m_retryCache.takeDue(entry, due);
+    m_ledger.retried(taken.share);
+    detail::Delivery::sendTaken(shared_from_this(), taken);
+}
+
 void TrackerConfig::insert(TrackerRetryEntry retry)
 {
     if (!retry)
@@ -102,7 +167,7 @@ void TrackerConfig::insert(TrackerRetryEntry retry)
     const detail::LedgerShare share { static_cast<std::uint32_t>(events), 1 };
     retry->giveShare(share);
     m_ledger.insertedByHost(share);
-    m_retryCache.insert(std::move(retry));
+    keep(std::move(retry), {});
 }
 
 TrackerRetryEntry TrackerConfig::popRetryData()

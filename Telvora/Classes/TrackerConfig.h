@@ -7,11 +7,13 @@
 #include <Telvora/Base/ProcessState.h>
 #include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
+#include <Telvora/Classes/RetryPolicy.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/TrackerRetryCache.h>
 #include <Telvora/Classes/Utils/CommonData.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -36,7 +38,7 @@ class PendingEvents;
 ///
 /// Failure: apiDatas(), setCommonData(), insert() and the constructors throw std::bad_alloc. What a
 /// hook throws is caught and counted on the ledger.
-class TELVORA_EXPORT TrackerConfig {
+class TELVORA_EXPORT TrackerConfig : public std::enable_shared_from_this<TrackerConfig> {
 public:
     /// The channels for which the library has operations.
     using DefaultIndex = telvora::DefaultIndex;
@@ -128,6 +130,14 @@ public:
     /// What setBatchId() was told.
     bool hasBatchId() const { return m_hasBatchId.load(std::memory_order_relaxed); }
 
+    /// How patient the channel is with failures from now on; absent, as until set: a waiting batch
+    /// has a chance with each event and tick. With a policy it goes by itself when it is due, and
+    /// nothing else tries it but TrackerManager::flush(). It holds for entries of the host's too,
+    /// whose maxRetryCount it sets, and a "Retry-After" of a status 429 or 503 makes a wait longer.
+    void setRetryPolicy(std::optional<RetryPolicy> policy);
+    /// What setRetryPolicy() was told.
+    std::optional<RetryPolicy> retryPolicy() const;
+
     /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this
     /// is a use of the library: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
@@ -151,6 +161,11 @@ private:
     friend class detail::Delivery;
     friend class TrackerManager;
 
+    // Puts an entry into the cache, and with a policy sees to it that it is tried when it is due.
+    void keep(TrackerRetryEntry entry, std::chrono::duration<double> asked);
+    void sendDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
+    bool isPatient() const { return m_isPatient.load(std::memory_order_relaxed); }
+
     TrackerRetryCache::Taken takeRetryData();
     std::vector<TrackerRetryCache::Taken> takeAllRetryData();
 
@@ -171,6 +186,9 @@ private:
     std::atomic<NonFiniteCost> m_nonFiniteCost { NonFiniteCost::batch };
     std::atomic<BadAddress> m_badAddress { BadAddress::stop };
     std::atomic<bool> m_hasBatchId { false };
+    // Whether there is a policy. The intake asks for every event.
+    std::atomic<bool> m_isPatient { false };
+    detail::Guarded<std::optional<RetryPolicy>> m_retryPolicy;
     const std::unique_ptr<detail::PendingEvents> m_pending;
 
     detail::ChannelLedger m_ledger;

@@ -118,7 +118,8 @@ struct TELVORA_EXPORT UploadFailure {
     int status = 0;
     /// Why it failed, for a person.
     std::string reason;
-    /// Which try of the batch it was, from 1, and how many there are.
+    /// Which try of the batch it was, from 1, and how many there are: RetryPolicy::endless if there
+    /// is no end.
     std::int64_t attempt = 0;
     /// How many tries a batch has at most, the first one among them.
     std::int64_t attempts = 0;

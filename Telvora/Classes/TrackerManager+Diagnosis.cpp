@@ -57,7 +57,10 @@ std::string described(const UploadFailure& failure, double now)
         text += ", status " + std::to_string(failure.status);
     if (!failure.url.empty())
         text += " (" + repairedUTF8(failure.url) + ")";
-    text += ", " + ordinal(failure.attempt) + " of " + grouped(failure.attempts) + " attempts";
+    text += ", " + ordinal(failure.attempt);
+    text += failure.attempts == RetryPolicy::endless
+        ? " attempt"
+        : " of " + grouped(failure.attempts) + " attempts";
     if (failure.outcome == UploadFailure::Outcome::givenUp)
         text += ", given up";
     if (failure.outcome == UploadFailure::Outcome::dropped)

@@ -60,6 +60,23 @@ TrackerRetryCache::Taken TrackerRetryCache::take()
     return taken;
 }
 
+TrackerRetryCache::Taken TrackerRetryCache::takeDue(
+    const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due)
+{
+    Taken taken;
+    if (detail::isForkedChild())
+        return taken;
+    m_lock.writeSync([&] {
+        // Not looked at before it is found: outside the cache its owner may change it.
+        if (!m_state->remove(entry, due))
+            return;
+        taken.share = entry->takeShare();
+        if (!taken.share.isEmpty())
+            taken.entry = entry;
+    });
+    return taken;
+}
+
 std::vector<TrackerRetryCache::Taken> TrackerRetryCache::takeAll()
 {
     std::vector<Taken> taken;
@@ -110,6 +127,20 @@ void TrackerRetryCache::State::removeFirst()
         count.store(priorityQueue.count(), std::memory_order_relaxed);
     }
     lose(*removed, DropReason::removedUnseen);
+}
+
+bool TrackerRetryCache::State::remove(
+    const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due)
+{
+    detail::MutexLock lock(mutex);
+    bool isThere = false;
+    for (std::size_t place = 0; place < priorityQueue.count() && !isThere; ++place)
+        isThere = priorityQueue[place] == entry;
+    if (!isThere || entry->due != due)
+        return false;
+    priorityQueue.remove(entry);
+    count.store(priorityQueue.count(), std::memory_order_relaxed);
+    return true;
 }
 
 void TrackerRetryCache::State::takeAllTo(std::vector<Taken>& taken)

@@ -9,6 +9,7 @@
 #include <Telvora/Classes/Utils/ReadWriteLock.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -41,6 +42,8 @@ public:
     /// dropped.
     std::int64_t maxRetryCount = defaultMaxRetryCount;
 
+    /// When a channel with a RetryPolicy tries it again; the library sets it.
+    std::chrono::steady_clock::time_point due {};
     /// The "x-batch-id" of its tries; empty until it is sent with one.
     std::string batchId {};
 
@@ -129,6 +132,10 @@ public:
     /// step, the entry stays and null is returned.
     Taken take();
 
+    /// Removes `entry` if it is there and due at `due`, and returns it; otherwise null. Where there
+    /// is no memory, it stays.
+    Taken takeDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
+
     /// Removes all entries and returns them in the order in which pop() would, without those that a
     /// pop has returned and is about to remove. Where there is no memory, all stay and none is
     /// returned.
@@ -156,6 +163,7 @@ private:
 
         void add(const TrackerRetryEntry& entry);
         void removeFirst();
+        bool remove(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
         void takeAllTo(std::vector<Taken>& taken);
         void lose(TrackerRetryData& entry, DropReason reason) const;
     };

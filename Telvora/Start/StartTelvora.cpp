@@ -62,6 +62,7 @@ void setUpChannel(Channel&& channel)
     config->setNonFiniteCost(channel.nonFinite);
     config->setBadAddress(channel.badAddress);
     config->setBatchId(channel.hasBatchId);
+    config->setRetryPolicy(channel.retry);
     if (channel.onStart)
         config->setStartHook(std::move(channel.onStart));
     if (channel.onStop)

@@ -4,6 +4,7 @@
 #include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Diagnostic.h>
 #include <Telvora/Classes/OstraProviderProtocol.h>
+#include <Telvora/Classes/RetryPolicy.h>
 #include <Telvora/Classes/TrackerConfiguration.h>
 #include <Telvora/Classes/Utils/Batch.h>
 #include <Telvora/LoggableKit/Classes/LogService.h>
@@ -61,6 +62,9 @@ struct Channel {
     BadAddress badAddress = BadAddress::stop;
     /// Whether requests have the header "x-batch-id", the same in all tries of a batch.
     bool hasBatchId = false;
+    /// How often and when a batch is tried again. Absent: three times, with the events and ticks
+    /// that follow.
+    std::optional<RetryPolicy> retry {};
     /// Called by startTelvora(). A channel without it counts as running only after the first return
     /// to the foreground.
     std::function<void()> onStart {};

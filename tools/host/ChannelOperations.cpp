@@ -14,7 +14,9 @@ Dictionary entryDictionary(const TrackerRetryData& entry)
     Dictionary dictionary {
         { "retryCount", entry.retryCount },
         { "timestamp", entry.timestamp },
-        { "maxRetryCount", entry.maxRetryCount },
+        { "maxRetryCount",
+            entry.maxRetryCount == RetryPolicy::endless ? Value(nullptr)
+                                                        : Value(entry.maxRetryCount) },
     };
     dictionary["data"] = entry.data ? Value(copy(*entry.data)) : Value(nullptr);
     return dictionary;

@@ -4,6 +4,9 @@
 #include <tools/host/Markers.h>
 #include <tools/host/ScriptError.h>
 
+#include <array>
+#include <chrono>
+#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -126,6 +129,31 @@ Case choice(const Arguments& arguments, std::string_view name,
     throw ScriptError("\"" + std::string(name) + "\" has no case \"" + wanted + "\"");
 }
 
+std::chrono::duration<double> seconds(
+    const Arguments& arguments, std::string_view name, std::chrono::duration<double> otherwise)
+{
+    const double seconds = arguments.number(name, otherwise.count());
+    if (!std::isfinite(seconds) || seconds < 0)
+        throw ScriptError(
+            '"' + std::string(name) + "\" wants a number that is not negative and has an end");
+    return std::chrono::duration<double>(seconds);
+}
+
+RetryPolicy retryPolicy(const Arguments& arguments)
+{
+    RetryPolicy policy;
+    if (arguments.has("tries") && !arguments.given("tries"))
+        policy.tries.reset();
+    else
+        policy.tries = arguments.integer("tries", *policy.tries);
+    if (policy.tries && *policy.tries < 1)
+        throw ScriptError("\"tries\" wants a number above 0");
+    policy.first = seconds(arguments, "first", policy.first);
+    policy.longest = seconds(arguments, "longest", policy.longest);
+    policy.jitter = arguments.flag("jitter", policy.jitter);
+    return policy;
+}
+
 // What a channel may choose beside its constructor's parameters.
 void setChoices(TrackerConfig& config, const Arguments& arguments)
 {
@@ -139,6 +167,8 @@ void setChoices(TrackerConfig& config, const Arguments& arguments)
     config.setBodyEncoding(
         arguments.flag("gzip", false) ? BodyEncoding::gzip : BodyEncoding::plain);
     config.setBatchId(arguments.flag("batchId", false));
+    if (const Value* retry = arguments.given("retry"))
+        config.setRetryPolicy(retryPolicy(Arguments(asDictionary(*retry, "retry"))));
 }
 
 Result registerChannel(const Call& call)

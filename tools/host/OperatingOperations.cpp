@@ -21,7 +21,8 @@ Dictionary eventOf(const Diagnostic& diagnostic)
         event["status"] = upload->status;
         event["reason"] = upload->reason;
         event["attempt"] = upload->attempt;
-        event["of"] = upload->attempts;
+        event["of"]
+            = upload->attempts == RetryPolicy::endless ? Value(nullptr) : Value(upload->attempts);
         event["willRetry"] = upload->outcome == UploadFailure::Outcome::waiting;
         event["events"] = diagnostic.events;
     }

@@ -9,8 +9,10 @@
 #include <Telvora/Base/Lazy.h>
 #include <Telvora/Base/Signal.h>
 #include <Telvora/Base/UUIDText.h>
+#include <Telvora/Classes/Utils/RetryAfter.h>
 #include <Telvora/LoggableKit/Classes/QuorvexLog.h>
 #include <Telvora/Platform/Bundle.h>
+#include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Device.h>
 #include <Telvora/Platform/HTTPClient.h>
 #include <Telvora/Platform/Platform.h>
@@ -181,6 +183,8 @@ void TrackerNetwork::finish(HTTPAnswer answer, Batch param, EndHandler handler)
 try {
     const detail::NoWaitScope inCompletion;
     const int status = answer.status;
+    const auto wait = detail::retryAfter(answer, platform().clock.secondsSince1970())
+                          .value_or(std::chrono::duration<double>(0));
     if (!answer.data || answer.error) {
         handler({ PostEnd::notAccepted, answer.error.value_or("There is no answer"), status },
             std::move(param));
@@ -188,7 +192,7 @@ try {
     }
     const Decoded decoded = detail::decodeBytes(*answer.data);
     if (!decoded.value) {
-        handler({ PostEnd::notAccepted, "The answer is not JSON: " + decoded.error, status },
+        handler({ PostEnd::notAccepted, "The answer is not JSON: " + decoded.error, status, wait },
             std::move(param));
         logFailure(decoded.error);
         return;
@@ -205,8 +209,8 @@ try {
         handler({ PostEnd::accepted }, std::move(param));
         return;
     }
-    handler(
-        { PostEnd::notAccepted, "The answer does not say \"success\"", status }, std::move(param));
+    handler({ PostEnd::notAccepted, "The answer does not say \"success\"", status, wait },
+        std::move(param));
     logFailure("resp result is `failure`");
 } catch (...) {
     // The client must not get the exception. The handler was destroyed without a call, or the log

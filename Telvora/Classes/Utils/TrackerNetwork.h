@@ -7,6 +7,7 @@
 #include <Telvora/Classes/Utils/Batch.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -70,6 +71,8 @@ public:
         std::string reason {};
         /// The HTTP status; 0 without an answer.
         int status = 0;
+        /// How long the collector asks to wait before the next try.
+        std::chrono::duration<double> retryAfter { 0 };
     };
     /// Takes how a post ended, and the batch that was posted.
     using EndHandler = UniqueFunction<void(PostResult, Batch), 128>;
