@@ -3,6 +3,7 @@
 #include <Telvora/Base/ProcessValue.h>
 
 #include <atomic>
+#include <exception>
 
 namespace telvora {
 
@@ -28,6 +29,24 @@ void detail::noteHostException(const HostClosure& closure, std::string_view thro
 void detail::setHostExceptionObserver(HostExceptionObserver observer) noexcept
 {
     s_observer.change().store(observer, std::memory_order_release);
+}
+
+detail::HostCall detail::callHost(FunctionRef<void()> call, const HostClosure& closure) noexcept
+{
+    if (isForkedChild())
+        return HostCall::notCalled;
+    const ExitGate::Pass pass;
+    if (!pass)
+        return HostCall::notCalled;
+    try {
+        call();
+        return HostCall::returned;
+    } catch (const std::exception& exception) {
+        noteHostException(closure, exception.what());
+    } catch (...) {
+        noteHostException(closure, "no std::exception");
+    }
+    return HostCall::threw;
 }
 
 std::int64_t hostExceptionCount() noexcept

@@ -3,9 +3,9 @@
 #include <Telvora/Base/ExitGate.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Work.h>
 
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -49,24 +49,8 @@ enum class HostCall {
 /// Calls a closure of the host and catches what it throws: on one of our threads an exception
 /// would end the process, and on one of the host's it would leave a call that promises not to
 /// throw. exit() waits until the closure has returned before it destroys anything.
-template<typename Callable>
-HostCall callHost(Callable&& call, const HostClosure& closure = {}) noexcept
-{
-    if (isForkedChild())
-        return HostCall::notCalled;
-    const ExitGate::Pass pass;
-    if (!pass)
-        return HostCall::notCalled;
-    try {
-        std::forward<Callable>(call)();
-        return HostCall::returned;
-    } catch (const std::exception& exception) {
-        noteHostException(closure, exception.what());
-    } catch (...) {
-        noteHostException(closure, "no std::exception");
-    }
-    return HostCall::threw;
-}
+TELVORA_EXPORT HostCall callHost(
+    FunctionRef<void()> call, const HostClosure& closure = {}) noexcept;
 
 /// Call it for each closure or object of the host that the library will call later. exit() then
 /// stops such calls before it destroys anything that is alive now.

@@ -28,9 +28,10 @@ void Uploads::end(std::uint64_t generation) noexcept
 
 void Uploads::removeEnded() noexcept
 {
+    // There are as many as flushes that wait.
     while (m_generations.size() > 1 && m_generations.front().underWay == 0) {
         m_generations.front().ended->set();
-        m_generations.pop_front();
+        m_generations.erase(m_generations.begin());
         ++m_removed;
     }
 }

@@ -6,9 +6,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace telvora::detail {
 
@@ -100,7 +100,7 @@ private:
     std::shared_ptr<std::atomic<bool>> m_withdrawn TELVORA_GUARDED_BY(m_lock)
         = std::make_shared<std::atomic<bool>>(false);
     // Never empty. The last one is that of new uploads.
-    std::deque<Generation> m_generations TELVORA_GUARDED_BY(m_lock) { Generation() };
+    std::vector<Generation> m_generations TELVORA_GUARDED_BY(m_lock) { Generation() };
     // How many were removed at the front.
     std::uint64_t m_removed TELVORA_GUARDED_BY(m_lock) = 0;
 };

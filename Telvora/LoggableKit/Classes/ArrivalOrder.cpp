@@ -62,7 +62,7 @@ void ArrivalOrder::leave()
     if (!m_isTaken)
         return;
     Waiter& next = *m_waiting.front();
-    m_waiting.pop_front();
+    m_waiting.erase(m_waiting.begin());
     next.isNext = true;
     // With the lock held: afterwards the waiter may be gone at any time.
     next.change.notify_one();

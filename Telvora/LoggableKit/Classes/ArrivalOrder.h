@@ -6,8 +6,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <thread>
+#include <vector>
 
 namespace telvora::detail {
 
@@ -66,7 +66,7 @@ private:
     // Stays true while the place inside goes from one thread to the next.
     bool m_isTaken TELVORA_GUARDED_BY(m_lock) = false;
     // Oldest first.
-    std::deque<Waiter*> m_waiting TELVORA_GUARDED_BY(m_lock);
+    std::vector<Waiter*> m_waiting TELVORA_GUARDED_BY(m_lock);
     // The thread that is inside. A thread compares it only with itself, and no other thread stores
     // that value: relaxed order suffices.
     std::atomic<std::thread::id> m_owner;

@@ -196,16 +196,20 @@ void NetworkSnapshot::add(NetworkLink link)
 
 Reachability::Connection NetworkSnapshot::connection(const SystemFiles& files) const
 {
-    std::vector<DefaultRoute> routes = m_routes;
-    std::erase_if(routes, [this](const DefaultRoute& route) { return !usableLink(route); });
-    if (routes.empty())
-        return Reachability::Connection::none;
-
     const auto rank = [](const DefaultRoute& route) {
         return std::tuple(!route.isIPv4, !route.isInMainTable, route.metric);
     };
-    std::stable_sort(routes.begin(), routes.end(),
-        [&](const DefaultRoute& a, const DefaultRoute& b) { return rank(a) < rank(b); });
+    // Among equals in the order of the kernel.
+    std::vector<DefaultRoute> routes;
+    for (const DefaultRoute& route : m_routes) {
+        const auto place = std::find_if(routes.begin(), routes.end(),
+            [&](const DefaultRoute& other) { return rank(route) < rank(other); });
+        if (usableLink(route))
+            routes.insert(place, route);
+    }
+    if (routes.empty())
+        return Reachability::Connection::none;
+
     for (const DefaultRoute& route : routes) {
         switch (kind(*usableLink(route), files, 0)) {
         case Kind::fixed:
