@@ -131,6 +131,8 @@ void TrackerManager::postAll()
         waiting.push_back({ channel, channel->takeAllRetryData() });
 
     for (const auto& [channel, batches] : waiting) {
+        if (detail::isForkedChild())
+            return; // The URL hook forked, and this is the child.
         if (channel->m_pending->size() > 0)
             detail::Delivery::sendList(channel);
         for (const auto& batch : batches)

@@ -12,6 +12,8 @@ Uploads& Uploads::shared()
 
 std::uint64_t Uploads::begin() noexcept
 {
+    if (isForkedChild())
+        return 0;
     const MutexLock lock(m_lock);
     ++m_generations.back().underWay;
     return m_removed + m_generations.size() - 1;
@@ -38,6 +40,8 @@ void Uploads::removeEnded() noexcept
 
 void Uploads::whenEnded(std::shared_ptr<Signal> signal)
 {
+    if (isForkedChild())
+        return;
     const MutexLock lock(m_lock);
     m_generations.emplace_back();
     m_generations[m_generations.size() - 2].ended = std::move(signal);
@@ -46,6 +50,8 @@ void Uploads::whenEnded(std::shared_ptr<Signal> signal)
 
 bool Uploads::isNoneUnderWay() const
 {
+    if (isForkedChild())
+        return true;
     const MutexLock lock(m_lock);
     return m_generations.size() == 1 && m_generations.front().underWay == 0;
 }
@@ -64,6 +70,8 @@ void Uploads::decide() noexcept
 
 Uploads::Withdrawn Uploads::consent() const
 {
+    if (isForkedChild())
+        return std::make_shared<const std::atomic<bool>>(true);
     const MutexLock lock(m_lock);
     return m_withdrawn;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
 #include <Telvora/Base/Signal.h>
 
@@ -22,6 +23,7 @@ namespace telvora::detail {
 ///
 /// Life: one, made on first use and never destroyed. The manager makes it.
 /// Threads: any.
+/// Fork: in a forked child none begins, and no lock is taken.
 class Uploads {
 public:
     static Uploads& shared();
@@ -60,8 +62,12 @@ public:
 
     /// From now on none begins.
     void stop() noexcept TELVORA_EXCLUDES(m_lock);
-    /// Whether one may begin now. Costs a load, since the intake asks for every event.
-    bool mayBegin() const noexcept { return m_mayBegin.load(std::memory_order_relaxed); }
+    /// Whether one may begin now; never in a forked child. Costs a load or two, since the intake
+    /// asks for every event.
+    bool mayBegin() const noexcept
+    {
+        return m_mayBegin.load(std::memory_order_relaxed) && !isForkedChild();
+    }
 
     /// True once the consent is withdrawn that is given now.
     using Withdrawn = std::shared_ptr<const std::atomic<bool>>;

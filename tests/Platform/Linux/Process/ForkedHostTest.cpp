@@ -175,6 +175,11 @@ void findTheLibraryInert()
         ::_exit(11);
     if (!manager.ledgers().empty() || !QuorvexLog::logs().empty())
         ::_exit(12);
+    TrackerManager::setEnabled(false);
+    const std::chrono::hours hour(1);
+    if (TrackerManager::flush(hour) != FlushResult()
+        || TrackerManager::shutdown(hour) != FlushResult())
+        ::_exit(13);
 }
 
 TEST_F(ForkedHostQuirk, AChildOfAUsedLibraryMayCallEverythingAndFindsItInert)

@@ -112,6 +112,7 @@ void callEveryClosure()
         manager.enrollMPTrack({ { "number", number } });
         manager.reportAPMDict({ { "number", number } });
     }
+    TrackerManager::flush(0s);
     QuorvexLog::log(QuorvexLog::Category::tracker(), "line");
 }
 
