@@ -191,7 +191,11 @@ void Delivery::sendTaken(
     if (!entry)
         return;
     Upload upload(config, share, entry->retryCount, entry->maxRetryCount);
-    upload.setBatchId(entry->batchId);
+    try {
+        upload.setBatchId(entry->batchId);
+    } catch (...) {
+        return; // The upload's destructor records an internal error.
+    }
     if (entry->data)
         post(std::move(upload), entry->data);
     else

@@ -30,8 +30,8 @@ struct TELVORA_EXPORT RetryPolicy {
 
     /// How often a batch is tried again; `endless` where `tries` is absent.
     std::int64_t retries() const;
-    /// The wait after the `failures`-th failure, at least as long as `asked`, up to `longest`. None
-    /// after no failure. `random` is from 0 up to 1.
+    /// The wait after the `failures`-th failure, at least as long as `asked`, up to `longest`, but
+    /// no shorter than a millisecond. None after no failure. `random` is from 0 up to 1.
     std::chrono::nanoseconds wait(
         std::int64_t failures, std::chrono::duration<double> asked, double random) const;
 

@@ -2,6 +2,7 @@
 
 #include <Telvora/Base/AddressText.h>
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Signal.h>
 #include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/PendingEvents.h>
@@ -98,6 +99,7 @@ void TrackerConfig::setBadAddress(BadAddress badAddress)
 std::optional<std::string> TrackerConfig::addressError() const
 {
     std::string url;
+    const detail::NoWaitScope inHook;
     const detail::HostCall asked = m_urlHook
         ? detail::callHost([&] { url = m_urlHook(); }, { "The URL hook", m_index })
         : detail::HostCall::notCalled;

@@ -234,6 +234,11 @@ try {
     // The one before stays.
 }
 
+std::int64_t ChannelLedger::left() const noexcept
+{
+    return m_events.pending + m_events.inFlight + m_events.waiting;
+}
+
 LedgerSnapshot ChannelLedger::snapshot() const
 {
     LedgerSnapshot snapshot { m_events.account(), m_batches.account(),

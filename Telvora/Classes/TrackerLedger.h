@@ -202,6 +202,8 @@ public:
     void uploadFailed(UploadFailure&& failure) noexcept;
 
     LedgerSnapshot snapshot() const;
+    /// How many events are neither delivered nor dropped.
+    std::int64_t left() const noexcept;
 
 private:
     using Count = std::atomic<std::int64_t>;

@@ -14,9 +14,10 @@ void TrackerManager::setEnabled(bool on)
     TrackerManager& manager = shared();
     detail::Uploads::shared().wantConsent(on);
     manager.m_queue->barrierAsync([&manager, on] {
-        manager.m_isDisabled.store(!on, std::memory_order_relaxed);
+        const bool wasDisabled = manager.m_isDisabled.exchange(!on, std::memory_order_relaxed);
         // On again too: the host may have inserted a retry entry meanwhile.
-        manager.dropAll(DropReason::disabled);
+        if (!on || wasDisabled)
+            manager.dropAll(DropReason::disabled);
         if (on)
             detail::Uploads::shared().renewConsent();
     });

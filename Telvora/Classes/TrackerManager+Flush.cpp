@@ -27,11 +27,6 @@ bool isDeadline(std::chrono::duration<double> deadline)
     return std::isfinite(deadline.count()) && deadline.count() >= 0;
 }
 
-std::int64_t leftIn(const LedgerAccount& events)
-{
-    return events.pending + events.inFlight + events.waiting;
-}
-
 } // namespace
 
 // What the calling thread shares with its blocks, which may run after it has returned.
@@ -92,8 +87,13 @@ FlushResult TrackerManager::postAndWait(
             m_queue->barrierAsync([this, flush, afterwards] {
                 if (afterwards == Afterwards::stop)
                     m_refusesEvents.store(true, std::memory_order_relaxed);
-                postAll();
-                detail::Uploads::shared().whenEnded(flush->answered);
+                try {
+                    postAll();
+                    detail::Uploads::shared().whenEnded(flush->answered);
+                } catch (...) {
+                    // There is no memory: nobody would ever set it.
+                    flush->answered->set();
+                }
             });
             wait(*flush->answered);
             m_queue->barrierAsync([this, flush, afterwards] {
@@ -108,8 +108,10 @@ FlushResult TrackerManager::postAndWait(
         return { flush->isAtRest, left() };
     } catch (...) {
         // There is no memory for the blocks.
-        if (afterwards == Afterwards::stop)
+        if (afterwards == Afterwards::stop) {
+            m_refusesEvents.store(true, std::memory_order_relaxed);
             uploads.stop();
+        }
         return { false, left() };
     }
 }
@@ -145,7 +147,7 @@ std::int64_t TrackerManager::left() const
     std::int64_t left = 0;
     const auto registered = configs();
     for (const auto& [index, channel] : *registered)
-        left += leftIn(channel->ledger().events);
+        left += channel->m_ledger.left();
     return left;
 }
 

@@ -89,7 +89,8 @@ void Uploads::renewConsent()
 {
     auto fresh = std::make_shared<std::atomic<bool>>(false);
     const MutexLock lock(m_lock);
-    if (m_isConsentWanted.load(std::memory_order_relaxed))
+    // The uploads of a time that has not ended keep their flag.
+    if (m_isConsentWanted.load(std::memory_order_relaxed) && m_withdrawn->load())
         m_withdrawn.swap(fresh);
     decide();
 }

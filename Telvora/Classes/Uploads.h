@@ -81,7 +81,8 @@ public:
     /// Takes note of the host's word; without consent what is under way is withdrawn at once. A new
     /// time of consent begins with renewConsent(), when everything of the old one is dropped.
     void wantConsent(bool isWanted) noexcept TELVORA_EXCLUDES(m_lock);
-    /// Does nothing if the host has withdrawn its consent again meanwhile. Throws std::bad_alloc.
+    /// Does nothing if the consent is not withdrawn, or the host has withdrawn it again meanwhile.
+    /// Throws std::bad_alloc.
     void renewConsent() TELVORA_EXCLUDES(m_lock);
 
 private:

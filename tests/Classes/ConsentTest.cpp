@@ -163,6 +163,27 @@ TEST_F(ConsentTest, TheProviderGetsNothing)
     EXPECT_EQ(provider->contents.size(), 1u);
 }
 
+TEST_F(ConsentTest, OnWhileItIsOnChangesNothing)
+{
+    const auto channel = addChannel("E2E", 2);
+    simulated().httpClient().setAnswers({ ScriptedAnswer::later() }, true);
+    append("E2E", 1, 3);
+    channel->insert(std::make_shared<TrackerRetryData>(makeBatch({ { "old", true } }), 1));
+    simulated().runUntilIdle();
+    setEnabled(true);
+
+    EXPECT_EQ(channel->apiDatas().size(), 1u);
+    EXPECT_EQ(channel->retryCache().size(), 1u);
+
+    // What is under way can still be withdrawn.
+    setEnabled(false);
+    simulated().httpClient().answer(1, failure());
+    simulated().runUntilIdle();
+    EXPECT_EQ(ledgerOf("E2E").events.dropped.disabled, 3);
+    EXPECT_EQ(ledgerOf("E2E").events.waiting, 0);
+    expectBalanced("E2E");
+}
+
 TEST_F(ConsentTest, HooksAndTimerGoOn)
 {
     const auto channel = addChannel("E2E");

@@ -31,7 +31,7 @@ TEST(RetryPolicyWaitTest, DoublesUpToTheLongest)
     EXPECT_EQ(policy.wait(3, 0s, 0), 8s);
     EXPECT_EQ(policy.wait(4, 0s, 0), 11s);
     EXPECT_EQ(policy.wait(std::numeric_limits<std::int64_t>::max(), 0s, 0), 11s);
-    EXPECT_EQ(policy.wait(-5, 0s, 0), 0s);
+    EXPECT_EQ(policy.wait(-5, 0s, 0), 2s);
 }
 
 TEST(RetryPolicyWaitTest, JitterDrawsFromTheUpperHalf)
@@ -52,13 +52,13 @@ TEST(RetryPolicyWaitTest, WhatTheCollectorAsksForOnlyLengthensAWaitUpToTheLonges
     EXPECT_EQ(policy.wait(1, Seconds(1e18), 0), 20s);
 }
 
-TEST(RetryPolicyWaitTest, NumbersThatAreNoneAreZero)
+TEST(RetryPolicyWaitTest, NoWaitIsShorterThanAMillisecond)
 {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-    EXPECT_EQ((RetryPolicy { .first = Seconds(nan) }).wait(1, 0s, 0), 0s);
-    EXPECT_EQ((RetryPolicy { .first = -1s }).wait(3, 0s, 0), 0s);
-    EXPECT_EQ((RetryPolicy { .longest = Seconds(nan) }).wait(3, 9s, 0), 0s);
+    EXPECT_EQ((RetryPolicy { .first = Seconds(nan) }).wait(1, 0s, 0), 1ms);
+    EXPECT_EQ((RetryPolicy { .first = -1s }).wait(3, 0s, 0), 1ms);
+    EXPECT_EQ((RetryPolicy { .longest = Seconds(nan) }).wait(3, 9s, 0), 1ms);
     EXPECT_EQ((RetryPolicy { .tries = -3 }).retries(), 0);
     EXPECT_EQ((RetryPolicy { .tries = std::nullopt }).retries(), RetryPolicy::endless);
 }
@@ -91,6 +91,10 @@ TEST(RetryAfterTest, IsReadInSecondsOrAsADate)
              { 503, "Sun, 06 Nov 1994 08:49:37", std::nullopt },
              { 503, "Sun, 31 Feb 1995 08:49:37 GMT", std::nullopt },
              { 503, "Sun, 06 Foo 1995 08:49:37 GMT", std::nullopt },
+             { 503, "Sun, 06 Nov 1995 24:49:37 GMT", std::nullopt },
+             { 503, "Sun, 06 Nov 1995 08:60:37 GMT", std::nullopt },
+             { 503, "Sun, 06 Nov 1995 08:49:99 GMT", std::nullopt },
+             { 503, "Sun, -6 Nov 1995 08:49:37 GMT", std::nullopt },
              { 503, "Sun, 06", std::nullopt },
              { 503, ",", std::nullopt },
              { 503, "Sun", std::nullopt },

@@ -133,6 +133,19 @@ TEST(HostOnLinuxTest, AFlushFromEachClosureEnds)
     EXPECT_EQ(run.exitStatus(), 0) << run.diagnostics;
 }
 
+TEST(HostOnLinuxTest, ExitDoesNotWaitForAFlushInAHook)
+{
+    // The flush cannot end: the thread that would post the batch is in exit().
+    const HostRun run = runHost(
+        R"({"op":"register","index":"E2E","maxLimit":9,"url":"http://127.0.0.1:1/","hooks":["start"]}
+{"op":"inside","where":"start","lines":[{"op":"appendTracker","event":{},"for":"E2E"},{"op":"flush","deadline":1000000}]}
+{"op":"inside","where":"url","lines":[{"op":"exit","code":3}]}
+{"op":"start"}
+)");
+
+    EXPECT_EQ(run.exitStatus(), 3) << run.diagnostics;
+}
+
 TEST(HostOnLinuxTest, ExitOnAnotherThreadEndsTheProcessToo)
 {
     const LoopbackServer server(LoopbackServer::Behaviour::staysSilent);

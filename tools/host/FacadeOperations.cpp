@@ -194,7 +194,9 @@ Result registerChannel(const Call& call)
     }
 
     manager().register_(config);
-    call.host.addChannel(index, { std::move(config), url });
+    // After a shutdown it is not taken.
+    if (manager().config(index) == config)
+        call.host.addChannel(index, { std::move(config), url });
     return {};
 }
 

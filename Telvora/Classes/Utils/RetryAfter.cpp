@@ -32,7 +32,8 @@ public:
             text.remove_prefix(1);
         int value = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        m_isRight = m_isRight && error == std::errc() && end == text.data() + text.size();
+        m_isRight
+            = m_isRight && error == std::errc() && end == text.data() + text.size() && value >= 0;
         return value;
     }
 
@@ -56,7 +57,10 @@ public:
         skip(":");
         const int minute = number(2);
         skip(":");
-        return hour * 3600.0 + minute * 60.0 + number(2);
+        const int second = number(2);
+        // 60 is a leap second.
+        m_isRight = m_isRight && hour < 24 && minute < 60 && second <= 60;
+        return hour * 3600.0 + minute * 60.0 + second;
     }
 
     bool isRight() const { return m_isRight && m_rest.empty(); }

@@ -1,16 +1,21 @@
 #include <Telvora/Platform/Dispatch/ThreadedDispatch.h>
 
+#include <Telvora/Base/ExitGate.h>
 #include <Telvora/Base/HostCall.h>
 #include <Telvora/Platform/Dispatch/RunBlock.h>
 #include <Telvora/Platform/Dispatch/ThreadedDispatchQueue.h>
 #include <Telvora/Platform/Dispatch/ThreadedTimerSource.h>
 #include <Telvora/Platform/Dispatch/TimerThread.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace telvora {
 
 namespace {
+
+// How long exit() may wait for a thread that waits in wait().
+constexpr std::chrono::milliseconds longestBlindWait { 50 };
 
 // A deadline that posts its block to the pool.
 class DelayedBlock final : public detail::Deadline,
@@ -88,7 +93,18 @@ void ThreadedDispatch::mainAsync(Work block)
 
 bool ThreadedDispatch::wait(const detail::Signal& signal, std::chrono::nanoseconds longest)
 {
-    return m_share->pool->isWorker() ? signal.isSet() : signal.waitFor(longest);
+    if (m_share->pool->isWorker())
+        return signal.isSet();
+    // The caller may be in a closure for which exit() waits, on the thread that would set the
+    // signal.
+    const auto end = detail::steadyTimeAfter(longest);
+    for (;;) {
+        const std::chrono::nanoseconds left = end - std::chrono::steady_clock::now();
+        if (signal.waitFor(std::min<std::chrono::nanoseconds>(left, longestBlindWait)))
+            return true;
+        if (left <= longestBlindWait || detail::ExitGate::isClosed())
+            return false;
+    }
 }
 
 bool ThreadedDispatch::waitUntilIdle(std::chrono::steady_clock::time_point deadline)
