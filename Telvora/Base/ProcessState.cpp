@@ -3,6 +3,7 @@
 #include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/NeverDestroyed.h>
 
+#include <optional>
 #include <vector>
 
 namespace telvora::detail {
@@ -12,7 +13,8 @@ namespace {
 // The one that joined last.
 constinit std::atomic<ProcessState*> s_newest { nullptr };
 constinit std::atomic<unsigned> s_renewals { 0 };
-constinit NeverDestroyed<Guarded<std::vector<const void*>>> s_kept;
+// Absent until the first, since no list is a constant under _GLIBCXX_DEBUG.
+constinit NeverDestroyed<Guarded<std::optional<std::vector<const void*>>>> s_kept;
 
 } // namespace
 
@@ -26,7 +28,11 @@ void ProcessState::join() noexcept
 
 void ProcessState::keep(const void* object)
 {
-    s_kept->with([&](auto& kept) { kept.push_back(object); });
+    s_kept->with([&](auto& kept) {
+        if (!kept)
+            kept.emplace();
+        kept->push_back(object);
+    });
 }
 
 void ProcessState::renewAll()

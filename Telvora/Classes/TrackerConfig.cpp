@@ -1,6 +1,7 @@
 #include <Telvora/Classes/TrackerConfig.h>
 
 #include <Telvora/Base/AddressText.h>
+#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Signal.h>
 #include <Telvora/Classes/Delivery.h>

@@ -1,11 +1,17 @@
 #include <Telvora/Classes/Utils/CommonData.h>
 
+#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/UsualMemory.h>
 
 #include <optional>
 #include <utility>
 
 namespace telvora::detail {
+
+EncodedCommonData::EncodedCommonData(TrackerCommonData&& commonData)
+    : EncodedCommonData(std::move(commonData), NonFinite::refuse)
+{
+}
 
 // After the other constructor, so that an exception runs the destructor.
 EncodedCommonData::EncodedCommonData(TrackerCommonData&& commonData, NonFinite nonFinite)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
-#include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/Export.h>
 
 #include <string>
@@ -18,14 +17,16 @@ struct TrackerCommonData {
 
 namespace detail {
 
+enum class NonFinite;
+
 /// A channel's common data with their text, which is made once and put around the events of each
 /// batch.
 ///
 /// Threads: never changed; any may read it.
 /// Failure: the constructor throws std::bad_alloc.
 struct TELVORA_EXPORT EncodedCommonData {
-    explicit EncodedCommonData(
-        TrackerCommonData&& commonData, NonFinite nonFinite = NonFinite::refuse);
+    explicit EncodedCommonData(TrackerCommonData&& commonData);
+    EncodedCommonData(TrackerCommonData&& commonData, NonFinite nonFinite);
     /// Does not recurse, however deep the values are.
     ~EncodedCommonData();
 
