@@ -1,3 +1,5 @@
+// Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
+// host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
@@ -6,6 +8,7 @@
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Diagnostic.h>
+#include <Telvora/Classes/FlushResult.h>
 #include <Telvora/Classes/Model/Measurements.h>
 #include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
@@ -45,20 +48,6 @@ template<typename T> class Lazy;
 /// means a Dictionary.
 template<typename Event>
 concept BuiltEvent = std::same_as<Event, EventBuilder>;
-
-// Longer than other headers: the whole facade is here, in the order of the sources. Beside it a
-// host calls TrackerDataExcavator, TrackerDataLifeCycleMonitor and QuorvexLog.
-
-/// How a flush ended.
-struct FlushResult {
-    /// Whether no work is queued and no upload is under way. Batches may wait for their retry.
-    bool atRest = true;
-    /// How many events of all channels are not delivered and not dropped.
-    std::int64_t left = 0;
-
-    /// Member by member.
-    bool operator==(const FlushResult&) const = default;
-};
 
 /// The library's facade: register a TrackerConfig for each channel, start once, and hand over
 /// events.
