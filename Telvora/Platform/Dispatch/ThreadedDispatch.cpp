@@ -95,7 +95,9 @@ bool ThreadedDispatch::wait(const detail::Signal& signal, std::chrono::nanosecon
 {
     if (m_share->pool->isWorker())
         return signal.isSet();
-    // The caller may be in a closure for which exit() waits, on the thread that would set the
+    if (!detail::ExitGate::isInside())
+        return signal.waitFor(longest);
+    // exit() waits for the closure that the caller is in, perhaps on the thread that would set the
     // signal.
     const auto end = detail::steadyTimeAfter(longest);
     for (;;) {
