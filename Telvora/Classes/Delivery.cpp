@@ -145,14 +145,17 @@ private:
     Uploads::UnderWay m_underWay;
 };
 
-void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config)
+void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config, PendingEvents::Which which)
 {
     if (!Uploads::shared().mayBegin())
         return;
     PendingEvents& pending = *config->m_pending;
     try {
         // Everything that can throw is done before the list is emptied.
-        const Batch batch = pending.batch(config->m_commonData.get(), config->bodyEncoding());
+        const Batch batch
+            = pending.batch(config->m_commonData.get(), config->bodyEncoding(), which);
+        if (!batch)
+            return;
         const LedgerShare share { pending.beginSending(batch), 1 };
         config->m_ledger.posted(share);
         post(Upload(config, share), batch);

@@ -18,10 +18,12 @@ namespace telvora::detail {
 /// was no memory or a service of the platform threw, is an `internalError` on the ledger.
 class Delivery {
 public:
-    /// Sends the whole list of the channel and empties it. Call it in the barrier block that filled
-    /// the list. Where there is no memory for a batch, nothing changes, and the next event tries
-    /// again.
-    static void sendList(const std::shared_ptr<TrackerConfig>& config);
+    /// Sends the channel's list, if there is one, and empties it. Without the events that a tick
+    /// has copied and not cleared yet, if `which` says so. Call it in a barrier block of the
+    /// manager's queue. Where there is no memory for a batch, nothing changes, and the next event
+    /// tries again.
+    static void sendList(const std::shared_ptr<TrackerConfig>& config,
+        PendingEvents::Which which = PendingEvents::Which::all);
 
     /// Sends a copy of the list. Threads: any.
     static void sendNormalData(

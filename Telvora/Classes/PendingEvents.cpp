@@ -39,11 +39,14 @@ std::size_t PendingEvents::append(std::string_view text)
 }
 
 Batch PendingEvents::batch(
-    std::shared_ptr<const EncodedCommonData> common, BodyEncoding encoding) const
+    std::shared_ptr<const EncodedCommonData> common, BodyEncoding encoding, Which which) const
 {
     // A copy, so that the lock is not held while the text is compressed.
-    const EventList events = m_state.with([](const State& state) { return state.events; });
-    return makeTextBatch(std::move(common), events, encoding);
+    const EventList events = m_state.with([&](const State& state) {
+        return which == Which::all ? state.events
+                                   : state.events.behind(state.copied, state.copiedBytes);
+    });
+    return events.size() == 0 ? Batch() : makeTextBatch(std::move(common), events, encoding);
 }
 
 std::uint32_t PendingEvents::beginSending(const Batch& batch)
@@ -70,6 +73,7 @@ PendingEvents::Copied PendingEvents::copyAll()
         Copied copied { state.events,
             static_cast<std::uint32_t>(state.events.size() - state.copied) };
         state.copied = state.events.size();
+        state.copiedBytes = state.events.bytes();
         return copied;
     });
 }

@@ -47,9 +47,12 @@ public:
     /// list has now.
     std::size_t append(std::string_view text);
 
-    /// A batch of all events, which stay in the list.
+    /// Which events: all, or those that no copy contained.
+    enum class Which { all, notCopied };
+
+    /// A batch of the events, which stay in the list; null if there are none.
     Batch batch(std::shared_ptr<const EncodedCommonData> common,
-        BodyEncoding encoding = BodyEncoding::plain) const;
+        BodyEncoding encoding = BodyEncoding::plain, Which which = Which::all) const;
 
     /// Empties the list. shown() returns the events of `batch` until finishSending(), as it does
     /// while a copy is sent. Returns how many events no copy contained.
@@ -77,6 +80,8 @@ private:
         EventList events;
         // How many events at the front of the list an earlier copy contained.
         std::size_t copied = 0;
+        // How long their text is.
+        std::size_t copiedBytes = 0;
         // Null unless a batch is leaving.
         Batch sending;
     };

@@ -135,8 +135,8 @@ void TrackerManager::postAll()
     for (const auto& [channel, batches] : waiting) {
         if (detail::isForkedChild())
             return; // The URL hook forked, and this is the child.
-        if (channel->m_pending->size() > 0)
-            detail::Delivery::sendList(channel);
+        // What a tick has copied and not cleared yet is on its way.
+        detail::Delivery::sendList(channel, detail::PendingEvents::Which::notCopied);
         for (const auto& batch : batches)
             detail::Delivery::sendTaken(channel, batch);
     }

@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Sending everything on demand, and the end of the library's work.
@@ -164,6 +165,51 @@ TEST_F(FlushTest, ATickThatFallsDueMeanwhileIsATickLikeAnyOther)
 
     EXPECT_THAT(numbersIn(1), ElementsAre(2));
     EXPECT_EQ(ledgerOf("E2E").events.delivered, 2);
+}
+
+TEST_F(FlushTest, WhatATickIsSendingIsNotSentAgain)
+{
+    bool isFirst = true;
+    manager().register_(
+        std::make_shared<TrackerConfig>("E2E", 9, StringDictionary(), Array(), false, [&] {
+            if (std::exchange(isFirst, false)) {
+                manager().appendTracker(event(3), "E2E");
+                manager().appendTracker({ { "number", 4 }, { "text", "\xFF" } }, "E2E");
+                TrackerManager::flush(1s);
+            }
+            return "http://collector.example/";
+        }));
+    answerAll(success());
+    append("E2E", 1, 2);
+
+    manager().timerEventHandler(manager().config("E2E"));
+    simulated().runUntilIdle();
+
+    ASSERT_EQ(requestCount(), 2u);
+    EXPECT_THAT(numbersIn(0), ElementsAre(1, 2));
+    EXPECT_THAT(numbersIn(1), ElementsAre(3, 4));
+    EXPECT_EQ(ledgerOf("E2E").events.delivered, 4);
+    expectBalanced("E2E");
+}
+
+TEST_F(FlushTest, ATickThatSendsEverythingLeavesNothingToFlush)
+{
+    bool isFirst = true;
+    manager().register_(
+        std::make_shared<TrackerConfig>("E2E", 9, StringDictionary(), Array(), false, [&] {
+            if (std::exchange(isFirst, false))
+                TrackerManager::flush(1s);
+            return "http://collector.example/";
+        }));
+    answerAll(success());
+    append("E2E", 1, 2);
+
+    manager().timerEventHandler(manager().config("E2E"));
+    simulated().runUntilIdle();
+
+    EXPECT_EQ(requestCount(), 1u);
+    EXPECT_EQ(ledgerOf("E2E").batches.accepted, 1);
+    expectBalanced("E2E");
 }
 
 TEST_F(FlushTest, HeldWorkRunsForTheCall)

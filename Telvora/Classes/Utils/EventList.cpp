@@ -51,10 +51,36 @@ EventList::Appended EventList::append(Value&& event, const EncodedEvent& encoded
     if (m_size > 0)
         add(",");
     if (mustBeKept)
-        m_wholeEvents.push_back({ m_size, m_bytes, text.size(), whole });
+        m_wholeEvents.push_back({ m_size, m_bytes, text.size(), whole, isEncodable });
     add(text);
     ++m_size;
     return { text.size(), std::move(whole) };
+}
+
+EventList EventList::behind(std::size_t size, std::size_t bytes) const
+{
+    if (size == 0)
+        return *this;
+    EventList rest;
+    if (size == m_size)
+        return rest;
+    std::string text;
+    text.reserve(m_bytes);
+    copyTextTo(text);
+    // Behind the comma.
+    const std::size_t offset = bytes + 1;
+    rest.makeRoom(m_bytes - offset);
+    rest.add(std::string_view(text).substr(offset));
+    rest.m_size = m_size - size;
+    for (WholeEvent whole : m_wholeEvents) {
+        if (whole.position < size)
+            continue;
+        whole.position -= size;
+        whole.offset -= offset;
+        rest.m_isEncodable = rest.m_isEncodable && whole.isEncodable;
+        rest.m_wholeEvents.push_back(std::move(whole));
+    }
+    return rest;
 }
 
 void EventList::makeRoom(std::size_t bytes)

@@ -21,6 +21,8 @@ struct WholeEvent {
     std::size_t offset = 0;
     std::size_t length = 0;
     std::shared_ptr<const AnyDepth<Value>> event;
+    /// Whether JSON can express it.
+    bool isEncodable = true;
 };
 
 /// An event as text, before a list takes it.
@@ -71,6 +73,10 @@ public:
     Appended append(Value&& event, const EncodedEvent& encoded);
     /// Appends an event that need not be kept beside its text.
     Appended append(std::string_view text) { return append(Value(), { .text = text }); }
+
+    /// A list of the events behind the first ones, of which there were `size`, with a text of
+    /// `bytes`. Copies their text.
+    EventList behind(std::size_t size, std::size_t bytes) const;
 
     /// Appends the text of the events, with commas between them, to `text`.
     void copyTextTo(std::string& text) const;
