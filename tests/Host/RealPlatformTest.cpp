@@ -141,6 +141,7 @@ TEST(HostOnLinuxTest, ExitDoesNotWaitForAFlushInAHook)
 {"op":"inside","where":"start","lines":[{"op":"appendTracker","event":{},"for":"E2E"},{"op":"flush","deadline":1000000}]}
 {"op":"inside","where":"url","lines":[{"op":"exit","code":3}]}
 {"op":"start"}
+{"op":"sleep","seconds":50}
 )");
 
     EXPECT_EQ(run.exitStatus(), 3) << run.diagnostics;
