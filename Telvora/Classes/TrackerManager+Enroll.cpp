@@ -23,6 +23,17 @@ TrackerMeta frameRecord(std::string_view type, double frameInterval, double tota
     return record;
 }
 
+TrackerMeta paintRecord(double init, double render, double request, double firstFrame, double total)
+{
+    TrackerMeta record = makeRecord("LCP");
+    record.fcp = init;
+    record.pt = render;
+    record.reqt = request;
+    record.ft = firstFrame;
+    record.ct = total;
+    return record;
+}
+
 // Rounds half away from zero. The product is a double, so 1.005 * 100 is less than 100.5.
 double roundedToTwoDecimals(double number)
 {
@@ -113,12 +124,7 @@ void TrackerManager::enrollLCPTrack(double /*startTime*/, double initTime, doubl
 {
     if (isInert())
         return;
-    TrackerMeta record = makeRecord("LCP");
-    record.fcp = initTime;
-    record.pt = renderTime;
-    record.reqt = requestTime;
-    record.ft = firstFrameTime;
-    record.ct = totalTime;
+    TrackerMeta record = paintRecord(initTime, renderTime, requestTime, firstFrameTime, totalTime);
     record.p = std::move(pageName);
     enrollAPMReport(std::move(record), useOstra);
 }
@@ -127,12 +133,8 @@ void TrackerManager::enrollLCPTrack(LCP paint)
 {
     if (isInert())
         return;
-    TrackerMeta record = makeRecord("LCP");
-    record.fcp = paint.init.count();
-    record.pt = paint.render.count();
-    record.reqt = paint.request.count();
-    record.ft = paint.firstFrame.count();
-    record.ct = paint.total.count();
+    TrackerMeta record = paintRecord(paint.init.count(), paint.render.count(),
+        paint.request.count(), paint.firstFrame.count(), paint.total.count());
     record.p = std::move(paint.page);
     enrollAPMReport(std::move(record));
 }
