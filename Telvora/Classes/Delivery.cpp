@@ -5,7 +5,6 @@
 #include <Telvora/Base/Signal.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/Classes/Diagnostics.h>
-#include <Telvora/Classes/Uploads.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -24,12 +23,14 @@ namespace telvora::detail {
 // without a call, because something threw, it records an internal error.
 class Delivery::Upload {
 public:
-    Upload(std::shared_ptr<TrackerConfig> config, LedgerShare share, std::int64_t failures = 0,
+    Upload(std::shared_ptr<TrackerConfig> config, LedgerShare share, Uploads::Withdrawn withdrawn,
+        std::int64_t failures = 0,
         std::int64_t maxRetryCount = TrackerRetryData::defaultMaxRetryCount)
         : m_config(std::move(config))
         , m_share(share)
         , m_failures(failures)
         , m_maxRetryCount(maxRetryCount)
+        , m_withdrawn(std::move(withdrawn))
     {
         if (const auto policy = m_config->retryPolicy())
             m_maxRetryCount = policy->retries();
@@ -85,7 +86,10 @@ private:
         retry->giveShare(m_share);
         noteFailure(result.reason, result.status, reason);
         ledger.failedIntoRetry(m_share);
-        m_config->keep(std::move(retry), result.retryAfter);
+        const auto due = m_config->keep(retry, result.retryAfter);
+        // Withdrawn meanwhile, and perhaps after the waiting batches were dropped.
+        if (m_withdrawn->load())
+            m_config->drop(retry, due, DropReason::disabled);
     }
 
     // Absent if the batch will be sent again.
@@ -140,7 +144,7 @@ private:
     std::int64_t m_maxRetryCount;
     std::string m_url;
     std::string m_batchId;
-    Uploads::Withdrawn m_withdrawn = Uploads::shared().consent();
+    Uploads::Withdrawn m_withdrawn;
     // Ends after the upload is on the ledger.
     Uploads::UnderWay m_underWay;
 };
@@ -149,6 +153,7 @@ void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config, PendingEve
 {
     if (!Uploads::shared().mayBegin())
         return;
+    auto withdrawn = Uploads::shared().consent();
     PendingEvents& pending = *config->m_pending;
     try {
         // Everything that can throw is done before the list is emptied.
@@ -158,19 +163,19 @@ void Delivery::sendList(const std::shared_ptr<TrackerConfig>& config, PendingEve
             return;
         const LedgerShare share { pending.beginSending(batch), 1 };
         config->m_ledger.posted(share);
-        post(Upload(config, share), batch);
+        post(Upload(config, share, std::move(withdrawn)), batch);
         pending.finishSending();
     } catch (...) {
         // There is no memory for a batch: the events stay pending.
     }
 }
 
-void Delivery::sendNormalData(
-    const std::shared_ptr<TrackerConfig>& config, const PendingEvents::Copied& apiDatas)
+void Delivery::sendNormalData(const std::shared_ptr<TrackerConfig>& config,
+    const PendingEvents::Copied& apiDatas, Uploads::Withdrawn withdrawn)
 {
     const LedgerShare share { apiDatas.newEvents, 1 };
     config->m_ledger.posted(share);
-    Upload upload(config, share);
+    Upload upload(config, share, std::move(withdrawn));
     try {
         const Batch batch
             = makeTextBatch(config->m_commonData.get(), apiDatas.events, config->bodyEncoding());
@@ -183,17 +188,19 @@ void Delivery::sendNormalData(
 void Delivery::sendRetryData(const std::shared_ptr<TrackerConfig>& config)
 {
     // A patient channel's batches go when they are due.
-    if (Uploads::shared().mayBegin() && !config->isPatient())
-        sendTaken(config, config->takeRetryData());
+    if (!Uploads::shared().mayBegin() || config->isPatient())
+        return;
+    auto withdrawn = Uploads::shared().consent();
+    sendTaken(config, config->takeRetryData(), std::move(withdrawn));
 }
 
-void Delivery::sendTaken(
-    const std::shared_ptr<TrackerConfig>& config, const TrackerRetryCache::Taken& taken)
+void Delivery::sendTaken(const std::shared_ptr<TrackerConfig>& config,
+    const TrackerRetryCache::Taken& taken, Uploads::Withdrawn withdrawn)
 {
     const auto& [entry, share] = taken;
     if (!entry)
         return;
-    Upload upload(config, share, entry->retryCount, entry->maxRetryCount);
+    Upload upload(config, share, std::move(withdrawn), entry->retryCount, entry->maxRetryCount);
     try {
         upload.setBatchId(entry->batchId);
     } catch (...) {

@@ -2,6 +2,7 @@
 
 #include <Telvora/Classes/PendingEvents.h>
 #include <Telvora/Classes/TrackerConfig.h>
+#include <Telvora/Classes/Uploads.h>
 #include <Telvora/Classes/Utils/Batch.h>
 
 #include <memory>
@@ -13,6 +14,9 @@ namespace telvora::detail {
 /// Threads: see each function. Uploads end on the HTTP client's thread.
 ///
 /// Once Uploads says that none may begin, nothing is sent, and all stays where it is.
+///
+/// `withdrawn` is Uploads::consent() of before the batch or the copy was taken: consent that is
+/// withdrawn and given again meanwhile does not cover it.
 ///
 /// Failure: nothing is thrown. A batch that was begun and could not be made or sent, because there
 /// was no memory or a service of the platform threw, is an `internalError` on the ledger.
@@ -26,15 +30,15 @@ public:
         PendingEvents::Which which = PendingEvents::Which::all);
 
     /// Sends a copy of the list. Threads: any.
-    static void sendNormalData(
-        const std::shared_ptr<TrackerConfig>& config, const PendingEvents::Copied& apiDatas);
+    static void sendNormalData(const std::shared_ptr<TrackerConfig>& config,
+        const PendingEvents::Copied& apiDatas, Uploads::Withdrawn withdrawn);
 
     /// Sends the first entry of the retry cache, if there is one. Threads: any.
     static void sendRetryData(const std::shared_ptr<TrackerConfig>& config);
 
     /// Sends an entry that was taken from the retry cache. Threads: any.
-    static void sendTaken(
-        const std::shared_ptr<TrackerConfig>& config, const TrackerRetryCache::Taken& taken);
+    static void sendTaken(const std::shared_ptr<TrackerConfig>& config,
+        const TrackerRetryCache::Taken& taken, Uploads::Withdrawn withdrawn);
 
 private:
     class Upload;

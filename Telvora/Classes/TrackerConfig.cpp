@@ -120,8 +120,15 @@ void TrackerConfig::setBatchId(bool hasBatchId)
 
 void TrackerConfig::setRetryPolicy(std::optional<RetryPolicy> policy)
 {
-    m_isPatient.store(policy.has_value(), std::memory_order_relaxed);
     m_retryPolicy.set(policy);
+    m_isPatient.store(policy.has_value(), std::memory_order_relaxed);
+    if (!policy)
+        return;
+    // Those that wait already have no time of their own, and nothing else tries them now.
+    for (auto& [entry, share] : m_retryCache.takeAll()) {
+        entry->giveShare(share);
+        keep(std::move(entry), {});
+    }
 }
 
 std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
@@ -129,12 +136,14 @@ std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
     return m_retryPolicy.get();
 }
 
-void TrackerConfig::keep(TrackerRetryEntry entry, std::chrono::duration<double> asked)
+TrackerConfig::DueTime TrackerConfig::keep(
+    TrackerRetryEntry entry, std::chrono::duration<double> asked)
 {
     const auto policy = retryPolicy();
     if (!policy) {
+        const DueTime due = entry->due;
         m_retryCache.insert(std::move(entry));
-        return;
+        return due;
     }
     const auto wait = policy->wait(entry->retryCount, asked, policy->jitter ? randomFraction() : 0);
     const auto due = platform().clock.steadyNow() + wait;
@@ -150,16 +159,24 @@ void TrackerConfig::keep(TrackerRetryEntry entry, std::chrono::duration<double> 
     } catch (...) {
         // There is no memory for the block: the batch waits for the next flush.
     }
+    return due;
 }
 
-void TrackerConfig::sendDue(
-    const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due)
+void TrackerConfig::sendDue(const TrackerRetryEntry& entry, DueTime due)
 {
     if (!isPatient() || !detail::Uploads::shared().mayBegin())
         return;
+    auto withdrawn = detail::Uploads::shared().consent();
     const auto taken = m_retryCache.takeDue(entry, due);
     m_ledger.retried(taken.share);
-    detail::Delivery::sendTaken(shared_from_this(), taken);
+    detail::Delivery::sendTaken(shared_from_this(), taken, std::move(withdrawn));
+}
+
+void TrackerConfig::drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason)
+{
+    const auto taken = m_retryCache.takeDue(entry, due);
+    m_ledger.droppedWaiting(taken.share, reason);
+    detail::Diagnostics::eventsDropped(m_index, reason, taken.share.events);
 }
 
 void TrackerConfig::insert(TrackerRetryEntry retry)

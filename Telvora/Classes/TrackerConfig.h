@@ -161,9 +161,14 @@ private:
     friend class detail::Delivery;
     friend class TrackerManager;
 
+    using DueTime = std::chrono::steady_clock::time_point;
+
     // Puts an entry into the cache, and with a policy sees to it that it is tried when it is due.
-    void keep(TrackerRetryEntry entry, std::chrono::duration<double> asked);
-    void sendDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
+    // Returns that time.
+    DueTime keep(TrackerRetryEntry entry, std::chrono::duration<double> asked);
+    // Takes an entry out of the cache, if it is still there, and counts it as dropped.
+    void drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason);
+    void sendDue(const TrackerRetryEntry& entry, DueTime due);
     bool isPatient() const { return m_isPatient.load(std::memory_order_relaxed); }
 
     TrackerRetryCache::Taken takeRetryData();

@@ -125,6 +125,7 @@ void TrackerManager::postAll()
     };
     if (!detail::Uploads::shared().mayBegin())
         return;
+    const auto withdrawn = detail::Uploads::shared().consent();
     // All are taken before the first is posted: one that fails at once must not be tried again.
     const auto registered = configs();
     std::vector<Waiting> waiting;
@@ -138,7 +139,7 @@ void TrackerManager::postAll()
         // What a tick has copied and not cleared yet is on its way.
         detail::Delivery::sendList(channel, detail::PendingEvents::Which::notCopied);
         for (const auto& batch : batches)
-            detail::Delivery::sendTaken(channel, batch);
+            detail::Delivery::sendTaken(channel, batch, withdrawn);
     }
 }
 

@@ -215,6 +215,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
 {
     if (isRetired() || !detail::Uploads::shared().mayBegin())
         return;
+    auto withdrawn = detail::Uploads::shared().consent();
     detail::PendingEvents::Copied copied;
     try {
         m_queue->sync([&] { copied = config->m_pending->copyAll(); });
@@ -226,7 +227,7 @@ void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& con
         detail::Delivery::sendRetryData(config);
         return;
     }
-    detail::Delivery::sendNormalData(config, copied);
+    detail::Delivery::sendNormalData(config, copied, std::move(withdrawn));
     const auto clear = [config] {
         // Events that arrived after the copy are lost; the design accepts that.
         const auto unsent = static_cast<std::int64_t>(config->m_pending->clear());

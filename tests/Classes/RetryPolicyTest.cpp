@@ -228,6 +228,21 @@ TEST_F(RetryPolicyTest, TheCollectorMayAskForMorePatience)
     EXPECT_EQ(ledgerOf("E2E").events.delivered, 1);
 }
 
+TEST_F(RetryPolicyTest, ABatchThatWaitsAlreadyGetsATimeWhenThePolicyIsSet)
+{
+    const auto channel = addChannel("E2E", 1);
+    answerAll(failure());
+    append("E2E", 1);
+    answerAll(success());
+    channel->setRetryPolicy(RetryPolicy { .first = 10s, .jitter = false });
+    advance(9'999ms);
+    EXPECT_EQ(requestCount(), 1u);
+    advance(1ms);
+
+    EXPECT_EQ(ledgerOf("E2E").events.delivered, 1);
+    expectBalanced("E2E");
+}
+
 TEST_F(RetryPolicyTest, AnOutageLosesNothing)
 {
     const auto channel = addChannel("E2E", 1);
