@@ -43,8 +43,10 @@ Batch PendingEvents::batch(
 {
     // A copy, so that the lock is not held while the text is compressed.
     const EventList events = m_state.with([&](const State& state) {
-        return which == Which::all ? state.events
-                                   : state.events.behind(state.copied, state.copiedBytes);
+        EventList wanted = state.events;
+        if (which == Which::notCopied)
+            wanted.removeFirst(state.copied, state.copiedBytes);
+        return wanted;
     });
     return events.size() == 0 ? Batch() : makeTextBatch(std::move(common), events, encoding);
 }

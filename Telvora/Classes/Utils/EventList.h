@@ -4,6 +4,7 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Classes/Utils/Arrivals.h>
 
 #include <cstddef>
 #include <memory>
@@ -46,10 +47,10 @@ TELVORA_EXPORT EncodedEvent encodeEvent(const Value& event, Encoder& encoder);
 /// would recurse too far. For one with such a number the text is null, and the list is not
 /// encodable.
 ///
-/// Life: empty, filled by append(), and emptied as a whole. A copy shares the text and does not see
-/// what is appended later.
-/// Threads: a value without a lock. A copy may be read while events are appended to the original.
-/// Only one copy may be appended to.
+/// Life: empty, and filled by append(). Events are removed at the front or at the end, or all at
+/// once. A copy shares the text and does not see what is appended or removed later.
+/// Threads: a value without a lock. A copy may be read while the original changes. Only one copy
+/// may be appended to.
 /// Failure: append() and the functions that return text or values throw std::bad_alloc.
 class TELVORA_EXPORT EventList {
 public:
@@ -57,8 +58,10 @@ public:
     /// The length of the text in bytes.
     std::size_t bytes() const { return m_bytes; }
     /// Whether JSON can express all events.
-    bool isEncodable() const { return m_isEncodable; }
-    const std::vector<WholeEvent>& wholeEvents() const { return m_wholeEvents; }
+    bool isEncodable() const { return m_unencodable == 0; }
+    std::vector<WholeEvent> wholeEvents() const;
+    /// When each event was appended.
+    const Arrivals& arrivals() const { return m_arrivals; }
 
     /// What append() did.
     struct Appended {
@@ -74,9 +77,15 @@ public:
     /// Appends an event that need not be kept beside its text.
     Appended append(std::string_view text) { return append(Value(), { .text = text }); }
 
-    /// A list of the events behind the first ones, of which there were `size`, with a text of
-    /// `bytes`. Copies their text.
-    EventList behind(std::size_t size, std::size_t bytes) const;
+    /// How long the text of the first event is. Requires: there is one.
+    std::size_t firstLength() const;
+    /// How long the text of each event is.
+    std::vector<std::size_t> lengths() const;
+
+    /// Removes the first events, of which there are `size`, with a text of `bytes`.
+    void removeFirst(std::size_t size, std::size_t bytes) noexcept;
+    /// Removes the others.
+    void keepFirst(std::size_t size, std::size_t bytes) noexcept;
 
     /// Appends the text of the events, with commas between them, to `text`.
     void copyTextTo(std::string& text) const;
@@ -93,15 +102,28 @@ private:
 
     void makeRoom(std::size_t bytes);
     void add(std::string_view text) noexcept;
+    // Calls `use` with the text, piece by piece, until that returns false.
+    template<typename Use> void forEachPiece(Use&& use) const;
+    template<typename Use> void forEachLength(Use&& use) const;
 
     std::vector<Chunk> m_chunks;
+    // Where the text begins in the first chunk.
+    std::size_t m_begin = 0;
     // The first chunk with room, and how much of it is used. All before it are full.
     std::size_t m_current = 0;
     std::size_t m_used = 0;
     std::size_t m_size = 0;
     std::size_t m_bytes = 0;
+    Arrivals m_arrivals;
+
+    // How many events were removed at the front, and how long their text was with its commas.
+    std::size_t m_removedSize = 0;
+    std::size_t m_removedBytes = 0;
+    // Their positions and offsets count what was removed. The first ones may be removed, too; they
+    // are erased in groups.
     std::vector<WholeEvent> m_wholeEvents;
-    bool m_isEncodable = true;
+    std::size_t m_removedWhole = 0;
+    std::size_t m_unencodable = 0;
 };
 
 /// The events of a list with this text and these whole events. Throws std::bad_alloc.

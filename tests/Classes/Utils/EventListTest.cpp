@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <deque>
 #include <limits>
+#include <random>
+#include <vector>
 
 namespace telvora::detail {
 namespace {
@@ -148,6 +151,104 @@ TEST_F(EventListTest, ACopyDoesNotSeeWhatIsAppendedLater)
     EXPECT_EQ(copied.decoded(), (Array { { { "n", 1 } } }));
     EXPECT_EQ(copied.wholeEvents().size(), 0u);
     EXPECT_EQ(list.size(), 3u);
+}
+
+TEST_F(EventListTest, FirstAndLastEventsAreRemovedOfARandomList)
+{
+    RandomJSON random(11);
+    struct Appended {
+        Value event;
+        std::size_t length;
+        std::uint64_t arrival;
+    };
+    std::deque<Appended> expected;
+    std::mt19937 choice(3);
+    const auto lengthOf = [&](std::size_t count, auto first) {
+        std::size_t length = count > 0 ? count - 1 : 0;
+        for (std::size_t place = 0; place < count; ++place)
+            length += (first + static_cast<std::ptrdiff_t>(place))->length;
+        return length;
+    };
+    for (int step = 0; step < 5000; ++step) {
+        const std::size_t removed = std::min<std::size_t>(choice() % 5, expected.size());
+        switch (choice() % 8) {
+        case 0:
+            list.removeFirst(removed, lengthOf(removed, expected.begin()));
+            expected.erase(
+                expected.begin(), expected.begin() + static_cast<std::ptrdiff_t>(removed));
+            break;
+        case 1: {
+            const std::size_t kept = expected.size() - removed;
+            list.keepFirst(kept, lengthOf(kept, expected.begin()));
+            expected.resize(kept);
+            break;
+        }
+        default: {
+            Dictionary event = random.dictionary(3);
+            if (choice() % 4 == 0)
+                event["broken"] = "a,\"\xFF\\";
+            if (choice() % 50 == 0)
+                event["long"] = std::string(3000, ',');
+            const std::size_t before = list.bytes() + (expected.empty() ? 0 : 1);
+            append(event);
+            expected.push_back({ std::move(event), list.bytes() - before, nextArrival() - 1 });
+        }
+        }
+        if (!expected.empty()) {
+            ASSERT_EQ(list.firstLength(), expected.front().length);
+        }
+        if (step % 50 != 0)
+            continue;
+        Array events;
+        std::vector<std::size_t> lengths;
+        std::vector<std::uint64_t> arrivals;
+        for (const Appended& appended : expected) {
+            events.push_back(appended.event);
+            lengths.push_back(appended.length);
+            arrivals.push_back(appended.arrival);
+        }
+        ASSERT_EQ(list.decoded(), events);
+        ASSERT_EQ(list.lengths(), lengths);
+        ASSERT_EQ(list.arrivals().from(0), arrivals);
+        ASSERT_EQ("[" + text() + "]", encode(Value(events)));
+    }
+}
+
+TEST_F(EventListTest, ACopyDoesNotSeeWhatIsRemovedLater)
+{
+    for (int number = 0; number < 1000; ++number)
+        append({ { "n", number } });
+    const EventList copied = list;
+    const std::string before = text();
+
+    list.removeFirst(2, before.find(R"(,{"n":2})"));
+    list.keepFirst(1, list.firstLength());
+    for (int number = 0; number < 1000; ++number)
+        append({ { "other", number } });
+
+    std::string after;
+    copied.copyTextTo(after);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(copied.size(), 1000u);
+    EXPECT_EQ(list.decoded().at(0).at("n"), 2);
+    EXPECT_EQ(list.decoded().at(1).at("other"), 0);
+}
+
+TEST_F(EventListTest, AListIsEncodableAgainOnceTheNumberIsRemovedThatIsNotFinite)
+{
+    for (const bool atTheEnd : { false, true }) {
+        list = {};
+        append({ { "n", atTheEnd ? 0 : infinity } });
+        append({ { "n", 1 } });
+        append({ { "n", atTheEnd ? infinity : 0 } });
+        ASSERT_FALSE(list.isEncodable());
+        if (atTheEnd)
+            list.keepFirst(2, text().rfind(",null"));
+        else
+            list.removeFirst(1, list.firstLength());
+        EXPECT_TRUE(list.isEncodable());
+        EXPECT_TRUE(list.wholeEvents().empty());
+    }
 }
 
 // A host sees the difference only if it asks for the kind of the number.
