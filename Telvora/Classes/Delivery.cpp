@@ -5,6 +5,7 @@
 #include <Telvora/Base/Signal.h>
 #include <Telvora/Base/UUIDText.h>
 #include <Telvora/Classes/Diagnostics.h>
+#include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/Classes/Utils/TrackerNetwork.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
@@ -53,6 +54,9 @@ public:
     const std::string& batchId() const { return m_batchId; }
     void setBatchId(std::string batchId) { m_batchId = std::move(batchId); }
 
+    // When it failed for the first time; 0 before.
+    void setArrival(std::uint64_t arrival) { m_arrival = arrival; }
+
     void setURL(std::string url) { m_url = std::move(url); }
 
     void operator()(const TrackerNetwork::PostResult& result, Batch param)
@@ -81,11 +85,45 @@ private:
             noteFailure(result.reason, result.status, reason);
             return ledger.droppedInFlight(m_share, *reason);
         }
+        if (!TrackerManager::haveLimits(*m_config))
+            return comeBack(result, std::move(param));
+        TrackerManager::shared().m_queue->barrierAsync(
+            [upload = std::move(*this), result, param = std::move(param)]() mutable {
+                try {
+                    upload.comeBackWithinLimits(result, std::move(param));
+                    upload.m_config = nullptr;
+                } catch (...) {
+                    // The upload's destructor records an internal error.
+                }
+            });
+    }
+
+    // In a barrier block of the manager's queue.
+    void comeBackWithinLimits(const TrackerNetwork::PostResult& result, Batch param)
+    {
+        const TrackerManager& manager = TrackerManager::shared();
+        const Held held { m_share.events, 1, static_cast<std::int64_t>(textBytes(param)) };
+        const auto reason = m_withdrawn->load() ? std::optional(DropReason::disabled)
+            : manager.hasRoom(m_config, held)   ? std::nullopt
+                                                : std::optional(DropReason::overLimit);
+        if (reason) {
+            noteFailure(result.reason, result.status, reason);
+            m_config->m_ledger.droppedInFlight(m_share, *reason);
+            return;
+        }
+        comeBack(result, std::move(param));
+        manager.holdLimits(m_config);
+    }
+
+    // Into the retry cache.
+    void comeBack(const TrackerNetwork::PostResult& result, Batch param)
+    {
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
         retry->batchId = std::move(m_batchId);
+        retry->arrival = m_arrival;
         retry->giveShare(m_share);
-        noteFailure(result.reason, result.status, reason);
-        ledger.failedIntoRetry(m_share);
+        noteFailure(result.reason, result.status, std::nullopt);
+        m_config->m_ledger.failedIntoRetry(m_share);
         const auto due = m_config->keep(retry, result.retryAfter);
         // Withdrawn meanwhile, and perhaps after the waiting batches were dropped.
         if (m_withdrawn->load())
@@ -144,6 +182,7 @@ private:
     std::int64_t m_maxRetryCount;
     std::string m_url;
     std::string m_batchId;
+    std::uint64_t m_arrival = 0;
     Uploads::Withdrawn m_withdrawn;
     // Ends after the upload is on the ledger.
     Uploads::UnderWay m_underWay;
@@ -203,6 +242,7 @@ void Delivery::sendTaken(const std::shared_ptr<TrackerConfig>& config,
     Upload upload(config, share, std::move(withdrawn), entry->retryCount, entry->maxRetryCount);
     try {
         upload.setBatchId(entry->batchId);
+        upload.setArrival(entry->arrival);
     } catch (...) {
         return; // The upload's destructor records an internal error.
     }

@@ -10,24 +10,18 @@ PendingEvents::PendingEvents(Array&& first)
 {
     AnyDepth<Array> events(std::move(first));
     Encoder encoder(EncodeStyle::compact, NonFinite::refuse);
-    for (Value& event : *events)
-        append(std::move(event), encoder);
+    for (Value& event : *events) {
+        const EncodedEvent encoded = encodeEvent(event, encoder);
+        append(std::move(event), encoded);
+    }
 }
 
-AppendedEvent PendingEvents::append(Value&& event, Encoder& encoder, NonFiniteCost nonFinite)
+AppendedEvent PendingEvents::append(Value&& event, const EncodedEvent& encoded)
 {
-    encoder.setNonFinite(nonFinite == NonFiniteCost::null ? NonFinite::asNull : NonFinite::refuse);
-    // Without the lock: whoever looks at the events does not wait for the text of a long one.
-    const EncodedEvent encoded = encodeEvent(event, encoder);
-    if (!encoded.isEncodable && nonFinite == NonFiniteCost::event)
-        return { .size = 0, .isRefused = true };
-    AppendedEvent appended = m_state.with([&](State& state) -> AppendedEvent {
+    return m_state.with([&](State& state) -> AppendedEvent {
         auto [bytes, whole] = state.events.append(std::move(event), encoded);
         return { state.events.size(), bytes, std::move(whole) };
     });
-    // Gives back the memory of a long text.
-    encoder.clear();
-    return appended;
 }
 
 std::size_t PendingEvents::append(std::string_view text)
@@ -89,6 +83,67 @@ std::size_t PendingEvents::clear()
 std::size_t PendingEvents::size() const
 {
     return m_state.with([](const State& state) { return state.events.size(); });
+}
+
+Held PendingEvents::held() const
+{
+    return m_state.with([](const State& state) -> Held {
+        const std::size_t events = state.events.size() - state.copied;
+        // Each has a comma in front of it but the first of the list.
+        const std::size_t commas = state.copied == 0 && events > 0 ? events - 1 : events;
+        const std::size_t bytes = state.events.bytes() - state.copiedBytes - commas;
+        return { .events = static_cast<std::int64_t>(events),
+            .bytes = static_cast<std::int64_t>(bytes) };
+    });
+}
+
+std::optional<std::uint64_t> PendingEvents::firstArrival() const
+{
+    return m_state.with([](const State& state) -> std::optional<std::uint64_t> {
+        if (state.events.size() == state.copied)
+            return std::nullopt;
+        return state.events.arrivals()[state.copied];
+    });
+}
+
+std::int64_t PendingEvents::dropFirst()
+{
+    return m_state.with([](State& state) -> std::int64_t {
+        state.events.removeFirst(
+            std::exchange(state.copied, 0), std::exchange(state.copiedBytes, 0));
+        if (state.events.size() == 0)
+            return 0;
+        state.events.removeFirst(1, state.events.firstLength());
+        return 1;
+    });
+}
+
+std::vector<PendingEvents::ArrivedEvent> PendingEvents::arrived() const
+{
+    return m_state.with([](const State& state) {
+        const std::vector<std::uint64_t> arrivals = state.events.arrivals().from(state.copied);
+        const std::vector<std::size_t> lengths = state.events.lengths();
+        std::vector<ArrivedEvent> events;
+        events.reserve(arrivals.size());
+        for (std::size_t place = 0; place < arrivals.size(); ++place)
+            events.push_back({ arrivals[place], lengths[state.copied + place] });
+        return events;
+    });
+}
+
+std::int64_t PendingEvents::dropLast(std::size_t count)
+{
+    if (count == 0)
+        return 0;
+    m_state.with([&](State& state) {
+        const std::size_t kept = state.events.size() - count;
+        std::size_t bytes = kept > 0 ? kept - 1 : 0;
+        const std::vector<std::size_t> lengths = state.events.lengths();
+        for (std::size_t place = 0; place < kept; ++place)
+            bytes += lengths[place];
+        state.events.keepFirst(kept, bytes);
+    });
+    return static_cast<std::int64_t>(count);
 }
 
 Array PendingEvents::shown() const

@@ -4,14 +4,16 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/Guarded.h>
-#include <Telvora/Classes/ChannelChoices.h>
+#include <Telvora/Classes/Limits.h>
 #include <Telvora/Classes/Utils/Batch.h>
 #include <Telvora/Classes/Utils/EventList.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 namespace telvora::detail {
 
@@ -23,8 +25,6 @@ struct AppendedEvent {
     std::size_t bytes = 0;
     /// The event, if the list keeps it as a tree; otherwise null.
     std::shared_ptr<const AnyDepth<Value>> whole {};
-    /// Whether the list did not take it, because a number in it is not finite.
-    bool isRefused = false;
 };
 
 /// A channel's events that are not sent yet.
@@ -40,9 +40,9 @@ class TELVORA_EXPORT PendingEvents {
 public:
     explicit PendingEvents(Array&& first);
 
-    /// Puts the event at the end. It is moved only if the list keeps it as a tree.
-    AppendedEvent append(
-        Value&& event, Encoder& encoder, NonFiniteCost nonFinite = NonFiniteCost::batch);
+    /// Puts an event at the end that encodeEvent() has encoded. It is moved only if the list keeps
+    /// it as a tree.
+    AppendedEvent append(Value&& event, const EncodedEvent& encoded);
     /// The same for an event that need not be kept beside its text. Returns how many events the
     /// list has now.
     std::size_t append(std::string_view text);
@@ -71,6 +71,24 @@ public:
     std::size_t clear();
 
     std::size_t size() const;
+
+    // For limits. They are about the events that no copy contained; those that one did are in a
+    // request. Where an event is dropped, the copied ones in front of it leave the list, too.
+
+    Held held() const;
+    /// When the first one arrived; absent if there is none.
+    std::optional<std::uint64_t> firstArrival() const;
+    /// Drops the first one. Returns how many were dropped.
+    std::int64_t dropFirst();
+
+    struct ArrivedEvent {
+        std::uint64_t arrival = 0;
+        /// The length of its text.
+        std::size_t bytes = 0;
+    };
+    std::vector<ArrivedEvent> arrived() const;
+    /// Drops the last ones. Requires: there are so many. Returns `count`.
+    std::int64_t dropLast(std::size_t count);
 
     /// The events that are pending or leave at this moment.
     Array shown() const;

@@ -7,6 +7,7 @@
 #include <Telvora/Classes/Delivery.h>
 #include <Telvora/Classes/Diagnostics.h>
 #include <Telvora/Classes/PendingEvents.h>
+#include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/Classes/Uploads.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/DispatchQueue.h>
@@ -14,6 +15,7 @@
 #include <Telvora/Platform/UUIDSource.h>
 
 #include <cstddef>
+#include <new>
 #include <utility>
 
 namespace telvora {
@@ -136,6 +138,20 @@ std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
     return m_retryPolicy.get();
 }
 
+void TrackerConfig::setLimits(const Limits& limits)
+{
+    m_limits.set(limits);
+    m_isBounded.store(limits.areSet(), std::memory_order_relaxed);
+    TrackerManager::holdLimitsSoon(weak_from_this().lock());
+}
+
+detail::Held TrackerConfig::held() const
+{
+    detail::Held held = m_pending->held();
+    held += m_retryCache.held();
+    return held;
+}
+
 TrackerConfig::DueTime TrackerConfig::keep(
     TrackerRetryEntry entry, std::chrono::duration<double> asked)
 {
@@ -172,11 +188,18 @@ void TrackerConfig::sendDue(const TrackerRetryEntry& entry, DueTime due)
     detail::Delivery::sendTaken(shared_from_this(), taken, std::move(withdrawn));
 }
 
-void TrackerConfig::drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason)
+bool TrackerConfig::drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason)
 {
     const auto taken = m_retryCache.takeDue(entry, due);
     m_ledger.droppedWaiting(taken.share, reason);
     detail::Diagnostics::eventsDropped(m_index, reason, taken.share.events);
+    return taken.entry != nullptr;
+}
+
+void TrackerConfig::dropPending(std::int64_t events, DropReason reason)
+{
+    m_ledger.droppedPending(events, reason);
+    detail::Diagnostics::eventsDropped(m_index, reason, events);
 }
 
 void TrackerConfig::insert(TrackerRetryEntry retry)
@@ -187,7 +210,39 @@ void TrackerConfig::insert(TrackerRetryEntry retry)
     const detail::LedgerShare share { static_cast<std::uint32_t>(events), 1 };
     retry->giveShare(share);
     m_ledger.insertedByHost(share);
-    keep(std::move(retry), {});
+    const auto self = weak_from_this().lock();
+    if (!self || !TrackerManager::haveLimits(*this)) {
+        keep(std::move(retry), {});
+        return;
+    }
+    try {
+        TrackerManager::shared().m_queue->barrierAsync(
+            [self, retry, share] { self->keepWithinLimits(retry, share); });
+    } catch (...) {
+        // There is no memory for the block.
+        keep(std::move(retry), {});
+    }
+}
+
+void TrackerConfig::keepWithinLimits(const TrackerRetryEntry& entry, detail::LedgerShare share)
+{
+    const TrackerManager& manager = TrackerManager::shared();
+    bool hasRoom = true;
+    try {
+        hasRoom = manager.hasRoom(shared_from_this(),
+            { .events = share.events,
+                .batches = share.batches,
+                .bytes = static_cast<std::int64_t>(detail::textBytes(entry->data)) });
+    } catch (const std::bad_alloc&) {
+        // It is kept, and what is too much is dropped later.
+    }
+    if (hasRoom) {
+        keep(entry, {});
+        manager.holdLimits(shared_from_this());
+        return;
+    }
+    m_ledger.droppedWaiting(entry->takeShare(), DropReason::overLimit);
+    detail::Diagnostics::eventsDropped(m_index, DropReason::overLimit, share.events);
 }
 
 TrackerRetryEntry TrackerConfig::popRetryData()

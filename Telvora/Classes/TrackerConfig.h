@@ -7,6 +7,7 @@
 #include <Telvora/Base/ProcessState.h>
 #include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Domain/TrackerDomainConstant.h>
+#include <Telvora/Classes/Limits.h>
 #include <Telvora/Classes/RetryPolicy.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/TrackerRetryCache.h>
@@ -25,6 +26,7 @@
 namespace telvora {
 
 namespace detail {
+class Bounds;
 class Delivery;
 class PendingEvents;
 } // namespace detail
@@ -138,6 +140,13 @@ public:
     /// What setRetryPolicy() was told.
     std::optional<RetryPolicy> retryPolicy() const;
 
+    /// How much the channel keeps from now on; without limits, as until set, it keeps all. Where it
+    /// keeps more already, that is dropped soon after; until then, in the order of calls, nothing
+    /// else is taken in. See also TrackerManager::setLimits().
+    void setLimits(const Limits& limits);
+    /// What setLimits() was told.
+    Limits limits() const { return m_limits.get(); }
+
     /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this
     /// is a use of the library: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
@@ -158,6 +167,7 @@ public:
 
 private:
     // Intake and delivery, the only code that changes the pending events.
+    friend class detail::Bounds;
     friend class detail::Delivery;
     friend class TrackerManager;
 
@@ -166,9 +176,15 @@ private:
     // Puts an entry into the cache, and with a policy sees to it that it is tried when it is due.
     // Returns that time.
     DueTime keep(TrackerRetryEntry entry, std::chrono::duration<double> asked);
-    // Takes an entry out of the cache, if it is still there, and counts it as dropped.
-    void drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason);
+    // The same within the limits, in a barrier block of the manager's queue.
+    void keepWithinLimits(const TrackerRetryEntry& entry, detail::LedgerShare share);
+    // Takes an entry out of the cache and counts it as dropped; false if it was not there.
+    bool drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason);
+    // Counts events as dropped that have left the list.
+    void dropPending(std::int64_t events, DropReason reason);
     void sendDue(const TrackerRetryEntry& entry, DueTime due);
+    detail::Held held() const;
+    bool isBounded() const { return m_isBounded.load(std::memory_order_relaxed); }
     bool isPatient() const { return m_isPatient.load(std::memory_order_relaxed); }
 
     TrackerRetryCache::Taken takeRetryData();
@@ -194,6 +210,9 @@ private:
     // Whether there is a policy. The intake asks for every event.
     std::atomic<bool> m_isPatient { false };
     detail::Guarded<std::optional<RetryPolicy>> m_retryPolicy;
+    // Whether there are limits. The intake asks for every event.
+    std::atomic<bool> m_isBounded { false };
+    detail::Guarded<Limits> m_limits;
     const std::unique_ptr<detail::PendingEvents> m_pending;
 
     detail::ChannelLedger m_ledger;

@@ -38,6 +38,7 @@ constexpr ReasonEntry reasons[] = {
     { DropReason::disabled, &Dropped::disabled, "disabled", Shown::onceCounted },
     { DropReason::afterShutdown, &Dropped::afterShutdown, "afterShutdown", Shown::onceCounted },
     { DropReason::notFinite, &Dropped::notFinite, "notFinite", Shown::onceCounted },
+    { DropReason::overLimit, &Dropped::overLimit, "overLimit", Shown::onceCounted },
 };
 
 constexpr bool areInOrder()

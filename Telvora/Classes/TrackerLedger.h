@@ -40,6 +40,8 @@ enum class DropReason {
     afterShutdown,
     /// A number in the event is NaN or infinite, and the channel has chosen NonFiniteCost::event.
     notFinite,
+    /// More would be kept than Limits allow.
+    overLimit,
 };
 
 /// "unknownChannel", "clearedAfterCopy" and so on.
@@ -70,6 +72,8 @@ struct TELVORA_EXPORT LedgerAccount {
         std::int64_t afterShutdown = 0;
         /// Dropped as DropReason::notFinite.
         std::int64_t notFinite = 0;
+        /// Dropped as DropReason::overLimit.
+        std::int64_t overLimit = 0;
 
         /// The sum of all reasons.
         std::int64_t total() const;

@@ -160,10 +160,19 @@ std::size_t TrackerManager::intake(Value& event, const std::string& index, std::
         if (!network.empty())
             stampNetwork(event.get_object(), network);
         if (!to.refusal) {
-            appended = to.channel->m_pending->append(
-                std::move(event), *m_encoder, to.channel->nonFiniteCost());
-            if (appended.isRefused)
+            const NonFiniteCost cost = to.channel->nonFiniteCost();
+            m_encoder->setNonFinite(cost == NonFiniteCost::null ? detail::NonFinite::asNull
+                                                                : detail::NonFinite::refuse);
+            // Outside of the list's lock: whoever looks at it does not wait for a long event.
+            const detail::EncodedEvent encoded = detail::encodeEvent(event, *m_encoder);
+            if (!encoded.isEncodable && cost == NonFiniteCost::event)
                 to.refusal = DropReason::notFinite;
+            else
+                refuseOverLimit(to, encoded.text);
+            if (!to.refusal)
+                appended = to.channel->m_pending->append(std::move(event), encoded);
+            // Gives back the memory of a long text.
+            m_encoder->clear();
         }
         return appended.size;
     });
@@ -177,8 +186,11 @@ std::size_t TrackerManager::intake(Value& event, const std::string& index, std::
 void TrackerManager::intakeRecord(const std::string& text)
 {
     const std::string_view index = rawValue(DefaultIndex::APM);
-    const Destination to = destination(index);
-    accept(to, [&] { return to.refusal ? 0 : to.channel->m_pending->append(text); });
+    Destination to = destination(index);
+    accept(to, [&] {
+        refuseOverLimit(to, text);
+        return to.refusal ? 0 : to.channel->m_pending->append(text);
+    });
     if (detail::isForkedChild() || !hasTriggerCallback())
         return;
     try {
@@ -196,12 +208,16 @@ template<typename Append>
 void TrackerManager::accept(const Destination& to, const Append& append) noexcept
 {
     try {
-        const std::size_t size = append();
+        std::size_t size = append();
         if (to.refusal) {
             to.drop(*to.refusal);
             return;
         }
         to.ledger.appended(1);
+        if (haveLimits(*to.channel)) {
+            holdLimits(to.channel);
+            size = to.channel->m_pending->size();
+        }
         if (static_cast<std::int64_t>(size) >= to.channel->maxLimit())
             detail::Delivery::sendList(to.channel);
         else
@@ -209,6 +225,14 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
     } catch (...) {
         to.drop(DropReason::internalError);
     }
+}
+
+void TrackerManager::refuseOverLimit(Destination& to, std::string_view text) const
+{
+    if (to.refusal || !haveLimits(*to.channel))
+        return;
+    if (!hasRoom(to.channel, { .events = 1, .bytes = static_cast<std::int64_t>(text.size()) }))
+        to.refusal = DropReason::overLimit;
 }
 
 void TrackerManager::timerEventHandler(const std::shared_ptr<TrackerConfig>& config)

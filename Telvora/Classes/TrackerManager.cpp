@@ -126,6 +126,7 @@ void TrackerManager::register_(std::shared_ptr<TrackerConfig> config)
         configs = std::move(changed);
     });
     setStatus(index, ConfigStatus::idle);
+    holdLimitsSoon(config);
 }
 
 void TrackerManager::setupCommonDatas(

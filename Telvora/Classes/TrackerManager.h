@@ -6,9 +6,11 @@
 #include <Telvora/Base/EventBuilder.h>
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/Guarded.h>
 #include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Diagnostic.h>
 #include <Telvora/Classes/FlushResult.h>
+#include <Telvora/Classes/Limits.h>
 #include <Telvora/Classes/Model/Measurements.h>
 #include <Telvora/Classes/Model/ReportCompletion.h>
 #include <Telvora/Classes/Model/TrackNetworkStatus.h>
@@ -38,6 +40,7 @@
 namespace telvora {
 
 namespace detail {
+class Delivery;
 class Encoder;
 class FinishedEvents;
 struct AppendedEvent;
@@ -176,6 +179,17 @@ public:
     ///
     /// Takes effect in the order of calls, and waits for nothing, so a closure may call it, too.
     static void setEnabled(bool on);
+
+    // ---- TrackerManager+Limits.cpp: how much is kept ----
+
+    /// How much all channels together keep from now on, beside the limits of each
+    /// (TrackerConfig::setLimits()); without limits, as until set, they keep all. Events of unknown
+    /// channels and reports to the provider count in none. Where more is kept already, that is
+    /// dropped soon after; until then, in the order of calls, nothing else is taken in. While there
+    /// are limits, each event costs the library's thread a look at every channel.
+    static void setLimits(const Limits& limits);
+    /// What setLimits() was told.
+    static Limits limits();
 
     // ---- TrackerManager+Flush.cpp: sending everything, and the end ----
 
@@ -386,7 +400,9 @@ public:
     const TrackerTimer& trackerTimer() const { return m_trackerTimer; }
 
 private:
+    friend class detail::Delivery;
     friend class detail::Lazy<TrackerManager>;
+    friend class TrackerConfig;
 
     enum class ConfigStatus {
         idle,
@@ -455,9 +471,17 @@ private:
     void intakeRecord(const std::string& text);
     struct Destination;
     Destination destination(std::string_view index);
+    void refuseOverLimit(Destination& to, std::string_view text) const;
     template<typename Append> void accept(const Destination& to, const Append& append) noexcept;
     bool hasTriggerCallback() const;
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
+
+    static bool haveLimits(const TrackerConfig& channel);
+    template<typename Use>
+    void forEachBounds(const std::shared_ptr<TrackerConfig>& channel, Use&& use) const;
+    bool hasRoom(const std::shared_ptr<TrackerConfig>& channel, const detail::Held& more) const;
+    void holdLimits(const std::shared_ptr<TrackerConfig>& channel) const noexcept;
+    static void holdLimitsSoon(const std::shared_ptr<TrackerConfig>& channel);
 
     enum class Afterwards {
         goOn,
@@ -489,6 +513,9 @@ private:
     const std::unique_ptr<detail::FinishedEvents> m_finished;
     // As the last block of setEnabled() has left it.
     std::atomic<bool> m_isDisabled { false };
+    // Whether there are limits of all channels together. The intake asks for every event.
+    std::atomic<bool> m_isBounded { false };
+    detail::Guarded<Limits> m_limits;
     // True from the call of shutdown() on.
     std::atomic<bool> m_isShutDown { false };
     // True from the block of shutdown() on: events that were handed over before it are taken in.

@@ -1,12 +1,22 @@
 #include <Telvora/Classes/TrackerRetryCache.h>
 
 #include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Classes/Utils/Arrivals.h>
 #include <Telvora/Platform/Clock.h>
 #include <Telvora/Platform/Platform.h>
 
 #include <new>
 
 namespace telvora {
+
+namespace {
+
+detail::LedgerShare unpacked(std::uint64_t share)
+{
+    return { static_cast<std::uint32_t>(share >> 32), static_cast<std::uint32_t>(share) };
+}
+
+} // namespace
 
 TrackerRetryData::TrackerRetryData(Batch batch, std::int64_t failures)
     : data(std::move(batch))
@@ -23,8 +33,12 @@ void TrackerRetryData::giveShare(detail::LedgerShare share)
 
 detail::LedgerShare TrackerRetryData::takeShare()
 {
-    const std::uint64_t share = m_share.exchange(0, std::memory_order_relaxed);
-    return { static_cast<std::uint32_t>(share >> 32), static_cast<std::uint32_t>(share) };
+    return unpacked(m_share.exchange(0, std::memory_order_relaxed));
+}
+
+detail::LedgerShare TrackerRetryData::share() const
+{
+    return unpacked(m_share.load(std::memory_order_relaxed));
 }
 
 TrackerRetryCache::TrackerRetryCache(Lost lost)
@@ -108,9 +122,15 @@ void TrackerRetryCache::insert(TrackerRetryEntry data)
 void TrackerRetryCache::State::add(const TrackerRetryEntry& entry)
 {
     try {
+        if (entry->arrival == 0)
+            entry->arrival = detail::nextArrival();
+        entry->m_held = { .events = entry->share().events,
+            .batches = 1,
+            .bytes = static_cast<std::int64_t>(detail::textBytes(entry->data)) };
         detail::MutexLock lock(mutex);
         priorityQueue.push(entry);
         count.store(priorityQueue.count(), std::memory_order_relaxed);
+        held += entry->m_held;
     } catch (...) {
         lose(*entry, DropReason::internalError);
     }
@@ -124,7 +144,7 @@ void TrackerRetryCache::State::removeFirst()
     {
         detail::MutexLock lock(mutex);
         removed = *priorityQueue.pop();
-        count.store(priorityQueue.count(), std::memory_order_relaxed);
+        noteRemoved(*removed);
     }
     lose(*removed, DropReason::removedUnseen);
 }
@@ -139,7 +159,7 @@ bool TrackerRetryCache::State::remove(
     if (!isThere || entry->due != due)
         return false;
     priorityQueue.remove(entry);
-    count.store(priorityQueue.count(), std::memory_order_relaxed);
+    noteRemoved(*entry);
     return true;
 }
 
@@ -152,6 +172,13 @@ void TrackerRetryCache::State::takeAllTo(std::vector<Taken>& taken)
             taken.push_back({ *std::move(entry), share });
     }
     count.store(0, std::memory_order_relaxed);
+    held = {};
+}
+
+void TrackerRetryCache::State::noteRemoved(const TrackerRetryData& entry)
+{
+    count.store(priorityQueue.count(), std::memory_order_relaxed);
+    held -= entry.m_held;
 }
 
 // An entry whose share was taken is not lost.
@@ -160,6 +187,33 @@ void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) 
     const detail::LedgerShare share = entry.takeShare();
     if (!share.isEmpty() && lost)
         lost(share, reason);
+}
+
+detail::Held TrackerRetryCache::held() const
+{
+    if (detail::isForkedChild())
+        return {};
+    return m_lock.read([this] { return m_state->held; });
+}
+
+std::optional<TrackerRetryCache::Waiting> TrackerRetryCache::waiting(
+    FunctionRef<bool(const detail::Held&)> isWanted, bool isLast) const
+{
+    std::optional<Waiting> found;
+    if (detail::isForkedChild())
+        return found;
+    m_lock.read([&] {
+        const auto& queue = m_state->priorityQueue;
+        for (std::size_t place = 0; place < queue.count(); ++place) {
+            const TrackerRetryEntry& entry = queue[place];
+            // One without a share was popped and is about to be removed.
+            if (entry->share().isEmpty() || !isWanted(entry->m_held))
+                continue;
+            if (!found || (entry->arrival > found->arrival) == isLast)
+                found = { entry, entry->due, entry->arrival };
+        }
+    });
+    return found;
 }
 
 std::vector<TrackerRetryEntry> TrackerRetryCache::entries() const

@@ -3,6 +3,8 @@
 #include <Telvora/Base/Export.h>
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/Mutex.h>
+#include <Telvora/Base/Work.h>
+#include <Telvora/Classes/Limits.h>
 #include <Telvora/Classes/TrackerLedger.h>
 #include <Telvora/Classes/Utils/Batch.h>
 #include <Telvora/Classes/Utils/PriorityQueue.h>
@@ -14,6 +16,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +49,9 @@ public:
     std::chrono::steady_clock::time_point due {};
     /// The "x-batch-id" of its tries; empty until it is sent with one.
     std::string batchId {};
+    /// When it failed for the first time: its number among all events and batches that arrive; the
+    /// library sets it. 0 until the entry was in a cache.
+    std::uint64_t arrival = 0;
 
     /// Whether count and time are the same.
     bool operator==(const TrackerRetryData& other) const
@@ -74,7 +80,13 @@ public:
     detail::LedgerShare takeShare();
 
 private:
+    friend class TrackerRetryCache;
+
+    detail::LedgerShare share() const;
+
     std::atomic<std::uint64_t> m_share { 0 };
+    // What it counts in its cache.
+    detail::Held m_held;
 };
 
 /// An entry as cache and host share it; may be null.
@@ -136,6 +148,24 @@ public:
     /// is no memory, it stays.
     Taken takeDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
 
+    /// What the entries hold. Sees every write that was submitted before.
+    detail::Held held() const;
+
+    /// An entry that waits.
+    struct Waiting {
+        /// Never null.
+        TrackerRetryEntry entry;
+        /// What takeDue() wants to know.
+        std::chrono::steady_clock::time_point due;
+        /// Its number in the order of arrival.
+        std::uint64_t arrival = 0;
+    };
+    /// The first entry, or the last, in the order of arrival, among those whose holdings `isWanted`
+    /// returns true for; absent if there is none. It stays in the cache. Sees every write that was
+    /// submitted before.
+    std::optional<Waiting> waiting(
+        FunctionRef<bool(const detail::Held&)> isWanted, bool isLast) const;
+
     /// Removes all entries and returns them in the order in which pop() would, without those that a
     /// pop has returned and is about to remove. Where there is no memory, all stay and none is
     /// returned.
@@ -158,10 +188,12 @@ private:
     struct State {
         PriorityQueue<TrackerRetryEntry, Before> priorityQueue { Before() };
         std::atomic<std::size_t> count { 0 };
+        detail::Held held;
         Lost lost;
         mutable detail::Mutex mutex;
 
         void add(const TrackerRetryEntry& entry);
+        void noteRemoved(const TrackerRetryData& entry);
         void removeFirst();
         bool remove(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
         void takeAllTo(std::vector<Taken>& taken);

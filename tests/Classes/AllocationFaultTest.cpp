@@ -119,6 +119,24 @@ void compressAndAppendTwo(const Channel& channel)
     appendTwo(channel);
 }
 
+void letABatchFailAndLimit(const Channel& channel)
+{
+    letABatchFail(channel);
+    channel->setLimits({ .events = 1 });
+}
+
+void limitAndAppendTwo(const Channel& channel)
+{
+    channel->setLimits({ .events = 3 });
+    appendTwo(channel);
+}
+
+void allowNoBatchAndAppendTwo(const Channel& channel)
+{
+    channel->setLimits({ .batches = 0, .drop = DropFirst::newest });
+    appendTwo(channel);
+}
+
 void insertAnEntryWithoutData(const Channel& channel)
 {
     channel->insert(std::make_shared<TrackerRetryData>(nullptr, 1));
@@ -137,6 +155,10 @@ const std::vector<Scenario> intakes {
     { "anEventThatIsKeptWhole", 10, Manner::accepts, 1, nothing, appendWhole },
     { "aFullListWithAnEventThatIsKeptWhole", 3, Manner::accepts, 3, appendTwo, appendWhole },
     { "aFullListThatIsCompressed", 3, Manner::refuses, 3, compressAndAppendTwo, appendGiven },
+    { "anEventForWhichABatchIsDropped", 10, Manner::accepts, 2, letABatchFailAndLimit,
+        appendGiven },
+    { "aFullListThatIsRefusedWithinLimits", 3, Manner::refuses, 3, limitAndAppendTwo, appendGiven },
+    { "aFullListThatMayNotComeBack", 3, Manner::refuses, 3, allowNoBatchAndAppendTwo, appendGiven },
 };
 
 const std::vector<Scenario> otherOperations {
@@ -310,7 +332,9 @@ TEST_P(AllocationFaultTest, DelaysOrCountsEveryEventWhicheverAllocationFails)
 
         const LedgerAccount events = channel->ledger().events;
         ASSERT_EQ(events.accepted, GetParam().eventCount) << "with allocation " << spared;
-        ASSERT_EQ(events.accepted, events.delivered + events.dropped.internalError) << spared;
+        ASSERT_EQ(events.accepted,
+            events.delivered + events.dropped.internalError + events.dropped.overLimit)
+            << spared;
         if (!hasStruck) {
             EXPECT_EQ(events.dropped.internalError, 0);
             return;

@@ -14,7 +14,9 @@ protected:
 
     AppendedEvent append(Dictionary event)
     {
-        return pending.append(Value(std::move(event)), m_encoder);
+        Value value(std::move(event));
+        const EncodedEvent encoded = encodeEvent(value, m_encoder);
+        return pending.append(std::move(value), encoded);
     }
 
     Batch makeBatch(std::string dataListKey = "data") const

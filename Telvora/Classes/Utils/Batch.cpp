@@ -49,6 +49,8 @@ struct BatchContent {
     // The text is the common data's head, the events, and the common data's tail.
     std::shared_ptr<const EncodedCommonData> common {};
     SharedBytes text {};
+    // How long it is before it is compressed.
+    std::size_t textBytes = 0;
     BodyEncoding encoding = BodyEncoding::plain;
     bool isEncodable = true;
     std::size_t eventCount = 0;
@@ -159,6 +161,7 @@ Batch detail::makeTextBatch(
     const auto content = std::make_shared<BatchContent>();
     content->isEncodable = common->isEncodable && events.isEncodable();
     content->encoding = encoding;
+    content->textBytes = text.size();
     content->text = encoding == BodyEncoding::gzip ? gzipped(text) : std::move(text);
     content->common = std::move(common);
     content->eventCount = events.size();
@@ -170,6 +173,17 @@ Array detail::eventsOf(const Batch& batch)
 {
     const auto& content = BatchContent::of(batch);
     return content && content->isText() ? content->events() : Array();
+}
+
+std::size_t detail::textBytes(const Batch& batch)
+{
+    const auto& content = BatchContent::of(batch);
+    if (!content)
+        return 0;
+    if (content->isText())
+        return content->textBytes;
+    const auto text = encode(*content->given);
+    return text ? text->size() : 0;
 }
 
 std::size_t detail::eventsUnder(std::string_view key, const Batch& batch)

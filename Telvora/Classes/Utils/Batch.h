@@ -96,6 +96,10 @@ TELVORA_EXPORT Batch makeTextBatch(std::shared_ptr<const EncodedCommonData> comm
 /// The events of a batch that the library has made, under its own list key.
 TELVORA_EXPORT Array eventsOf(const Batch& batch);
 
+/// How long the JSON text is, before it is compressed; 0 for a batch that is null or that JSON
+/// cannot express. Throws std::bad_alloc for one of a dictionary, whose text is made for this.
+TELVORA_EXPORT std::size_t textBytes(const Batch& batch);
+
 /// How many elements the array under `key` has; 0 if there is no such array.
 TELVORA_EXPORT std::size_t eventsUnder(std::string_view key, const Batch& batch);
 

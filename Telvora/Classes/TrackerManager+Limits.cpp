@@ -1,0 +1,79 @@
+#include <Telvora/Classes/TrackerManager.h>
+
+#include <Telvora/Base/ForkedChild.h>
+#include <Telvora/Base/ProcessState.h>
+#include <Telvora/Classes/Bounds.h>
+
+#include <new>
+
+namespace telvora {
+
+void TrackerManager::setLimits(const Limits& limits)
+{
+    TrackerManager& manager = shared();
+    if (manager.isInert())
+        return;
+    manager.m_limits.set(limits);
+    manager.m_isBounded.store(limits.areSet(), std::memory_order_relaxed);
+    const auto registered = manager.configs();
+    for (const auto& [index, channel] : *registered)
+        holdLimitsSoon(channel);
+}
+
+Limits TrackerManager::limits()
+{
+    return shared().m_limits.get();
+}
+
+bool TrackerManager::haveLimits(const TrackerConfig& channel)
+{
+    // A channel of a platform that was taken down belongs to a manager that does nothing any more.
+    return (channel.isBounded() || shared().m_isBounded.load(std::memory_order_relaxed))
+        && channel.m_renewalCount == detail::ProcessState::renewalCount();
+}
+
+// What a channel's own limits and those of all together are about.
+template<typename Use>
+void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel, Use&& use) const
+{
+    if (channel->isBounded())
+        use(detail::Bounds({ channel }, channel->limits()));
+    if (!m_isBounded.load(std::memory_order_relaxed))
+        return;
+    const auto registered = configs();
+    detail::Bounds::Channels channels;
+    channels.reserve(registered->size());
+    for (const auto& [index, registeredChannel] : *registered)
+        channels.push_back(registeredChannel);
+    use(detail::Bounds(std::move(channels), m_limits.get()));
+}
+
+// In a barrier block of the queue.
+bool TrackerManager::hasRoom(
+    const std::shared_ptr<TrackerConfig>& channel, const detail::Held& more) const
+{
+    bool hasRoom = true;
+    forEachBounds(
+        channel, [&](const detail::Bounds& bounds) { hasRoom = hasRoom && bounds.hasRoom(more); });
+    return hasRoom;
+}
+
+// In a barrier block of the queue.
+void TrackerManager::holdLimits(const std::shared_ptr<TrackerConfig>& channel) const noexcept
+try {
+    forEachBounds(channel, [](const detail::Bounds& bounds) { bounds.hold(); });
+} catch (const std::bad_alloc&) {
+    // Without memory nothing is dropped; the next event tries again.
+}
+
+// After limits were set or a channel has come.
+void TrackerManager::holdLimitsSoon(const std::shared_ptr<TrackerConfig>& channel)
+{
+    // During the set-up nothing is kept, and a block would be a use of the library.
+    if (!channel || !haveLimits(*channel) || channel->m_ledger.left() == 0)
+        return;
+    TrackerManager& manager = shared();
+    manager.m_queue->barrierAsync([&manager, channel] { manager.holdLimits(channel); });
+}
+
+} // namespace telvora

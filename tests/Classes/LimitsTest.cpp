@@ -1,0 +1,671 @@
+#include <tests/Classes/SimulatedHost.h>
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+// What a channel, or all together, keep at most, and what is dropped beyond that.
+
+namespace telvora {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class LimitsTest : public SimulatedHost {
+protected:
+    using Numbers = std::vector<std::int64_t>;
+
+    static Numbers numbersOf(const Array& events)
+    {
+        Numbers numbers;
+        for (const Value& event : events)
+            numbers.push_back(event.at("number").as_int64());
+        return numbers;
+    }
+
+    static Numbers pending(const std::shared_ptr<TrackerConfig>& channel)
+    {
+        return numbersOf(channel->apiDatas());
+    }
+
+    // The numbers of the events in each waiting batch, in the order of popping.
+    static std::vector<Numbers> waiting(const std::shared_ptr<TrackerConfig>& channel)
+    {
+        std::vector<Numbers> waiting;
+        for (const TrackerRetryEntry& entry : channel->retryCache().entries())
+            waiting.push_back(numbersOf(entry->data->at("data-list").as_array()));
+        return waiting;
+    }
+
+    // Adds a channel with one waiting batch of the events `first` to `last`.
+    static std::shared_ptr<TrackerConfig> addChannelWithBatch(
+        const std::string& index, std::int64_t first, std::int64_t last)
+    {
+        const auto channel = addChannel(index);
+        failBatch(channel, first, last);
+        return channel;
+    }
+
+    // Makes a waiting batch of further events.
+    static void failBatch(
+        const std::shared_ptr<TrackerConfig>& channel, std::int64_t first, std::int64_t last)
+    {
+        answerAll(failure());
+        append(channel->index(), first, last - first + 1);
+        manager().timerEventHandler(channel);
+        simulated().runUntilIdle();
+    }
+
+    static void setLimits(const std::shared_ptr<TrackerConfig>& channel, const Limits& limits)
+    {
+        channel->setLimits(limits);
+        simulated().runUntilIdle();
+    }
+
+    static void setLimitsOfAll(const Limits& limits)
+    {
+        TrackerManager::setLimits(limits);
+        simulated().runUntilIdle();
+    }
+
+    static std::int64_t overLimit(const std::string& index)
+    {
+        return ledgerOf(index).events.dropped.overLimit;
+    }
+};
+
+using Handled = std::vector<Diagnostic>;
+
+TEST_F(LimitsTest, UntilSetEverythingIsKept)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2000);
+    append("E2E", 2001, 999);
+
+    EXPECT_EQ(channel->limits(), Limits());
+    EXPECT_EQ(TrackerManager::limits(), Limits());
+    EXPECT_EQ(ledgerOf("E2E").events.dropped.total(), 0);
+}
+
+TEST_F(LimitsTest, TheOldestPendingEventsMakeRoom)
+{
+    const auto channel = addChannel("E2E");
+    setLimits(channel, { .events = 3 });
+    append("E2E", 1, 5);
+
+    EXPECT_THAT(pending(channel), ElementsAre(3, 4, 5));
+    EXPECT_EQ(overLimit("E2E"), 2);
+    EXPECT_EQ(ledgerOf("E2E").events.accepted, 5);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, TheNewestEventIsRefusedAndOnlyTheTriggerCallbackSeesIt)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    setLimits(channel, { .events = 4, .drop = DropFirst::newest });
+    append("E2E", 3, 2);
+    answerAll(ScriptedAnswer::later());
+    const std::size_t before = requestCount();
+    watchEvents();
+    append("E2E", 5, 2);
+
+    // The waiting batch went out with the events before, came back, and had no further chance.
+    EXPECT_EQ(requestCount(), before);
+    EXPECT_EQ(seen.size(), 2u);
+    EXPECT_THAT(pending(channel), ElementsAre(3, 4));
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(1, 2)));
+    EXPECT_EQ(overLimit("E2E"), 2);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, ARefusedEventDoesNotFillTheList)
+{
+    const auto channel = addChannel("E2E", 3);
+    setLimits(channel, { .events = 2, .drop = DropFirst::newest });
+    append("E2E", 1, 10);
+
+    EXPECT_EQ(requestCount(), 0u);
+    EXPECT_THAT(pending(channel), ElementsAre(1, 2));
+}
+
+TEST_F(LimitsTest, AListThatIsFullWithinTheLimitIsSent)
+{
+    const auto channel = addChannel("E2E", 3);
+    answerAll(success());
+    setLimits(channel, { .events = 3 });
+    append("E2E", 1, 6);
+
+    EXPECT_EQ(requestCount(), 2u);
+    EXPECT_EQ(ledgerOf("E2E").events.delivered, 6);
+    EXPECT_EQ(overLimit("E2E"), 0);
+}
+
+TEST_F(LimitsTest, WaitingBatchesGoWholeBeforePendingEvents)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 3);
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    setLimits(channel, { .events = 5 });
+    append("E2E", 4, 3);
+
+    EXPECT_THAT(waiting(channel), IsEmpty());
+    EXPECT_THAT(pending(channel), ElementsAre(4, 5, 6));
+    EXPECT_EQ(overLimit("E2E"), 3);
+    EXPECT_EQ(ledgerOf("E2E").batches.dropped.overLimit, 1);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, TheBatchThatFailedFirstGoesFirstHoweverOftenItWasTriedSince)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 1);
+    channel->setRetryPolicy(RetryPolicy { .tries = {}, .first = 1h, .longest = 1h });
+    simulated().advance(1s);
+    failBatch(channel, 2, 2);
+    simulated().advance(1s);
+    // Now the first one has failed most often and last.
+    simulated().httpClient().setAnswers({ failure() }, true);
+    simulated().advance(2h);
+    failBatch(channel, 3, 3);
+
+    setLimits(channel, { .batches = 2 });
+    EXPECT_EQ(ledgerOf("E2E").batches.waiting, 2);
+    for (const Numbers& numbers : waiting(channel))
+        EXPECT_THAT(numbers, testing::Each(testing::Gt(1)));
+    setLimits(channel, { .batches = 1 });
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(3)));
+    EXPECT_EQ(overLimit("E2E"), 2);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, ABatchThatComesBackOverTheLimitIsTheNewest)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    setLimits(channel, { .batches = 1, .drop = DropFirst::newest });
+    const auto handled = std::make_shared<Handled>();
+    TrackerManager::setDiagnosticsHandler(
+        [handled](const Diagnostic& diagnostic) { handled->push_back(diagnostic); });
+    failBatch(channel, 3, 5);
+    simulated().advance(2s);
+
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(1, 2)));
+    const LedgerSnapshot ledger = ledgerOf("E2E");
+    EXPECT_EQ(ledger.events.dropped.overLimit, 3);
+    EXPECT_EQ(ledger.batches.dropped.overLimit, 1);
+    EXPECT_EQ(ledger.lastFailure.value().outcome, UploadFailure::Outcome::dropped);
+    ASSERT_EQ(handled->size(), 1u);
+    EXPECT_EQ(handled->front().kind, Diagnostic::Kind::batchGivenUp);
+    EXPECT_EQ(handled->front().dropReason, DropReason::overLimit);
+    EXPECT_EQ(handled->front().events, 3);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, ABatchThatComesBackMakesTheOldestGo)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    setLimits(channel, { .events = 4 });
+    failBatch(channel, 3, 5);
+
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(3, 4, 5)));
+    EXPECT_EQ(ledgerOf("E2E").lastFailure.value().outcome, UploadFailure::Outcome::waiting);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, WhatIsInARequestCountsOnceItComesBack)
+{
+    const auto channel = addChannel("E2E", 2);
+    setLimits(channel, { .events = 2 });
+    simulated().httpClient().setAnswers({ failure().after(5s) }, true);
+    append("E2E", 1, 2);
+    append("E2E", 3);
+    EXPECT_EQ(overLimit("E2E"), 0);
+
+    simulated().advance(5s);
+    // The batch goes, and not the event, although that arrived later than the batch was made.
+    EXPECT_THAT(waiting(channel), IsEmpty());
+    EXPECT_THAT(pending(channel), ElementsAre(3));
+    EXPECT_EQ(overLimit("E2E"), 2);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, WhatATickHasCopiedIsInARequest)
+{
+    const auto channel = addChannel("E2E");
+    setLimits(channel, { .events = 2 });
+    answerAll(success());
+    append("E2E", 1, 2);
+    // The URL hook runs between the tick's copy and its clearing.
+    const auto other = std::make_shared<TrackerConfig>(
+        "MP", 1000, StringDictionary(), Array(), false, [channel] {
+            manager().appendTracker(event(12), "MP");
+            manager().appendTracker(event(13), "MP");
+            manager().appendTracker(event(14), "MP");
+            return "http://collector.example/MP";
+        });
+    manager().register_(other);
+    setLimits(other, { .events = 2 });
+    append("MP", 10, 2);
+    manager().timerEventHandler(other);
+    simulated().runUntilIdle();
+
+    EXPECT_THAT(numbersIn(0), ElementsAre(10, 11));
+    const LedgerSnapshot ledger = ledgerOf("MP");
+    EXPECT_EQ(ledger.events.delivered, 2);
+    EXPECT_EQ(ledger.events.dropped.overLimit, 1);
+    EXPECT_EQ(ledger.events.dropped.clearedAfterCopy, 2);
+    expectBalanced("MP");
+}
+
+TEST_F(LimitsTest, BytesAreThoseOfTheEventsTextAndOfTheWholeBatch)
+{
+    const auto channel = addChannel("E2E");
+    // {"number":1} has 12 bytes.
+    setLimits(channel, { .bytes = 36 });
+    append("E2E", 1, 3);
+    EXPECT_EQ(overLimit("E2E"), 0);
+    append("E2E", 4);
+    EXPECT_THAT(pending(channel), ElementsAre(2, 3, 4));
+
+    setLimits(channel, {});
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    failBatch(channel, 5, 5);
+    // {"data-list":[, four events with three commas, and ]}
+    const std::uint64_t batch = 14 + 4 * 12 + 3 + 2;
+    setLimits(channel, { .bytes = batch });
+    EXPECT_EQ(waiting(channel).size(), 1u);
+    setLimits(channel, { .bytes = batch - 1 });
+    EXPECT_THAT(waiting(channel), IsEmpty());
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, ACompressedBatchCountsAsIfItWereNot)
+{
+    const auto channel = addChannel("E2E");
+    channel->setBodyEncoding(BodyEncoding::gzip);
+    failBatch(channel, 1, 900);
+    setLimits(channel, { .bytes = 10'000 });
+
+    EXPECT_THAT(waiting(channel), IsEmpty());
+    EXPECT_EQ(overLimit("E2E"), 900);
+}
+
+TEST_F(LimitsTest, WithALimitOfNothingEverythingIsDropped)
+{
+    for (const Limits& limits : { Limits { .events = 0 }, Limits { .bytes = 0 },
+             Limits { .events = 0, .drop = DropFirst::newest },
+             Limits { .bytes = 0, .drop = DropFirst::newest } }) {
+        static int number = 0;
+        const std::string index = "channel " + std::to_string(++number);
+        const auto channel = addChannel(index, 1);
+        setLimits(channel, limits);
+        append(index, 1, 3);
+
+        EXPECT_EQ(overLimit(index), 3);
+        EXPECT_TRUE(channel->apiDatas().empty());
+    }
+    EXPECT_EQ(requestCount(), 0u);
+}
+
+TEST_F(LimitsTest, WithALimitOfNoBatchAFailureIsTheEndOfABatch)
+{
+    for (const DropFirst drop : { DropFirst::oldest, DropFirst::newest }) {
+        const std::string index = drop == DropFirst::oldest ? "oldest" : "newest";
+        const auto channel = addChannel(index);
+        setLimits(channel, { .batches = 0, .drop = drop });
+        failBatch(channel, 1, 2);
+
+        EXPECT_EQ(ledgerOf(index).batches.dropped.overLimit, 1);
+        EXPECT_EQ(overLimit(index), 2);
+        expectBalanced(index);
+    }
+}
+
+TEST_F(LimitsTest, WhatIsTooMuchByItselfIsDroppedAlone)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    append("E2E", 3);
+    setLimits(channel, { .bytes = 100 });
+    manager().appendTracker({ { "long", std::string(100, 'x') } }, "E2E");
+    simulated().runUntilIdle();
+    EXPECT_EQ(overLimit("E2E"), 1);
+
+    setLimits(channel, { .events = 5 });
+    append("E2E", 4, 2);
+    channel->insert(
+        std::make_shared<TrackerRetryData>(makeBatch({ { "data-list", Array(6, event(9)) } }), 1));
+    simulated().runUntilIdle();
+    EXPECT_EQ(overLimit("E2E"), 7);
+
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(1, 2)));
+    EXPECT_THAT(pending(channel), ElementsAre(3, 4, 5));
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, EntriesOfTheHostCountLikeOthers)
+{
+    const auto channel = addChannel("E2E");
+    const auto insert = [&](std::int64_t number) {
+        channel->insert(std::make_shared<TrackerRetryData>(
+            makeBatch({ { "data-list", { event(number) } } }), 1));
+        simulated().runUntilIdle();
+        simulated().advance(1s);
+    };
+    setLimits(channel, { .batches = 2 });
+    for (const std::int64_t number : { 1, 2, 3 })
+        insert(number);
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(2), ElementsAre(3)));
+
+    setLimits(channel, { .batches = 2, .drop = DropFirst::newest });
+    insert(4);
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(2), ElementsAre(3)));
+
+    // {"data-list":[{"number":2}]} has 28 bytes.
+    setLimits(channel, { .bytes = 28 });
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(3)));
+
+    const TrackerRetryEntry popped = channel->popRetryData();
+    channel->insert(popped);
+    simulated().runUntilIdle();
+    EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(3)));
+    EXPECT_EQ(overLimit("E2E"), 3);
+    EXPECT_EQ(ledgerOf("E2E").batches.dropped.overLimit, 3);
+    expectBalanced("E2E");
+}
+
+TEST_F(LimitsTest, ABatchThatDoesNotHelpStays)
+{
+    const auto channel = addChannel("E2E");
+    channel->insert(std::make_shared<TrackerRetryData>(makeBatch({ { "no", "events" } }), 1));
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    setLimits(channel, { .events = 1 });
+    append("E2E", 1, 2);
+
+    EXPECT_EQ(channel->retryCache().size(), 1u);
+    EXPECT_THAT(pending(channel), ElementsAre(2));
+}
+
+TEST_F(LimitsTest, ALowerLimitHoldsAtOnce)
+{
+    for (const DropFirst drop : { DropFirst::oldest, DropFirst::newest }) {
+        const bool isOldest = drop == DropFirst::oldest;
+        const std::string index = isOldest ? "oldest" : "newest";
+        const auto channel = addChannelWithBatch(index, 1, 2);
+        channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+        failBatch(channel, 3, 4);
+        append(index, 5, 4);
+        setLimits(channel, { .events = 6, .drop = drop });
+        if (isOldest) {
+            EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(3, 4)));
+            EXPECT_THAT(pending(channel), ElementsAre(5, 6, 7, 8));
+        } else {
+            EXPECT_EQ(waiting(channel).size(), 2u);
+            EXPECT_THAT(pending(channel), ElementsAre(5, 6));
+        }
+        setLimits(channel, { .events = 3, .drop = drop });
+        if (isOldest) {
+            EXPECT_THAT(waiting(channel), IsEmpty());
+            EXPECT_THAT(pending(channel), ElementsAre(6, 7, 8));
+        } else {
+            EXPECT_THAT(waiting(channel), ElementsAre(ElementsAre(1, 2)));
+            EXPECT_THAT(pending(channel), IsEmpty());
+        }
+        expectBalanced(index);
+    }
+}
+
+TEST_F(LimitsTest, TakenAwayNothingIsDroppedAnyMore)
+{
+    const auto channel = addChannel("E2E");
+    setLimits(channel, { .events = 1 });
+    setLimitsOfAll({ .events = 1 });
+    append("E2E", 1, 2);
+    setLimits(channel, {});
+    setLimitsOfAll({});
+    append("E2E", 3, 2);
+
+    EXPECT_THAT(pending(channel), ElementsAre(2, 3, 4));
+}
+
+TEST_F(LimitsTest, AllTogetherDropInTheOrderOfArrival)
+{
+    const auto a = addChannel("a");
+    const auto b = addChannel("b");
+    // Before the limit is set, too.
+    append("a", 1);
+    append("b", 2);
+    append("a", 3);
+    append("b", 4, 2);
+    setLimitsOfAll({ .events = 3 });
+    EXPECT_THAT(pending(a), ElementsAre(3));
+    EXPECT_THAT(pending(b), ElementsAre(4, 5));
+
+    append("a", 6);
+    append("a", 7);
+    EXPECT_THAT(pending(a), ElementsAre(6, 7));
+    EXPECT_THAT(pending(b), ElementsAre(5));
+    EXPECT_EQ(overLimit("a"), 2);
+    EXPECT_EQ(overLimit("b"), 2);
+
+    setLimitsOfAll({ .events = 2, .drop = DropFirst::newest });
+    EXPECT_THAT(pending(a), ElementsAre(6));
+    EXPECT_THAT(pending(b), ElementsAre(5));
+    append("b", 8);
+    EXPECT_THAT(pending(b), ElementsAre(5));
+    expectBalanced("a");
+    expectBalanced("b");
+}
+
+TEST_F(LimitsTest, AllTogetherDropBatchesOfEveryChannelBeforeEvents)
+{
+    const auto a = addChannelWithBatch("a", 1, 2);
+    const auto b = addChannelWithBatch("b", 3, 4);
+    const auto c = addChannelWithBatch("c", 5, 6);
+    for (const auto& channel : { a, b, c })
+        channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    append("b", 7, 2);
+    setLimitsOfAll({ .events = 5 });
+    EXPECT_THAT(waiting(a), IsEmpty());
+    EXPECT_THAT(waiting(b), IsEmpty());
+    EXPECT_EQ(waiting(c).size(), 1u);
+    EXPECT_THAT(pending(b), ElementsAre(7, 8));
+
+    setLimitsOfAll({ .batches = 0, .drop = DropFirst::newest });
+    EXPECT_THAT(waiting(c), IsEmpty());
+    EXPECT_THAT(pending(b), ElementsAre(7, 8));
+}
+
+TEST_F(LimitsTest, AChannelKeepsWithinItsOwnLimitsAndThoseOfAll)
+{
+    const auto a = addChannel("a");
+    addChannel("b");
+    setLimits(a, { .events = 2, .drop = DropFirst::newest });
+    setLimitsOfAll({ .events = 3 });
+    append("a", 1, 3);
+    EXPECT_THAT(pending(a), ElementsAre(1, 2));
+    append("b", 4, 2);
+    EXPECT_THAT(pending(a), ElementsAre(2));
+    append("a", 6);
+    EXPECT_THAT(pending(a), ElementsAre(6));
+    EXPECT_EQ(overLimit("a"), 3);
+    EXPECT_EQ(overLimit("b"), 0);
+}
+
+TEST_F(LimitsTest, FirstEventsOfAChannelKeepWithinLimits)
+{
+    setLimitsOfAll({ .events = 2 });
+    const auto channel = std::make_shared<TrackerConfig>("E2E", 1000, StringDictionary(),
+        Array { event(1), event(2), event(3) }, false, [] { return "http://collector.example/"; });
+    manager().register_(channel);
+    simulated().runUntilIdle();
+
+    EXPECT_THAT(pending(channel), ElementsAre(2, 3));
+    EXPECT_EQ(overLimit("E2E"), 1);
+}
+
+TEST_F(LimitsTest, RecordsKeepWithinLimitsAndTheProviderGetsThemAll)
+{
+    const auto channel = addChannel("APM");
+    setLimits(channel, { .events = 1, .drop = DropFirst::newest });
+    manager().enrollLaunchTrack(Launch { .ct = 12ms });
+    manager().enrollLaunchTrack(Launch { .ct = 12ms });
+    simulated().runUntilIdle();
+    EXPECT_EQ(overLimit("APM"), 1);
+
+    const auto provider = installProvider();
+    manager().enrollLaunchTrack(Launch { .ct = 12ms });
+    simulated().runUntilIdle();
+    EXPECT_EQ(provider->contents.size(), 1u);
+    EXPECT_EQ(overLimit("APM"), 1);
+}
+
+TEST_F(LimitsTest, TheOtherReasonsComeFirst)
+{
+    const auto channel = addChannel("E2E");
+    channel->setNonFiniteCost(NonFiniteCost::event);
+    setLimits(channel, { .events = 0 });
+    manager().appendTracker({ { "number", std::numeric_limits<double>::infinity() } }, "E2E");
+    TrackerManager::setEnabled(false);
+    append("E2E", 1);
+
+    EXPECT_EQ(ledgerOf("E2E").events.dropped.notFinite, 1);
+    EXPECT_EQ(ledgerOf("E2E").events.dropped.disabled, 1);
+    EXPECT_EQ(overLimit("E2E"), 0);
+}
+
+TEST_F(LimitsTest, MayBeSetByAClosureOfTheHost)
+{
+    const auto channel = addChannel("E2E");
+    TrackerManager::setTriggerCallback([channel](const Dictionary& event, const std::string&) {
+        if (event.at("number") == 3) {
+            channel->setLimits({ .events = 1 });
+            TrackerManager::setLimits({ .events = 1 });
+        }
+    });
+    append("E2E", 1, 3);
+
+    EXPECT_THAT(pending(channel), ElementsAre(3));
+    EXPECT_EQ(overLimit("E2E"), 2);
+}
+
+TEST_F(LimitsTest, TheDiagnosticsGatherWhatIsDropped)
+{
+    const auto channel = addChannel("E2E");
+    setLimits(channel, { .events = 1 });
+    const auto handled = std::make_shared<Handled>();
+    TrackerManager::setDiagnosticsHandler(
+        [handled](const Diagnostic& diagnostic) { handled->push_back(diagnostic); });
+    append("E2E", 1, 101);
+    simulated().advance(2s);
+
+    std::int64_t events = 0;
+    for (const Diagnostic& diagnostic : *handled) {
+        EXPECT_EQ(diagnostic.kind, Diagnostic::Kind::eventsDropped);
+        EXPECT_EQ(diagnostic.dropReason, DropReason::overLimit);
+        events += diagnostic.events;
+    }
+    EXPECT_EQ(events, 100);
+    EXPECT_LE(handled->size(), 2u);
+}
+
+// Whatever happens, no limit is broken once the work is done, and every event is accounted for.
+TEST_F(LimitsTest, RandomWorkKeepsWithinRandomLimits)
+{
+    std::mt19937 random(17);
+    const auto upTo = [&](std::uint64_t highest) { return random() % (highest + 1); };
+    std::vector<std::shared_ptr<TrackerConfig>> channels;
+    for (const char* index : { "a", "b", "c" })
+        channels.push_back(addChannel(index, 7));
+    channels[2]->setRetryPolicy(RetryPolicy { .tries = 3, .first = 5s });
+    channels[1]->setBodyEncoding(BodyEncoding::gzip);
+    const auto randomLimits = [&] {
+        Limits limits;
+        if (upTo(1) == 0)
+            limits.events = upTo(30);
+        if (upTo(2) == 0)
+            limits.batches = upTo(4);
+        if (upTo(2) == 0)
+            limits.bytes = upTo(1500);
+        limits.drop = upTo(1) == 0 ? DropFirst::oldest : DropFirst::newest;
+        return limits;
+    };
+    struct Kept {
+        std::int64_t events = 0;
+        std::int64_t batches = 0;
+        std::int64_t bytes = 0;
+    };
+    const auto keptBy = [](const std::shared_ptr<TrackerConfig>& channel) {
+        Kept kept;
+        for (const Value& event : channel->apiDatas()) {
+            ++kept.events;
+            kept.bytes += static_cast<std::int64_t>(encode(event).value().size());
+        }
+        for (const TrackerRetryEntry& entry : channel->retryCache().entries()) {
+            ++kept.batches;
+            kept.events
+                += static_cast<std::int64_t>(entry->data->at("data-list").as_array().size());
+            kept.bytes += static_cast<std::int64_t>(encode(*entry->data).value().size());
+        }
+        return kept;
+    };
+    const auto expectWithin = [](const Kept& kept, const Limits& limits) {
+        if (limits.events) {
+            EXPECT_LE(kept.events, static_cast<std::int64_t>(*limits.events));
+        }
+        if (limits.batches) {
+            EXPECT_LE(kept.batches, static_cast<std::int64_t>(*limits.batches));
+        }
+        if (limits.bytes) {
+            EXPECT_LE(kept.bytes, static_cast<std::int64_t>(*limits.bytes));
+        }
+    };
+    for (int step = 0; step < 3000 && !HasFailure(); ++step) {
+        const auto& channel = channels[upTo(2)];
+        switch (upTo(7)) {
+        case 0:
+            channel->setLimits(randomLimits());
+            break;
+        case 1:
+            TrackerManager::setLimits(randomLimits());
+            break;
+        case 2:
+            manager().timerEventHandler(channel);
+            break;
+        case 3:
+            simulated().advance(std::chrono::seconds(upTo(20)));
+            break;
+        case 4:
+            simulated().httpClient().setAnswers(
+                { upTo(3) == 0 ? success() : failure(), failure().after(3s) }, true);
+            break;
+        default:
+            append(channel->index(), step, static_cast<std::int64_t>(upTo(5)));
+        }
+        simulated().runUntilIdle();
+        Kept all;
+        for (const auto& each : channels) {
+            const Kept kept = keptBy(each);
+            const LedgerAccount account = ledgerOf(each->index()).events;
+            EXPECT_EQ(kept.events, account.pending + account.waiting);
+            expectWithin(kept, each->limits());
+            expectBalanced(each->index());
+            all.events += kept.events;
+            all.batches += kept.batches;
+            all.bytes += kept.bytes;
+        }
+        expectWithin(all, TrackerManager::limits());
+    }
+    EXPECT_GT(overLimit("a"), 0);
+    EXPECT_GT(ledgerOf("a").events.delivered, 0);
+}
+
+} // namespace
+} // namespace telvora
