@@ -7,6 +7,8 @@
 #include <Telvora/Classes/TrackerManager.h>
 #include <Telvora/Platform/Platform.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -64,6 +66,20 @@ void checkCommonData(const std::string& owner, const Channel& channel, Problems&
     }
 }
 
+// The host would wonder where its events are.
+void checkLimits(
+    const std::string& owner, const Limits& limits, const Channel& channel, Problems& problems)
+{
+    const std::int64_t batch = std::max<std::int64_t>(channel.limit, 1);
+    if (limits.events && std::cmp_less(*limits.events, batch)) {
+        problems.push_back(owner + ": with at most " + std::to_string(*limits.events)
+            + " events in memory its list never has the " + std::to_string(batch)
+            + " at which it is sent");
+    }
+    if (limits.bytes == 0u)
+        problems.push_back(owner + ": with at most 0 bytes in memory every event is dropped");
+}
+
 } // namespace
 
 std::vector<std::string> problemsOf(const TelvoraOptions& options)
@@ -91,6 +107,8 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
         checkAddress(owner, channel, isForProvider, problems);
         checkHeaders(owner, channel.headers, problems);
         checkCommonData(owner, channel, problems);
+        checkLimits(owner, channel.limits, channel, problems);
+        checkLimits(owner + " and the limits of all channels", options.limits, channel, problems);
     }
     return problems;
 }

@@ -63,6 +63,7 @@ void setUpChannel(Channel&& channel)
     config->setBadAddress(channel.badAddress);
     config->setBatchId(channel.hasBatchId);
     config->setRetryPolicy(channel.retry);
+    config->setLimits(channel.limits);
     if (channel.onStart)
         config->setStartHook(std::move(channel.onStart));
     if (channel.onStop)
@@ -91,6 +92,8 @@ void setUp(TelvoraOptions&& options)
         manager.setQvxUuid(std::move(options.identifier));
     if (!options.headers.empty())
         TrackerManager::configHeaders(std::move(options.headers));
+    if (options.limits.areSet())
+        TrackerManager::setLimits(options.limits);
     if (options.onDiagnostic)
         TrackerManager::setDiagnosticsHandler(std::move(options.onDiagnostic));
     if (options.onEvent)

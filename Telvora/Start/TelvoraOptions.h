@@ -3,6 +3,7 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Classes/ChannelChoices.h>
 #include <Telvora/Classes/Diagnostic.h>
+#include <Telvora/Classes/Limits.h>
 #include <Telvora/Classes/OstraProviderProtocol.h>
 #include <Telvora/Classes/RetryPolicy.h>
 #include <Telvora/Classes/TrackerConfiguration.h>
@@ -65,6 +66,8 @@ struct Channel {
     /// How often and when a batch is tried again. Absent: three times, with the events and ticks
     /// that follow.
     std::optional<RetryPolicy> retry {};
+    /// How much the channel keeps in memory at most. Without limits: everything.
+    Limits limits {};
     /// Called by startTelvora(). A channel without it counts as running only after the first return
     /// to the foreground.
     std::function<void()> onStart {};
@@ -85,6 +88,9 @@ struct TelvoraOptions {
     std::vector<Channel> channels {};
     /// Headers of every request of every channel; one of a channel's own wins.
     StringDictionary headers {};
+    /// How much all channels together keep in memory at most, those too that are registered later.
+    /// Without limits: everything.
+    Limits limits {};
     /// Returns the identifier of the device or installation: the header "QVX-UUID" and "buid" in
     /// the standard data. TrackerManager::setQvxUuid() says when it is called. Empty, or where it
     /// returns absent: both are left out.

@@ -35,10 +35,33 @@ TEST(OptionsCheckTest, RightOptionsHaveNoProblems)
                     .url = "HTTP://127.0.0.1:1",
                     .standardData = StandardData::frontEndMonitor },
                 { .index = "own", .url = rightURL, .commonData = { { "a", { 1, 2.5 } } } },
+                { .index = "kept",
+                    .limit = 20,
+                    .url = rightURL,
+                    .limits = { .events = 20, .batches = 0, .bytes = 1 } },
             },
             .headers = { { "Authorization", "Bearer abc" } },
+            .limits = { .events = 20 },
         }),
         Problems());
+}
+
+TEST(OptionsCheckTest, AListMustBeAbleToFill)
+{
+    EXPECT_EQ(
+        problemsOf({ .index = "E2E", .limit = 20, .url = rightURL, .limits = { .events = 19 } }),
+        Problems { "Channel \"E2E\": with at most 19 events in memory its list never has the 20 at "
+                   "which it is sent" });
+    EXPECT_EQ(problemsOf({ .index = "E2E", .limit = 0, .url = rightURL, .limits = { .events = 0 } })
+                  .size(),
+        1u);
+    EXPECT_EQ(detail::problemsOf({ .channels = { { .index = "E2E", .url = rightURL } },
+                  .limits = { .events = 1 } }),
+        Problems {
+            "Channel \"E2E\" and the limits of all channels: with at most 1 events in memory "
+            "its list never has the 20 at which it is sent" });
+    EXPECT_EQ(problemsOf({ .index = "E2E", .url = rightURL, .limits = { .bytes = 0 } }),
+        Problems { "Channel \"E2E\": with at most 0 bytes in memory every event is dropped" });
 }
 
 TEST(OptionsCheckTest, AChannelNeedsAnIndexThatNoOtherHas)
