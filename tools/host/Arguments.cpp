@@ -124,4 +124,27 @@ std::optional<std::string> Arguments::optionalText(std::string_view name) const
     return found ? std::optional(asText(*found, name)) : std::nullopt;
 }
 
+Limits limitsOf(const Arguments& arguments, Limits otherwise)
+{
+    const auto read = [&](std::string_view name, std::optional<std::uint64_t>& limit) {
+        if (!arguments.has(name))
+            return;
+        limit.reset();
+        if (!arguments.given(name))
+            return;
+        const std::int64_t number = arguments.integer(name);
+        if (number < 0)
+            throw ScriptError('"' + std::string(name) + "\" wants a number that is not negative");
+        limit = static_cast<std::uint64_t>(number);
+    };
+    read("events", otherwise.events);
+    read("batches", otherwise.batches);
+    read("bytes", otherwise.bytes);
+    if (arguments.given("drop")) {
+        otherwise.drop = arguments.choice<DropFirst>(
+            "drop", { { "oldest", DropFirst::oldest }, { "newest", DropFirst::newest } });
+    }
+    return otherwise;
+}
+
 } // namespace telvora::host

@@ -1,11 +1,16 @@
 #pragma once
 
 #include <Telvora/Base/Dictionary.h>
+#include <Telvora/Classes/Limits.h>
 
+#include <tools/host/ScriptError.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace telvora::host {
@@ -69,8 +74,24 @@ public:
     std::string text(std::string_view name, std::string otherwise) const;
     std::optional<std::string> optionalText(std::string_view name) const;
 
+    /// The element of `cases` whose name the argument is; the first where it is left out.
+    template<typename Case, std::size_t count>
+    Case choice(
+        std::string_view name, const std::pair<std::string_view, Case> (&cases)[count]) const
+    {
+        const std::string wanted = text(name, std::string(cases[0].first));
+        for (const auto& [caseName, result] : cases) {
+            if (caseName == wanted)
+                return result;
+        }
+        throw ScriptError("\"" + std::string(name) + "\" has no case \"" + wanted + "\"");
+    }
+
 private:
     const Dictionary& m_line;
 };
+
+/// "events", "batches", "bytes" (null: none) and "drop"; what is left out is as in `otherwise`.
+Limits limitsOf(const Arguments& arguments, Limits otherwise);
 
 } // namespace telvora::host

@@ -4,7 +4,6 @@
 #include <tools/host/Markers.h>
 #include <tools/host/ScriptError.h>
 
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -116,19 +115,6 @@ Array events(const Arguments& arguments)
     return copy(given);
 }
 
-// The element of `cases` whose name the argument is; the first where it is left out.
-template<typename Case, std::size_t count>
-Case choice(const Arguments& arguments, std::string_view name,
-    const std::array<std::pair<std::string_view, Case>, count>& cases)
-{
-    const std::string wanted = arguments.text(name, std::string(cases.front().first));
-    for (const auto& [caseName, result] : cases) {
-        if (caseName == wanted)
-            return result;
-    }
-    throw ScriptError("\"" + std::string(name) + "\" has no case \"" + wanted + "\"");
-}
-
 std::chrono::duration<double> seconds(
     const Arguments& arguments, std::string_view name, std::chrono::duration<double> otherwise)
 {
@@ -157,18 +143,18 @@ RetryPolicy retryPolicy(const Arguments& arguments)
 // What a channel may choose beside its constructor's parameters.
 void setChoices(TrackerConfig& config, const Arguments& arguments)
 {
-    config.setNonFiniteCost(choice(arguments, "nonFinite",
-        std::to_array<std::pair<std::string_view, NonFiniteCost>>(
-            { { "batch", NonFiniteCost::batch }, { "event", NonFiniteCost::event },
-                { "null", NonFiniteCost::null } })));
-    config.setBadAddress(choice(arguments, "badAddress",
-        std::to_array<std::pair<std::string_view, BadAddress>>(
-            { { "stop", BadAddress::stop }, { "fail", BadAddress::fail } })));
+    config.setNonFiniteCost(arguments.choice<NonFiniteCost>("nonFinite",
+        { { "batch", NonFiniteCost::batch }, { "event", NonFiniteCost::event },
+            { "null", NonFiniteCost::null } }));
+    config.setBadAddress(arguments.choice<BadAddress>(
+        "badAddress", { { "stop", BadAddress::stop }, { "fail", BadAddress::fail } }));
     config.setBodyEncoding(
         arguments.flag("gzip", false) ? BodyEncoding::gzip : BodyEncoding::plain);
     config.setBatchId(arguments.flag("batchId", false));
     if (const Value* retry = arguments.given("retry"))
         config.setRetryPolicy(retryPolicy(Arguments(asDictionary(*retry, "retry"))));
+    if (const Value* limits = arguments.given("limits"))
+        config.setLimits(limitsOf(Arguments(asDictionary(*limits, "limits")), config.limits()));
 }
 
 Result registerChannel(const Call& call)

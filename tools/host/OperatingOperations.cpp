@@ -76,6 +76,18 @@ Result setEnabled(const Call& call)
     return {};
 }
 
+Result limits(const Call& call)
+{
+    const Arguments& arguments = call.arguments;
+    if (!arguments.given("index")) {
+        TrackerManager::setLimits(limitsOf(arguments, TrackerManager::limits()));
+        return {};
+    }
+    const auto channel = call.host.channel(arguments.text("index")).config;
+    channel->setLimits(limitsOf(arguments, channel->limits()));
+    return {};
+}
+
 Result diagnosis(const Call&)
 {
     return Value(TrackerManager::shared().diagnosis());
@@ -89,6 +101,7 @@ void addOperatingOperations(OperationTable& table)
     table["shutdown"] = { .run = shutdown, .touchesManager = true, .letsOthersWrite = true };
     table["setEnabled"] = { .run = setEnabled, .touchesManager = true };
     table["diagnostics"] = { .run = diagnostics, .touchesManager = true };
+    table["limits"] = { .run = limits, .touchesManager = true };
     table["diagnosis"] = { .run = diagnosis, .touchesManager = true };
 }
 
