@@ -4,10 +4,20 @@
 #include <string>
 #include <string_view>
 
-/// Lower case of ASCII letters alone. The functions of <cctype> depend on the host's locale.
+/// Characters of ASCII alone. The functions of <cctype> depend on the host's locale.
 ///
 /// Threads: any; there is no state.
 namespace telvora::detail {
+
+constexpr bool isLetter(char character)
+{
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
+
+constexpr bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
 
 constexpr char lowered(char character)
 {

@@ -1,5 +1,7 @@
 #include <Telvora/Base/AddressText.h>
 
+#include <Telvora/Base/ASCII.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -11,16 +13,6 @@ namespace {
 
 constexpr std::size_t longestAddress = 8'000'000;
 constexpr std::size_t longestScheme = 40;
-
-bool isLetter(char character)
-{
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-
-bool isDigit(char character)
-{
-    return character >= '0' && character <= '9';
-}
 
 int hexValue(char character)
 {
@@ -50,13 +42,6 @@ std::string_view schemeOf(std::string_view text)
     return text.substr(end).starts_with(":/") ? text.substr(0, end) : std::string_view();
 }
 
-bool isFileScheme(std::string_view scheme)
-{
-    constexpr std::string_view file = "file";
-    return std::equal(scheme.begin(), scheme.end(), file.begin(), file.end(),
-        [](char left, char right) { return (left | 0x20) == right; });
-}
-
 // Whether `rest`, which follows "file:", names a file of this machine. Other machines are refused.
 bool isFileLocation(std::string_view rest)
 {
@@ -73,7 +58,7 @@ bool isIPv4(std::string_view text)
     int parts = 0;
     while (true) {
         const std::string_view part = text.substr(0, text.find('.'));
-        if (part.empty() || part.size() > 3 || !std::all_of(part.begin(), part.end(), isDigit)
+        if (part.empty() || part.size() > 3 || !std::ranges::all_of(part, isDigit)
             || (part.size() > 1 && part.front() == '0') || (part.size() == 3 && part > "255"))
             return false;
         ++parts;
@@ -105,7 +90,7 @@ bool isIPv6(std::string_view text)
         if (group.size() == text.size() && group.find('.') != std::string_view::npos)
             return isIPv4(group) && (isShortened ? groups + 2 < 8 : groups + 2 == 8);
         if (group.size() > 4
-            || !std::all_of(group.begin(), group.end(), [](char c) { return hexValue(c) >= 0; }))
+            || !std::ranges::all_of(group, [](char c) { return hexValue(c) >= 0; }))
             return false;
         ++groups;
         if (group.size() == text.size())
@@ -151,14 +136,14 @@ std::string withoutEscapes(std::string_view host)
 bool isHostName(std::string_view host)
 {
     const std::string plain = withoutEscapes(host);
-    return std::none_of(plain.begin(), plain.end(), isControl)
+    return std::ranges::all_of(plain, [](char c) { return !isControl(c); })
         && plain.find_first_of(" /:#?!@{}[]\\$'\"^*<>=;,+&()`") == std::string::npos;
 }
 
 bool isPort(std::string_view text)
 {
     std::uint16_t port = 0;
-    return std::all_of(text.begin(), text.end(), isDigit)
+    return std::ranges::all_of(text, isDigit)
         && std::from_chars(text.data(), text.data() + text.size(), port).ec == std::errc();
 }
 
@@ -187,13 +172,13 @@ bool isAuthority(std::string_view text, bool hasScheme)
 bool isAddressText(std::string_view text)
 {
     if (text.empty() || text.size() > longestAddress
-        || std::any_of(text.begin(), text.end(), [](char c) { return c == ' ' || isControl(c); }))
+        || !std::ranges::all_of(text, [](char c) { return c != ' ' && !isControl(c); }))
         return false;
 
     const std::string_view scheme = schemeOf(text);
     if (!scheme.empty())
         text.remove_prefix(scheme.size() + 1);
-    if (isFileScheme(scheme))
+    if (equalsIgnoringCase(scheme, "file"))
         return isFileLocation(text);
 
     const std::size_t slashes = std::min(text.find_first_not_of('/'), text.size());

@@ -6,21 +6,6 @@
 
 namespace telvora::detail {
 
-namespace {
-
-// Not the functions of <cctype>: those depend on the host's locale.
-bool isLetter(char character)
-{
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-
-bool isDigit(char character)
-{
-    return character >= '0' && character <= '9';
-}
-
-} // namespace
-
 bool isSameFieldName(std::string_view one, std::string_view other)
 {
     return equalsIgnoringCase(one, other);
@@ -28,8 +13,8 @@ bool isSameFieldName(std::string_view one, std::string_view other)
 
 bool isFieldName(std::string_view text)
 {
-    constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
-    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char character) {
+    return !text.empty() && std::ranges::all_of(text, [](char character) {
+        constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
         return isLetter(character) || isDigit(character)
             || marks.find(character) != std::string_view::npos;
     });

@@ -45,8 +45,8 @@ LifeCycleResolveRules resolveRules()
 bool isWhiteListed(std::string_view sceneName)
 {
     const auto whiteList = TrackerDataExcavator::whiteList();
-    return std::any_of(whiteList->begin(), whiteList->end(),
-        [&](const std::string& suffix) { return sceneName.ends_with(suffix); });
+    return std::ranges::any_of(
+        *whiteList, [&](const std::string& suffix) { return sceneName.ends_with(suffix); });
 }
 
 // The screen that `screen` delegates to, or `screen` itself; null when the delegate's screen is
@@ -77,10 +77,9 @@ public:
     // False when it was visited before.
     bool add(const Screen& screen)
     {
-        const bool isVisited
-            = std::any_of(m_screens.begin(), m_screens.end(), [&](const auto& visited) {
-                  return visited.first == screen.get() && !visited.second.expired();
-              });
+        const bool isVisited = std::ranges::any_of(m_screens, [&](const auto& visited) {
+            return visited.first == screen.get() && !visited.second.expired();
+        });
         if (!isVisited)
             m_screens.emplace_back(screen.get(), screen);
         return !isVisited;

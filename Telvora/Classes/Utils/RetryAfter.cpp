@@ -128,7 +128,7 @@ std::optional<std::chrono::duration<double>> retryAfter(const HTTPAnswer& answer
 {
     if (answer.status != 429 && answer.status != 503)
         return std::nullopt;
-    const auto header = std::find_if(answer.headers.begin(), answer.headers.end(),
+    const auto header = std::ranges::find_if(answer.headers,
         [](const auto& field) { return isSameFieldName(field.first, "Retry-After"); });
     if (header == answer.headers.end())
         return std::nullopt;

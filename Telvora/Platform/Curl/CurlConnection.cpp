@@ -63,8 +63,8 @@ curl_socket_t CurlConnections::open(const curl_sockaddr& address) noexcept
 int CurlConnections::close(void* self, curl_socket_t socket)
 {
     auto& open = static_cast<CurlConnections*>(self)->m_open;
-    const auto closed = std::find_if(open.begin(), open.end(),
-        [=](const auto& connection) { return connection->socket == socket; });
+    const auto closed = std::ranges::find_if(
+        open, [=](const auto& connection) { return connection->socket == socket; });
     if (closed != open.end()) {
         (*closed)->isClosed = true;
         open.erase(closed);
@@ -75,7 +75,7 @@ int CurlConnections::close(void* self, curl_socket_t socket)
 std::shared_ptr<CurlConnection> CurlConnections::find(
     const char* localAddress, int localPort, const char* address, int port) const
 {
-    const auto found = std::find_if(m_open.begin(), m_open.end(), [&](const auto& connection) {
+    const auto found = std::ranges::find_if(m_open, [&](const auto& connection) {
         return isEnd(&getsockname, connection->socket, localAddress, localPort)
             && isEnd(&getpeername, connection->socket, address, port);
     });

@@ -29,8 +29,8 @@ CurlOrigin originWithError(std::string reason)
 
 bool hasHeader(const HTTPRequest& request, const char* name)
 {
-    return std::any_of(request.headers.begin(), request.headers.end(),
-        [&](const auto& header) { return isSameFieldName(header.first, name); });
+    return std::ranges::any_of(
+        request.headers, [&](const auto& header) { return isSameFieldName(header.first, name); });
 }
 
 // A server that redirects from http to https on the default ports is the same server.
@@ -45,7 +45,7 @@ bool isForHostOnly(const std::string& name, const HTTPRequest& request)
 {
     const auto isName = [&](const std::string& other) { return isSameFieldName(name, other); };
     return isName("Authorization") || isName("Cookie") || isName("Host")
-        || std::any_of(request.hostOnlyHeaders.begin(), request.hostOnlyHeaders.end(), isName);
+        || std::ranges::any_of(request.hostOnlyHeaders, isName);
 }
 
 // `target`, with the user and the password of `url` if it has none itself.

@@ -92,7 +92,7 @@ try {
     // Makes libcurl read the bytes.
     curl_multi_poll(multi, nullptr, 0, 0, nullptr);
     const bool isPair = all.size() == 2 && all[0].mayBeRead != all[1].mayBeRead;
-    const bool isEmpty = std::all_of(all.begin(), all.end(), [](const Candidate& candidate) {
+    const bool isEmpty = std::ranges::all_of(all, [](const Candidate& candidate) {
         return candidate.unreadNow() == 0 && candidate.inTransitNow() == 0;
     });
     if (!isPair || !isEmpty)

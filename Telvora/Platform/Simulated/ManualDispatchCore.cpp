@@ -142,8 +142,8 @@ void ManualDispatchCore::runPendingBlocksUnlessOwn(BlockQueue& queue)
 {
     {
         MutexLock lock(m_lock);
-        const bool isOwn = std::any_of(m_frames.begin(), m_frames.end(),
-            [&](const Frame& frame) { return frame.queue == &queue; });
+        const bool isOwn = std::ranges::any_of(
+            m_frames, [&](const Frame& frame) { return frame.queue == &queue; });
         if (isOwn)
             return;
     }

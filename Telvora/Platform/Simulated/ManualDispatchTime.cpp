@@ -48,7 +48,7 @@ bool ManualDispatchCore::wait(const Signal& signal, std::chrono::nanoseconds lon
 bool ManualDispatchCore::isAnswerOnItsWay() const
 {
     MutexLock lock(m_lock);
-    return std::any_of(m_waiting.begin(), m_waiting.end(),
+    return std::ranges::any_of(m_waiting,
         [this](const auto& waiting) { return waiting.second.queue == m_completionQueue; });
 }
 
@@ -190,8 +190,8 @@ void ManualDispatchCore::dropTick(Timer& timer)
     if (!std::exchange(timer.isTickReady, false))
         return;
     auto& pending = m_globalQueue->pending;
-    const auto tick = std::find_if(
-        pending.begin(), pending.end(), [&](const Block& block) { return block.timer == &timer; });
+    const auto tick
+        = std::ranges::find_if(pending, [&](const Block& block) { return block.timer == &timer; });
     if (tick != pending.end())
         takeAt(*m_globalQueue, static_cast<std::size_t>(tick - pending.begin()));
 }

@@ -78,7 +78,7 @@ void ScriptedHTTPClient::close()
 
 void ScriptedHTTPClient::send(HTTPRequest request, Completion completion)
 {
-    const bool isAnyBad = std::any_of(request.headers.begin(), request.headers.end(), isBad);
+    const bool isAnyBad = std::ranges::any_of(request.headers, isBad);
     if (isAnyBad || request.isWithdrawn()) {
         {
             detail::MutexLock lock(m_lock);

@@ -36,11 +36,9 @@ std::string environment(const char* name, const std::string& otherwise)
 std::string schemeOf(const std::string& url)
 {
     const std::string scheme = lowered(url.substr(0, url.find(':')));
-    const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };
     const bool isScheme = scheme.size() < url.size() && !scheme.empty() && isLetter(scheme[0])
-        && std::all_of(scheme.begin(), scheme.end(), [&](char c) {
-               return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
-           });
+        && std::ranges::all_of(scheme,
+            [](char c) { return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; });
     return isScheme ? scheme : std::string();
 }
 

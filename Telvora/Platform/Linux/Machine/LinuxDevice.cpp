@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <thread>
@@ -31,10 +30,9 @@ bool isPlaceholder(std::string_view text)
         "Not Specified", "Not Available", "O.E.M.", "OEM", "None", "N/A", "NA", "INVALID",
         "Undefined", "Unknown", "All Series", "Type1ProductConfigId", "Product Name" };
 
-    const bool hasWord = std::any_of(text.begin(), text.end(),
-        [](char c) { return std::isalnum(static_cast<unsigned char>(c)) && c != '0'; });
-    return !hasWord
-        || std::any_of(placeholders.begin(), placeholders.end(),
+    return std::ranges::all_of(
+               text, [](char c) { return c == '0' || (!isLetter(c) && !isDigit(c)); })
+        || std::ranges::any_of(placeholders,
             [&](std::string_view placeholder) { return equalsIgnoringCase(text, placeholder); });
 }
 

@@ -30,7 +30,7 @@ bool isBuiltIn(std::string_view connector)
 {
     static constexpr std::array<std::string_view, 4> kinds { "-eDP-", "-LVDS-", "-DSI-", "-DPI-" };
 
-    return std::any_of(kinds.begin(), kinds.end(),
+    return std::ranges::any_of(kinds,
         [&](std::string_view kind) { return connector.find(kind) != std::string_view::npos; });
 }
 

@@ -202,8 +202,8 @@ Reachability::Connection NetworkSnapshot::connection(const SystemFiles& files) c
     // Among equals in the order of the kernel.
     std::vector<DefaultRoute> routes;
     for (const DefaultRoute& route : m_routes) {
-        const auto place = std::find_if(routes.begin(), routes.end(),
-            [&](const DefaultRoute& other) { return rank(route) < rank(other); });
+        const auto place = std::ranges::find_if(
+            routes, [&](const DefaultRoute& other) { return rank(route) < rank(other); });
         if (usableLink(route))
             routes.insert(place, route);
     }
