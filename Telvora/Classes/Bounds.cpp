@@ -3,7 +3,6 @@
 #include <Telvora/Classes/PendingEvents.h>
 #include <Telvora/Classes/TrackerConfig.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -87,11 +86,6 @@ bool Bounds::dropFirstEvent() const
 
 void Bounds::dropLastEvents() const
 {
-    struct Event {
-        std::uint64_t arrival;
-        std::int64_t bytes;
-        std::size_t channel;
-    };
     Held held = this->held();
     const auto isTooMuch = [&] {
         const Excess excess(held, m_limits);
@@ -100,21 +94,33 @@ void Bounds::dropLastEvents() const
     if (!isTooMuch())
         return;
 
-    std::vector<Event> events;
-    for (std::size_t channel = 0; channel < m_channels.size(); ++channel) {
-        for (const auto& [arrival, bytes] : m_channels[channel]->m_pending->arrived())
-            events.push_back({ arrival, static_cast<std::int64_t>(bytes), channel });
+    struct Channel {
+        std::vector<PendingEvents::ArrivedEvent> events;
+        std::size_t dropped = 0;
+        std::size_t droppedBytes = 0;
+    };
+    std::vector<Channel> channels(m_channels.size());
+    for (std::size_t place = 0; place < channels.size(); ++place)
+        channels[place].events = m_channels[place]->m_pending->arrived();
+    while (isTooMuch()) {
+        Channel* owner = nullptr;
+        for (Channel& channel : channels) {
+            if (!channel.events.empty()
+                && (!owner || channel.events.back().arrival > owner->events.back().arrival))
+                owner = &channel;
+        }
+        if (!owner)
+            break;
+        const std::size_t bytes = owner->events.back().bytes;
+        held -= { .events = 1, .bytes = static_cast<std::int64_t>(bytes) };
+        owner->events.pop_back();
+        ++owner->dropped;
+        owner->droppedBytes += bytes;
     }
-    std::sort(events.begin(), events.end(),
-        [](const Event& lhs, const Event& rhs) { return lhs.arrival < rhs.arrival; });
-    std::vector<std::size_t> dropped(m_channels.size());
-    for (; isTooMuch() && !events.empty(); events.pop_back()) {
-        held -= { .events = 1, .bytes = events.back().bytes };
-        ++dropped[events.back().channel];
-    }
-    for (std::size_t channel = 0; channel < m_channels.size(); ++channel) {
-        TrackerConfig& owner = *m_channels[channel];
-        owner.dropPending(owner.m_pending->dropLast(dropped[channel]), DropReason::overLimit);
+    for (std::size_t place = 0; place < channels.size(); ++place) {
+        const auto& [events, dropped, droppedBytes] = channels[place];
+        m_channels[place]->m_pending->dropLast(dropped, droppedBytes);
+        m_channels[place]->dropPending(static_cast<std::int64_t>(dropped), DropReason::overLimit);
     }
 }
 

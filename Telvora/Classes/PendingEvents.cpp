@@ -121,29 +121,29 @@ std::int64_t PendingEvents::dropFirst()
 std::vector<PendingEvents::ArrivedEvent> PendingEvents::arrived() const
 {
     return m_state.with([](const State& state) {
-        const std::vector<std::uint64_t> arrivals = state.events.arrivals().from(state.copied);
-        const std::vector<std::size_t> lengths = state.events.lengths();
         std::vector<ArrivedEvent> events;
-        events.reserve(arrivals.size());
-        for (std::size_t place = 0; place < arrivals.size(); ++place)
-            events.push_back({ arrivals[place], lengths[state.copied + place] });
+        events.reserve(state.events.size());
+        state.events.arrivals().forEach([&](std::uint64_t arrival) {
+            events.push_back({ arrival, 0 });
+        });
+        auto event = events.begin();
+        state.events.forEachLength([&](std::size_t length) {
+            (event++)->bytes = length;
+            return true;
+        });
+        events.erase(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(state.copied));
         return events;
     });
 }
 
-std::int64_t PendingEvents::dropLast(std::size_t count)
+void PendingEvents::dropLast(std::size_t count, std::size_t bytes)
 {
-    if (count == 0)
-        return 0;
     m_state.with([&](State& state) {
         const std::size_t kept = state.events.size() - count;
-        std::size_t bytes = kept > 0 ? kept - 1 : 0;
-        const std::vector<std::size_t> lengths = state.events.lengths();
-        for (std::size_t place = 0; place < kept; ++place)
-            bytes += lengths[place];
-        state.events.keepFirst(kept, bytes);
+        // Each has a comma in front of it but the first of the list.
+        const std::size_t commas = kept == 0 && count > 0 ? count - 1 : count;
+        state.events.keepFirst(kept, state.events.bytes() - bytes - commas);
     });
-    return static_cast<std::int64_t>(count);
 }
 
 Array PendingEvents::shown() const

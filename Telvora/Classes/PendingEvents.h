@@ -86,9 +86,10 @@ public:
         /// The length of its text.
         std::size_t bytes = 0;
     };
+    /// All of them.
     std::vector<ArrivedEvent> arrived() const;
-    /// Drops the last ones. Requires: there are so many. Returns `count`.
-    std::int64_t dropLast(std::size_t count);
+    /// Drops the last ones, of which there are `count`, with texts of `bytes` together.
+    void dropLast(std::size_t count, std::size_t bytes);
 
     /// The events that are pending or leave at this moment.
     Array shown() const;

@@ -5,6 +5,7 @@
 #include <Telvora/Classes/Bounds.h>
 
 #include <new>
+#include <utility>
 
 namespace telvora {
 
@@ -33,16 +34,17 @@ bool TrackerManager::haveLimits(const TrackerConfig& channel)
 }
 
 // What a channel's own limits and those of all together are about.
-template<typename Use>
-void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel, Use&& use) const
+void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel,
+    FunctionRef<void(const detail::Bounds& bounds)> use) const
 {
-    if (channel->isBounded())
-        use(detail::Bounds({ channel }, channel->limits()));
+    detail::Bounds::Channels channels;
+    if (channel->isBounded()) {
+        channels.push_back(channel);
+        use(detail::Bounds(std::exchange(channels, {}), channel->limits()));
+    }
     if (!m_isBounded.load(std::memory_order_relaxed))
         return;
     const auto registered = configs();
-    detail::Bounds::Channels channels;
-    channels.reserve(registered->size());
     for (const auto& [index, registeredChannel] : *registered)
         channels.push_back(registeredChannel);
     use(detail::Bounds(std::move(channels), m_limits.get()));

@@ -40,6 +40,7 @@
 namespace telvora {
 
 namespace detail {
+class Bounds;
 class Delivery;
 class Encoder;
 class FinishedEvents;
@@ -477,8 +478,8 @@ private:
     void trigger(const Dictionary& event, const std::string& index, detail::ChannelLedger& ledger);
 
     static bool haveLimits(const TrackerConfig& channel);
-    template<typename Use>
-    void forEachBounds(const std::shared_ptr<TrackerConfig>& channel, Use&& use) const;
+    void forEachBounds(const std::shared_ptr<TrackerConfig>& channel,
+        FunctionRef<void(const detail::Bounds& bounds)> use) const;
     bool hasRoom(const std::shared_ptr<TrackerConfig>& channel, const detail::Held& more) const;
     void holdLimits(const std::shared_ptr<TrackerConfig>& channel) const noexcept;
     static void holdLimitsSoon(const std::shared_ptr<TrackerConfig>& channel);

@@ -34,18 +34,6 @@ std::uint64_t Arrivals::operator[](std::size_t position) const
     return m_runs[run].first + position;
 }
 
-std::vector<std::uint64_t> Arrivals::from(std::size_t position) const
-{
-    std::vector<std::uint64_t> numbers;
-    for (const Run& run : m_runs) {
-        const std::size_t skipped = std::min(position, run.count);
-        for (std::size_t place = skipped; place < run.count; ++place)
-            numbers.push_back(run.first + place);
-        position -= skipped;
-    }
-    return numbers;
-}
-
 void Arrivals::removeFirst(std::size_t count) noexcept
 {
     while (count > 0) {

@@ -25,8 +25,14 @@ public:
 
     /// The number of the event at `position`. Requires: there is one.
     std::uint64_t operator[](std::size_t position) const;
-    /// The numbers of the events from `position` on. Throws std::bad_alloc.
-    std::vector<std::uint64_t> from(std::size_t position) const;
+    /// Calls `use` with each number, in rising order.
+    template<typename Use> void forEach(Use&& use) const
+    {
+        for (const Run& run : m_runs) {
+            for (std::size_t place = 0; place < run.count; ++place)
+                use(run.first + place);
+        }
+    }
 
     void removeFirst(std::size_t count) noexcept;
     void removeLast(std::size_t count) noexcept;

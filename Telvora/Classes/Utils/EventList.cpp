@@ -62,81 +62,6 @@ EventList::Appended EventList::append(Value&& event, const EncodedEvent& encoded
     return { text.size(), std::move(whole) };
 }
 
-std::vector<WholeEvent> EventList::wholeEvents() const
-{
-    std::vector<WholeEvent> wholeEvents(
-        m_wholeEvents.begin() + static_cast<std::ptrdiff_t>(m_removedWhole), m_wholeEvents.end());
-    for (WholeEvent& whole : wholeEvents) {
-        whole.position -= m_removedSize;
-        whole.offset -= m_removedBytes;
-    }
-    return wholeEvents;
-}
-
-void EventList::removeFirst(std::size_t size, std::size_t bytes) noexcept
-{
-    if (size == 0)
-        return;
-    if (size == m_size) {
-        *this = EventList();
-        return;
-    }
-    const std::size_t withComma = bytes + 1;
-    m_size -= size;
-    m_bytes -= withComma;
-    m_removedSize += size;
-    m_removedBytes += withComma;
-    m_arrivals.removeFirst(size);
-
-    m_begin += withComma;
-    std::size_t passed = 0;
-    while (m_begin >= m_chunks[passed].capacity)
-        m_begin -= m_chunks[passed++].capacity;
-    m_chunks.erase(m_chunks.begin(), m_chunks.begin() + static_cast<std::ptrdiff_t>(passed));
-    m_current -= passed;
-
-    while (m_removedWhole < m_wholeEvents.size()
-        && m_wholeEvents[m_removedWhole].position < m_removedSize) {
-        WholeEvent& whole = m_wholeEvents[m_removedWhole++];
-        if (!whole.isEncodable)
-            --m_unencodable;
-        whole.event = nullptr;
-    }
-    if (m_removedWhole > m_wholeEvents.size() / 2) {
-        m_wholeEvents.erase(m_wholeEvents.begin(),
-            m_wholeEvents.begin() + static_cast<std::ptrdiff_t>(m_removedWhole));
-        m_removedWhole = 0;
-    }
-}
-
-void EventList::keepFirst(std::size_t size, std::size_t bytes) noexcept
-{
-    if (size == m_size)
-        return;
-    if (size == 0) {
-        *this = EventList();
-        return;
-    }
-    m_arrivals.removeLast(m_size - size);
-    m_size = size;
-    m_bytes = bytes;
-
-    // A copy may be reading the text behind, so what is appended next goes into another chunk.
-    m_current = 0;
-    m_used = m_begin + bytes;
-    while (m_used > m_chunks[m_current].capacity)
-        m_used -= m_chunks[m_current++].capacity;
-    m_chunks[m_current].capacity = m_used;
-    m_chunks.erase(m_chunks.begin() + static_cast<std::ptrdiff_t>(m_current) + 1, m_chunks.end());
-
-    while (m_wholeEvents.size() > m_removedWhole
-        && m_wholeEvents.back().position >= m_removedSize + size) {
-        if (!m_wholeEvents.back().isEncodable)
-            --m_unencodable;
-        m_wholeEvents.pop_back();
-    }
-}
-
 void EventList::makeRoom(std::size_t bytes)
 {
     std::size_t room = m_chunks.empty() ? 0 : m_chunks[m_current].capacity - m_used;
@@ -166,82 +91,12 @@ void EventList::add(std::string_view text) noexcept
     }
 }
 
-template<typename Use> void EventList::forEachPiece(Use&& use) const
-{
-    std::size_t begin = m_begin;
-    std::size_t rest = m_bytes;
-    for (const Chunk& chunk : m_chunks) {
-        const std::size_t length = std::min(rest, chunk.capacity - begin);
-        if (!use(std::string_view(chunk.bytes.get() + begin, length)))
-            return;
-        begin = 0;
-        rest -= length;
-    }
-}
-
 void EventList::copyTextTo(std::string& text) const
 {
     forEachPiece([&](std::string_view piece) {
         text.append(piece);
         return true;
     });
-}
-
-// Events end at the commas that are in no brackets and in no text.
-template<typename Use> void EventList::forEachLength(Use&& use) const
-{
-    std::size_t length = 0;
-    std::size_t depth = 0;
-    bool isInText = false;
-    bool isEscaped = false;
-    bool isDone = false;
-    forEachPiece([&](std::string_view piece) {
-        for (const char character : piece) {
-            if (character == ',' && depth == 0 && !isInText) {
-                isDone = !use(std::exchange(length, 0));
-                if (isDone)
-                    return false;
-                continue;
-            }
-            ++length;
-            if (isInText) {
-                isInText = isEscaped || character != '"';
-                isEscaped = !isEscaped && character == '\\';
-            } else if (character == '"') {
-                isInText = true;
-            } else if (character == '{' || character == '[') {
-                ++depth;
-            } else if (character == '}' || character == ']') {
-                --depth;
-            }
-        }
-        return true;
-    });
-    if (!isDone && m_size > 0)
-        use(length);
-}
-
-std::size_t EventList::firstLength() const
-{
-    if (m_size == 1)
-        return m_bytes;
-    std::size_t first = 0;
-    forEachLength([&](std::size_t length) {
-        first = length;
-        return false;
-    });
-    return first;
-}
-
-std::vector<std::size_t> EventList::lengths() const
-{
-    std::vector<std::size_t> lengths;
-    lengths.reserve(m_size);
-    forEachLength([&](std::size_t length) {
-        lengths.push_back(length);
-        return true;
-    });
-    return lengths;
 }
 
 Array EventList::decoded() const

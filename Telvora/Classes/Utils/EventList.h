@@ -4,8 +4,10 @@
 #include <Telvora/Base/Dictionary.h>
 #include <Telvora/Base/Encoder.h>
 #include <Telvora/Base/Export.h>
+#include <Telvora/Base/Work.h>
 #include <Telvora/Classes/Utils/Arrivals.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -54,6 +56,12 @@ TELVORA_EXPORT EncodedEvent encodeEvent(const Value& event, Encoder& encoder);
 /// Failure: append() and the functions that return text or values throw std::bad_alloc.
 class TELVORA_EXPORT EventList {
 public:
+    EventList();
+    EventList(const EventList&);
+    EventList(EventList&&) noexcept;
+    EventList& operator=(EventList&&) noexcept;
+    ~EventList();
+
     std::size_t size() const { return m_size; }
     /// The length of the text in bytes.
     std::size_t bytes() const { return m_bytes; }
@@ -79,8 +87,9 @@ public:
 
     /// How long the text of the first event is. Requires: there is one.
     std::size_t firstLength() const;
-    /// How long the text of each event is.
-    std::vector<std::size_t> lengths() const;
+    /// Calls `use` with the length of the text of each event, from the first on, until that returns
+    /// false.
+    void forEachLength(FunctionRef<bool(std::size_t length)> use) const;
 
     /// Removes the first events, of which there are `size`, with a text of `bytes`.
     void removeFirst(std::size_t size, std::size_t bytes) noexcept;
@@ -103,8 +112,18 @@ private:
     void makeRoom(std::size_t bytes);
     void add(std::string_view text) noexcept;
     // Calls `use` with the text, piece by piece, until that returns false.
-    template<typename Use> void forEachPiece(Use&& use) const;
-    template<typename Use> void forEachLength(Use&& use) const;
+    template<typename Use> void forEachPiece(Use&& use) const
+    {
+        std::size_t begin = m_begin;
+        std::size_t rest = m_bytes;
+        for (const Chunk& chunk : m_chunks) {
+            const std::size_t length = std::min(rest, chunk.capacity - begin);
+            if (!use(std::string_view(chunk.bytes.get() + begin, length)))
+                return;
+            begin = 0;
+            rest -= length;
+        }
+    }
 
     std::vector<Chunk> m_chunks;
     // Where the text begins in the first chunk.

@@ -208,8 +208,15 @@ TEST_F(EventListTest, FirstAndLastEventsAreRemovedOfARandomList)
             arrivals.push_back(appended.arrival);
         }
         ASSERT_EQ(list.decoded(), events);
-        ASSERT_EQ(list.lengths(), lengths);
-        ASSERT_EQ(list.arrivals().from(0), arrivals);
+        std::vector<std::size_t> listed;
+        list.forEachLength([&](std::size_t length) {
+            listed.push_back(length);
+            return true;
+        });
+        ASSERT_EQ(listed, lengths);
+        std::vector<std::uint64_t> listedArrivals;
+        list.arrivals().forEach([&](std::uint64_t arrival) { listedArrivals.push_back(arrival); });
+        ASSERT_EQ(listedArrivals, arrivals);
         ASSERT_EQ("[" + text() + "]", encode(Value(events)));
     }
 }
