@@ -8,17 +8,16 @@
 #include <Telvora/Platform/Telephony.h>
 
 #include <charconv>
-#include <map>
+#include <string_view>
 
 namespace telvora {
 
 namespace {
 
 using Type = TrackNetworkStatusType;
-using CellularTypes = std::map<std::string, Type, std::less<>>;
 
 struct Values {
-    detail::OnceValue<std::shared_ptr<const CellularTypes>> types;
+    detail::OnceValue<bool> has5G;
     detail::OnceValue<bool> isEarlierThanIPhone12;
 };
 
@@ -28,26 +27,31 @@ Values& values()
     return values.get([] { return new Values; });
 }
 
-CellularTypes makeCellularTypes()
+struct CellularType {
+    std::string_view technology;
+    Type type;
+};
+
+constexpr CellularType cellularTypes[] = {
+    { "CTRadioAccessTechnologyGPRS", Type::network_2g },
+    { "CTRadioAccessTechnologyEdge", Type::network_2g },
+    { "CTRadioAccessTechnologyWCDMA", Type::network_3g },
+    { "CTRadioAccessTechnologyHSDPA", Type::network_3g },
+    { "CTRadioAccessTechnologyHSUPA", Type::network_3g },
+    { "CTRadioAccessTechnologyCDMA1x", Type::network_3g },
+    { "CTRadioAccessTechnologyCDMAEVDORev0", Type::network_3g },
+    { "CTRadioAccessTechnologyCDMAEVDORevA", Type::network_3g },
+    { "CTRadioAccessTechnologyCDMAEVDORevB", Type::network_3g },
+    { "CTRadioAccessTechnologyeHRPD", Type::network_3g },
+    { "CTRadioAccessTechnologyLTE", Type::network_4g },
+    { "CTRadioAccessTechnologyNRNSA", Type::network_5g },
+    { "CTRadioAccessTechnologyNR", Type::network_5g },
+};
+
+// Whether the device knows the last two.
+bool probeHas5G()
 {
-    CellularTypes types {
-        { "CTRadioAccessTechnologyGPRS", Type::network_2g },
-        { "CTRadioAccessTechnologyEdge", Type::network_2g },
-        { "CTRadioAccessTechnologyWCDMA", Type::network_3g },
-        { "CTRadioAccessTechnologyHSDPA", Type::network_3g },
-        { "CTRadioAccessTechnologyHSUPA", Type::network_3g },
-        { "CTRadioAccessTechnologyCDMA1x", Type::network_3g },
-        { "CTRadioAccessTechnologyCDMAEVDORev0", Type::network_3g },
-        { "CTRadioAccessTechnologyCDMAEVDORevA", Type::network_3g },
-        { "CTRadioAccessTechnologyCDMAEVDORevB", Type::network_3g },
-        { "CTRadioAccessTechnologyeHRPD", Type::network_3g },
-        { "CTRadioAccessTechnologyLTE", Type::network_4g },
-    };
-    if (platform().device.isSystemVersionAtLeast(14, 1) && !isEarlierThanIPhone12()) {
-        types.emplace("CTRadioAccessTechnologyNRNSA", Type::network_5g);
-        types.emplace("CTRadioAccessTechnologyNR", Type::network_5g);
-    }
-    return types;
+    return platform().device.isSystemVersionAtLeast(14, 1) && !isEarlierThanIPhone12();
 }
 
 // "iPhone13,2" -> "13,2" -> "13". Only commas separate pieces, and empty pieces are skipped.
@@ -100,13 +104,12 @@ Type bestCellularType()
 
 std::optional<Type> cellularType(std::string_view technology)
 {
-    const auto types = values().types.get(
-        [] { return std::make_shared<const CellularTypes>(makeCellularTypes()); });
-    // Null in a forked child.
-    if (!types)
-        return std::nullopt;
-    const auto found = types->find(technology);
-    return found == types->end() ? std::nullopt : std::optional(found->second);
+    const bool has5G = values().has5G.get(probeHas5G);
+    for (const CellularType& known : cellularTypes) {
+        if (known.technology == technology && (has5G || known.type != Type::network_5g))
+            return known.type;
+    }
+    return std::nullopt;
 }
 
 std::optional<int> cellularRank(Type type)
