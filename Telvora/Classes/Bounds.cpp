@@ -52,12 +52,7 @@ bool Bounds::dropBatch(Which which) const
     TrackerConfig* owner = nullptr;
     for (const auto& channel : m_channels) {
         const auto waiting = channel->m_retryCache.waiting(isWanted, which == Which::last);
-        if (!waiting)
-            continue;
-        const bool isBetter = !found
-            || (which == Which::first ? waiting->arrival < found->arrival
-                                      : waiting->arrival > found->arrival);
-        if (isBetter) {
+        if (waiting && (!found || (waiting->arrival < found->arrival) == (which == Which::first))) {
             found = waiting;
             owner = channel.get();
         }

@@ -229,9 +229,8 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
 
 void TrackerManager::refuseOverLimit(Destination& to, std::string_view text) const
 {
-    if (to.refusal || !haveLimits(*to.channel))
-        return;
-    if (!hasRoom(to.channel, { .events = 1, .bytes = static_cast<std::int64_t>(text.size()) }))
+    const detail::Held event { .events = 1, .bytes = static_cast<std::int64_t>(text.size()) };
+    if (!to.refusal && !hasRoom(to.channel, event))
         to.refusal = DropReason::overLimit;
 }
 

@@ -54,6 +54,8 @@ void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel
 bool TrackerManager::hasRoom(
     const std::shared_ptr<TrackerConfig>& channel, const detail::Held& more) const
 {
+    if (!haveLimits(*channel))
+        return true;
     bool hasRoom = true;
     forEachBounds(
         channel, [&](const detail::Bounds& bounds) { hasRoom = hasRoom && bounds.hasRoom(more); });
