@@ -10,10 +10,6 @@ namespace telvora::detail {
 
 namespace {
 
-// Each chunk is as long as all before it, or as what it is made for, within these bounds.
-constexpr std::size_t shortestChunk = 1024;
-constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
-
 // Boost's parser recurses, so an event that is nested deeper is not read from its text.
 constexpr std::size_t deepestDecoded = 256;
 
@@ -64,15 +60,8 @@ EventList::Appended EventList::append(Value&& event, const EncodedEvent& encoded
 
 void EventList::makeRoom(std::size_t bytes)
 {
-    std::size_t room = m_chunks.empty() ? 0 : m_chunks[m_current].capacity - m_used;
-    for (std::size_t next = m_current + 1; next < m_chunks.size(); ++next)
-        room += m_chunks[next].capacity;
-    while (room < bytes) {
-        const std::size_t capacity
-            = std::clamp(std::max(m_bytes, bytes - room), shortestChunk, longestChunk);
-        m_chunks.push_back({ std::make_shared_for_overwrite<char[]>(capacity), capacity });
-        room += capacity;
-    }
+    if (m_chunks.empty() || m_chunks[m_current].capacity - m_used < bytes)
+        addChunks(bytes);
 }
 
 void EventList::add(std::string_view text) noexcept

@@ -110,6 +110,7 @@ private:
     };
 
     void makeRoom(std::size_t bytes);
+    void addChunks(std::size_t bytes);
     void add(std::string_view text) noexcept;
     // Calls `use` with the text, piece by piece, until that returns false.
     template<typename Use> void forEachPiece(Use&& use) const

@@ -1,17 +1,40 @@
 #include <Telvora/Classes/Utils/EventList.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 // What is done to a list as a whole or for limits, and not for each event. It is compiled for size.
 
 namespace telvora::detail {
 
+namespace {
+
+// Each chunk is as long as all before it, or as what it is made for, within these bounds.
+constexpr std::size_t shortestChunk = 1024;
+constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
+
+} // namespace
+
 EventList::EventList() = default;
 EventList::EventList(const EventList&) = default;
 EventList::EventList(EventList&&) noexcept = default;
 EventList& EventList::operator=(EventList&&) noexcept = default;
 EventList::~EventList() = default;
+
+void EventList::addChunks(std::size_t bytes)
+{
+    std::size_t room = m_chunks.empty() ? 0 : m_chunks[m_current].capacity - m_used;
+    for (std::size_t next = m_current + 1; next < m_chunks.size(); ++next)
+        room += m_chunks[next].capacity;
+    while (room < bytes) {
+        const std::size_t capacity
+            = std::clamp(std::max(m_bytes, bytes - room), shortestChunk, longestChunk);
+        m_chunks.push_back({ std::make_shared_for_overwrite<char[]>(capacity), capacity });
+        room += capacity;
+    }
+}
 
 std::vector<WholeEvent> EventList::wholeEvents() const
 {
