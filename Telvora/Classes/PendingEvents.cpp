@@ -121,12 +121,11 @@ std::int64_t PendingEvents::dropFirst()
 std::vector<PendingEvents::ArrivedEvent> PendingEvents::arrived() const
 {
     return m_state.with([](const State& state) {
-        std::vector<ArrivedEvent> events;
-        events.reserve(state.events.size());
-        state.events.arrivals().forEach([&](std::uint64_t arrival) {
-            events.push_back({ arrival, 0 });
-        });
+        std::vector<ArrivedEvent> events(state.events.size());
         auto event = events.begin();
+        state.events.arrivals().forEach(
+            [&](std::uint64_t arrival) { (event++)->arrival = arrival; });
+        event = events.begin();
         state.events.forEachLength([&](std::size_t length) {
             (event++)->bytes = length;
             return true;
