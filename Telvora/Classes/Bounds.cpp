@@ -57,7 +57,10 @@ bool Bounds::dropBatch(Which which) const
             owner = channel.get();
         }
     }
-    return found && owner->drop(found->entry, found->due, DropReason::overLimit);
+    // If it has left meanwhile, the next look does not find it.
+    if (found)
+        owner->drop(found->entry, found->due, DropReason::overLimit);
+    return found.has_value();
 }
 
 bool Bounds::dropFirstEvent() const

@@ -14,8 +14,7 @@ namespace detail {
 /// Keeps what some channels hold together within limits: one channel within its own, or all
 /// registered ones within those of all together.
 ///
-/// Life: made for one use. Its cost grows with the number of its channels; with that of waiting
-/// batches too, where something is dropped.
+/// Life: made for one use. Its cost grows with the number of its channels.
 /// Threads: use it in a barrier block of the manager's queue. Batches may leave the retry caches
 /// meanwhile.
 /// Failure: hold() throws std::bad_alloc, for DropFirst::newest alone.
@@ -37,7 +36,7 @@ private:
     Excess excess() const { return { held(), m_limits }; }
 
     enum class Which { first, last };
-    // Each returns whether it has dropped anything.
+    // Each returns whether there was anything to be dropped.
     bool dropBatch(Which which) const;
     bool dropFirstEvent() const;
     void dropLastEvents() const;

@@ -85,8 +85,11 @@ private:
             noteFailure(result.reason, result.status, reason);
             return ledger.droppedInFlight(m_share, *reason);
         }
-        if (!TrackerManager::haveLimits(*m_config))
-            return comeBack(result, std::move(param));
+        if (!TrackerManager::haveLimits(*m_config)) {
+            comeBack(result, std::move(param));
+            // They may have been set meanwhile.
+            return TrackerManager::holdLimitsSoon(m_config);
+        }
         TrackerManager::shared().m_queue->barrierAsync(
             [upload = std::move(*this), result, param = std::move(param)]() mutable {
                 try {
@@ -120,11 +123,17 @@ private:
     {
         auto retry = std::make_shared<TrackerRetryData>(std::move(param), m_failures + 1);
         retry->batchId = std::move(m_batchId);
-        retry->arrival = m_arrival;
+        retry->arrival = m_arrival != 0 ? m_arrival : nextArrival();
         retry->giveShare(m_share);
         noteFailure(result.reason, result.status, std::nullopt);
         m_config->m_ledger.failedIntoRetry(m_share);
-        const auto due = m_config->keep(retry, result.retryAfter);
+        TrackerConfig::DueTime due;
+        try {
+            due = m_config->keep(retry, result.retryAfter);
+        } catch (...) {
+            // A service of the platform threw.
+            return m_config->m_ledger.droppedWaiting(retry->takeShare(), DropReason::internalError);
+        }
         // Withdrawn meanwhile, and perhaps after the waiting batches were dropped.
         if (m_withdrawn->load())
             m_config->drop(retry, due, DropReason::disabled);

@@ -19,8 +19,9 @@ enum class DropFirst {
 };
 
 /// How much may be kept in memory, by one channel or by all together: pending events, and batches
-/// that wait for their retry. What is in a request counts when it comes back. An event or a batch
-/// that is more than a limit by itself is dropped alone, and with a limit of 0 every one is.
+/// that wait for their retry. What is in a request counts when it comes back, and what was handed
+/// over counts once it is taken in. An event or a batch that is more than a limit by itself is
+/// dropped alone; with a limit of 0 that is everything of which the limit counts anything.
 ///
 /// Threads: a value without a lock.
 struct Limits {

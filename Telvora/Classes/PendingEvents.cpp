@@ -51,6 +51,7 @@ std::uint32_t PendingEvents::beginSending(const Batch& batch)
     return m_state.with([&](State& state) {
         std::swap(state.events, sent);
         state.sending = batch;
+        state.copiedBytes = 0;
         return static_cast<std::uint32_t>(sent.size() - std::exchange(state.copied, 0));
     });
 }

@@ -15,12 +15,13 @@
 #include <Telvora/Platform/UUIDSource.h>
 
 #include <cstddef>
-#include <new>
 #include <utility>
 
 namespace telvora {
 
 namespace {
+
+using std::chrono::nanoseconds;
 
 // From 0 up to 1, from the random bits of a UUID in front of those that say its version.
 double randomFraction()
@@ -122,15 +123,15 @@ void TrackerConfig::setBatchId(bool hasBatchId)
 
 void TrackerConfig::setRetryPolicy(std::optional<RetryPolicy> policy)
 {
-    m_retryPolicy.set(policy);
-    m_isPatient.store(policy.has_value(), std::memory_order_relaxed);
+    m_retryPolicy.with([&](std::optional<RetryPolicy>& set) {
+        set = policy;
+        m_isPatient.store(policy.has_value(), std::memory_order_relaxed);
+    });
     if (!policy)
         return;
     // Those that wait already have no time of their own, and nothing else tries them now.
-    for (auto& [entry, share] : m_retryCache.takeAll()) {
-        entry->giveShare(share);
-        keep(std::move(entry), {});
-    }
+    m_retryCache.forEach(
+        [&](const TrackerRetryEntry& entry) { sendLater(entry, schedule(*entry, *policy, {})); });
 }
 
 std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
@@ -140,12 +141,14 @@ std::optional<RetryPolicy> TrackerConfig::retryPolicy() const
 
 void TrackerConfig::setLimits(const Limits& limits)
 {
-    m_limits.set(limits);
-    m_isBounded.store(limits.areSet(), std::memory_order_relaxed);
+    m_limits.with([&](Limits& set) {
+        set = limits;
+        m_isBounded.store(limits.areSet(), std::memory_order_relaxed);
+    });
     TrackerManager::holdLimitsSoon(weak_from_this().lock());
 }
 
-detail::Held TrackerConfig::held() const
+detail::Held TrackerConfig::held()
 {
     detail::Held held = m_pending->held();
     held += m_retryCache.held();
@@ -153,29 +156,43 @@ detail::Held TrackerConfig::held() const
 }
 
 TrackerConfig::DueTime TrackerConfig::keep(
-    TrackerRetryEntry entry, std::chrono::duration<double> asked)
+    const TrackerRetryEntry& entry, std::chrono::duration<double> asked)
 {
     const auto policy = retryPolicy();
-    if (!policy) {
-        const DueTime due = entry->due;
-        m_retryCache.insert(std::move(entry));
-        return due;
-    }
-    const auto wait = policy->wait(entry->retryCount, asked, policy->jitter ? randomFraction() : 0);
-    const auto due = platform().clock.steadyNow() + wait;
-    entry->maxRetryCount = policy->retries();
-    entry->due = due;
+    const nanoseconds wait = policy ? schedule(*entry, *policy, asked) : nanoseconds(0);
+    const DueTime due = entry->due;
     m_retryCache.insert(entry);
+    if (policy)
+        sendLater(entry, wait);
+    return due;
+}
+
+// Sets when the entry is tried again. Returns how long that is from now.
+std::chrono::nanoseconds TrackerConfig::schedule(
+    TrackerRetryData& entry, const RetryPolicy& policy, std::chrono::duration<double> asked)
+{
+    const nanoseconds wait
+        = policy.wait(entry.retryCount, asked, policy.jitter ? randomFraction() : 0);
+    entry.maxRetryCount = policy.retries();
+    entry.due = platform().clock.steadyNow() + wait;
+    return wait;
+}
+
+// The batch is not kept alive for it: it may be sent or dropped long before.
+void TrackerConfig::sendLater(const TrackerRetryEntry& entry, std::chrono::nanoseconds wait)
+{
     try {
-        const auto send = [channel = weak_from_this(), entry = std::move(entry), due] {
-            if (const auto self = channel.lock())
-                self->sendDue(entry, due);
-        };
+        const auto send
+            = [channel = weak_from_this(), entry = std::weak_ptr(entry), due = entry->due] {
+                  const auto self = channel.lock();
+                  const auto waiting = entry.lock();
+                  if (self && waiting)
+                      self->sendDue(waiting, due);
+              };
         platform().dispatch.globalAsyncAfter(wait, send);
     } catch (...) {
         // There is no memory for the block: the batch waits for the next flush.
     }
-    return due;
 }
 
 void TrackerConfig::sendDue(const TrackerRetryEntry& entry, DueTime due)
@@ -188,12 +205,11 @@ void TrackerConfig::sendDue(const TrackerRetryEntry& entry, DueTime due)
     detail::Delivery::sendTaken(shared_from_this(), taken, std::move(withdrawn));
 }
 
-bool TrackerConfig::drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason)
+void TrackerConfig::drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason)
 {
     const auto taken = m_retryCache.takeDue(entry, due);
     m_ledger.droppedWaiting(taken.share, reason);
     detail::Diagnostics::eventsDropped(m_index, reason, taken.share.events);
-    return taken.entry != nullptr;
 }
 
 void TrackerConfig::dropPending(std::int64_t events, DropReason reason)
@@ -211,37 +227,36 @@ void TrackerConfig::insert(TrackerRetryEntry retry)
     retry->giveShare(share);
     m_ledger.insertedByHost(share);
     const auto self = weak_from_this().lock();
-    if (!self || !TrackerManager::haveLimits(*this)) {
-        keep(std::move(retry), {});
-        return;
+    if (self && TrackerManager::haveLimits(*this)) {
+        try {
+            TrackerManager::shared().m_queue->barrierAsync(
+                [self, retry] { self->keepWithinLimits(retry); });
+            return;
+        } catch (...) {
+            // There is no memory for the block. It is kept, and what is too much is dropped later.
+        }
     }
-    try {
-        TrackerManager::shared().m_queue->barrierAsync(
-            [self, retry, share] { self->keepWithinLimits(retry, share); });
-    } catch (...) {
-        // There is no memory for the block.
-        keep(std::move(retry), {});
-    }
+    keep(retry, {});
+    // They may have been set meanwhile.
+    TrackerManager::holdLimitsSoon(self);
 }
 
-void TrackerConfig::keepWithinLimits(const TrackerRetryEntry& entry, detail::LedgerShare share)
+void TrackerConfig::keepWithinLimits(const TrackerRetryEntry& entry)
 {
     const TrackerManager& manager = TrackerManager::shared();
     bool hasRoom = true;
     try {
-        hasRoom = manager.hasRoom(shared_from_this(),
-            { .events = share.events,
-                .batches = share.batches,
-                .bytes = static_cast<std::int64_t>(detail::textBytes(entry->data)) });
-    } catch (const std::bad_alloc&) {
-        // It is kept, and what is too much is dropped later.
+        hasRoom = manager.hasRoom(shared_from_this(), entry->holds());
+    } catch (...) {
+        // There is no memory for its text. It is kept, and what is too much is dropped later.
     }
     if (hasRoom) {
         keep(entry, {});
         manager.holdLimits(shared_from_this());
         return;
     }
-    m_ledger.droppedWaiting(entry->takeShare(), DropReason::overLimit);
+    const detail::LedgerShare share = entry->takeShare();
+    m_ledger.droppedWaiting(share, DropReason::overLimit);
     detail::Diagnostics::eventsDropped(m_index, DropReason::overLimit, share.events);
 }
 

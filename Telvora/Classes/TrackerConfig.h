@@ -38,7 +38,8 @@ class PendingEvents;
 ///
 /// Threads: any. The event list changes only in barrier blocks of the manager's queue.
 ///
-/// Failure: apiDatas(), setCommonData(), insert() and the constructors throw std::bad_alloc. What a
+/// Failure: apiDatas(), setCommonData(), setNonFiniteCost(), insert() and the constructors throw
+/// std::bad_alloc. What a
 /// hook throws is caught and counted on the ledger.
 class TELVORA_EXPORT TrackerConfig : public std::enable_shared_from_this<TrackerConfig> {
 public:
@@ -147,7 +148,9 @@ public:
     /// What setLimits() was told.
     Limits limits() const { return m_limits.get(); }
 
-    /// Puts an entry into the retry cache. Returns before the entry is there. Like an event, this
+    /// Puts an entry into the retry cache. Returns before the entry is there; with limits it comes
+    /// behind the events that were handed over before, and popRetryData() does not see it until
+    /// then. Like an event, this
     /// is a use of the library: in a child that is forked later the library is inert.
     void insert(TrackerRetryEntry retry);
     /// The first entry of the retry cache, or null. It is removed in a second step. The caller owns
@@ -175,15 +178,18 @@ private:
 
     // Puts an entry into the cache, and with a policy sees to it that it is tried when it is due.
     // Returns that time.
-    DueTime keep(TrackerRetryEntry entry, std::chrono::duration<double> asked);
+    DueTime keep(const TrackerRetryEntry& entry, std::chrono::duration<double> asked);
     // The same within the limits, in a barrier block of the manager's queue.
-    void keepWithinLimits(const TrackerRetryEntry& entry, detail::LedgerShare share);
-    // Takes an entry out of the cache and counts it as dropped; false if it was not there.
-    bool drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason);
+    void keepWithinLimits(const TrackerRetryEntry& entry);
+    static std::chrono::nanoseconds schedule(
+        TrackerRetryData& entry, const RetryPolicy& policy, std::chrono::duration<double> asked);
+    void sendLater(const TrackerRetryEntry& entry, std::chrono::nanoseconds wait);
+    // Takes an entry out of the cache, if it is still there, and counts it as dropped.
+    void drop(const TrackerRetryEntry& entry, DueTime due, DropReason reason);
     // Counts events as dropped that have left the list.
     void dropPending(std::int64_t events, DropReason reason);
     void sendDue(const TrackerRetryEntry& entry, DueTime due);
-    detail::Held held() const;
+    detail::Held held();
     bool isBounded() const { return m_isBounded.load(std::memory_order_relaxed); }
     bool isPatient() const { return m_isPatient.load(std::memory_order_relaxed); }
 

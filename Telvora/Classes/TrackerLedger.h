@@ -109,8 +109,9 @@ struct TELVORA_EXPORT UploadFailure {
         waiting,
         /// That was its last try.
         givenUp,
-        /// It is dropped, whatever tries are left: JSON cannot express it, or the answer was no
-        /// object.
+        /// It is dropped, whatever tries are left: JSON cannot express it, the answer was no
+        /// object,
+        /// limits or the user's consent do not allow to keep it, or there was no memory.
         dropped,
     };
 

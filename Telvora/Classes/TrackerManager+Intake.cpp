@@ -211,6 +211,8 @@ void TrackerManager::accept(const Destination& to, const Append& append) noexcep
         std::size_t size = append();
         if (to.refusal) {
             to.drop(*to.refusal);
+            if (to.refusal == DropReason::overLimit)
+                holdLimits(to.channel);
             return;
         }
         to.ledger.appended(1);

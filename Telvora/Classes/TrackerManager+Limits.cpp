@@ -2,20 +2,30 @@
 
 #include <Telvora/Base/ForkedChild.h>
 #include <Telvora/Base/ProcessState.h>
+#include <Telvora/Base/ProcessValue.h>
 #include <Telvora/Classes/Bounds.h>
 
-#include <new>
+#include <atomic>
 #include <utility>
 
 namespace telvora {
+
+namespace {
+
+// Whether there are limits of all channels together. The intake asks for every event.
+constinit detail::ProcessValue<bool> s_areAllBounded { false };
+
+} // namespace
 
 void TrackerManager::setLimits(const Limits& limits)
 {
     TrackerManager& manager = shared();
     if (manager.isInert())
         return;
-    manager.m_limits.set(limits);
-    manager.m_isBounded.store(limits.areSet(), std::memory_order_relaxed);
+    manager.m_limits.with([&](Limits& set) {
+        set = limits;
+        s_areAllBounded.change().store(limits.areSet(), std::memory_order_relaxed);
+    });
     const auto registered = manager.configs();
     for (const auto& [index, channel] : *registered)
         holdLimitsSoon(channel);
@@ -29,7 +39,7 @@ Limits TrackerManager::limits()
 bool TrackerManager::haveLimits(const TrackerConfig& channel)
 {
     // A channel of a platform that was taken down belongs to a manager that does nothing any more.
-    return (channel.isBounded() || shared().m_isBounded.load(std::memory_order_relaxed))
+    return (channel.isBounded() || s_areAllBounded->load(std::memory_order_relaxed))
         && channel.m_renewalCount == detail::ProcessState::renewalCount();
 }
 
@@ -42,7 +52,7 @@ void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel
         channels.push_back(channel);
         use(detail::Bounds(std::exchange(channels, {}), channel->limits()));
     }
-    if (!m_isBounded.load(std::memory_order_relaxed))
+    if (!s_areAllBounded->load(std::memory_order_relaxed))
         return;
     const auto registered = configs();
     for (const auto& [index, registeredChannel] : *registered)
@@ -66,8 +76,8 @@ bool TrackerManager::hasRoom(
 void TrackerManager::holdLimits(const std::shared_ptr<TrackerConfig>& channel) const noexcept
 try {
     forEachBounds(channel, [](const detail::Bounds& bounds) { bounds.hold(); });
-} catch (const std::bad_alloc&) {
-    // Without memory nothing is dropped; the next event tries again.
+} catch (...) {
+    // There is no memory, and nothing is dropped; the next event tries again.
 }
 
 // After limits were set or a channel has come.
@@ -77,7 +87,11 @@ void TrackerManager::holdLimitsSoon(const std::shared_ptr<TrackerConfig>& channe
     if (!channel || !haveLimits(*channel) || channel->m_ledger.left() == 0)
         return;
     TrackerManager& manager = shared();
-    manager.m_queue->barrierAsync([&manager, channel] { manager.holdLimits(channel); });
+    try {
+        manager.m_queue->barrierAsync([&manager, channel] { manager.holdLimits(channel); });
+    } catch (...) {
+        // There is no memory for the block: what arrives next holds the limits.
+    }
 }
 
 } // namespace telvora

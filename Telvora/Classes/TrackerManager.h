@@ -514,8 +514,6 @@ private:
     const std::unique_ptr<detail::FinishedEvents> m_finished;
     // As the last block of setEnabled() has left it.
     std::atomic<bool> m_isDisabled { false };
-    // Whether there are limits of all channels together. The intake asks for every event.
-    std::atomic<bool> m_isBounded { false };
     detail::Guarded<Limits> m_limits;
     // True from the call of shutdown() on.
     std::atomic<bool> m_isShutDown { false };

@@ -41,6 +41,13 @@ detail::LedgerShare TrackerRetryData::share() const
     return unpacked(m_share.load(std::memory_order_relaxed));
 }
 
+detail::Held TrackerRetryData::holds() const
+{
+    return { .events = share().events,
+        .batches = 1,
+        .bytes = static_cast<std::int64_t>(detail::textBytes(data)) };
+}
+
 TrackerRetryCache::TrackerRetryCache(Lost lost)
     : m_state(std::make_unique<State>())
 {
@@ -124,13 +131,11 @@ void TrackerRetryCache::State::add(const TrackerRetryEntry& entry)
     try {
         if (entry->arrival == 0)
             entry->arrival = detail::nextArrival();
-        entry->m_held = { .events = entry->share().events,
-            .batches = 1,
-            .bytes = static_cast<std::int64_t>(detail::textBytes(entry->data)) };
+        if (counts)
+            count(entry);
         detail::MutexLock lock(mutex);
         priorityQueue.push(entry);
-        count.store(priorityQueue.count(), std::memory_order_relaxed);
-        held += entry->m_held;
+        size.store(priorityQueue.count(), std::memory_order_relaxed);
     } catch (...) {
         lose(*entry, DropReason::internalError);
     }
@@ -144,7 +149,7 @@ void TrackerRetryCache::State::removeFirst()
     {
         detail::MutexLock lock(mutex);
         removed = *priorityQueue.pop();
-        noteRemoved(*removed);
+        noteRemoved(removed);
     }
     lose(*removed, DropReason::removedUnseen);
 }
@@ -159,7 +164,7 @@ bool TrackerRetryCache::State::remove(
     if (!isThere || entry->due != due)
         return false;
     priorityQueue.remove(entry);
-    noteRemoved(*entry);
+    noteRemoved(entry);
     return true;
 }
 
@@ -171,14 +176,31 @@ void TrackerRetryCache::State::takeAllTo(std::vector<Taken>& taken)
         if (!share.isEmpty())
             taken.push_back({ *std::move(entry), share });
     }
-    count.store(0, std::memory_order_relaxed);
+    size.store(0, std::memory_order_relaxed);
+    byArrival.clear();
     held = {};
 }
 
-void TrackerRetryCache::State::noteRemoved(const TrackerRetryData& entry)
+// Where it throws, nothing has changed.
+void TrackerRetryCache::State::count(const TrackerRetryEntry& entry)
 {
-    count.store(priorityQueue.count(), std::memory_order_relaxed);
-    held -= entry.m_held;
+    const detail::Held holds = entry->holds();
+    byArrival.emplace(entry->arrival, entry);
+    entry->m_held = holds;
+    held += holds;
+}
+
+void TrackerRetryCache::State::noteRemoved(const TrackerRetryEntry& entry)
+{
+    size.store(priorityQueue.count(), std::memory_order_relaxed);
+    const auto [first, last] = byArrival.equal_range(entry->arrival);
+    for (auto place = first; place != last; ++place) {
+        if (place->second != entry)
+            continue;
+        held -= entry->m_held;
+        byArrival.erase(place);
+        return;
+    }
 }
 
 // An entry whose share was taken is not lost.
@@ -189,11 +211,42 @@ void TrackerRetryCache::State::lose(TrackerRetryData& entry, DropReason reason) 
         lost(share, reason);
 }
 
-detail::Held TrackerRetryCache::held() const
+void TrackerRetryCache::forEach(FunctionRef<void(const TrackerRetryEntry&)> change)
 {
     if (detail::isForkedChild())
-        return {};
-    return m_lock.read([this] { return m_state->held; });
+        return;
+    m_lock.writeSync([&] {
+        detail::MutexLock lock(m_state->mutex);
+        for (std::size_t place = 0; place < m_state->priorityQueue.count(); ++place)
+            change(m_state->priorityQueue[place]);
+    });
+}
+
+detail::Held TrackerRetryCache::held()
+{
+    State* state = m_state.get();
+    detail::Held held;
+    if (detail::isForkedChild())
+        return held;
+    bool counts = false;
+    const auto read = [&] {
+        counts = state->counts;
+        held = state->held;
+    };
+    m_lock.read(read);
+    if (counts)
+        return held;
+    m_lock.writeSync([&] {
+        if (!state->counts) {
+            state->held = {};
+            state->byArrival.clear();
+            for (std::size_t place = 0; place < state->priorityQueue.count(); ++place)
+                state->count(state->priorityQueue[place]);
+            state->counts = true;
+        }
+        read();
+    });
+    return held;
 }
 
 std::optional<TrackerRetryCache::Waiting> TrackerRetryCache::waiting(
@@ -202,15 +255,24 @@ std::optional<TrackerRetryCache::Waiting> TrackerRetryCache::waiting(
     std::optional<Waiting> found;
     if (detail::isForkedChild())
         return found;
+    const auto use = [&](const TrackerRetryEntry& entry) {
+        // One without a share was popped and is about to be removed.
+        if (!entry->share().isEmpty() && isWanted(entry->m_held))
+            found = { entry, entry->due, entry->arrival };
+        return found.has_value();
+    };
     m_lock.read([&] {
-        const auto& queue = m_state->priorityQueue;
-        for (std::size_t place = 0; place < queue.count(); ++place) {
-            const TrackerRetryEntry& entry = queue[place];
-            // One without a share was popped and is about to be removed.
-            if (entry->share().isEmpty() || !isWanted(entry->m_held))
-                continue;
-            if (!found || (entry->arrival > found->arrival) == isLast)
-                found = { entry, entry->due, entry->arrival };
+        const auto& entries = m_state->byArrival;
+        if (isLast) {
+            for (auto place = entries.rbegin(); place != entries.rend(); ++place) {
+                if (use(place->second))
+                    return;
+            }
+        } else {
+            for (const auto& [arrival, entry] : entries) {
+                if (use(entry))
+                    return;
+            }
         }
     });
     return found;

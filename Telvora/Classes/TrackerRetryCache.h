@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -78,6 +79,9 @@ public:
     void giveShare(detail::LedgerShare share);
     /// Removes and returns it. The caller records it on the ledger. Empty when it was taken before.
     detail::LedgerShare takeShare();
+    /// What it counts for limits. Throws std::bad_alloc for a dictionary of the host's, whose text
+    /// is made for this once.
+    detail::Held holds() const;
 
 private:
     friend class TrackerRetryCache;
@@ -85,7 +89,7 @@ private:
     detail::LedgerShare share() const;
 
     std::atomic<std::uint64_t> m_share { 0 };
-    // What it counts in its cache.
+    // What it counts in its cache; nothing until somebody asks.
     detail::Held m_held;
 };
 
@@ -106,7 +110,8 @@ public:
 };
 
 /// A channel's failed batches, in memory only: most failures first, oldest first among equals.
-/// There is no limit; an entry stays until it is popped.
+/// It has no limit of its own; an entry stays until it is popped, or taken away because a limit of
+/// the channel or the user's consent wants it.
 ///
 /// Threads: any. insert() returns before the entry is stored; a later pop() on the same thread sees
 /// it. size() never waits and may be out of date.
@@ -127,7 +132,7 @@ public:
 
     std::size_t size() const override
     {
-        return detail::isForkedChild() ? 0 : m_state->count.load(std::memory_order_relaxed);
+        return detail::isForkedChild() ? 0 : m_state->size.load(std::memory_order_relaxed);
     }
     TrackerRetryEntry pop() override { return take().entry; }
     void insert(TrackerRetryEntry data) override;
@@ -148,8 +153,13 @@ public:
     /// is no memory, it stays.
     Taken takeDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
 
-    /// What the entries hold. Sees every write that was submitted before.
-    detail::Held held() const;
+    /// Calls `change` with each entry, in one write. It may change all but what they are ordered
+    /// by.
+    void forEach(FunctionRef<void(const TrackerRetryEntry&)> change);
+
+    /// What the entries hold. Sees every write that was submitted before. From the first call on
+    /// the cache counts; until then that costs nothing. Throws std::bad_alloc.
+    detail::Held held();
 
     /// An entry that waits.
     struct Waiting {
@@ -187,13 +197,18 @@ private:
     // of m_lock and takes `mutex` instead; reads of m_lock do not need it.
     struct State {
         PriorityQueue<TrackerRetryEntry, Before> priorityQueue { Before() };
-        std::atomic<std::size_t> count { 0 };
+        std::atomic<std::size_t> size { 0 };
+        // Whether the next two are kept.
+        bool counts = false;
         detail::Held held;
+        // In the order of arrival; an entry may be there more than once.
+        std::multimap<std::uint64_t, TrackerRetryEntry> byArrival;
         Lost lost;
         mutable detail::Mutex mutex;
 
         void add(const TrackerRetryEntry& entry);
-        void noteRemoved(const TrackerRetryData& entry);
+        void count(const TrackerRetryEntry& entry);
+        void noteRemoved(const TrackerRetryEntry& entry);
         void removeFirst();
         bool remove(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
         void takeAllTo(std::vector<Taken>& taken);

@@ -576,6 +576,57 @@ TEST_F(LimitsTest, TheDiagnosticsGatherWhatIsDropped)
     EXPECT_LE(handled->size(), 2u);
 }
 
+TEST_F(LimitsTest, ADroppedBatchOfAPatientChannelIsNotKeptInMemory)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    channel->setRetryPolicy(RetryPolicy { .first = 1h, .longest = 1h });
+    const std::weak_ptr<TrackerRetryData> batch = channel->retryCache().entries().front();
+    ASSERT_FALSE(batch.expired());
+    setLimits(channel, { .batches = 0 });
+
+    EXPECT_TRUE(batch.expired());
+}
+
+// A full list is sent between a tick's copy and its clearing.
+TEST_F(LimitsTest, ATickInTheMiddleOfASentListCountsNothingTwice)
+{
+    const auto other = addChannel("other");
+    const auto channel = std::make_shared<TrackerConfig>(
+        "E2E", 3, StringDictionary(), Array(), false, [isFirst = true]() mutable {
+            if (std::exchange(isFirst, false)) {
+                manager().appendTracker(event(3), "E2E");
+                manager().appendTracker(event(4), "other");
+                manager().appendTracker(event(5), "other");
+                manager().appendTracker(event(6), "other");
+            }
+            return "http://collector.example/E2E";
+        });
+    manager().register_(channel);
+    answerAll(ScriptedAnswer::later());
+    setLimitsOfAll({ .bytes = 24, .drop = DropFirst::newest });
+    append("E2E", 1, 2);
+    manager().timerEventHandler(channel);
+    simulated().runUntilIdle();
+
+    EXPECT_THAT(pending(other), ElementsAre(4, 5));
+}
+
+TEST_F(LimitsTest, APolicyThatIsSetAgainLeavesTheBatchesWhereTheyAre)
+{
+    const auto channel = addChannelWithBatch("E2E", 1, 2);
+    setLimits(channel, { .events = 4, .drop = DropFirst::newest });
+    for (int round = 0; round < 3; ++round) {
+        channel->setRetryPolicy(RetryPolicy { .tries = {}, .first = 1h, .longest = 1h });
+        append("E2E", 3, 3);
+        EXPECT_EQ(waiting(channel).size(), 1u);
+        EXPECT_THAT(pending(channel), ElementsAre(3, 4));
+    }
+    const std::size_t before = requestCount();
+    simulated().advance(61min);
+    EXPECT_EQ(requestCount(), before + 1);
+    expectBalanced("E2E");
+}
+
 // Whatever happens, no limit is broken once the work is done, and every event is accounted for.
 TEST_F(LimitsTest, RandomWorkKeepsWithinRandomLimits)
 {

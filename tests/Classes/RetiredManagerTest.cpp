@@ -167,6 +167,24 @@ TEST_F(RetiredManagerTest, CallsNeedNoPlatform)
     install();
 }
 
+TEST_F(RetiredManagerTest, LimitsOfAnOldChannelNeedNoPlatformAndNoManager)
+{
+    const auto old = channel("E2E");
+    old->setLimits({ .events = 1 });
+    simulated.reset();
+
+    old->setLimits({ .events = 0 });
+    old->setLimits({});
+
+    install();
+    std::vector<std::string> asked;
+    simulated->setQuestionObserver([&](const std::string& question) { asked.push_back(question); });
+    old->setLimits({ .events = 1 });
+    old->insert(std::make_shared<TrackerRetryData>(nullptr, 1));
+    simulated->advance(1s);
+    EXPECT_THAT(asked, testing::Each(testing::HasSubstr("secondsSince1970")));
+}
+
 TEST_F(RetiredManagerTest, TheOldUploaderSendsNothing)
 {
     TrackerNetwork& old = TrackerNetwork::shareInstance();

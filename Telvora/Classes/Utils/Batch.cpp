@@ -56,6 +56,10 @@ struct BatchContent {
     std::size_t eventCount = 0;
     std::vector<WholeEvent> wholeEvents {};
 
+    // How long the text of a given dictionary is, once somebody has asked.
+    static constexpr std::size_t unknownBytes = static_cast<std::size_t>(-1);
+    mutable std::atomic<std::size_t> givenBytes { unknownBytes };
+
     // Null until somebody looks. Not behind a lock, which a forked child could inherit: of two
     // threads that decode at the same time, one throws its result away.
     mutable std::atomic<const AnyDepth<Dictionary>*> decoded { nullptr };
@@ -182,8 +186,13 @@ std::size_t detail::textBytes(const Batch& batch)
         return 0;
     if (content->isText())
         return content->textBytes;
-    const auto text = encode(*content->given);
-    return text ? text->size() : 0;
+    std::size_t bytes = content->givenBytes.load(std::memory_order_relaxed);
+    if (bytes == BatchContent::unknownBytes) {
+        const auto text = encode(*content->given);
+        bytes = text ? text->size() : 0;
+        content->givenBytes.store(bytes, std::memory_order_relaxed);
+    }
+    return bytes;
 }
 
 std::size_t detail::eventsUnder(std::string_view key, const Batch& batch)
