@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <set>
 #include <utility>
 
 namespace telvora::detail {
@@ -116,17 +115,18 @@ bool LinuxApplication::canOpenURL(const std::string& url) const
     const std::vector<std::string> dataFolders = parts(m_folders.data, ':');
     // A file may remove an entry that a less important file adds, not the reverse.
     const std::string type = "x-scheme-handler/" + scheme;
-    std::set<std::string> removed;
+    std::vector<std::string> removed;
     for (const std::string& path : associationFiles(m_folders)) {
         const auto text = m_files.contents(path, fileLimitBytes);
         if (!text)
             continue;
-        const Entries entries = entriesFor(type, *text);
+        Entries entries = entriesFor(type, *text);
         for (const std::string& name : entries.added) {
-            if (!removed.contains(name) && isInstalled(name, dataFolders))
+            if (std::ranges::find(removed, name) == removed.end() && isInstalled(name, dataFolders))
                 return true;
         }
-        removed.insert(entries.removed.begin(), entries.removed.end());
+        for (std::string& name : entries.removed)
+            removed.push_back(std::move(name));
     }
     return false;
 }
