@@ -81,10 +81,8 @@ private:
             return ledger.delivered(m_share);
         const auto reason
             = m_withdrawn->load() ? std::optional(DropReason::disabled) : dropReason(result.end);
-        if (reason) {
-            noteFailure(result.reason, result.status, reason);
-            return ledger.droppedInFlight(m_share, *reason);
-        }
+        if (reason)
+            return end(result, *reason);
         if (!TrackerManager::haveLimits(*m_config)) {
             comeBack(result, std::move(param));
             // They may have been set meanwhile.
@@ -109,13 +107,17 @@ private:
         const auto reason = m_withdrawn->load() ? std::optional(DropReason::disabled)
             : manager.hasRoom(m_config, held)   ? std::nullopt
                                                 : std::optional(DropReason::overLimit);
-        if (reason) {
-            noteFailure(result.reason, result.status, reason);
-            m_config->m_ledger.droppedInFlight(m_share, *reason);
-            return;
-        }
+        if (reason)
+            return end(result, *reason);
         comeBack(result, std::move(param));
         manager.holdLimits(m_config);
+    }
+
+    // There is no further try.
+    void end(const TrackerNetwork::PostResult& result, DropReason reason)
+    {
+        noteFailure(result.reason, result.status, reason);
+        m_config->m_ledger.droppedInFlight(m_share, reason);
     }
 
     // Into the retry cache.
