@@ -49,6 +49,14 @@ json::object describeRule(const Rule& rule)
     return object;
 }
 
+Rule usedOnce(Rule& rule)
+{
+    if (rule.left)
+        --*rule.left;
+    ++rule.met;
+    return rule;
+}
+
 } // namespace
 
 std::optional<std::string> RuleList::install(std::string_view text, Clock::time_point now)
@@ -74,12 +82,8 @@ bool RuleList::applies(const Rule& rule, Clock::time_point now) const
 std::optional<Rule> RuleList::take(std::string_view path, Clock::time_point now)
 {
     for (Rule& rule : m_rules) {
-        if (!path.starts_with(rule.path) || !applies(rule, now))
-            continue;
-        if (rule.left)
-            --*rule.left;
-        ++rule.met;
-        return rule;
+        if (path.starts_with(rule.path) && applies(rule, now))
+            return usedOnce(rule);
     }
     return std::nullopt;
 }
@@ -87,12 +91,8 @@ std::optional<Rule> RuleList::take(std::string_view path, Clock::time_point now)
 std::optional<Rule> RuleList::takeForConnection(Clock::time_point now)
 {
     for (Rule& rule : m_rules) {
-        if (rule.refuse != Rule::Refuse::accept || !applies(rule, now))
-            continue;
-        if (rule.left)
-            --*rule.left;
-        ++rule.met;
-        return rule;
+        if (rule.refuse == Rule::Refuse::accept && applies(rule, now))
+            return usedOnce(rule);
     }
     return std::nullopt;
 }

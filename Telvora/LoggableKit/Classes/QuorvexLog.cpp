@@ -70,6 +70,23 @@ DispatchQueue& tesselQueue()
 constinit detail::ProcessValue<bool> s_hasService { false };
 constinit detail::ProcessValue<bool> s_hasInitTessel { false };
 
+// In the order in which the threads arrive here. False if there is no service, or none is called
+// any more.
+bool callService(FunctionRef<void(LogService&)> call)
+{
+    const auto service = theLog().service.get();
+    if (!service)
+        return false;
+    const detail::ArrivalOrder::Place place(theLog().arrivals);
+    if (!place)
+        return false;
+    tesselQueue().barrierSync([&] {
+        const detail::NoWaitScope inLog;
+        detail::callHost([&] { call(*service); }, { "The log service" });
+    });
+    return true;
+}
+
 QuorvexLogLevel configLogType(const QuorvexLogCategory& category)
 {
     if (category == QuorvexLogCategory::http())
@@ -133,17 +150,8 @@ void QuorvexLog::setLogService(const ObjcLogService& service)
 
 void QuorvexLog::configLogger()
 {
-    const auto service = theLog().service.get();
-    if (!service)
-        return;
-    const detail::ArrivalOrder::Place place(theLog().arrivals);
-    if (!place)
-        return;
-    tesselQueue().barrierSync([&] {
-        const detail::NoWaitScope inLog;
-        detail::callHost([&] { service->loggerInit(); }, { "The log service" });
+    if (callService([](LogService& service) { service.loggerInit(); }))
         s_hasInitTessel.change().store(true, std::memory_order_release);
-    });
 }
 
 void QuorvexLog::log(const Category& category, std::string_view message)
@@ -176,18 +184,8 @@ void QuorvexLog::safeLog(unsigned level, const std::string& message)
 {
     if (!detail::isLogging())
         return;
-    withoutThrowing([&] {
-        const auto service = theLog().service.get();
-        if (!service)
-            return;
-        const detail::ArrivalOrder::Place place(theLog().arrivals);
-        if (!place)
-            return;
-        tesselQueue().barrierSync([&] {
-            const detail::NoWaitScope inLog;
-            detail::callHost([&] { service->log(level, message); }, { "The log service" });
-        });
-    });
+    withoutThrowing(
+        [&] { callService([&](LogService& service) { service.log(level, message); }); });
 }
 
 QuorvexLogFilter QuorvexLog::logFilter()
