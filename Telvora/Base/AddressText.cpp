@@ -190,9 +190,27 @@ bool isAddressText(std::string_view text)
     return authority.empty() || isAuthority(authority, !scheme.empty());
 }
 
+std::string withoutUserInfo(std::string_view text)
+{
+    const std::string_view scheme = schemeOf(text);
+    if (text.find('@') == std::string_view::npos || equalsIgnoringCase(scheme, "file"))
+        return std::string(text);
+
+    std::size_t begin = scheme.empty() ? 0 : scheme.size() + 1;
+    if (!scheme.empty() || text.starts_with("//"))
+        begin = std::min(text.find_first_not_of('/', begin), text.size());
+    const std::string_view authority = isAddressText(text)
+        ? text.substr(begin, text.find_first_of("/?#", begin) - begin)
+        : text.substr(begin);
+    const std::size_t at = authority.rfind('@');
+    if (at == std::string_view::npos)
+        return std::string(text);
+    return std::string(text.substr(0, begin)) + "\u2026" + std::string(text.substr(begin + at));
+}
+
 std::string badAddressText(std::string_view text)
 {
-    return "The address of a channel cannot be parsed: `" + std::string(text) + "`";
+    return "The address of a channel cannot be parsed: `" + withoutUserInfo(text) + "`";
 }
 
 } // namespace telvora::detail

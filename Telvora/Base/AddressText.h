@@ -17,7 +17,14 @@ namespace telvora::detail {
 /// Threads: any. Failure: none.
 TELVORA_EXPORT bool isAddressText(std::string_view text);
 
-/// What is said of a `text` that is none.
+/// The address for people: what stands before the last "@" of user, host and port is replaced, as
+/// in "http://…@a.b/c". An address without a user is unchanged, and so is what follows the host. In
+/// a `text` that is no address, everything up to the last "@" is taken for a user.
+///
+/// Threads: any. Failure: std::bad_alloc.
+TELVORA_EXPORT std::string withoutUserInfo(std::string_view text);
+
+/// What is said of a `text` that is none, for people.
 TELVORA_EXPORT std::string badAddressText(std::string_view text);
 
 } // namespace telvora::detail

@@ -57,7 +57,8 @@ public:
     // When it failed for the first time; 0 before.
     void setArrival(std::uint64_t arrival) { m_arrival = arrival; }
 
-    void setURL(std::string url) { m_url = std::move(url); }
+    // For people alone, so without a user and password.
+    void setURL(std::string_view url) { m_url = withoutUserInfo(url); }
 
     void operator()(const TrackerNetwork::PostResult& result, Batch param)
     {

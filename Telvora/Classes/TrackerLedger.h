@@ -117,7 +117,8 @@ struct TELVORA_EXPORT UploadFailure {
 
     /// Calendar time of the failure, in seconds.
     double secondsSince1970 = 0;
-    /// The address as the URL hook returned it; empty if it returned none.
+    /// The address as the URL hook returned it, but with "…" for a user and password in it; empty
+    /// if it returned none.
     std::string url;
     /// The HTTP status of the answer; 0 without one.
     int status = 0;

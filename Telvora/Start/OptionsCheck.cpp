@@ -50,7 +50,7 @@ void checkAddress(
         if (!mayLackAddress)
             problems.push_back(owner + " has no URL");
     } else if (!channel.url.isClosure() && !isURL(channel.url.text())) {
-        problems.push_back(owner + ": " + quoted(channel.url.text())
+        problems.push_back(owner + ": " + quoted(withoutUserInfo(channel.url.text()))
             + " is not a URL that begins with http:// or https://");
     }
 }
