@@ -27,8 +27,8 @@ struct TELVORA_EXPORT Diagnostic {
         headerLeftOut,
         /// A closure of the host threw: `reason` says which one and what.
         hostException,
-        /// More went wrong within a second than the handler was told: `count` diagnostics are not
-        /// delivered.
+        /// More went wrong within a second than the handler was told, or while a hundred
+        /// diagnostics waited for it: `count` of them are not delivered.
         heldBack,
     };
 

@@ -38,11 +38,28 @@ using Kind = Diagnostic::Kind;
 using namespace std::chrono_literals;
 
 constexpr int mostInSecond = 10;
+constexpr int mostSubmitted = 100;
 
 // Apart from the object, so that nobody makes it who has nothing to report.
 constinit ProcessValue<bool> s_areWanted { false };
 
 } // namespace
+
+struct Diagnostics::Submitted {
+    Submitted(Diagnostic&& submitted, std::atomic<int>& all)
+        : diagnostic(std::move(submitted))
+        , count(all)
+    {
+        ++count;
+    }
+    ~Submitted() { --count; }
+
+    Submitted(const Submitted&) = delete;
+    Submitted& operator=(const Submitted&) = delete;
+
+    const Diagnostic diagnostic;
+    std::atomic<int>& count;
+};
 
 Diagnostics& Diagnostics::shared()
 {
@@ -134,7 +151,7 @@ bool Diagnostics::hasRoom() noexcept
         m_secondBegan = now;
         m_takenInSecond = 0;
     }
-    if (m_takenInSecond >= mostInSecond)
+    if (m_takenInSecond >= mostInSecond || m_submitted >= mostSubmitted)
         return false;
     ++m_takenInSecond;
     return true;
@@ -149,20 +166,25 @@ void Diagnostics::holdBack() noexcept
             return; // endSecond() is under way.
         end = m_secondBegan + 1s;
     }
-    try {
-        const auto rest = end - platform().clock.steadyNow();
-        platform().dispatch.globalAsyncAfter(
-            std::max<std::chrono::nanoseconds>(rest, 1ns), [this] { endSecond(); });
-    } catch (...) {
-        // There is no memory: nobody learns how many there were.
-        const MutexLock lock(m_lock);
-        m_heldBack = 0;
-    }
+    endSecondAt(end);
+}
+
+void Diagnostics::endSecondAt(Time end) noexcept
+try {
+    const auto rest = end - platform().clock.steadyNow();
+    platform().dispatch.globalAsyncAfter(
+        std::max<std::chrono::nanoseconds>(rest, 1ns), [this] { endSecond(); });
+} catch (...) {
+    // There is no memory: nobody learns how many there were.
+    const MutexLock lock(m_lock);
+    m_heldBack = 0;
 }
 
 void Diagnostics::endSecond() noexcept
 try {
     const Time now = platform().clock.steadyNow();
+    if (m_submitted >= mostSubmitted)
+        return endSecondAt(now + 1s); // Nothing more is taken until there is room.
     Diagnostic heldBack { .kind = Kind::heldBack };
     {
         const MutexLock lock(m_lock);
@@ -213,7 +235,9 @@ try {
 void Diagnostics::submit(Diagnostic&& diagnostic)
 {
     m_queue->barrierAsync(
-        [this, owned = std::make_unique<Diagnostic>(std::move(diagnostic))] { deliver(*owned); });
+        [this, owned = std::make_unique<Submitted>(std::move(diagnostic), m_submitted)] {
+            deliver(owned->diagnostic);
+        });
 }
 
 void Diagnostics::deliver(const Diagnostic& diagnostic) const

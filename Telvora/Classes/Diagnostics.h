@@ -6,6 +6,7 @@
 #include <Telvora/Classes/Diagnostic.h>
 #include <Telvora/Platform/DispatchQueue.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -19,7 +20,7 @@ namespace telvora::detail {
 /// Hands diagnostics to the host's handler: each in a block of a queue of its own, in order, so
 /// that a handler that blocks holds nothing else up. A broken network or a loop of bad events could
 /// otherwise drown the host, so at most ten are delivered a second, and dropped events are
-/// gathered.
+/// gathered. While a hundred wait for a handler that blocks, further ones are held back.
 ///
 /// Life: one, made on first use and never destroyed.
 /// Threads: any.
@@ -53,10 +54,16 @@ private:
 
     static void hostThrew(const HostClosure& closure, std::string_view thrown) noexcept;
 
+    // A diagnostic in the queue, counted from its submission until it is delivered.
+    struct Submitted;
+
     void take(Diagnostic&& diagnostic) noexcept TELVORA_EXCLUDES(m_lock);
-    // Whether the diagnostic is among the first of its second; counts it then.
+    // Whether the diagnostic is among the first of its second and the queue is not full; counts it
+    // then.
     bool hasRoom() noexcept TELVORA_EXCLUDES(m_lock);
     void holdBack() noexcept TELVORA_EXCLUDES(m_lock);
+    // Calls endSecond() then, or now if it is past.
+    void endSecondAt(Time end) noexcept TELVORA_EXCLUDES(m_lock);
     void gather(const Drop& drop, std::int64_t events) TELVORA_EXCLUDES(m_lock);
     void takeGathered(const Drop& drop) noexcept TELVORA_EXCLUDES(m_lock);
     void endSecond() noexcept TELVORA_EXCLUDES(m_lock);
@@ -65,6 +72,9 @@ private:
 
     const std::unique_ptr<DispatchQueue> m_queue;
     Guarded<std::shared_ptr<const DiagnosticsHandler>> m_handler;
+
+    // How many are submitted and not delivered.
+    std::atomic<int> m_submitted { 0 };
 
     Mutex m_lock;
     // A second begins with the first diagnostic after the one before.

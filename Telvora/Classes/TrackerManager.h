@@ -218,7 +218,8 @@ public:
     /// that are dropped, headers that are left out, closures that throw. Empty takes it away; there
     /// is none until set. It is called on a thread of the library's, for one diagnostic after the
     /// other, ten a second at most. It may block, throw, and call the library, and it may run some
-    /// time after what it is told of; nothing waits for it.
+    /// time after what it is told of; nothing waits for it. While a hundred diagnostics wait for a
+    /// handler that blocks, further ones are only counted (Diagnostic::Kind::heldBack).
     static void setDiagnosticsHandler(DiagnosticsHandler handler);
 
     /// All channels as text for a person, one line each, for a log file or a support page:

@@ -4,8 +4,10 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -194,6 +196,59 @@ TEST_F(DiagnosticsTest, TenASecondAreToldAndTheRestIsCounted)
     EXPECT_EQ(told.size(), 12u);
     advance(5s);
     EXPECT_EQ(told.size(), 12u);
+}
+
+// As while a handler blocks: the identifier closure throws ten times a second, and no block runs.
+void throwWhileNothingIsDelivered(SimulatedPlatform& platform, int seconds)
+{
+    TrackerManager::shared().setQvxUuid(
+        []() -> std::optional<std::string> { throw std::runtime_error("no"); });
+    platform.setHold(true);
+    for (int second = 0; second < seconds; ++second) {
+        for (int call = 0; call < 10; ++call)
+            TrackerManager::uuid();
+        platform.advance(1s);
+    }
+    platform.setHold(false);
+    platform.runUntilIdle();
+}
+
+TEST_F(DiagnosticsTest, AHundredWaitForAHandlerThatBlocksAndTheRestIsCounted)
+{
+    listenToDiagnostics();
+    throwWhileNothingIsDelivered(simulated(), 10);
+    EXPECT_EQ(told.size(), 100u);
+
+    told.clear();
+    throwWhileNothingIsDelivered(simulated(), 12);
+    advance(1s);
+    ASSERT_EQ(told.size(), 101u);
+    EXPECT_EQ(told.back().kind, Kind::heldBack);
+    EXPECT_EQ(told.back().count, 20);
+
+    TrackerManager::uuid();
+    simulated().runUntilIdle();
+    ASSERT_EQ(told.size(), 102u);
+    EXPECT_EQ(told.back().kind, Kind::hostException);
+}
+
+// With some of the seeds the end of a second comes while all hundred still wait.
+TEST(DiagnosticsOrderTest, WhatAHandlerThatBlocksMissedIsCountedInAnyOrderOfBlocks)
+{
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        SimulatedPlatform platform(seed);
+        installPlatform(platform.services());
+        std::vector<Diagnostic> told;
+        TrackerManager::setDiagnosticsHandler(
+            [&](const Diagnostic& diagnostic) { told.push_back(diagnostic); });
+
+        throwWhileNothingIsDelivered(platform, 12);
+        platform.advance(2s);
+
+        ASSERT_EQ(told.size(), 101u) << seed;
+        EXPECT_EQ(told.back().kind, Kind::heldBack) << seed;
+        EXPECT_EQ(told.back().count, 20) << seed;
+    }
 }
 
 TEST_F(DiagnosticsTest, NothingIsKeptForALaterHandler)
