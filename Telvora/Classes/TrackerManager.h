@@ -56,8 +56,8 @@ concept BuiltEvent = std::same_as<Event, EventBuilder>;
 /// The library's facade: register a TrackerConfig for each channel, start once, and hand over
 /// events.
 ///
-/// Life: one instance, made on first use and never destroyed. Calls during exit() do no harm and
-/// call no closure of the host.
+/// Life: one instance, made on first use and never destroyed. Once exit() has called the library's
+/// exit handler, calls do no harm and call no closure of the host.
 ///
 /// Tests: after SimulatedPlatform::takeDown() shared() makes another one. References to the old one
 /// stay valid; it has released the closures and channels of the host, and every call on it returns
@@ -202,7 +202,8 @@ public:
     /// A batch that fails counts as ever, and is not tried again by this call. Called from a
     /// closure that the library calls in the middle of its work (trigger callback, URL hook,
     /// identifier during a request, diagnostics handler, log service) or on a thread of its own, it
-    /// does not wait; inside a hook it does. While the process exits it posts nothing.
+    /// does not wait; inside a hook it does. Once exit() has called the library's exit handler,
+    /// which is as new as the host's newest closure, it posts nothing and returns at once.
     static std::optional<FlushResult> flush(std::chrono::duration<double> deadline);
 
     /// The end, before main() returns: refuses events from now on (`afterShutdown`), flushes, stops

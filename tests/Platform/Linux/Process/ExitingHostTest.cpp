@@ -247,6 +247,21 @@ TEST_F(ExitingHostTest, TheLogServiceMayEndTheProcessWhileAClosureWaitsToLog)
         "exited 4");
 }
 
+TEST_F(ExitingHostTest, AnExitHandlerThatIsNewerThanTheLibrarysMayFlush)
+{
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        hostObject();
+        installEveryClosure(url);
+        TrackerManager::shared().enrollE2ETrack({ { "number", 1 } });
+        std::atexit([] {
+            if (TrackerManager::flush(60s) != FlushResult { true, 0 })
+                ::_exit(3);
+        });
+    }),
+        "exited 0");
+    EXPECT_EQ(requests, 1u);
+}
+
 TEST_F(ExitingHostTest, AClosureMayEndTheProcess)
 {
     EXPECT_EQ(endOfHost([](const std::string& url) {

@@ -86,17 +86,29 @@ TEST(HostProcessTest, TheProcessEndsCleanlyWithUploadsUnderWay)
 TEST(HostProcessTest, CallsFromExitHandlersAreHarmless)
 {
     const SilentPort port;
-    EXPECT_EQ(endOfChild([&] {
-        // Registered first, so it runs after everything that came later is gone.
-        std::atexit([] {
-            TrackerManager::shared().enrollE2ETrack({ { "late", true } });
-            TrackerManager::shared().reportAPMDict({ { "t", "LATE" } });
-            TrackerManager::stop();
-            TrackerManager::start();
-        });
-        useTheLibrary(port.url());
-    }),
-        "exited 0");
+    for (const bool shutsDown : { false, true }) {
+        EXPECT_EQ(endOfChild([&] {
+            // Registered first, so it runs after everything that came later is gone. The child's
+            // limit is shorter than these deadlines.
+            std::atexit([] {
+                TrackerManager::shared().enrollE2ETrack({ { "late", true } });
+                TrackerManager::shared().reportAPMDict({ { "t", "LATE" } });
+                TrackerManager::stop();
+                TrackerManager::start();
+                const auto flushed = TrackerManager::flush(1h);
+                const auto shutDown = TrackerManager::shutdown(1h);
+                if (flushed->left < 20 || shutDown->left < 20)
+                    ::_exit(3);
+            });
+            useTheLibrary(port.url());
+            waitForUploads();
+            // Registered last, so it runs before the library's own.
+            std::atexit([] { TrackerManager::flush(10ms); });
+            if (shutsDown)
+                std::atexit([] { TrackerManager::shutdown(10ms); });
+        }),
+            "exited 0");
+    }
 }
 
 TEST(HostProcessTest, NothingIsPrinted)
