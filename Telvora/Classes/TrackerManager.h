@@ -152,7 +152,12 @@ public:
     /// Installs the closure that is called with every event after its intake, also for unknown
     /// channels. It runs inside the manager's barrier: other events wait for it, and it must not
     /// call timerEventHandler(). It does not see an event that has to be copied or read from text
-    /// for it, if there is no memory for that.
+    /// for it, if there is no memory for that. It sees events that are handed over after
+    /// shutdown(), too.
+    ///
+    /// Empty takes it away. When this returns, a call of the closure before may still be running on
+    /// another thread; it has ended when a later flush() or shutdown() returns `atRest`. A closure
+    /// is destroyed after its last call.
     static void setTriggerCallback(
         std::function<void(const Dictionary& event, const std::string& index)> callback);
 
@@ -211,6 +216,10 @@ public:
     /// and begins no upload any more. What is not delivered then is lost when the process ends.
     /// Stop hooks are not called. Afterwards start() and register_() do nothing. A second call
     /// waits for what is under way. Deadline and result as with flush().
+    ///
+    /// It takes no closure away: the trigger callback, the diagnostics handler and the log service
+    /// may still be called afterwards, and so may the URL hook and the identifier closure for an
+    /// upload that had begun. What they use must outlive their last call.
     static std::optional<FlushResult> shutdown(std::chrono::duration<double> deadline);
 
     // ---- TrackerManager+Diagnosis.cpp: why data do not arrive ----
@@ -221,6 +230,10 @@ public:
     /// other, ten a second at most. It may block, throw, and call the library, and it may run some
     /// time after what it is told of; nothing waits for it. While a hundred diagnostics wait for a
     /// handler that blocks, further ones are only counted (Diagnostic::Kind::heldBack).
+    ///
+    /// It may be called after shutdown(), too. When this returns, a call of the handler before may
+    /// still be running on another thread; flush() and shutdown() do not wait for it, so a handler
+    /// should own what it uses. It is destroyed after its last call.
     static void setDiagnosticsHandler(DiagnosticsHandler handler);
 
     /// All channels as text for a person, one line each, for a log file or a support page:

@@ -278,6 +278,21 @@ TEST_F(DiagnosticsTest, AHandlerThatWasTakenAwayIsNotCalled)
     EXPECT_EQ(told.size(), 1u);
 }
 
+TEST_F(DiagnosticsTest, DropsAreToldAfterAShutdownUntilTheHandlerIsTakenAway)
+{
+    listenToDiagnostics();
+    append("nowhere", 1);
+    TrackerManager::shutdown(0s);
+    EXPECT_EQ(told.size(), 0u);
+    advance(1s);
+    EXPECT_EQ(told.size(), 1u);
+
+    append("nowhere", 2);
+    TrackerManager::setDiagnosticsHandler({});
+    advance(1s);
+    EXPECT_EQ(told.size(), 1u);
+}
+
 TEST_F(DiagnosticsTest, AHandlerMayThrowAndUseTheLibrary)
 {
     int calls = 0;

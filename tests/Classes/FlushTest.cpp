@@ -389,6 +389,21 @@ TEST_F(ShutdownTest, InTheTriggerCallbackItTakesEffectAfterTheCallback)
     TrackerManager::setTriggerCallback({});
 }
 
+TEST_F(ShutdownTest, TheTriggerCallbackSeesEventsAfterwardsUntilItIsTakenAway)
+{
+    addChannel("E2E");
+    watchEvents();
+    TrackerManager::shutdown(1s);
+
+    append("E2E", 1);
+    EXPECT_EQ(seen.size(), 1u);
+    TrackerManager::setTriggerCallback({});
+    append("E2E", 2);
+
+    EXPECT_EQ(seen.size(), 1u);
+    EXPECT_EQ(ledgerOf("E2E").events.dropped.afterShutdown, 2);
+}
+
 TEST_F(ShutdownTest, TheProviderGetsNothingAfterwards)
 {
     addChannel("APM");
