@@ -17,8 +17,10 @@ namespace telvora::detail {
 /// Threads: any. A thread may be inside several times. The handler does not wait for the thread
 /// that it runs on, so a closure may call exit(). In a forked child it does not wait at all.
 ///
-/// Deliberate: the wait has no limit. A thread that never leaves keeps the process from ending, as
-/// a thread does that the host joins; to go on without it would let it use destroyed objects.
+/// Deliberate: the wait has no limit, for no closure, not for the diagnostics handler either. A
+/// thread that never leaves keeps the process from ending, as a thread does that the host joins; to
+/// go on without it would let it use destroyed objects. std::quick_exit() and std::_Exit() do not
+/// wait.
 class TELVORA_EXPORT ExitGate {
 public:
     /// From now on exit() closes the gate before it destroys any object that is alive now. Call it

@@ -233,7 +233,9 @@ public:
     ///
     /// It may be called after shutdown(), too. When this returns, a call of the handler before may
     /// still be running on another thread; flush() and shutdown() do not wait for it, so a handler
-    /// should own what it uses. It is destroyed after its last call.
+    /// should own what it uses. It is destroyed after its last call. Only exit() waits until a call
+    /// has returned, and without a limit: a handler that blocks for ever keeps the process from
+    /// ending.
     static void setDiagnosticsHandler(DiagnosticsHandler handler);
 
     /// All channels as text for a person, one line each, for a log file or a support page:

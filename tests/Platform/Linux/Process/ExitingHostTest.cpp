@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -245,6 +246,40 @@ TEST_F(ExitingHostTest, TheLogServiceMayEndTheProcessWhileAClosureWaitsToLog)
         QuorvexLog::log(QuorvexLog::Category("tracker"), "the end");
     }),
         "exited 4");
+}
+
+std::atomic<bool> s_handlerRuns { false };
+std::atomic<bool> s_handlerMayReturn { false };
+std::atomic<bool> s_handlerHasReturned { false };
+
+TEST_F(ExitingHostTest, TheEndOfTheProcessWaitsForTheDiagnosticsHandlerAndShutdownDoesNot)
+{
+    EXPECT_EQ(endOfHost([](const std::string& url) {
+        hostObject();
+        // Registered before the handler is installed, as what the handler uses is made before.
+        std::atexit([] {
+            if (!s_handlerHasReturned)
+                ::_exit(3);
+        });
+        installEveryClosure(url);
+        TrackerManager::setDiagnosticsHandler([](const Diagnostic&) {
+            s_handlerRuns = true;
+            while (!s_handlerMayReturn)
+                std::this_thread::sleep_for(1ms);
+            std::this_thread::sleep_for(100ms);
+            hostObject().use();
+            s_handlerHasReturned = true;
+        });
+        TrackerManager::shared().setQvxUuid([]() -> std::optional<std::string> { throw 1; });
+        TrackerManager::uuid();
+        while (!s_handlerRuns)
+            std::this_thread::sleep_for(1ms);
+
+        if (!TrackerManager::shutdown(60s)->atRest)
+            ::_exit(4);
+        std::atexit([] { s_handlerMayReturn = true; });
+    }),
+        "exited 0");
 }
 
 TEST_F(ExitingHostTest, AnExitHandlerThatIsNewerThanTheLibrarysMayFlush)
