@@ -88,6 +88,7 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
     checkHeaders("The headers of all channels", options.headers, problems);
 
     const TrackerManager* manager = usedPlatform() ? &TrackerManager::shared() : nullptr;
+    const std::string_view reports = rawValue(DefaultIndex::APM);
     std::set<std::string_view> indexes;
     for (const Channel& channel : options.channels) {
         const std::size_t number = static_cast<std::size_t>(&channel - options.channels.data()) + 1;
@@ -102,13 +103,17 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
         if (channel.limit < 0)
             problems.push_back(owner + ": a limit of " + std::to_string(channel.limit)
                 + " is negative; with 0 each event is sent alone");
-        const bool isForProvider
-            = options.reportingProvider && channel.index == rawValue(DefaultIndex::APM);
+        const bool isForProvider = options.reportingProvider && channel.index == reports;
         checkAddress(owner, channel, isForProvider, problems);
         checkHeaders(owner, channel.headers, problems);
         checkCommonData(owner, channel, problems);
         checkLimits(owner, channel.limits, channel, problems);
         checkLimits(owner + " and the limits of all channels", options.limits, channel, problems);
+    }
+    const bool hasReports = indexes.contains(reports) || (manager && manager->config(reports));
+    if (options.reportingProvider && !hasReports) {
+        problems.emplace_back("The reporting provider gets no report without a channel \"APM\", "
+                              "which needs no URL");
     }
     return problems;
 }

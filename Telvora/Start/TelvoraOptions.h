@@ -103,7 +103,9 @@ struct TelvoraOptions {
     DiagnosticsHandler onDiagnostic {};
     /// Sees every event; TrackerManager::setTriggerCallback() says what it must not do.
     std::function<void(const Dictionary& event, const std::string& index)> onEvent {};
-    /// Takes the APM reports instead of a collector. Null: they are events of "APM".
+    /// Takes the APM reports instead of a collector. It gets them merged with the common data of
+    /// "APM", so that channel must be there, with or without an address. Null: the reports are
+    /// events of "APM".
     std::shared_ptr<QVXOstraProviderProtocol> reportingProvider {};
 };
 

@@ -106,9 +106,25 @@ TEST(OptionsCheckTest, TheChannelOfReportsNeedsNoAddressWhereAProviderTakesThem)
     EXPECT_EQ(
         detail::problemsOf({ .channels = { { .index = "APM" } }, .reportingProvider = provider }),
         Problems());
-    EXPECT_EQ(
-        detail::problemsOf({ .channels = { { .index = "MP" } }, .reportingProvider = provider }),
+    EXPECT_EQ(detail::problemsOf({ .channels = { { .index = "APM" }, { .index = "MP" } },
+                  .reportingProvider = provider }),
         Problems { "Channel \"MP\" has no URL" });
+}
+
+TEST(OptionsCheckTest, AProviderNeedsTheChannelOfReports)
+{
+    const auto provider = std::make_shared<RecordingProvider>();
+    const Problems lost { "The reporting provider gets no report without a channel \"APM\", which "
+                          "needs no URL" };
+
+    EXPECT_EQ(detail::problemsOf({ .reportingProvider = provider }), lost);
+    EXPECT_EQ(detail::problemsOf({ .channels = { { .index = "MP", .url = rightURL } },
+                  .reportingProvider = provider }),
+        lost);
+
+    simulated();
+    TrackerManager::shared().register_(std::make_shared<TrackerConfig>("APM", 1));
+    EXPECT_EQ(detail::problemsOf({ .reportingProvider = provider }), Problems());
 }
 
 TEST(OptionsCheckTest, AHeaderThatHTTPCannotCarryIsNamedWithoutItsValue)
