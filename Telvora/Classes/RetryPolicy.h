@@ -14,13 +14,17 @@ namespace telvora {
 ///
 /// Without a policy a channel tries a batch three more times, whenever an event or a tick gives it
 /// a chance; at a hundred events a second that is over after 40 milliseconds.
+///
+/// startTelvora() refuses less than one try, a wait that is negative or not finite, and a longest
+/// wait that is shorter than the first. TrackerConfig::setRetryPolicy() takes what is said below.
 struct TELVORA_EXPORT RetryPolicy {
     /// How often a batch is tried in all, with the first time; less than 1 is 1. Absent: without
     /// end.
     std::optional<std::int64_t> tries = 4;
     /// The wait after the first failure. Negative or not a number: 0.
     std::chrono::duration<double> first { 1 };
-    /// No wait is longer, not even one that the collector asks for.
+    /// No wait is longer, not even one that the collector asks for. Negative or not a number: 0, so
+    /// that each wait is a millisecond. More than a hundred years: a hundred years.
     std::chrono::duration<double> longest { 300 };
     /// Whether each wait is drawn from its upper half, so that many hosts do not come back at once.
     bool jitter = true;

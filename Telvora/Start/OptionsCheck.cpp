@@ -8,6 +8,7 @@
 #include <Telvora/Platform/Platform.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <set>
 #include <string_view>
@@ -66,6 +67,26 @@ void checkCommonData(const std::string& owner, const Channel& channel, Problems&
     }
 }
 
+void checkRetry(const std::string& owner, const RetryPolicy& policy, Problems& problems)
+{
+    const auto checkWait = [&](std::string_view name, double seconds) {
+        if (!std::isfinite(seconds) || seconds < 0) {
+            problems.push_back(owner + ": the " + std::string(name)
+                + " wait of its retry policy is negative or not finite");
+        }
+    };
+    if (policy.tries && *policy.tries < 1) {
+        problems.push_back(owner + ": a batch cannot be tried " + std::to_string(*policy.tries)
+            + " times; the first time counts too");
+    }
+    checkWait("first", policy.first.count());
+    checkWait("longest", policy.longest.count());
+    if (policy.longest < policy.first) {
+        problems.push_back(
+            owner + ": the longest wait of its retry policy is shorter than the first");
+    }
+}
+
 // The host would wonder where its events are.
 void checkLimits(
     const std::string& owner, const Limits& limits, const Channel& channel, Problems& problems)
@@ -107,6 +128,8 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
         checkAddress(owner, channel, isForProvider, problems);
         checkHeaders(owner, channel.headers, problems);
         checkCommonData(owner, channel, problems);
+        if (channel.retry)
+            checkRetry(owner, *channel.retry, problems);
         checkLimits(owner, channel.limits, channel, problems);
         checkLimits(owner + " and the limits of all channels", options.limits, channel, problems);
     }

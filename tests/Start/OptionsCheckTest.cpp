@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cmath>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +17,7 @@
 namespace telvora {
 namespace {
 
+using namespace std::chrono_literals;
 using Problems = std::vector<std::string>;
 
 constexpr const char* rightURL = "https://collector.example/e2e";
@@ -39,11 +43,43 @@ TEST(OptionsCheckTest, RightOptionsHaveNoProblems)
                     .limit = 20,
                     .url = rightURL,
                     .limits = { .events = 20, .batches = 0, .bytes = 1 } },
+                { .index = "patient", .url = rightURL, .retry = RetryPolicy() },
+                { .index = "once",
+                    .url = rightURL,
+                    .retry = RetryPolicy { .tries = 1, .first = 0s, .longest = 0s } },
+                { .index = "endless",
+                    .url = rightURL,
+                    .retry = RetryPolicy { .tries = std::nullopt, .first = 300s } },
             },
             .headers = { { "Authorization", "Bearer abc" } },
             .limits = { .events = 20 },
         }),
         Problems());
+}
+
+TEST(OptionsCheckTest, ARetryPolicyTriesAtLeastOnceAndWaitsForSomeTime)
+{
+    using Seconds = std::chrono::duration<double>;
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    const auto problemsWith = [](const RetryPolicy& policy) {
+        return problemsOf({ .index = "E2E", .url = rightURL, .retry = policy });
+    };
+    const Problems wrongFirst {
+        "Channel \"E2E\": the first wait of its retry policy is negative or not finite"
+    };
+    const Problems wrongLongest {
+        "Channel \"E2E\": the longest wait of its retry policy is negative or not finite"
+    };
+
+    EXPECT_EQ(problemsWith({ .tries = 0 }),
+        Problems { "Channel \"E2E\": a batch cannot be tried 0 times; the first time counts too" });
+    EXPECT_EQ(problemsWith({ .first = -1s }), wrongFirst);
+    EXPECT_EQ(problemsWith({ .first = Seconds(std::nan("")) }), wrongFirst);
+    EXPECT_EQ(problemsWith({ .longest = Seconds(infinite) }), wrongLongest);
+    EXPECT_EQ(problemsWith({ .first = 301s }),
+        Problems {
+            "Channel \"E2E\": the longest wait of its retry policy is shorter than the first" });
+    EXPECT_EQ(problemsWith({ .tries = -1, .first = Seconds(infinite), .longest = -1s }).size(), 4u);
 }
 
 TEST(OptionsCheckTest, AListMustBeAbleToFill)
