@@ -56,11 +56,29 @@ void checkAddress(
     }
 }
 
+// As TrackerManager sets it up.
+std::string_view listKeyOf(const Channel& channel)
+{
+    if (channel.listKey)
+        return *channel.listKey;
+    const auto index = defaultIndex(channel.index);
+    const bool isPlain = channel.standardData == StandardData::standard
+        && (index == DefaultIndex::APM || index == DefaultIndex::E2E
+            || index == DefaultIndex::Sentry);
+    return isPlain ? "data" : "data-list";
+}
+
 void checkCommonData(const std::string& owner, const Channel& channel, Problems& problems)
 {
     if (channel.standardData == StandardData::frontEndMonitor
         && channel.index != rawValue(DefaultIndex::Sentry))
         problems.push_back(owner + ": only \"Sentry\" has data for the front-end monitor");
+    const std::string_view listKey = listKeyOf(channel);
+    if (listKey.empty())
+        problems.push_back(owner + ": the key of its event list is empty");
+    else if (channel.commonData.contains(listKey))
+        problems.push_back(
+            owner + ": its common data have " + quoted(listKey) + ", the key of its event list");
     if (channel.nonFinite != NonFiniteCost::null && !encode(channel.commonData)) {
         problems.push_back(
             owner + ": a number in its common data is not finite, which JSON cannot express");

@@ -53,7 +53,7 @@ struct Channel {
     /// a stack allows there is TrackerConfig::setCommonData().
     Dictionary commonData {};
     /// The key of the event list in a batch. Absent: "data" in the standard data of "APM", "E2E"
-    /// and "Sentry", otherwise "data-list".
+    /// and "Sentry", otherwise "data-list". `commonData` must not have this key.
     std::optional<std::string> listKey {};
     /// Whether batches are compressed.
     BodyEncoding encoding = BodyEncoding::plain;

@@ -193,6 +193,31 @@ TEST(OptionsCheckTest, CommonDataThatCannotBeSentAreAProblem)
         Problems { "Channel \"E2E\": only \"Sentry\" has data for the front-end monitor" });
 }
 
+TEST(OptionsCheckTest, CommonDataCannotHaveTheKeyOfTheEventList)
+{
+    const auto problemsWith = [](std::string index, std::optional<std::string> listKey,
+                                  Dictionary commonData, StandardData standard) {
+        return problemsOf({ .index = std::move(index),
+            .url = rightURL,
+            .standardData = standard,
+            .commonData = std::move(commonData),
+            .listKey = std::move(listKey) });
+    };
+    const Dictionary keys { { "data", 1 }, { "list", 2 } };
+
+    EXPECT_EQ(problemsWith("own", "list", keys, StandardData::none),
+        Problems { "Channel \"own\": its common data have \"list\", the key of its event list" });
+    EXPECT_EQ(problemsWith("E2E", {}, keys, StandardData::standard),
+        Problems { "Channel \"E2E\": its common data have \"data\", the key of its event list" });
+    EXPECT_EQ(problemsWith("E2E", {}, { { "data-list", 1 } }, StandardData::none),
+        Problems {
+            "Channel \"E2E\": its common data have \"data-list\", the key of its event list" });
+    EXPECT_EQ(problemsWith("E2E", {}, keys, StandardData::none), Problems());
+    EXPECT_EQ(problemsWith("MP", {}, keys, StandardData::standard), Problems());
+    EXPECT_EQ(problemsWith("own", "", {}, StandardData::none),
+        Problems { "Channel \"own\": the key of its event list is empty" });
+}
+
 TEST(OptionsCheckTest, EveryProblemIsNamed)
 {
     EXPECT_EQ(detail::problemsOf({ .channels = { { .limit = -2 }, { .index = "E2E" } },
