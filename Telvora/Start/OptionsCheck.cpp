@@ -9,10 +9,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <cstddef>
 #include <set>
 #include <string_view>
-#include <utility>
 
 namespace telvora::detail {
 
@@ -105,18 +104,16 @@ void checkRetry(const std::string& owner, const RetryPolicy& policy, Problems& p
     }
 }
 
-// The host would wonder where its events are.
-void checkLimits(
-    const std::string& owner, const Limits& limits, const Channel& channel, Problems& problems)
+// Fewer events than fill the channel's list are right: they are sent with the timer.
+void checkLimits(const std::string& owner, const Limits& limits, bool hasRetry, Problems& problems)
 {
-    const std::int64_t batch = std::max<std::int64_t>(channel.limit, 1);
-    if (limits.events && std::cmp_less(*limits.events, batch)) {
-        problems.push_back(owner + ": with at most " + std::to_string(*limits.events)
-            + " events in memory its list never has the " + std::to_string(batch)
-            + " at which it is sent");
+    if (limits.events == 0u || limits.bytes == 0u) {
+        problems.push_back(owner + ": with at most 0 " + (limits.events == 0u ? "events" : "bytes")
+            + " in memory every event is dropped");
+    } else if (limits.batches == 0u && hasRetry) {
+        problems.push_back(
+            owner + ": with at most 0 batches in memory a retry policy has nothing to try again");
     }
-    if (limits.bytes == 0u)
-        problems.push_back(owner + ": with at most 0 bytes in memory every event is dropped");
 }
 
 } // namespace
@@ -125,6 +122,10 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
 {
     Problems problems;
     checkHeaders("The headers of all channels", options.headers, problems);
+    checkLimits("The limits of all channels", options.limits,
+        std::ranges::any_of(
+            options.channels, [](const Channel& channel) { return channel.retry.has_value(); }),
+        problems);
 
     const TrackerManager* manager = usedPlatform() ? &TrackerManager::shared() : nullptr;
     const std::string_view reports = rawValue(DefaultIndex::APM);
@@ -148,8 +149,7 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
         checkCommonData(owner, channel, problems);
         if (channel.retry)
             checkRetry(owner, *channel.retry, problems);
-        checkLimits(owner, channel.limits, channel, problems);
-        checkLimits(owner + " and the limits of all channels", options.limits, channel, problems);
+        checkLimits(owner, channel.limits, channel.retry.has_value(), problems);
     }
     const bool hasReports = indexes.contains(reports) || (manager && manager->config(reports));
     if (options.reportingProvider && !hasReports) {

@@ -82,22 +82,47 @@ TEST(OptionsCheckTest, ARetryPolicyTriesAtLeastOnceAndWaitsForSomeTime)
     EXPECT_EQ(problemsWith({ .tries = -1, .first = Seconds(infinite), .longest = -1s }).size(), 4u);
 }
 
-TEST(OptionsCheckTest, AListMustBeAbleToFill)
+TEST(OptionsCheckTest, LimitsKeepSomething)
 {
     EXPECT_EQ(
-        problemsOf({ .index = "E2E", .limit = 20, .url = rightURL, .limits = { .events = 19 } }),
-        Problems { "Channel \"E2E\": with at most 19 events in memory its list never has the 20 at "
-                   "which it is sent" });
-    EXPECT_EQ(problemsOf({ .index = "E2E", .limit = 0, .url = rightURL, .limits = { .events = 0 } })
-                  .size(),
-        1u);
-    EXPECT_EQ(detail::problemsOf({ .channels = { { .index = "E2E", .url = rightURL } },
-                  .limits = { .events = 1 } }),
-        Problems {
-            "Channel \"E2E\" and the limits of all channels: with at most 1 events in memory "
-            "its list never has the 20 at which it is sent" });
+        problemsOf({ .index = "E2E", .limit = 0, .url = rightURL, .limits = { .events = 0 } }),
+        Problems { "Channel \"E2E\": with at most 0 events in memory every event is dropped" });
     EXPECT_EQ(problemsOf({ .index = "E2E", .url = rightURL, .limits = { .bytes = 0 } }),
         Problems { "Channel \"E2E\": with at most 0 bytes in memory every event is dropped" });
+    EXPECT_EQ(detail::problemsOf({ .limits = { .events = 0 } }),
+        Problems {
+            "The limits of all channels: with at most 0 events in memory every event is dropped" });
+}
+
+TEST(OptionsCheckTest, ARetryPolicyNeedsABatchThatIsKept)
+{
+    const Limits noBatch { .batches = 0 };
+    const std::string sentence
+        = ": with at most 0 batches in memory a retry policy has nothing to try again";
+
+    EXPECT_EQ(
+        problemsOf({ .index = "E2E", .url = rightURL, .retry = RetryPolicy(), .limits = noBatch }),
+        Problems { "Channel \"E2E\"" + sentence });
+    EXPECT_EQ(detail::problemsOf(
+                  { .channels = { { .index = "E2E", .url = rightURL, .retry = RetryPolicy() } },
+                      .limits = noBatch }),
+        Problems { "The limits of all channels" + sentence });
+    EXPECT_EQ(
+        detail::problemsOf({ .channels = { { .index = "E2E", .url = rightURL, .limits = noBatch } },
+            .limits = noBatch }),
+        Problems());
+}
+
+TEST(OptionsCheckTest, AListThatNeverFillsMayBeMeantForTheTimer)
+{
+    EXPECT_EQ(detail::problemsOf({
+                  .channels = { { .index = "E2E",
+                      .limit = 1'000'000,
+                      .url = rightURL,
+                      .limits = { .events = 10 } } },
+                  .limits = { .events = 5 },
+              }),
+        Problems());
 }
 
 TEST(OptionsCheckTest, AChannelNeedsAnIndexThatNoOtherHas)
