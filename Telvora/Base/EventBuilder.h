@@ -63,8 +63,9 @@ public:
 
     /// Sets a field, which keeps its place if there is one of that key. EventValue.h says what
     /// `value` may be: besides numbers and texts also enums, optionals, ranges and maps. An absent
-    /// optional sets nothing: the key is left out, or keeps the value that it has. A container is
-    /// copied, however deep it is. The memory of a replaced value is given back with the event.
+    /// optional sets nothing: the key is left out, or keeps the value that it has. A null pointer
+    /// to a text sets null. A container is copied, however deep it is. The memory of a replaced
+    /// value is given back with the event.
     template<typename T> EventBuilder& set(std::string_view key, const T& value)
     {
         if constexpr (detail::isContainer<T>)

@@ -16,6 +16,7 @@
 /// How the types of a host become values of an event, for EventBuilder::set() and toValue():
 ///
 /// - a bool, a number, a text (also std::string_view), nullptr: as it is;
+/// - a text as a pointer, as getenv() returns it: as the text; where the pointer is null, as null;
 /// - a Value, a Dictionary, an Array: as a copy, however deep it is;
 /// - an enum: as the text of rawValue(), a function in the enum's namespace; without one, as its
 ///   number;
@@ -127,6 +128,8 @@ template<typename T> Value makeValue(const T& source, const boost::json::storage
         return Value(static_cast<std::underlying_type_t<T>>(source), storage);
     } else if constexpr (isContainer<T>) {
         return copyIn(source, storage);
+    } else if constexpr (std::is_pointer_v<T>) {
+        return source ? Value(std::string_view(source), storage) : Value(nullptr, storage);
     } else if constexpr (PlainValue<T>) {
         return Value(source, storage);
     } else if constexpr (Text<T>) {
@@ -149,7 +152,8 @@ template<typename T> Value makeValue(const T& source, const boost::json::storage
 } // namespace detail
 
 /// The value of an enum, an optional, a range or a map, for a place where a Dictionary is written
-/// by hand: `{ { "side", toValue(order.side) } }`. An absent optional is null there.
+/// by hand: `{ { "side", toValue(order.side) } }`. An absent optional is null there. So is a null
+/// pointer to a text, which must not be written there without toValue().
 template<typename T> Value toValue(const T& source)
 {
     if constexpr (detail::isEventValue<T>())

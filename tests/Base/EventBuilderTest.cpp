@@ -34,6 +34,17 @@ TEST(EventBuilderTest, AFieldThatIsSetAgainKeepsItsPlace)
     EXPECT_EQ(encode(builtBy(event)), R"({"a":"new","b":2})");
 }
 
+TEST(EventBuilderTest, ANullPointerToATextIsNull)
+{
+    const char* absent = nullptr;
+    char letters[] = "text";
+    char* present = letters;
+    EventBuilder event;
+    event.set("a", 1).set("a", absent).set("b", present).set("c", static_cast<char*>(nullptr));
+
+    EXPECT_EQ(encode(builtBy(event)), R"({"a":null,"b":"text","c":null})");
+}
+
 TEST(EventBuilderTest, ContainersAreCopied)
 {
     Dictionary inner { { "list", { 1, { { "x", "y" } } } } };

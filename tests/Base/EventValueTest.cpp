@@ -118,6 +118,16 @@ TEST(EventValueTest, AnAbsentOptionalInAListIsNull)
     EXPECT_EQ(asSet(std::vector<std::optional<int>> { 1, {}, 3 }), "[1,null,3]");
 }
 
+TEST(EventValueTest, ANullPointerToATextIsNullInEachPlace)
+{
+    const char* absent = nullptr;
+
+    EXPECT_EQ(asSet(std::vector { "a", absent }), R"(["a",null])");
+    EXPECT_EQ(asSet(std::optional(absent)), "null");
+    EXPECT_EQ(asSet(std::map<std::string, const char*> { { "k", absent } }), R"({"k":null})");
+    EXPECT_EQ(toValue(absent), Value(nullptr));
+}
+
 TEST(EventValueTest, AMapWithTextKeysGoesAsADictionary)
 {
     EXPECT_EQ(asSet(std::map<std::string, int> { { "b", 2 }, { "a", 1 } }), R"({"a":1,"b":2})");
