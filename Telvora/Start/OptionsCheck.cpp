@@ -24,12 +24,22 @@ std::string quoted(std::string_view text)
     return '"' + std::string(text) + '"';
 }
 
-bool isURL(std::string_view text)
+// What keeps the text from being an address for HTTP; empty if nothing does.
+std::string_view faultOf(std::string_view text)
 {
-    const auto hasScheme = [&](std::string_view scheme) {
-        return equalsIgnoringCase(text.substr(0, scheme.size()), scheme);
-    };
-    return isAddressText(text) && (hasScheme("http://") || hasScheme("https://"));
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::string_view scheme = text.substr(0, colon);
+    if ((!equalsIgnoringCase(scheme, "http") && !equalsIgnoringCase(scheme, "https"))
+        || !text.substr(colon).starts_with("://"))
+        return " does not begin with http:// or https://";
+    std::string_view authority = text.substr(colon + 3);
+    authority = authority.substr(0, authority.find_first_of("/?#"));
+    const std::string_view host = authority.substr(authority.find('@') + 1);
+    if (host.empty() || host.starts_with(':'))
+        return " has no host";
+    if (!isAddressText(text))
+        return " cannot be parsed: it has a space in it, or its host or its port is wrong";
+    return {};
 }
 
 // The value is not shown, because it may be a secret.
@@ -49,9 +59,10 @@ void checkAddress(
     if (channel.url.isEmpty()) {
         if (!mayLackAddress)
             problems.push_back(owner + " has no URL");
-    } else if (!channel.url.isClosure() && !isURL(channel.url.text())) {
-        problems.push_back(owner + ": " + quoted(withoutUserInfo(channel.url.text()))
-            + " is not a URL that begins with http:// or https://");
+    } else if (!channel.url.isClosure()) {
+        const std::string_view fault = faultOf(channel.url.text());
+        if (!fault.empty())
+            problems.push_back(owner + ": " + quoted(withoutUserInfo(channel.url.text())) + std::string(fault));
     }
 }
 

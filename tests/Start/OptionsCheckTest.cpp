@@ -38,6 +38,7 @@ TEST(OptionsCheckTest, RightOptionsHaveNoProblems)
                 { .index = "Sentry",
                     .url = "HTTP://127.0.0.1:1",
                     .standardData = StandardData::frontEndMonitor },
+                { .index = "named", .url = "https://user:word@[::1]:65535?a#b" },
                 { .index = "own", .url = rightURL, .commonData = { { "a", { 1, 2.5 } } } },
                 { .index = "kept",
                     .limit = 20,
@@ -145,12 +146,20 @@ TEST(OptionsCheckTest, AChannelThatIsRegisteredIsAProblem)
 TEST(OptionsCheckTest, AChannelNeedsAnAddressForHTTP)
 {
     EXPECT_EQ(problemsOf({ .index = "E2E" }), Problems { "Channel \"E2E\" has no URL" });
-    for (const std::string text : { "collector.example/e2e", "ftp://collector.example", "/e2e",
-             "http://collector example", "https://[::1", "http:", "http" }) {
+    const auto expectFault = [](const std::string& text, const std::string& fault) {
         EXPECT_EQ(problemsOf({ .index = "E2E", .url = text }),
-            Problems { "Channel \"E2E\": \"" + text
-                + "\" is not a URL that begins with http:// or https://" });
-    }
+            Problems { "Channel \"E2E\": \"" + text + "\" " + fault });
+    };
+    for (const char* text : { "collector.example/e2e", "ftp://collector.example", "/e2e", "http:",
+             "http", "http:/collector.example", "collector.example:8080", "://a", " http://a" })
+        expectFault(text, "does not begin with http:// or https://");
+    for (const char* text :
+        { "https://", "http:///x", "http://?a", "http://#a", "http://:80/", "http://user@/x" })
+        expectFault(text, "has no host");
+    for (const char* text : { "http://collector example", "https://[::1", "http://a/b c",
+             "http://collector.example:65536", "http://a\tb" })
+        expectFault(
+            text, "cannot be parsed: it has a space in it, or its host or its port is wrong");
 }
 
 TEST(OptionsCheckTest, APasswordInAnAddressIsNotShown)

@@ -37,8 +37,8 @@ TEST_F(StartRefusedTest, WithAnythingWrongNothingIsDone)
     });
 
     EXPECT_FALSE(result);
-    EXPECT_EQ(result.text(),
-        "Channel \"MP\": \"collector\" is not a URL that begins with http:// or https://\n");
+    EXPECT_EQ(
+        result.text(), "Channel \"MP\": \"collector\" does not begin with http:// or https://\n");
     EXPECT_EQ(manager().config("E2E"), nullptr);
     EXPECT_FALSE(manager().trackerTimer().isRunning());
     EXPECT_EQ(
