@@ -121,10 +121,11 @@ void checkState(const Platform* platform, std::vector<std::string>& problems)
 StartResult startTelvora(TelvoraOptions options, Platform& platform) noexcept
 {
     return detail::startTelvora(
-        std::move(options), &platform, [&]() -> Platform& { return platform; });
+        std::move(options), &platform, [](auto&) {}, [&]() -> Platform& { return platform; });
 }
 
 StartResult detail::startTelvora(TelvoraOptions&& options, const Platform* platform,
+    FunctionRef<void(std::vector<std::string>&)> checkPlatform,
     FunctionRef<Platform&()> makePlatform) noexcept
 {
     bool isInstalled = false;
@@ -136,6 +137,7 @@ StartResult detail::startTelvora(TelvoraOptions&& options, const Platform* platf
             return refused({ "startTelvora() was called before" });
 
         std::vector<std::string> problems = problemsOf(options);
+        checkPlatform(problems);
         checkState(platform, problems);
         if (problems.empty()) {
             isInstalled = tryInstallPlatform(makePlatform());

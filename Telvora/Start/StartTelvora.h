@@ -50,8 +50,9 @@ TELVORA_EXPORT StartResult startTelvora(TelvoraOptions options, Platform& platfo
 namespace detail {
 
 /// The same with a platform that is made once nothing else is wrong. `platform` is that platform if
-/// it is there already, otherwise null.
+/// it is there already, otherwise null. `checkPlatform` adds what is wrong with its own options.
 TELVORA_EXPORT StartResult startTelvora(TelvoraOptions&& options, const Platform* platform,
+    FunctionRef<void(std::vector<std::string>&)> checkPlatform,
     FunctionRef<Platform&()> makePlatform) noexcept;
 
 } // namespace detail

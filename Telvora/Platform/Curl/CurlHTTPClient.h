@@ -21,15 +21,15 @@ class CurlWorker;
 /// so the way a host was started cannot redirect its batches.
 struct CurlHTTPOptions {
     /// Path of a file with the certificate authorities to trust (PEM). Absent: the system's.
-    std::optional<std::string> authorityFile;
+    std::optional<std::string> authorityFile {};
     /// Path of the file with the client certificate (PEM), for servers that ask for one. Absent:
     /// none is sent.
-    std::optional<std::string> certificateFile;
+    std::optional<std::string> certificateFile {};
     /// Path of the file with the private key of the client certificate (PEM). Absent: the key is in
     /// `certificateFile`.
-    std::optional<std::string> keyFile;
-    /// URL of a proxy for every request. Absent: no proxy.
-    std::optional<std::string> proxy;
+    std::optional<std::string> keyFile {};
+    /// URL of a proxy for every request. Absent or empty: no proxy.
+    std::optional<std::string> proxy {};
     /// The longest body of an answer, in bytes; 4 MiB by default. A longer one is an error, and the
     /// rest is not read.
     std::size_t answerLimitBytes = 4 * 1024 * 1024;

@@ -13,6 +13,8 @@
 namespace telvora {
 namespace {
 
+using Problems = std::vector<std::string>;
+
 // No server listens on port 1.
 TelvoraOptions oneChannel(Address url = "http://127.0.0.1:1")
 {
@@ -44,12 +46,57 @@ TEST(StartOnLinuxTest, WithAnythingWrongNoPlatformIsMade)
     EXPECT_EQ(detail::usedPlatform(), nullptr);
 }
 
+Problems problemsWith(CurlHTTPOptions http)
+{
+    return startTelvora({}, { .http = std::move(http) }).problems;
+}
+
+TEST(StartOnLinuxTest, AFileThatCannotBeReadIsAProblem)
+{
+    const std::string missing = "/nowhere/file.pem";
+
+    EXPECT_EQ(problemsWith({ .authorityFile = missing }),
+        Problems { "http.authorityFile: the file \"/nowhere/file.pem\" cannot be read" });
+    EXPECT_EQ(problemsWith({ .certificateFile = "/" }),
+        Problems { "http.certificateFile: the file \"/\" cannot be read" });
+    EXPECT_EQ(problemsWith({ .certificateFile = "/proc/self/comm", .keyFile = missing }),
+        Problems { "http.keyFile: the file \"/nowhere/file.pem\" cannot be read" });
+    EXPECT_EQ(detail::usedPlatform(), nullptr);
+}
+
+TEST(StartOnLinuxTest, AKeyNeedsItsCertificate)
+{
+    EXPECT_EQ(problemsWith({ .keyFile = "/proc/self/comm" }),
+        Problems { "http.keyFile is of no use without http.certificateFile" });
+}
+
+TEST(StartOnLinuxTest, AProxyIsAnAddressAndAnAnswerHasBytes)
+{
+    EXPECT_EQ(problemsWith({ .proxy = "proxy example", .answerLimitBytes = 0 }),
+        (Problems { "http.proxy: \"proxy example\" is not an address",
+            "http.answerLimitBytes: with 0 no answer can be read" }));
+}
+
+TEST(StartOnLinuxTest, RightOptionsOfTheHTTPClientHaveNoProblems)
+{
+    EXPECT_EQ(problemsWith({ .authorityFile = "/proc/self/comm",
+                  .certificateFile = "/proc/self/comm",
+                  .proxy = "proxy.example:3128",
+                  .answerLimitBytes = 1 }),
+        Problems());
+}
+
+TEST(StartOnLinuxTest, AnEmptyProxyIsNone)
+{
+    EXPECT_EQ(problemsWith({ .proxy = "" }), Problems());
+}
+
 TEST(StartOnLinuxTest, APlatformThatIsInUseIsNotReplaced)
 {
     Platform& used = platform();
 
     EXPECT_EQ(startTelvora(oneChannel()).problems,
-        std::vector<std::string> { "Another platform is installed or in use already" });
+        Problems { "Another platform is installed or in use already" });
     EXPECT_EQ(&platform(), &used);
 }
 
