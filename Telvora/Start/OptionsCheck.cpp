@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstddef>
 #include <set>
+#include <span>
 #include <string_view>
 
 namespace telvora::detail {
@@ -42,14 +43,34 @@ std::string_view faultOf(std::string_view text)
     return {};
 }
 
-// The value is not shown, because it may be a secret.
-void checkHeaders(const std::string& owner, const StringDictionary& headers, Problems& problems)
+// Whether the library sets the header in requests of one of the channels, so that the host's would
+// not be sent there.
+bool isSetByLibrary(std::string_view name, std::span<const Channel> channels)
 {
+    constexpr std::string_view always[] { "clienttype", "versioncode", "system-version", "QVX-UUID",
+        "Content-Type", "x-trace-id" };
+    const auto isName = [&](std::string_view other) { return isSameFieldName(name, other); };
+    return std::ranges::any_of(always, isName)
+        || (isName("Content-Encoding")
+            && std::ranges::any_of(channels,
+                [](const Channel& channel) { return channel.encoding == BodyEncoding::gzip; }))
+        || (isName("x-batch-id") && std::ranges::any_of(channels, &Channel::hasBatchId));
+}
+
+// The value is not shown, because it may be a secret.
+void checkHeaders(const std::string& owner, const StringDictionary& headers,
+    std::span<const Channel> channels, Problems& problems)
+{
+    std::set<std::string> names;
     for (const auto& [name, value] : headers) {
         if (!isFieldName(name))
             problems.push_back(owner + ": HTTP cannot carry a header named " + quoted(name));
         else if (!isFieldValue(trimmedFieldValue(value)))
             problems.push_back(owner + ": HTTP cannot carry the value of the header " + name);
+        else if (isSetByLibrary(name, channels))
+            problems.push_back(owner + ": the library itself sets the header " + name);
+        if (!names.insert(lowered(name)).second)
+            problems.push_back(owner + ": the header " + name + " is there twice; case is ignored");
     }
 }
 
@@ -132,7 +153,7 @@ void checkLimits(const std::string& owner, const Limits& limits, bool hasRetry, 
 std::vector<std::string> problemsOf(const TelvoraOptions& options)
 {
     Problems problems;
-    checkHeaders("The headers of all channels", options.headers, problems);
+    checkHeaders("The headers of all channels", options.headers, options.channels, problems);
     checkLimits("The limits of all channels", options.limits,
         std::ranges::any_of(
             options.channels, [](const Channel& channel) { return channel.retry.has_value(); }),
@@ -156,7 +177,7 @@ std::vector<std::string> problemsOf(const TelvoraOptions& options)
                 + " is negative; with 0 each event is sent alone");
         const bool isForProvider = options.reportingProvider && channel.index == reports;
         checkAddress(owner, channel, isForProvider, problems);
-        checkHeaders(owner, channel.headers, problems);
+        checkHeaders(owner, channel.headers, { &channel, 1 }, problems);
         checkCommonData(owner, channel, problems);
         if (channel.retry)
             checkRetry(owner, *channel.retry, problems);

@@ -45,7 +45,9 @@ struct Channel {
     std::int64_t limit = 20;
     /// Where batches are posted. Must be given, except for "APM" with a reporting provider.
     Address url {};
-    /// Headers of every request of this channel.
+    /// Headers of every request of this channel. Those that the library itself sets are refused:
+    /// "Content-Type", "clienttype", "versioncode", "system-version", "QVX-UUID", "x-trace-id";
+    /// "Content-Encoding" and "x-batch-id" where the choices below say so.
     StringDictionary headers {};
     /// Left out: none.
     StandardData standardData = StandardData::none;
@@ -86,7 +88,7 @@ struct Channel {
 struct TelvoraOptions {
     /// More can be registered later, with TrackerManager::register_().
     std::vector<Channel> channels {};
-    /// Headers of every request of every channel; one of a channel's own wins.
+    /// Headers of every request of every channel; one of a channel's own wins. Refused as there.
     StringDictionary headers {};
     /// How much all channels together keep in memory at most, those too that are registered later.
     /// Without limits: everything.

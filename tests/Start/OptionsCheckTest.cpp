@@ -1,6 +1,7 @@
 #include <Telvora/Start/OptionsCheck.h>
 
 #include <Telvora/Platform/Platform.h>
+#include <Telvora/Start/StartTelvora.h>
 #include <tests/Classes/SimulatedHost.h>
 
 #include <gtest/gtest.h>
@@ -206,6 +207,64 @@ TEST(OptionsCheckTest, AHeaderThatHTTPCannotCarryIsNamedWithoutItsValue)
             "Channel \"E2E\": HTTP cannot carry the value of the header Token" }));
     EXPECT_EQ(detail::problemsOf({ .headers = { { "", "1" } } }),
         Problems { "The headers of all channels: HTTP cannot carry a header named \"\"" });
+}
+
+TEST(OptionsCheckTest, TheCaseOfAHeaderDoesNotMatter)
+{
+    EXPECT_EQ(detail::problemsOf({ .headers = { { "X-Token", "1" }, { "x-token", "2" } } }),
+        Problems {
+            "The headers of all channels: the header x-token is there twice; case is ignored" });
+    EXPECT_EQ(
+        detail::problemsOf({
+            .channels = { { .index = "E2E", .url = rightURL, .headers = { { "x-token", "2" } } } },
+            .headers = { { "X-Token", "1" } },
+        }),
+        Problems());
+}
+
+TEST(OptionsCheckTest, AHeaderThatTheLibrarySetsIsAProblem)
+{
+    const auto problemsWith = [](const std::string& name, const Channel& channel) {
+        Channel own = channel;
+        own.headers = { { name, "1" } };
+        Problems problems = problemsOf(std::move(own));
+        EXPECT_EQ(
+            detail::problemsOf({ .channels = { channel }, .headers = { { name, "1" } } }).size(),
+            problems.size());
+        return problems;
+    };
+    const Channel plain { .index = "E2E", .url = rightURL };
+    Channel other = plain;
+    other.encoding = BodyEncoding::gzip;
+    other.hasBatchId = true;
+
+    EXPECT_EQ(problemsWith("content-type", plain),
+        Problems { "Channel \"E2E\": the library itself sets the header content-type" });
+    for (const char* name : { "Content-Encoding", "X-Batch-Id" }) {
+        EXPECT_EQ(problemsWith(name, plain), Problems());
+        EXPECT_EQ(problemsWith(name, other).size(), 1u);
+    }
+}
+
+TEST(OptionsCheckTest, EveryHeaderOfARequestIsOneThatTheLibrarySets)
+{
+    Channel channel { .index = "E2E",
+        .limit = 0,
+        .url = rightURL,
+        .encoding = BodyEncoding::gzip,
+        .hasBatchId = true };
+    ASSERT_TRUE(startTelvora(
+        { .channels = { channel }, .identifier = [] { return "42"; } }, simulated().services()));
+    TrackerManager::shared().enrollE2ETrack(Dictionary { { "name", "a" } });
+    simulated().runUntilIdle();
+
+    const auto requests = simulated().httpClient().requests();
+    ASSERT_EQ(requests.size(), 1u);
+    channel.index = "another";
+    for (const auto& [name, value] : requests[0].headers) {
+        channel.headers = { { name, value } };
+        EXPECT_EQ(problemsOf(channel).size(), 1u) << name;
+    }
 }
 
 TEST(OptionsCheckTest, ANegativeLimitIsAProblem)
