@@ -39,7 +39,8 @@ Platform& platform()
         return *set;
     if (!telvoraDefaultPlatform) {
         detail::fatal(
-            "No platform is installed: link Telvora::telvora, or call installPlatform() first",
+            "No platform is installed: link Telvora::telvora, or call installPlatform() first, and "
+            "again after takeDown()",
             "Platform");
     }
     Platform* none = nullptr;

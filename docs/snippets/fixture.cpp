@@ -14,11 +14,11 @@ class TelemetryTest : public testing::Test {
 protected:
     TelemetryTest()
     {
-        installPlatform(simulated.services());
         simulated.httpClient().setAnswers({ ScriptedAnswer::body(R"({"success": true})") }, true);
-        TrackerManager::shared().register_(std::make_shared<TrackerConfig>("E2E", 2,
-            StringDictionary(), Array(), false, [] { return "https://collector.example/e2e"; }));
-        TrackerManager::start();
+        const StartResult result = startTelvora(
+            { .channels = { { .index = "E2E", .limit = 2, .url = "https://collector.example" } } },
+            simulated.services());
+        EXPECT_TRUE(result) << result.text();
     }
 
     SimulatedPlatform simulated; // its destructor takes the platform down

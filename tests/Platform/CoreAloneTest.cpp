@@ -10,7 +10,8 @@ namespace {
 TEST(CoreAloneDeathTest, TheFirstUseWithoutAPlatformStopsTheProcessAndSaysWhy)
 {
     EXPECT_DEATH(TrackerManager::shared(),
-        "No platform is installed: link Telvora::telvora, or call installPlatform\\(\\) first");
+        "No platform is installed: link Telvora::telvora, or call installPlatform\\(\\) first, "
+        "and again after takeDown\\(\\)");
 }
 
 } // namespace

@@ -58,6 +58,10 @@ public:
     /// their first values, and the closures, channels and services that the host gave are released.
     /// Blocks that have not run and requests without an answer are dropped; no closure is called.
     ///
+    /// Until another platform is installed, a call that needs one stops the process with a message:
+    /// TrackerManager::shared() and most static functions. A program that links Telvora::linux too
+    /// gets that platform instead.
+    ///
     /// The old shared objects stay allocated. References to them stay valid, and calls on the old
     /// TrackerManager do nothing. A TrackerConfig belongs to the platform that it was made on:
     /// to register it later stops the process. Of this object, what the services
