@@ -25,8 +25,8 @@
 /// - a map with texts as keys: as a dictionary, in the map's order.
 ///
 /// Optionals, ranges and maps may hold one another. Any other type is one error of the compiler
-/// that says what is possible. So is a duration: a number in an event has no unit unless its key
-/// names one.
+/// that says what is possible. So are a duration, since a number in an event has no unit unless its
+/// key names one, and a single character, since Boost.JSON makes a number of it.
 ///
 /// Threads: any; there is no state. Failure: std::bad_alloc.
 namespace telvora {
@@ -45,11 +45,12 @@ template<typename Count, typename Period>
 inline constexpr bool isDuration<std::chrono::duration<Count, Period>> = true;
 
 // For the compiler they are numbers.
-template<typename T> inline constexpr bool isWideLetter = false;
-template<> inline constexpr bool isWideLetter<wchar_t> = true;
-template<> inline constexpr bool isWideLetter<char8_t> = true;
-template<> inline constexpr bool isWideLetter<char16_t> = true;
-template<> inline constexpr bool isWideLetter<char32_t> = true;
+template<typename T> inline constexpr bool isCharacter = false;
+template<> inline constexpr bool isCharacter<char> = true;
+template<> inline constexpr bool isCharacter<wchar_t> = true;
+template<> inline constexpr bool isCharacter<char8_t> = true;
+template<> inline constexpr bool isCharacter<char16_t> = true;
+template<> inline constexpr bool isCharacter<char32_t> = true;
 
 template<typename T>
 concept Text = std::convertible_to<const T&, std::string_view>;
@@ -72,7 +73,9 @@ concept TextMap = std::ranges::input_range<const T> && requires
 
 template<typename T> consteval bool isEventValue()
 {
-    if constexpr (std::is_enum_v<T> || PlainValue<T> || Text<T>) {
+    if constexpr (isCharacter<T>) {
+        return false;
+    } else if constexpr (std::is_enum_v<T> || PlainValue<T> || Text<T>) {
         return true;
     } else if constexpr (isOptional<T>) {
         return isEventValue<typename T::value_type>();
@@ -81,7 +84,7 @@ template<typename T> consteval bool isEventValue()
     } else if constexpr (std::ranges::input_range<const T>) {
         // A std::filesystem::path is a range of paths.
         using Element = std::ranges::range_value_t<const T>;
-        if constexpr (std::same_as<Element, T> || isWideLetter<Element>)
+        if constexpr (std::same_as<Element, T>)
             return false;
         else
             return isEventValue<Element>();
@@ -97,7 +100,10 @@ template<typename T> constexpr void refuseAsEventValue()
         "A number in an event has no unit: instead of a duration, set its count() in the unit that "
         "the key names, as in set(\"ms\", std::chrono::duration<double, "
         "std::milli>(duration).count())");
-    static_assert(isDuration<T> || isEventValue<T>(),
+    static_assert(!isCharacter<T>,
+        "A single character would be a number in an event: set a text, as in set(\"key\", "
+        "std::string(1, character)), or an int");
+    static_assert(isDuration<T> || isCharacter<T> || isEventValue<T>(),
         "An event cannot hold this type: set a bool, a number, a text, an enum, a Dictionary, an "
         "Array, a Value, or an optional, a range or a map with text keys of these");
 }

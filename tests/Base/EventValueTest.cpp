@@ -69,6 +69,12 @@ TEST(EventValueTest, AnEnumWithoutARawValueGoesAsItsNumber)
     EXPECT_EQ(asSet(market::Depth::full), "18446744073709551615");
 }
 
+TEST(EventValueTest, ASmallIntegerIsANumberAndNoCharacter)
+{
+    EXPECT_EQ(asSet(std::int8_t { -65 }), "-65");
+    EXPECT_EQ(asSet(std::vector<std::uint8_t> { 65 }), "[65]");
+}
+
 TEST(EventValueTest, AnOptionalGoesAsWhatItHolds)
 {
     EXPECT_EQ(asSet(std::optional(market::Side::buy)), R"("buy")");

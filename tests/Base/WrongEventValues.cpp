@@ -32,6 +32,12 @@ void build(telvora::EventBuilder& event)
     event.set("file", std::filesystem::path("a"));
 #elif defined(CASE_WIDE_TEXT)
     event.set("name", L"a");
+#elif defined(CASE_CHARACTERS)
+    event.set("letters", std::vector<char> { 'a' });
+#elif defined(CASE_CHARACTER)
+    event.set("letter", 'a');
+#elif defined(CASE_WIDE_CHARACTER)
+    event.set("letter", L'a');
 #elif defined(CASE_DURATION)
     event.set("ms", std::chrono::milliseconds(1));
 #endif
