@@ -8,7 +8,9 @@ namespace telvora {
 
 /// Whether the host is a debug or a release build.
 enum class TrackerMode {
+    /// The developers run it; changes of the network are printed.
     debug,
+    /// Users run it.
     release,
 };
 

@@ -22,8 +22,11 @@ struct Rectangle {
 
 /// What kind of device the user holds.
 enum class UserInterfaceIdiom {
+    /// A telephone.
     phone,
+    /// A tablet.
     pad,
+    /// Any other, or not known.
     other,
 };
 

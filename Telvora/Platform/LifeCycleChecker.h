@@ -15,12 +15,19 @@ namespace telvora {
 /// An occasion in the life of a screen. The raw values are the names of the occasions. The library
 /// uses the position (index 3: the screen has come to the top, index 5: it has left).
 enum class LifeCycleTraceOccasion {
+    /// Its view is made.
     loadView,
+    /// Its view has been made.
     viewDidLoad,
+    /// It is about to be seen.
     viewWillAppear,
+    /// It is seen, and on top.
     viewDidAppear,
+    /// It is about to be left.
     viewWillDisappear,
+    /// It is no longer seen.
     viewDidDisappear,
+    /// It is destroyed.
     deinit,
 };
 

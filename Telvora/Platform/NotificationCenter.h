@@ -8,7 +8,9 @@ namespace telvora {
 
 /// The two state changes of an application that the library observes.
 enum class Notification {
+    /// The user has left the application, which still runs.
     didEnterBackground,
+    /// The user is about to see it again.
     willEnterForeground,
 };
 

@@ -21,8 +21,11 @@ class TELVORA_EXPORT Reachability {
 public:
     /// How the device is connected.
     enum class Connection {
+        /// It is not connected.
         none,
+        /// Over Wi-Fi or a cable.
         wifi,
+        /// Over a cellular network.
         cellular,
     };
 
@@ -53,7 +56,9 @@ class TELVORA_EXPORT ReachabilityService {
 public:
     /// Whether the object is held for the life of the process or serves one reading.
     enum class Use {
+        /// Held for the life of the process.
         held,
+        /// Asked once and destroyed.
         oneReading,
     };
 

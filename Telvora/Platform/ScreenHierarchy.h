@@ -28,8 +28,11 @@ class TELVORA_EXPORT UIViewController : public std::enable_shared_from_this<UIVi
 public:
     /// Which other screens it may contain.
     enum class Kind {
+        /// None but one that it presents.
         plain,
+        /// A stack of screens, of which the top one is visible.
         navigation,
+        /// One screen for each tab, of which one is selected.
         tabBar,
     };
 

@@ -37,10 +37,15 @@ TELVORA_EXPORT std::optional<DefaultIndex> defaultIndex(std::string_view rawValu
 
 /// The kind of network, as the events of "E2E" and "Sentry" name it.
 enum class TrackNetworkStatusType {
+    /// Cellular, of the second generation.
     network_2g,
+    /// Cellular, of the third.
     network_3g,
+    /// Cellular, of the fourth.
     network_4g,
+    /// Cellular, of the fifth.
     network_5g,
+    /// Wi-Fi, or a cable.
     network_wifi,
     /// Cellular with a technology that is not known, or nothing is known of the network.
     unknown,

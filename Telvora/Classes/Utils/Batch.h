@@ -14,6 +14,7 @@ namespace telvora {
 
 /// How the body of a request is sent.
 enum class BodyEncoding {
+    /// As JSON text.
     plain,
     /// Compressed, with the header "Content-Encoding: gzip".
     gzip,

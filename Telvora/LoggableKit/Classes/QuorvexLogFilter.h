@@ -51,9 +51,13 @@ public:
 
 private:
     enum class Kind {
+        /// The categories of the list.
         including,
+        /// All but those of the list.
         excluding,
+        /// Every category.
         all,
+        /// No category.
         none,
     };
 

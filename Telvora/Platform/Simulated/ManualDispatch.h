@@ -45,8 +45,11 @@ class TELVORA_EXPORT ManualDispatch final : public Dispatch {
 public:
     /// The function of TimerSource that was called.
     enum class TimerAction {
+        /// TimerSource::schedule().
         schedule,
+        /// TimerSource::suspend().
         suspend,
+        /// TimerSource::resume().
         resume,
     };
 

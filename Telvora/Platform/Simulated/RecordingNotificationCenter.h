@@ -17,7 +17,9 @@ class TELVORA_EXPORT RecordingNotificationCenter final : public NotificationCent
 public:
     /// addObserver() or removeObserver().
     enum class Action {
+        /// addObserver().
         observe,
+        /// removeObserver().
         unobserve,
     };
 

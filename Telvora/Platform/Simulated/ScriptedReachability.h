@@ -26,8 +26,11 @@ class TELVORA_EXPORT ScriptedReachability final : public ReachabilityService {
 public:
     /// A connection, or that none can be read.
     enum class Value {
+        /// Not connected.
         none,
+        /// Wi-Fi or a cable.
         wifi,
+        /// A cellular network.
         cellular,
         /// No object can be made from now on.
         unavailable,
@@ -35,14 +38,19 @@ public:
 
     /// For which objects a value is set, by their Use.
     enum class Whose {
+        /// Both uses.
         all,
+        /// Those held for the life of the process.
         held,
+        /// Those made for one reading.
         oneReading,
     };
 
     /// startNotifier() or stopNotifier().
     enum class NotifierAction {
+        /// startNotifier().
         start,
+        /// stopNotifier().
         stop,
     };
 
