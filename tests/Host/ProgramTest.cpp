@@ -1,5 +1,7 @@
 #include <tests/Host/HostProcess.h>
 
+#include <Telvora/Base/Version.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,6 +22,14 @@ std::string nested(std::size_t levels)
 }
 
 } // namespace
+
+TEST(HostProgramTest, PrintsItsNameAndTheVersionOfTheLibrary)
+{
+    const HostRun run = runHost("", { "--version" });
+
+    EXPECT_EQ(run.exitStatus(), 0);
+    EXPECT_THAT(run.lines, ElementsAre("telvora-host " TELVORA_VERSION_TEXT));
+}
 
 TEST(HostProgramTest, ALineMayBe512LevelsDeepAndNoDeeper)
 {

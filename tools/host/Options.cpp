@@ -9,6 +9,7 @@ namespace telvora::host {
 
 const char* const usage
     = "Usage: telvora-host [--platform linux|simulated] [--seed N] [SCRIPT]\n"
+      "       telvora-host --help | --version\n"
       "Runs a script of JSON lines, from standard input where no SCRIPT is named.\n";
 
 namespace {
@@ -57,6 +58,8 @@ Options readOptions(int argumentCount, const char* const* arguments)
             options.seed = asSeed(*number);
         else if (argument == "--help")
             options.wantsHelp = true;
+        else if (argument == "--version")
+            options.wantsVersion = true;
         else if (argument.starts_with('-') && argument != "-")
             throw ScriptError("Unknown option " + std::string(argument));
         else if (options.script)

@@ -13,6 +13,7 @@ struct Options {
     /// Standard input when absent.
     std::optional<std::string> script {};
     bool wantsHelp = false;
+    bool wantsVersion = false;
 };
 
 /// Throws ScriptError for a command line that makes no sense.

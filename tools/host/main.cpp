@@ -1,3 +1,4 @@
+#include <Telvora/Base/Version.h>
 #include <tools/host/Host.h>
 #include <tools/host/LineReader.h>
 #include <tools/host/Options.h>
@@ -73,6 +74,10 @@ int main(int argumentCount, char** arguments)
         const Options options = readOptions(argumentCount, arguments);
         if (options.wantsHelp) {
             std::fputs(usage, stderr);
+            return 0;
+        }
+        if (options.wantsVersion) {
+            std::puts("telvora-host " TELVORA_VERSION_TEXT);
             return 0;
         }
         return runScript(options, openScript(options));
