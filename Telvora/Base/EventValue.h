@@ -73,9 +73,7 @@ concept TextMap = std::ranges::input_range<const T> && requires
 
 template<typename T> consteval bool isEventValue()
 {
-    if constexpr (isCharacter<T>) {
-        return false;
-    } else if constexpr (std::is_enum_v<T> || PlainValue<T> || Text<T>) {
+    if constexpr (std::is_enum_v<T> || (PlainValue<T> && !isCharacter<T>) || Text<T>) {
         return true;
     } else if constexpr (isOptional<T>) {
         return isEventValue<typename T::value_type>();
