@@ -83,7 +83,8 @@ void checkAddress(
     } else if (!channel.url.isClosure()) {
         const std::string_view fault = faultOf(channel.url.text());
         if (!fault.empty())
-            problems.push_back(owner + ": " + quoted(withoutUserInfo(channel.url.text())) + std::string(fault));
+            problems.push_back(
+                owner + ": " + quoted(withoutUserInfo(channel.url.text())) + std::string(fault));
     }
 }
 
