@@ -192,20 +192,20 @@ bool isAddressText(std::string_view text)
 
 std::string withoutUserInfo(std::string_view text)
 {
+    std::string shown(text);
     const std::string_view scheme = schemeOf(text);
-    if (text.find('@') == std::string_view::npos || equalsIgnoringCase(scheme, "file"))
-        return std::string(text);
+    if (equalsIgnoringCase(scheme, "file"))
+        return shown;
 
     std::size_t begin = scheme.empty() ? 0 : scheme.size() + 1;
     if (!scheme.empty() || text.starts_with("//"))
         begin = std::min(text.find_first_not_of('/', begin), text.size());
-    const std::string_view authority = isAddressText(text)
-        ? text.substr(begin, text.find_first_of("/?#", begin) - begin)
-        : text.substr(begin);
-    const std::size_t at = authority.rfind('@');
-    if (at == std::string_view::npos)
-        return std::string(text);
-    return std::string(text.substr(0, begin)) + "\u2026" + std::string(text.substr(begin + at));
+    std::string_view authority = text.substr(begin);
+    if (isAddressText(text))
+        authority = authority.substr(0, authority.find_first_of("/?#"));
+    if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos)
+        shown.replace(begin, at, "\u2026");
+    return shown;
 }
 
 std::string badAddressText(std::string_view text)

@@ -47,16 +47,18 @@ bool TrackerManager::haveLimits(const TrackerConfig& channel)
 void TrackerManager::forEachBounds(const std::shared_ptr<TrackerConfig>& channel,
     FunctionRef<void(const detail::Bounds& bounds)> use) const
 {
-    detail::Bounds::Channels channels;
     if (channel->isBounded()) {
-        channels.push_back(channel);
-        use(detail::Bounds(std::exchange(channels, {}), channel->limits()));
+        detail::Bounds::Channels channels(1);
+        channels.front() = channel;
+        use(detail::Bounds(std::move(channels), channel->limits()));
     }
     if (!s_areAllBounded->load(std::memory_order_relaxed))
         return;
     const auto registered = configs();
+    detail::Bounds::Channels channels(registered->size());
+    auto place = channels.begin();
     for (const auto& [index, registeredChannel] : *registered)
-        channels.push_back(registeredChannel);
+        *place++ = registeredChannel;
     use(detail::Bounds(std::move(channels), m_limits.get()));
 }
 
