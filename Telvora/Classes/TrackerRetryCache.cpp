@@ -228,14 +228,7 @@ detail::Held TrackerRetryCache::held()
     detail::Held held;
     if (detail::isForkedChild())
         return held;
-    bool counts = false;
-    const auto read = [&] {
-        counts = state->counts;
-        held = state->held;
-    };
-    m_lock.read(read);
-    if (counts)
-        return held;
+    // A write, because the first one counts; limits are asked for by one thread at a time.
     m_lock.writeSync([&] {
         if (!state->counts) {
             state->held = {};
@@ -244,7 +237,7 @@ detail::Held TrackerRetryCache::held()
                 state->count(state->priorityQueue[place]);
             state->counts = true;
         }
-        read();
+        held = state->held;
     });
     return held;
 }
@@ -255,24 +248,14 @@ std::optional<TrackerRetryCache::Waiting> TrackerRetryCache::waiting(
     std::optional<Waiting> found;
     if (detail::isForkedChild())
         return found;
-    const auto use = [&](const TrackerRetryEntry& entry) {
-        // One without a share was popped and is about to be removed.
-        if (!entry->share().isEmpty() && isWanted(entry->m_held))
-            found = { entry, entry->due, entry->arrival };
-        return found.has_value();
-    };
     m_lock.read([&] {
         const auto& entries = m_state->byArrival;
-        if (isLast) {
-            for (auto place = entries.rbegin(); place != entries.rend(); ++place) {
-                if (use(place->second))
-                    return;
-            }
-        } else {
-            for (const auto& [arrival, entry] : entries) {
-                if (use(entry))
-                    return;
-            }
+        auto place = isLast ? entries.end() : entries.begin();
+        for (std::size_t left = entries.size(); left > 0 && !found; --left) {
+            const TrackerRetryEntry& entry = isLast ? (--place)->second : (place++)->second;
+            // One without a share was popped and is about to be removed.
+            if (!entry->share().isEmpty() && isWanted(entry->m_held))
+                found = { entry, entry->due, entry->arrival };
         }
     });
     return found;
