@@ -193,14 +193,12 @@ void TrackerRetryCache::State::count(const TrackerRetryEntry& entry)
 void TrackerRetryCache::State::noteRemoved(const TrackerRetryEntry& entry)
 {
     size.store(priorityQueue.count(), std::memory_order_relaxed);
-    const auto [first, last] = byArrival.equal_range(entry->arrival);
-    for (auto place = first; place != last; ++place) {
-        if (place->second != entry)
-            continue;
-        held -= entry->m_held;
-        byArrival.erase(place);
+    // Not there until the cache counts.
+    const auto place = byArrival.find(entry->arrival);
+    if (place == byArrival.end())
         return;
-    }
+    held -= entry->m_held;
+    byArrival.erase(place);
 }
 
 // An entry whose share was taken is not lost.

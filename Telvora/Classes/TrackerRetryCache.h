@@ -201,7 +201,8 @@ private:
         // Whether the next two are kept.
         bool counts = false;
         detail::Held held;
-        // In the order of arrival; an entry may be there more than once.
+        // In the order of arrival. Only an entry that was inserted more than once is there so
+        // often.
         std::multimap<std::uint64_t, TrackerRetryEntry> byArrival;
         Lost lost;
         mutable detail::Mutex mutex;
