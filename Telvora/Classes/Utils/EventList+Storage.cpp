@@ -19,7 +19,12 @@ constexpr std::size_t longestChunk = std::size_t { 64 } * 1024;
 
 EventList::EventList() = default;
 EventList::EventList(const EventList&) = default;
-EventList::EventList(EventList&&) noexcept = default;
+// Both written out by the compiler would be twice the code.
+EventList::EventList(EventList&& other) noexcept
+    : EventList()
+{
+    *this = std::move(other);
+}
 EventList& EventList::operator=(EventList&&) noexcept = default;
 EventList::~EventList() = default;
 
