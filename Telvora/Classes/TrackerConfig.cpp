@@ -220,23 +220,24 @@ void TrackerConfig::dropPending(std::int64_t events, DropReason reason)
 
 void TrackerConfig::insert(TrackerRetryEntry retry)
 {
-    if (!retry)
+    const TrackerRetryEntry entry = std::move(retry);
+    if (!entry)
         return;
-    const std::size_t events = detail::eventsUnder(commonData()->dataListKey, retry->data);
+    const std::size_t events = detail::eventsUnder(commonData()->dataListKey, entry->data);
     const detail::LedgerShare share { static_cast<std::uint32_t>(events), 1 };
-    retry->giveShare(share);
+    entry->giveShare(share);
     m_ledger.insertedByHost(share);
     const auto self = weak_from_this().lock();
     if (self && TrackerManager::haveLimits(*this)) {
         try {
             TrackerManager::shared().m_queue->barrierAsync(
-                [self, retry] { self->keepWithinLimits(retry); });
+                [self, entry] { self->keepWithinLimits(entry); });
             return;
         } catch (...) {
             // There is no memory for the block. It is kept, and what is too much is dropped later.
         }
     }
-    keep(retry, {});
+    keep(entry, {});
     // They may have been set meanwhile.
     TrackerManager::holdLimitsSoon(self);
 }
