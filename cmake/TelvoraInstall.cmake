@@ -29,6 +29,10 @@ endfunction()
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Telvora)
 telvora_install_libraries(TelvoraTargets library development ${platformTargets} telvora_core)
 telvora_install_libraries(TelvoraSimulatedTargets simulated_library simulated telvora_simulated)
+if(TELVORA_PLATFORM_QT)
+    telvora_install_libraries(TelvoraQtTargets qt_library qt
+        telvora_qt telvora_qt_core telvora_qt_widgets telvora_qt_quick)
+endif()
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/docs/third-party-licences.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
@@ -43,7 +47,7 @@ endif()
 
 # CMake: find_package(Telvora) gives Telvora::telvora, what it consists of (Telvora::core and
 # Telvora::linux), and Telvora::simulated. A host may name those three, without "Telvora::", as
-# components.
+# components; Telvora::qt it gets only if it names the component qt.
 configure_package_config_file(
     ${CMAKE_CURRENT_LIST_DIR}/TelvoraConfig.cmake.in ${PROJECT_BINARY_DIR}/TelvoraConfig.cmake
     INSTALL_DESTINATION ${packageFolder}

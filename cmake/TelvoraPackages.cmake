@@ -44,6 +44,14 @@ telvora_add_deb(simulated_library ${simulatedLibrary} libs "${library} ${same}"
 telvora_add_deb(simulated libtelvora-simulated-dev libdevel
     "${simulatedLibrary} ${same}, libtelvora-dev ${same}"
     "simulated platform for a host's tests")
+if(TELVORA_PLATFORM_QT)
+    set(qtLibrary libtelvora-qt${abiVersion})
+    telvora_add_deb(qt_library ${qtLibrary} libs "${library} ${same}"
+        "shared libraries of the integration of Qt 6")
+    telvora_add_deb(qt libtelvora-qt-dev libdevel
+        "${qtLibrary} ${same}, libtelvora-dev ${same}, qt6-base-dev"
+        "integration of Qt 6")
+endif()
 if(TELVORA_BUILD_TOOLS)
     telvora_add_deb(tools telvora-tools devel "${library} ${same}, ${simulatedLibrary} ${same}"
         "telvora-host and telvora-collector")
