@@ -39,8 +39,7 @@ class PendingEvents;
 /// Threads: any. The event list changes only in barrier blocks of the manager's queue.
 ///
 /// Failure: apiDatas(), setCommonData(), setNonFiniteCost(), insert() and the constructors throw
-/// std::bad_alloc. What a
-/// hook throws is caught and counted on the ledger.
+/// std::bad_alloc. What a hook throws is caught and counted on the ledger.
 class TELVORA_EXPORT TrackerConfig : public std::enable_shared_from_this<TrackerConfig> {
 public:
     /// The channels for which the library has operations.
@@ -141,17 +140,17 @@ public:
     /// What setRetryPolicy() was told.
     std::optional<RetryPolicy> retryPolicy() const;
 
-    /// How much the channel keeps from now on; without limits, as until set, it keeps all. Where it
-    /// keeps more already, that is dropped soon after; until then, in the order of calls, nothing
-    /// else is taken in. See also TrackerManager::setLimits().
+    /// How much the channel keeps from now on; without limits, as until set, it keeps all. What it
+    /// keeps beyond them is dropped before any event is taken in that is handed over later. See
+    /// also TrackerManager::setLimits().
     void setLimits(const Limits& limits);
     /// What setLimits() was told.
     Limits limits() const { return m_limits.get(); }
 
-    /// Puts an entry into the retry cache. Returns before the entry is there; with limits it comes
-    /// behind the events that were handed over before, and popRetryData() does not see it until
-    /// then. Like an event, this
-    /// is a use of the library: in a child that is forked later the library is inert.
+    /// Puts an entry into the retry cache. Returns before the entry is there; with limits it waits
+    /// for the events that were handed over before, and popRetryData() does not see it until then.
+    /// Like an event, this is a use of the library: in a child that is forked later the library is
+    /// inert.
     void insert(TrackerRetryEntry retry);
     /// The first entry of the retry cache, or null. It is removed in a second step. The caller owns
     /// the entry and the library no longer counts it. This is a use of the library, too.
@@ -169,7 +168,7 @@ public:
     LedgerSnapshot ledger() const;
 
 private:
-    // Intake and delivery, the only code that changes the pending events.
+    // Limits, intake and delivery, the only code that changes the pending events.
     friend class detail::Bounds;
     friend class detail::Delivery;
     friend class TrackerManager;

@@ -190,9 +190,9 @@ public:
 
     /// How much all channels together keep from now on, beside the limits of each
     /// (TrackerConfig::setLimits()); without limits, as until set, they keep all. Events of unknown
-    /// channels and reports to the provider count in none. Where more is kept already, that is
-    /// dropped soon after; until then, in the order of calls, nothing else is taken in. While there
-    /// are limits, each event costs the library's thread a look at every channel.
+    /// channels and reports to the provider count in none. What is kept beyond them is dropped
+    /// before any event is taken in that is handed over later. While there are limits, each event
+    /// costs the library's thread a look at every channel.
     static void setLimits(const Limits& limits);
     /// What setLimits() was told.
     static Limits limits();

@@ -149,8 +149,7 @@ public:
     /// step, the entry stays and null is returned.
     Taken take();
 
-    /// Removes `entry` if it is there and due at `due`, and returns it; otherwise null. Where there
-    /// is no memory, it stays.
+    /// Removes `entry` if it is there and due at `due`, and returns it; otherwise null.
     Taken takeDue(const TrackerRetryEntry& entry, std::chrono::steady_clock::time_point due);
 
     /// Calls `change` with each entry, in one write. It may change all but what they are ordered
