@@ -45,8 +45,8 @@ void FrameMeter::interrupt(Window& window)
     window.m_drawn.reset();
 }
 
-void FrameMeter::frameShown(Window& window, Time time)
-{
+void FrameMeter::frameShown(Window& window, Time time) noexcept
+try {
     std::optional<FrameReport> launch;
     std::optional<FrameReport> first;
     std::optional<FrameReport> late;
@@ -88,6 +88,8 @@ void FrameMeter::frameShown(Window& window, Time time)
         if (*report)
             m_report(**report);
     }
+} catch (...) {
+    // There is no memory: the frame is not reported.
 }
 
 void FrameMeter::takeSlow(FrameReport&& report, Time time, std::optional<FrameReport>& due)
@@ -114,8 +116,8 @@ std::optional<FrameReport> FrameMeter::takeHeldBack(Time time)
     return std::exchange(m_heldBack, std::nullopt);
 }
 
-bool FrameMeter::reportHeldBack(Time time)
-{
+bool FrameMeter::reportHeldBack(Time time) noexcept
+try {
     std::optional<FrameReport> due;
     bool isHeldBack = false;
     {
@@ -126,6 +128,9 @@ bool FrameMeter::reportHeldBack(Time time)
     if (due)
         m_report(*due);
     return isHeldBack;
+} catch (...) {
+    // There is no memory: the frame is not reported.
+    return false;
 }
 
 } // namespace telvora::detail

@@ -89,14 +89,14 @@ public:
     /// It is drawn now, perhaps while the next one is prepared.
     void frameDrawn(Window& window) TELVORA_EXCLUDES(m_lock);
     /// It is on the screen. Nothing happens if none was drawn.
-    void frameShown(Window& window, Time time) TELVORA_EXCLUDES(m_lock);
+    void frameShown(Window& window, Time time) noexcept TELVORA_EXCLUDES(m_lock);
     /// The frame under way will not be shown, and the next one does not follow it: the window is
     /// hidden or the application in the background.
     void interrupt(Window& window) TELVORA_EXCLUDES(m_lock);
 
     /// Reports what was held back for the last report of its second, if that is over at `time`.
     /// Returns whether anything is still held back.
-    bool reportHeldBack(Time time) TELVORA_EXCLUDES(m_lock);
+    bool reportHeldBack(Time time) noexcept TELVORA_EXCLUDES(m_lock);
 
 private:
     void takeSlow(FrameReport&& report, Time time, std::optional<FrameReport>& due)

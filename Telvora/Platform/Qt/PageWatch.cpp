@@ -27,39 +27,57 @@ void warn(const QObject& object, std::string_view what)
         [&] { return std::string(object.metaObject()->className()) + ": " + std::string(what); });
 }
 
+bool isText(const QVariant& value)
+{
+    return value.typeId() == QMetaType::QString || value.typeId() == QMetaType::QByteArray;
+}
+
 std::optional<std::string> sceneOf(const QObject& object)
 {
     const QVariant scene = object.property("telvoraScene");
-    if (!scene.isValid())
+    if (!isText(scene) || scene.toString().isEmpty())
         return std::nullopt;
-    if (scene.typeId() == QMetaType::QString || scene.typeId() == QMetaType::QByteArray) {
-        std::string name = scene.toString().toStdString();
-        if (!name.empty())
-            return name;
-    }
-    return std::nullopt;
+    return scene.toString().toStdString();
+}
+
+QObject* delegateOf(const QObject& object)
+{
+    return object.property("telvoraDelegate").value<QObject*>();
 }
 
 // The parameters that the page names; those that are no text are left out.
 StringDictionary paramsOf(const QObject& object)
 {
     StringDictionary params;
-    const QVariant given = object.property("telvoraParams");
-    if (!given.isValid() || given.isNull())
-        return params;
-    if (!given.canConvert<QVariantMap>()) {
-        warn(object, "telvoraParams is no object of texts");
-        return params;
-    }
-    const QVariantMap map = given.toMap();
-    for (auto entry = map.begin(); entry != map.end(); ++entry) {
-        if (entry.value().canConvert<QString>())
+    const QVariantMap given = object.property("telvoraParams").toMap();
+    for (auto entry = given.begin(); entry != given.end(); ++entry) {
+        if (isText(entry.value()))
             params.insert_or_assign(
                 entry.key().toStdString(), entry.value().toString().toStdString());
         else
             warn(object, "a value in telvoraParams is no text");
     }
     return params;
+}
+
+// Says which of its properties are ignored because they are of another type.
+void checkProperties(const QObject& object)
+{
+    const auto check = [&](const char* name, auto&& isRight, std::string_view what) {
+        const QVariant value = object.property(name);
+        if (value.isValid() && !value.isNull() && !isRight(value))
+            warn(object, what);
+    };
+    check("telvoraScene", isText, "telvoraScene is no text");
+    check(
+        "telvoraParams", [](const QVariant& value) { return value.canConvert<QVariantMap>(); },
+        "telvoraParams is no object of texts");
+    check(
+        "telvoraPages", [](const QVariant& value) { return value.typeId() == QMetaType::Bool; },
+        "telvoraPages is neither true nor false");
+    check(
+        "telvoraDelegate", [](const QVariant& value) { return value.canConvert<QObject*>(); },
+        "telvoraDelegate is no object");
 }
 
 bool canHavePage(const QWindow& window)
@@ -114,7 +132,15 @@ void PageWatch::touch()
     if (std::exchange(m_isTouched, true))
         return;
     QMetaObject::invokeMethod(
-        this, [this] { look(); }, Qt::QueuedConnection);
+        this,
+        [this] {
+            try {
+                look();
+            } catch (...) {
+                // There is no memory: the page stands until the next look.
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void PageWatch::look()
@@ -202,7 +228,7 @@ std::optional<std::shared_ptr<QtScreen>> PageWatch::screensIn(QObject& top)
         if (!root)
             root = screen;
         if (auto* delegating = dynamic_cast<QtDelegatingScreen*>(screen.get())) {
-            object = object->property("telvoraDelegate").value<QObject*>();
+            object = delegateOf(*object);
             delegating->setDelegate(
                 object ? screenFor(*object)->values : std::shared_ptr<QtScreen>());
             continue;
@@ -221,10 +247,11 @@ const PageWatch::ScreenPointer& PageWatch::screenFor(QObject& object)
     const QtToolkit* toolkit = toolkitOf(object);
     std::string name = sceneOf(object).value_or(
         toolkit ? toolkit->classNameOf(object) : std::string(object.metaObject()->className()));
-    const bool isDelegating = object.property("telvoraDelegate").value<QObject*>() != nullptr;
+    const bool isDelegating = delegateOf(object) != nullptr;
 
     ScreenPointer& screen = m_screens[&object];
     if (!screen) {
+        checkProperties(object);
         connect(&object, &QObject::destroyed, this, [this](QObject* gone) {
             const ScreenPointer lost = m_screens.take(gone);
             // Whoever reports on another thread may own it for a moment longer.

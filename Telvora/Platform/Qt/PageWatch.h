@@ -23,6 +23,7 @@ namespace telvora::detail {
 /// the page that came and of the one that left.
 ///
 /// Life: as long as the application. Threads: the GUI thread.
+/// Failure: look() throws std::bad_alloc; the look that touch() asks for does not.
 class PageWatch final : public QObject {
 public:
     /// Called with the name of a page that came to the top.

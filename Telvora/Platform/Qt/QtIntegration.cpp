@@ -160,8 +160,8 @@ public:
 
     ~QtIntegration() override { m_meter->reportHeldBack(steady_clock::time_point::max()); }
 
-    bool eventFilter(QObject* receiver, QEvent* event) override
-    {
+    bool eventFilter(QObject* receiver, QEvent* event) noexcept override
+    try {
         m_busy->eventComes();
         if (receiver->isWindowType())
             windowEvent(*static_cast<QWindow*>(receiver), *event);
@@ -170,6 +170,9 @@ public:
             isTouched = toolkit->sees(*receiver, *event) || isTouched;
         if (isTouched)
             m_pages.touch();
+        return false;
+    } catch (...) {
+        // There is no memory: the application gets its event all the same.
         return false;
     }
 

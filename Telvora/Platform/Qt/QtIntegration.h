@@ -4,9 +4,6 @@
 #include <Telvora/Platform/Qt/FrameMeter.h>
 #include <Telvora/Platform/Qt/QtToolkit.h>
 
-#include <chrono>
-#include <optional>
-
 class QGuiApplication;
 
 /// The integration of Qt 6: which page the user sees, frames, the launch, and whether the
@@ -26,7 +23,8 @@ class QGuiApplication;
 ///     telvoraPages     false: what is inside and changes is no page; the last page stands
 ///     telvoraDelegate  another object: that one is reported in its place
 ///
-/// A property of another type is ignored, with a line in the log.
+/// A property of another type is ignored, with a line in the log when its object is first looked
+/// at.
 ///
 /// Launch. One report "START" with the first frame of the application:
 ///

@@ -5,9 +5,6 @@
 
 #include <QtCore/QDynamicPropertyChangeEvent>
 #include <QtCore/QHash>
-#include <QtCore/QMetaProperty>
-#include <QtCore/QPointer>
-#include <QtCore/QSet>
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlEngine>
 #include <QtQuick/QQuickItem>

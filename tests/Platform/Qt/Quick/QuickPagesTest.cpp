@@ -121,6 +121,18 @@ TEST_F(QuickPagesTest, DialogsArePresentedAndMenusAreNot)
     EXPECT_THAT(pages(), ElementsAre("Markets", "Confirm", "Markets"));
 }
 
+TEST_F(QuickPagesTest, ParametersOfAnItemGoIntoReports)
+{
+    show("StackView { anchors.fill: parent\n"
+         "initialItem: P { telvoraScene: 'Trade'; property var telvoraParams: ({ pair: 'BTC' }) } "
+         "}");
+    TrackerManager::shared().enrollPageViewTrack("again");
+
+    const auto views = reports("PAGE-VIEW");
+    ASSERT_EQ(views.size(), 2u);
+    EXPECT_EQ(views[1].at("pageExpend"), (Value { { "pair", "BTC" } }));
+}
+
 TEST_F(QuickPagesTest, APageIsNamedByItsComponent)
 {
     show(R"(

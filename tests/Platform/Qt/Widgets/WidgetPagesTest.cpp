@@ -183,6 +183,43 @@ TEST_F(WidgetPagesTest, ParametersGoIntoReports)
     EXPECT_EQ(views[1].at("pageExpend"), (Value { { "pair", "BTC" } }));
 }
 
+// Keeps the lines of the log.
+class Lines : public LogService {
+public:
+    void loggerInit() override { }
+    void log(unsigned, const std::string& message) override { text += message + '\n'; }
+
+    std::string text;
+};
+
+TEST_F(WidgetPagesTest, PropertiesOfAnotherTypeAreIgnoredWithALineEach)
+{
+    const auto lines = std::make_shared<Lines>();
+    QuorvexLog::setLogService(lines);
+    QuorvexLog::configLogger();
+    Window window;
+    auto* markets = new QWidget;
+    markets->setObjectName("Markets");
+    markets->setProperty("telvoraScene", 7);
+    markets->setProperty("telvoraParams", 7);
+    markets->setProperty("telvoraPages", "no");
+    markets->setProperty("telvoraDelegate", "Trade");
+    window.stack->addWidget(markets);
+    window.show();
+
+    EXPECT_THAT(pages(), ElementsAre("Markets"));
+    window.hide();
+    work();
+    window.show();
+    EXPECT_THAT(pages(), ElementsAre("Markets", "Markets"));
+    for (const char* name :
+        { "telvoraScene", "telvoraParams", "telvoraPages", "telvoraDelegate" }) {
+        const std::size_t first = lines->text.find(name);
+        ASSERT_NE(first, std::string::npos) << name;
+        EXPECT_EQ(lines->text.find(name, first + 1), std::string::npos) << name;
+    }
+}
+
 TEST_F(WidgetPagesTest, AThousandFastChangesNameOnlyPagesThatWereThere)
 {
     Window window;
